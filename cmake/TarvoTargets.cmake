@@ -1,0 +1,26 @@
+# How a room of the house is built: every target gets the same warnings, sanitizers and include root.
+
+function(tarvo_target_options target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+        -Woverloaded-virtual -Wconversion -Wno-sign-conversion -Werror=return-type)
+    target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII TARVO_VERSION="${PROJECT_VERSION}")
+    if(TARVO_SANITIZE)
+        target_compile_options(${target} PUBLIC -fsanitize=${TARVO_SANITIZE} -fno-omit-frame-pointer)
+        target_link_options(${target} PUBLIC -fsanitize=${TARVO_SANITIZE})
+    endif()
+endfunction()
+
+# tarvo_library(NAME LINKS…): the static library of the current folder, made of all its sources.
+# What it links is what it may include.
+function(tarvo_library name)
+    file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+    if(NOT sources)
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE ${ARGN})
+        return()
+    endif()
+    add_library(${name} STATIC ${sources})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PUBLIC ${ARGN})
+    tarvo_target_options(${name})
+endfunction()

@@ -1,0 +1,170 @@
+#include "base/Disk.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarvo {
+
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+
+tl::unexpected<Error> posixFailure(std::string_view operation, const std::string& path) {
+    return failure(Error::posix(errno, operation, path));
+}
+
+Result<void> syncFolder(const std::string& folder) {
+    const FileHandle handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Some file systems can't flush a folder and say so with EINVAL; their renames are their own affair.
+    if (!handle || (::fsync(handle.descriptor()) != 0 && errno != EINVAL))
+        return posixFailure("flush the folder", folder);
+    return {};
+}
+
+Result<void> writeAll(int descriptor, std::string_view bytes, std::int64_t offset, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::pwrite(descriptor, bytes.data(), bytes.size(), offset);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return posixFailure("write", path);
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+        offset += written;
+    }
+    return {};
+}
+
+/// For file systems without a rename that refuses to replace.
+Result<void> linkAndUnlink(const std::string& from, const std::string& to) {
+    if (::link(from.c_str(), to.c_str()) != 0)
+        return posixFailure("move the download to", to);
+    if (::unlink(from.c_str()) != 0)
+        return posixFailure("remove", from);
+    return {};
+}
+
+} // namespace
+
+void FileHandle::close() {
+    if (m_descriptor >= 0)
+        ::close(std::exchange(m_descriptor, -1));
+}
+
+bool Disk::exists(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+Result<FileHandle> PosixDisk::openOrCreate(const std::string& path) {
+    FileHandle handle(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
+    if (!handle)
+        return posixFailure("open", path);
+    return handle;
+}
+
+Result<void> PosixDisk::writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
+                                const std::string& path) {
+    return writeAll(descriptor, bytes, offset, path);
+}
+
+Result<void> PosixDisk::truncate(int descriptor, std::int64_t length, const std::string& path) {
+    if (::ftruncate(descriptor, length) != 0)
+        return posixFailure("set the length of", path);
+    return {};
+}
+
+Result<void> PosixDisk::flush(int descriptor, const std::string& path) {
+    if (::fdatasync(descriptor) != 0)
+        return posixFailure("flush", path);
+    return {};
+}
+
+Result<void> PosixDisk::replaceFile(const std::string& path, std::string_view bytes, bool durable) {
+    const std::string beside = path + ".new";
+    FileHandle handle(::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
+    if (!handle)
+        return posixFailure("create", beside);
+    auto result = writeAll(handle.descriptor(), bytes, 0, beside);
+    if (result && durable && ::fsync(handle.descriptor()) != 0)
+        result = posixFailure("flush", beside);
+    if (result && ::rename(beside.c_str(), path.c_str()) != 0)
+        result = posixFailure("replace", path);
+    if (!result) {
+        ::unlink(beside.c_str());
+        return result;
+    }
+    return durable ? syncFolder(folderOf(path)) : result;
+}
+
+Result<void> PosixDisk::renameNoReplace(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        if (errno != EINVAL && errno != ENOSYS)
+            return posixFailure("move the download to", to);
+        if (auto moved = linkAndUnlink(from, to); !moved)
+            return moved;
+    }
+    return syncFolder(folderOf(to));
+}
+
+Result<void> PosixDisk::makeFolders(const std::string& path) {
+    if (::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST)
+        return {};
+    if (errno != ENOENT)
+        return posixFailure("create the folder", path);
+    if (auto parent = folderOf(path); parent != path) {
+        std::error_code problem;
+        std::filesystem::create_directories(parent, problem);
+        if (problem)
+            return failure(Error::posix(problem.value(), "create the folder", parent));
+    }
+    if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+        return posixFailure("create the folder", path);
+    return {};
+}
+
+Result<void> PosixDisk::removeTree(const std::string& path) {
+    std::error_code problem;
+    std::filesystem::remove_all(path, problem);
+    if (problem)
+        return failure(Error::posix(problem.value(), "remove", path));
+    return {};
+}
+
+Result<std::string> PosixDisk::readFile(const std::string& path, std::int64_t limit) {
+    const FileHandle handle(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!handle || ::fstat(handle.descriptor(), &status) != 0)
+        return posixFailure("open", path);
+    if (!S_ISREG(status.st_mode))
+        return failure(Error::posix(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "read", path));
+    std::string content;
+    char block[65536];
+    while (true) {
+        const ssize_t count = ::read(handle.descriptor(), block, sizeof block);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return posixFailure("read", path);
+        if (count == 0)
+            return content;
+        content.append(block, static_cast<std::size_t>(count));
+        if (static_cast<std::int64_t>(content.size()) > limit)
+            return failure(Error::posix(EFBIG, "read", path));
+    }
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.find_last_of('/');
+    return slash == 0 ? "/" : path.substr(0, slash == std::string::npos ? 0 : slash);
+}
+
+std::string nameOf(const std::string& path) {
+    return path.substr(path.find_last_of('/') + 1);
+}
+
+} // namespace tarvo

@@ -1,0 +1,101 @@
+// The file system as the program uses it: every call checked, every failure with path and cause.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/Error.h"
+
+namespace tarvo {
+
+/// An open file descriptor, closed when it goes.
+class FileHandle {
+public:
+    FileHandle() = default;
+
+    explicit FileHandle(int descriptor) : m_descriptor(descriptor) {}
+
+    FileHandle(FileHandle&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+
+    FileHandle& operator=(FileHandle&& other) noexcept {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
+
+    ~FileHandle() { close(); }
+
+    /// Closes the file and with it releases any lock on it.
+    void close();
+
+    int descriptor() const { return m_descriptor; }
+
+    explicit operator bool() const { return m_descriptor >= 0; }
+
+private:
+    int m_descriptor = -1;
+};
+
+/// The file system calls on which no byte and no work may be lost. Any thread. Tests put a failing
+/// disk in its place. Paths are bytes, absolute.
+class Disk {
+public:
+    virtual ~Disk() = default;
+
+    /// Opens `path` for reading and writing, made (for its owner only) if it is not there.
+    virtual Result<FileHandle> openOrCreate(const std::string& path) = 0;
+
+    /// Writes all of `bytes` at `offset` (pwrite).
+    virtual Result<void> writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
+                                 const std::string& path) = 0;
+
+    /// Sets the length of an open file.
+    virtual Result<void> truncate(int descriptor, std::int64_t length, const std::string& path) = 0;
+
+    /// Returns once the file's bytes and length have reached the disk (fdatasync).
+    virtual Result<void> flush(int descriptor, const std::string& path) = 0;
+
+    /// Puts `bytes` in the place of the file at `path`: after a crash there is the old or the new one,
+    /// whole (write beside, fsync, rename, fsync the folder). `durable` false leaves out the two
+    /// flushes, for contents that are worth nothing yet.
+    virtual Result<void> replaceFile(const std::string& path, std::string_view bytes, bool durable = true) = 0;
+
+    /// Moves a file to a name that nobody has; EEXIST when somebody does. Durable when it returns.
+    virtual Result<void> renameNoReplace(const std::string& from, const std::string& to) = 0;
+
+    /// Makes a folder with its parents, readable by its owner only.
+    virtual Result<void> makeFolders(const std::string& path) = 0;
+
+    /// Removes a file, or a folder with all that is in it.
+    virtual Result<void> removeTree(const std::string& path) = 0;
+
+    /// The whole content of a file; EFBIG when it is longer than `limit` bytes.
+    virtual Result<std::string> readFile(const std::string& path, std::int64_t limit) = 0;
+
+    /// Whether something stands at `path`; any error counts as no.
+    static bool exists(const std::string& path);
+};
+
+/// The disk of this machine.
+class PosixDisk : public Disk {
+public:
+    Result<FileHandle> openOrCreate(const std::string& path) override;
+    Result<void> writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
+                         const std::string& path) override;
+    Result<void> truncate(int descriptor, std::int64_t length, const std::string& path) override;
+    Result<void> flush(int descriptor, const std::string& path) override;
+    Result<void> replaceFile(const std::string& path, std::string_view bytes, bool durable = true) override;
+    Result<void> renameNoReplace(const std::string& from, const std::string& to) override;
+    Result<void> makeFolders(const std::string& path) override;
+    Result<void> removeTree(const std::string& path) override;
+    Result<std::string> readFile(const std::string& path, std::int64_t limit) override;
+};
+
+/// The folder part of a path, "/" for one directly under the root.
+std::string folderOf(const std::string& path);
+
+/// The last part of a path.
+std::string nameOf(const std::string& path);
+
+} // namespace tarvo

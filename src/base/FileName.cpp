@@ -1,0 +1,58 @@
+#include "base/FileName.h"
+
+#include <algorithm>
+
+#include <QString>
+
+namespace tarvo {
+
+namespace {
+
+bool isUnsafe(QChar character) {
+    return character.unicode() < 0x20 || character.unicode() == 0x7f ||
+           QStringView(u":/\\?%*|\"<>").contains(character);
+}
+
+} // namespace
+
+std::string cutToBytes(std::string text, std::size_t limit) {
+    if (text.size() <= limit)
+        return text;
+    // 10xxxxxx is the inside of a character (RFC 3629, section 3).
+    while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xc0) == 0x80)
+        --limit;
+    text.resize(limit);
+    return text;
+}
+
+std::string cleanFileName(const std::optional<std::string>& name, std::string_view extension) {
+    if (!name)
+        return "Error";
+    QString text = QString::fromStdString(*name);
+    std::replace_if(text.begin(), text.end(), isUnsafe, QChar(u'_'));
+    const auto longest = 254 - static_cast<qsizetype>(extension.size());
+    if (text.size() > longest) {
+        text.truncate(longest);
+        if (text.back().isHighSurrogate())
+            text.chop(1);
+    }
+    qsizetype dots = 0;
+    while (dots < text.size() && text.at(dots) == u'.')
+        ++dots;
+    return cutToBytes(text.mid(dots).toStdString(), kLongestName - 1 - extension.size());
+}
+
+std::string renamedFileOrBareFile(const std::string& name, int version, std::size_t reserved) {
+    if (version < 2)
+        return name;
+    const std::size_t dot = name.rfind('.');
+    const std::string stem = name.substr(0, dot);
+    const std::string tail =
+        " (" + std::to_string(version) + ")" + (dot == std::string::npos ? "" : name.substr(dot));
+    const std::size_t taken = tail.size() + reserved;
+    if (taken >= kLongestName) // an "extension" as long as a name: it is the part to be cut
+        return cutToBytes(stem + tail, kLongestName - reserved);
+    return cutToBytes(stem, kLongestName - taken) + tail;
+}
+
+} // namespace tarvo

@@ -1,0 +1,19 @@
+// The texts that users see, found by key in translations/.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarvo {
+
+/// Loads the texts of the user's language, English where there is none. Called once, on the main
+/// thread, after the application object exists and before other threads do.
+void installLocalizedTexts();
+
+/// The text of `key`; the key itself when it has none. Any thread.
+std::string localized(std::string_view key);
+
+/// The text of `key` with its placeholders %1, %2, … filled in order. Any thread.
+std::string localized(std::string_view key, std::initializer_list<std::string> arguments);
+
+} // namespace tarvo

@@ -1,0 +1,140 @@
+#include "base/Runloop.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QObject>
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace tarvo {
+
+namespace {
+
+/// One closure on its way to the main thread. The waiting worker and the queue share it.
+struct Hop {
+    std::function<void()> closure;
+    bool done = false;
+    bool ran = false;
+};
+
+struct MainQueue {
+    std::mutex mutex;
+    std::condition_variable served;
+    std::deque<std::shared_ptr<Hop>> hops;
+    bool open = false;
+    std::thread::id mainThread;
+    std::unique_ptr<QObject> receiver;
+};
+
+MainQueue& mainQueue() {
+    static MainQueue queue;
+    return queue;
+}
+
+void finish(MainQueue& queue, const std::shared_ptr<Hop>& hop, bool ran) {
+    std::lock_guard lock(queue.mutex);
+    hop->done = true;
+    hop->ran = ran;
+    hop->closure = nullptr;
+    queue.served.notify_all();
+}
+
+void runWaitingHops() {
+    MainQueue& queue = mainQueue();
+    std::unique_lock lock(queue.mutex);
+    // Hops that a closure adds get a turn of their own, so that events are served in between.
+    for (std::size_t count = queue.hops.size(); count > 0 && !queue.hops.empty(); --count) {
+        auto hop = queue.hops.front();
+        queue.hops.pop_front();
+        lock.unlock();
+        hop->closure();
+        finish(queue, hop, true);
+        lock.lock();
+    }
+    if (!queue.hops.empty() && queue.receiver)
+        QCoreApplication::postEvent(queue.receiver.get(), new QEvent(QEvent::User));
+}
+
+class Receiver : public QObject {
+    bool event(QEvent* event) override {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        runWaitingHops();
+        return true;
+    }
+};
+
+std::shared_ptr<Hop> enqueue(std::function<void()> closure) {
+    MainQueue& queue = mainQueue();
+    auto hop = std::make_shared<Hop>();
+    hop->closure = std::move(closure);
+    std::lock_guard lock(queue.mutex);
+    if (!queue.open)
+        return nullptr;
+    queue.hops.push_back(hop);
+    // One event serves all that wait; only the first of them needs to post it.
+    if (queue.hops.size() == 1)
+        QCoreApplication::postEvent(queue.receiver.get(), new QEvent(QEvent::User));
+    return hop;
+}
+
+} // namespace
+
+bool Runloop::isMainThread() {
+    MainQueue& queue = mainQueue();
+    std::lock_guard lock(queue.mutex);
+    return queue.mainThread == std::this_thread::get_id();
+}
+
+bool Runloop::runOnMainAndWait(const std::function<void()>& closure) {
+    if (isMainThread()) {
+        closure();
+        return true;
+    }
+    auto hop = enqueue(closure);
+    if (!hop)
+        return false;
+    MainQueue& queue = mainQueue();
+    std::unique_lock lock(queue.mutex);
+    queue.served.wait(lock, [&] { return hop->done; });
+    return hop->ran;
+}
+
+void Runloop::runOnMainLater(std::function<void()> closure) {
+    if (isMainThread())
+        closure();
+    else
+        enqueue(std::move(closure));
+}
+
+void Runloop::runOnNextTurn(std::function<void()> closure) {
+    enqueue(std::move(closure));
+}
+
+Runloop::Main::Main() {
+    MainQueue& queue = mainQueue();
+    std::lock_guard lock(queue.mutex);
+    queue.mainThread = std::this_thread::get_id();
+    queue.receiver = std::make_unique<Receiver>();
+    queue.open = true;
+}
+
+Runloop::Main::~Main() {
+    MainQueue& queue = mainQueue();
+    std::deque<std::shared_ptr<Hop>> stranded;
+    std::unique_ptr<QObject> receiver;
+    {
+        std::lock_guard lock(queue.mutex);
+        queue.open = false;
+        stranded.swap(queue.hops);
+        receiver = std::move(queue.receiver);
+    }
+    for (const auto& hop : stranded)
+        finish(queue, hop, false);
+}
+
+} // namespace tarvo

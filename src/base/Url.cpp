@@ -1,0 +1,83 @@
+#include "base/Url.h"
+
+#include <QUrl>
+
+namespace tarvo {
+
+namespace {
+
+QUrl parsed(const std::string& text) {
+    return QUrl::fromEncoded(QByteArray::fromStdString(text));
+}
+
+std::string encoded(const QUrl& url) {
+    return url.toEncoded(QUrl::FullyEncoded).toStdString();
+}
+
+} // namespace
+
+std::optional<Url> Url::parse(std::string_view text) {
+    const QUrl url(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())).trimmed(),
+                   QUrl::TolerantMode);
+    if (!url.isValid() || url.isRelative())
+        return std::nullopt;
+    return Url(encoded(url));
+}
+
+Url Url::fromLocalPath(const std::string& path) {
+    return Url(encoded(QUrl::fromLocalFile(QString::fromStdString(path))));
+}
+
+std::string Url::scheme() const {
+    return parsed(m_text).scheme().toLower().toStdString();
+}
+
+std::string Url::host() const {
+    return parsed(m_text).host().toStdString();
+}
+
+std::string Url::path() const {
+    return parsed(m_text).path(QUrl::FullyDecoded).toStdString();
+}
+
+std::string Url::lastPathComponent() const {
+    // Split before decoding: an encoded slash belongs to the component. A trailing slash does not.
+    QString path = parsed(m_text).path(QUrl::FullyEncoded);
+    while (path.size() > 1 && path.endsWith(u'/'))
+        path.chop(1);
+    if (path == u"/")
+        return "/";
+    return QUrl::fromPercentEncoding(path.section(u'/', -1).toUtf8()).toStdString();
+}
+
+std::string Url::localPath() const {
+    return parsed(m_text).toLocalFile().toStdString();
+}
+
+std::optional<std::string> Url::user() const {
+    const QUrl url = parsed(m_text);
+    if (url.userInfo().isNull() || (url.userName().isEmpty() && m_text.find("@") == std::string::npos))
+        return std::nullopt;
+    return url.userName(QUrl::FullyDecoded).toStdString();
+}
+
+std::optional<std::string> Url::password() const {
+    const QString password = parsed(m_text).password(QUrl::FullyDecoded);
+    if (password.isNull() || password.isEmpty())
+        return std::nullopt;
+    return password.toStdString();
+}
+
+std::string Url::withoutPassword() const {
+    return parsed(m_text).toEncoded(QUrl::FullyEncoded | QUrl::RemovePassword).toStdString();
+}
+
+Url Url::withoutCredentials() const {
+    return Url(parsed(m_text).toEncoded(QUrl::FullyEncoded | QUrl::RemoveUserInfo).toStdString());
+}
+
+bool isTransferScheme(std::string_view scheme) {
+    return scheme == "http" || scheme == "https" || scheme == "ftp" || scheme == "sftp";
+}
+
+} // namespace tarvo

@@ -1,0 +1,49 @@
+// An address, parsed once and immutable; safe to share between threads.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarvo {
+
+/// An absolute URL (RFC 3986). Kept as its percent-encoded text; the parts are read from it when
+/// asked for. User name, password and the last path component are given decoded.
+class Url {
+public:
+    /// None when `text` is no URL with a scheme. What a person would type (spaces, umlauts) is encoded.
+    static std::optional<Url> parse(std::string_view text);
+
+    /// The URL of an absolute path on this machine.
+    static Url fromLocalPath(const std::string& path);
+
+    /// The whole address as it goes to a server. It may hold a password: see withoutPassword().
+    const std::string& absoluteString() const { return m_text; }
+
+    std::string scheme() const; ///< in lower case
+    std::string host() const;
+    std::string path() const; ///< decoded
+    std::string lastPathComponent() const;
+    std::string localPath() const; ///< empty unless the scheme is "file"
+
+    std::optional<std::string> user() const;
+    std::optional<std::string> password() const;
+
+    /// For logs, notices, attributes and screens: the address with the password left out.
+    std::string withoutPassword() const;
+
+    /// The address without user name and password.
+    Url withoutCredentials() const;
+
+    bool operator==(const Url& other) const = default;
+
+private:
+    explicit Url(std::string text) : m_text(std::move(text)) {}
+
+    std::string m_text;
+};
+
+/// Whether transfers carry this scheme (lower case): http, https, ftp and sftp are all there are.
+bool isTransferScheme(std::string_view scheme);
+
+} // namespace tarvo

@@ -1,0 +1,18 @@
+// A clock that stands still until a test moves it.
+#pragma once
+
+#include "base/Clock.h"
+
+namespace tarvo::test {
+
+class FakeClock final : public Clock {
+public:
+    TimePoint now() const override { return m_now; }
+
+    void advance(Seconds seconds) { m_now += std::chrono::duration_cast<TimePoint::duration>(seconds); }
+
+private:
+    TimePoint m_now{std::chrono::hours(1)};
+};
+
+} // namespace tarvo::test

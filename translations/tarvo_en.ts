@@ -1,0 +1,31 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en" sourcelanguage="en">
+<context>
+<name></name>
+<message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
+<message id="tr.err.authentication"><source></source><translation>The server asks for a user name and a password.</translation></message>
+<message id="tr.err.bundle-in-use"><source></source><translation>Another download is working on &quot;%1&quot;.</translation></message>
+<message id="tr.err.bundle-in-use-recovery"><source></source><translation>Wait for it to end, or stop it, and try again.</translation></message>
+<message id="tr.err.could-not-rename-file"><source></source><translation>No free name was found for the file: too many files of that name are in the folder.</translation></message>
+<message id="tr.err.disk-full-recovery"><source></source><translation>Free some space and try again; the download continues where it stopped.</translation></message>
+<message id="tr.err.ftp-directory"><source></source><translation>The address is a folder, not a file.</translation></message>
+<message id="tr.err.html-file"><source></source><translation>The address leads to a web page, not to a file.</translation></message>
+<message id="tr.err.http-status"><source></source><translation>HTTP Status %1 (%2)</translation></message>
+<message id="tr.err.illegal-state"><source></source><translation>The download can't be prepared in its present state.</translation></message>
+<message id="tr.err.incomplete"><source></source><translation>The server ended the transfer before the whole file had arrived.</translation></message>
+<message id="tr.err.incomplete-recovery"><source></source><translation>What has arrived is kept; try again to fetch the rest.</translation></message>
+<message id="tr.err.no-create-data-file"><source></source><translation>The data file of the download could not be created.</translation></message>
+<message id="tr.err.no-create-progress-file"><source></source><translation>The progress file of the download could not be created.</translation></message>
+<message id="tr.err.no-open-progress-file"><source></source><translation>The progress file of the download could not be opened.</translation></message>
+<message id="tr.err.progress-file-mismatch"><source></source><translation>The unfinished download in the folder belongs to another file than the one the server offers now.</translation></message>
+<message id="tr.err.progress-file-recovery"><source></source><translation>Move or remove the unfinished download and try again.</translation></message>
+<message id="tr.err.progress.data-corrupt"><source></source><translation>The progress file is corrupt: the progress data could not be loaded.</translation></message>
+<message id="tr.err.save-with-fault"><source></source><translation>The progress of a failed download is not saved.</translation></message>
+<message id="tr.err.scheduler-timeout"><source></source><translation>No data has arrived for a while.</translation></message>
+<message id="tr.err.scheme"><source></source><translation>Addresses of the kind &quot;%1&quot; can't be downloaded.</translation></message>
+<message id="tr.err.ssh-fail"><source></source><translation>The SSH connection failed, or the server did not accept the key or password.</translation></message>
+<message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>
+<message id="tr.err.unexpected-segment-size-recovery"><source></source><translation>Try again; if it happens again, download with a single connection.</translation></message>
+</context>
+</TS>
