@@ -13,12 +13,8 @@ endfunction()
 # tarvo_library(NAME LINKS…): the static library of the current folder, made of all its sources.
 # What it links is what it may include.
 function(tarvo_library name)
-    file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
-    if(NOT sources)
-        add_library(${name} INTERFACE)
-        target_link_libraries(${name} INTERFACE ${ARGN})
-        return()
-    endif()
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
+    list(FILTER sources EXCLUDE REGEX "/main[.]cpp$") # the programs are made of the libraries
     add_library(${name} STATIC ${sources})
     target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${name} PUBLIC ${ARGN})

@@ -3,7 +3,15 @@
 <TS version="2.1" language="en" sourcelanguage="en">
 <context>
 <name></name>
+<message id="Failed"><source></source><translation>Failed</translation></message>
+<message id="Initializing"><source></source><translation>Initializing</translation></message>
+<message id="Paused"><source></source><translation>Paused</translation></message>
+<message id="Ready"><source></source><translation>Ready</translation></message>
+<message id="Running"><source></source><translation>Running</translation></message>
+<message id="Stopped"><source></source><translation>Stopped</translation></message>
+<message id="Succeeded"><source></source><translation>Succeeded</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
+<message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>
 <message id="tr.err.authentication"><source></source><translation>The server asks for a user name and a password.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Another download is working on &quot;%1&quot;.</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Wait for it to end, or stop it, and try again.</translation></message>
@@ -23,7 +31,6 @@
 <message id="tr.err.progress.data-corrupt"><source></source><translation>The progress file is corrupt: the progress data could not be loaded.</translation></message>
 <message id="tr.err.save-with-fault"><source></source><translation>The progress of a failed download is not saved.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>No data has arrived for a while.</translation></message>
-<message id="tr.err.scheme"><source></source><translation>Addresses of the kind &quot;%1&quot; can't be downloaded.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>The SSH connection failed, or the server did not accept the key or password.</translation></message>
 <message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>
 <message id="tr.err.unexpected-segment-size-recovery"><source></source><translation>Try again; if it happens again, download with a single connection.</translation></message>

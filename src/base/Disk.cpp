@@ -1,10 +1,13 @@
 #include "base/Disk.h"
 
+#include "base/Log.h"
+
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +19,16 @@ constexpr mode_t kOwnerOnly = 0600;
 
 tl::unexpected<Error> posixFailure(std::string_view operation, const std::string& path) {
     return failure(Error::posix(errno, operation, path));
+}
+
+/// The umask, which can only be read by setting it; done once, before other threads make files.
+mode_t processUmask() {
+    static const mode_t mask = [] {
+        const mode_t present = ::umask(0077);
+        ::umask(present);
+        return present;
+    }();
+    return mask;
 }
 
 Result<void> syncFolder(const std::string& folder) {
@@ -55,8 +68,27 @@ void FileHandle::close() {
         ::close(std::exchange(m_descriptor, -1));
 }
 
-bool Disk::exists(const std::string& path) {
+FileHandle FileHandle::duplicate() const {
+    return FileHandle(m_descriptor < 0 ? -1 : ::fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0));
+}
+
+bool Disk::isStillAt(int descriptor, const std::string& path) {
+    struct stat open {};
+
+    struct stat present {};
+
+    return ::fstat(descriptor, &open) == 0 && ::lstat(path.c_str(), &present) == 0 &&
+           open.st_ino == present.st_ino && open.st_dev == present.st_dev;
+}
+
+std::int64_t Disk::lengthOf(int descriptor) {
     struct stat status {};
+
+    return ::fstat(descriptor, &status) == 0 ? status.st_size : -1;
+}
+
+bool Disk::exists(const std::string& path) {
+    struct stat status = {};
     return ::lstat(path.c_str(), &status) == 0;
 }
 
@@ -84,9 +116,15 @@ Result<void> PosixDisk::flush(int descriptor, const std::string& path) {
     return {};
 }
 
+void PosixDisk::beginFlush(int descriptor) {
+    // An error here is seen again by fdatasync, which keeps its own mark (sync_file_range(2)).
+    ::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
 Result<void> PosixDisk::replaceFile(const std::string& path, std::string_view bytes, bool durable) {
     const std::string beside = path + ".new";
-    FileHandle handle(::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
+    FileHandle handle(
+        ::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
     if (!handle)
         return posixFailure("create", beside);
     auto result = writeAll(handle.descriptor(), bytes, 0, beside);
@@ -99,6 +137,17 @@ Result<void> PosixDisk::replaceFile(const std::string& path, std::string_view by
         return result;
     }
     return durable ? syncFolder(folderOf(path)) : result;
+}
+
+Result<void> PosixDisk::lockExclusively(int descriptor, const std::string& path) {
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0)
+        return posixFailure("lock", path);
+    return {};
+}
+
+void PosixDisk::setUsualPermissions(int descriptor) {
+    if (::fchmod(descriptor, 0666 & ~processUmask()) != 0)
+        Log::warning("Could not set the permissions of a finished file: {}", errno);
 }
 
 Result<void> PosixDisk::renameNoReplace(const std::string& from, const std::string& to) {
@@ -137,7 +186,7 @@ Result<void> PosixDisk::removeTree(const std::string& path) {
 
 Result<std::string> PosixDisk::readFile(const std::string& path, std::int64_t limit) {
     const FileHandle handle(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat status {};
+    struct stat status = {};
     if (!handle || ::fstat(handle.descriptor(), &status) != 0)
         return posixFailure("open", path);
     if (!S_ISREG(status.st_mode))

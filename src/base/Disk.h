@@ -29,6 +29,9 @@ public:
     /// Closes the file and with it releases any lock on it.
     void close();
 
+    /// Another handle on the same open file; empty when this one is, or when there are too many.
+    FileHandle duplicate() const;
+
     int descriptor() const { return m_descriptor; }
 
     explicit operator bool() const { return m_descriptor >= 0; }
@@ -56,10 +59,23 @@ public:
     /// Returns once the file's bytes and length have reached the disk (fdatasync).
     virtual Result<void> flush(int descriptor, const std::string& path) = 0;
 
+    /// Sets the kernel to writing out what the file has in memory, so that a later flush() finds less to
+    /// do. A hint: may wait for the disk, promises nothing, and leaves errors for flush() to report.
+    virtual void beginFlush(int descriptor) = 0;
+
     /// Puts `bytes` in the place of the file at `path`: after a crash there is the old or the new one,
     /// whole (write beside, fsync, rename, fsync the folder). `durable` false leaves out the two
     /// flushes, for contents that are worth nothing yet.
-    virtual Result<void> replaceFile(const std::string& path, std::string_view bytes, bool durable = true) = 0;
+    virtual Result<void> replaceFile(const std::string& path, std::string_view bytes,
+                                     bool durable = true) = 0;
+
+    /// Takes the file for this open handle alone until the last duplicate of it is closed; EWOULDBLOCK
+    /// when another holds it, in this process or any other (flock).
+    virtual Result<void> lockExclusively(int descriptor, const std::string& path) = 0;
+
+    /// Gives an open file the permissions of one that any program would have made here: 0666 less the
+    /// umask. A file system without permissions is left as it is.
+    virtual void setUsualPermissions(int descriptor) = 0;
 
     /// Moves a file to a name that nobody has; EEXIST when somebody does. Durable when it returns.
     virtual Result<void> renameNoReplace(const std::string& from, const std::string& to) = 0;
@@ -73,6 +89,12 @@ public:
     /// The whole content of a file; EFBIG when it is longer than `limit` bytes.
     virtual Result<std::string> readFile(const std::string& path, std::int64_t limit) = 0;
 
+    /// Whether `path` is still the file that is open, and not another one put in its place.
+    static bool isStillAt(int descriptor, const std::string& path);
+
+    /// The length of an open file in bytes, -1 when it can't be told.
+    static std::int64_t lengthOf(int descriptor);
+
     /// Whether something stands at `path`; any error counts as no.
     static bool exists(const std::string& path);
 };
@@ -85,7 +107,10 @@ public:
                          const std::string& path) override;
     Result<void> truncate(int descriptor, std::int64_t length, const std::string& path) override;
     Result<void> flush(int descriptor, const std::string& path) override;
+    void beginFlush(int descriptor) override;
     Result<void> replaceFile(const std::string& path, std::string_view bytes, bool durable = true) override;
+    Result<void> lockExclusively(int descriptor, const std::string& path) override;
+    void setUsualPermissions(int descriptor) override;
     Result<void> renameNoReplace(const std::string& from, const std::string& to) override;
     Result<void> makeFolders(const std::string& path) override;
     Result<void> removeTree(const std::string& path) override;

@@ -8,8 +8,14 @@ namespace tarvo {
 
 namespace {
 
+/// The explicit overrides and isolates of Unicode Annex 9, section 2: they make a name show as another one.
+bool turnsTheText(QChar character) {
+    return (character >= QChar(0x202a) && character <= QChar(0x202e)) ||
+           (character >= QChar(0x2066) && character <= QChar(0x2069));
+}
+
 bool isUnsafe(QChar character) {
-    return character.unicode() < 0x20 || character.unicode() == 0x7f ||
+    return character.category() == QChar::Other_Control || turnsTheText(character) ||
            QStringView(u":/\\?%*|\"<>").contains(character);
 }
 

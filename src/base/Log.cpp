@@ -79,12 +79,11 @@ void Log::deliver(LogLevel level, const std::source_location& where, const std::
     }
 }
 
-bool Log::assertThat(bool holds, std::string_view name, std::source_location where) {
-    if (!holds && isWanted(LogLevel::error)) {
-        const std::string text = name.empty() ? "Assertion Failed" : fmt::format("Assertion Failed: {}", name);
-        deliver(LogLevel::error, where, text + fmt::format(" ({})", where.function_name()));
-    }
-    return holds;
+void Log::deliverFailedAssertion(std::string_view name, const std::source_location& where) {
+    if (!isWanted(LogLevel::error))
+        return;
+    const std::string text = name.empty() ? "Assertion Failed" : fmt::format("Assertion Failed: {}", name);
+    deliver(LogLevel::error, where, text + fmt::format(" ({})", where.function_name()));
 }
 
 void Log::attach(spdlog::sink_ptr sink) {

@@ -55,7 +55,11 @@ public:
     /// Logs the failed check and goes on: an impossible state never stops the process. `name` says
     /// which check where "Assertion Failed" and the place do not say enough. Answers `holds`.
     static bool assertThat(bool holds, std::string_view name = {},
-                           std::source_location where = std::source_location::current());
+                           std::source_location where = std::source_location::current()) {
+        if (!holds)
+            deliverFailedAssertion(name, where);
+        return holds;
+    }
 
     /// Adds a sink. The sink's own level decides what reaches it. Main thread, before others log.
     static void attach(spdlog::sink_ptr sink);
@@ -77,6 +81,7 @@ private:
             deliver(level, text.place, fmt::format(text.text, std::forward<Arguments>(arguments)...));
     }
 
+    static void deliverFailedAssertion(std::string_view name, const std::source_location& where);
     static bool isWanted(LogLevel level);
     static void deliver(LogLevel level, const std::source_location& where, const std::string& message);
 };

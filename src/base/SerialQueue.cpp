@@ -28,11 +28,17 @@ void SerialQueue::async(std::function<void()> task) {
     m_changed.notify_all();
 }
 
+bool SerialQueue::isIdle() {
+    std::lock_guard lock(m_mutex);
+    return m_entries.empty();
+}
+
 void SerialQueue::work() {
     std::unique_lock lock(m_mutex);
     while (true) {
         m_changed.wait(lock, [this] {
-            return m_closing || (!m_entries.empty() && m_entries.front()->task && !m_entries.front()->started);
+            return m_closing ||
+                   (!m_entries.empty() && m_entries.front()->task && !m_entries.front()->started);
         });
         if (m_entries.empty())
             return;

@@ -34,6 +34,9 @@ public:
         return task();
     }
 
+    /// Whether no task is running or waiting.
+    bool isIdle();
+
     const std::string& label() const { return m_label; }
 
 private:

@@ -56,7 +56,7 @@ std::string Url::localPath() const {
 
 std::optional<std::string> Url::user() const {
     const QUrl url = parsed(m_text);
-    if (url.userInfo().isNull() || (url.userName().isEmpty() && m_text.find("@") == std::string::npos))
+    if (url.userInfo().isNull())
         return std::nullopt;
     return url.userName(QUrl::FullyDecoded).toStdString();
 }
@@ -74,6 +74,16 @@ std::string Url::withoutPassword() const {
 
 Url Url::withoutCredentials() const {
     return Url(parsed(m_text).toEncoded(QUrl::FullyEncoded | QUrl::RemoveUserInfo).toStdString());
+}
+
+std::optional<Url> Url::resolved(std::string_view reference) const {
+    const QUrl relative(
+        QString::fromUtf8(reference.data(), static_cast<qsizetype>(reference.size())).trimmed(),
+        QUrl::TolerantMode);
+    const QUrl target = parsed(m_text).resolved(relative);
+    if (!relative.isValid() || !target.isValid() || target.isRelative())
+        return std::nullopt;
+    return Url(encoded(target));
 }
 
 bool isTransferScheme(std::string_view scheme) {

@@ -26,6 +26,8 @@ public:
     std::string lastPathComponent() const;
     std::string localPath() const; ///< empty unless the scheme is "file"
 
+    /// As written between "//" and "@" of the address: "http://@host/" names an empty user, "http://host/"
+    /// none. A password is never empty.
     std::optional<std::string> user() const;
     std::optional<std::string> password() const;
 
@@ -34,6 +36,9 @@ public:
 
     /// The address without user name and password.
     Url withoutCredentials() const;
+
+    /// What `reference` means on a page with this address (RFC 3986, section 5.2); none when it is malformed.
+    std::optional<Url> resolved(std::string_view reference) const;
 
     bool operator==(const Url& other) const = default;
 

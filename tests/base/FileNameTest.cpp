@@ -8,6 +8,7 @@ namespace tarvo {
 TEST(CleanFileName, ReplacesWhatAFileSystemCantHold) {
     EXPECT_EQ(cleanFileName("a:b/c\\d?e%f*g|h\"i<j>k", "trdownload"), "a_b_c_d_e_f_g_h_i_j_k");
     EXPECT_EQ(cleanFileName(std::string("a\nb\0c\x7f", 6), "trdownload"), "a_b_c_");
+    EXPECT_EQ(cleanFileName("a\u009bb\u202efdp.exe", "trdownload"), "a_b_fdp.exe");
     EXPECT_EQ(cleanFileName("../../etc/passwd", "trdownload"), "_.._etc_passwd");
 }
 

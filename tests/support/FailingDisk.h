@@ -2,8 +2,9 @@
 #pragma once
 
 #include "base/Disk.h"
+#include "base/Locked.h"
 
-#include <atomic>
+#include <limits>
 #include <string>
 
 namespace tarvo::test {
@@ -11,15 +12,19 @@ namespace tarvo::test {
 class FailingDisk final : public PosixDisk {
 public:
     /// Operations are named like the member functions: "writeAt", "flush", "replaceFile", …
-    /// `call` counts from 1; with `forGood` every later call fails too.
+    /// `call` counts from 1; with `forGood` every later call fails too. Any thread.
     void failOn(std::string operation, int call, int errorNumber, bool forGood = true) {
-        m_operation = std::move(operation);
-        m_errorNumber = errorNumber;
-        m_forGood = forGood;
-        m_left = call;
+        auto plan = m_plan.lock();
+        plan->operation = std::move(operation);
+        plan->callsLeft = call;
+        plan->errorNumber = errorNumber;
+        plan->forGood = forGood;
     }
 
-    void recover() { m_left = 0; }
+    /// From here on, what is written at `offset` or later is lost, and nobody is told.
+    void loseWritesFrom(std::int64_t offset) { m_plan.lock()->lostFrom = offset; }
+
+    void recover() { *m_plan.lock() = {}; }
 
     Result<FileHandle> openOrCreate(const std::string& path) override {
         return fails("openOrCreate") ? refuse("open", path) : PosixDisk::openOrCreate(path);
@@ -27,6 +32,8 @@ public:
 
     Result<void> writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
                          const std::string& path) override {
+        if (offset >= m_plan.lock()->lostFrom)
+            return {};
         return fails("writeAt") ? refuse("write", path) : PosixDisk::writeAt(descriptor, bytes, offset, path);
     }
 
@@ -55,26 +62,32 @@ public:
     }
 
 private:
+    struct Plan {
+        std::string operation;
+        int callsLeft = 0; // until the one that fails; 0: none does
+        int errorNumber = 0;
+        bool forGood = true;
+        std::int64_t lostFrom = std::numeric_limits<std::int64_t>::max();
+    };
+
     bool fails(std::string_view operation) {
-        if (operation != m_operation || m_left == 0)
+        auto plan = m_plan.lock();
+        if (operation != plan->operation || plan->callsLeft == 0)
             return false;
-        if (m_left > 1) {
-            --m_left;
+        if (plan->callsLeft > 1) {
+            --plan->callsLeft;
             return false;
         }
-        if (!m_forGood)
-            m_left = 0;
+        if (!plan->forGood)
+            plan->callsLeft = 0;
         return true;
     }
 
-    tl::unexpected<Error> refuse(std::string_view operation, const std::string& path) const {
-        return failure(Error::posix(m_errorNumber, operation, path));
+    tl::unexpected<Error> refuse(std::string_view operation, const std::string& path) {
+        return failure(Error::posix(m_plan.lock()->errorNumber, operation, path));
     }
 
-    std::string m_operation;
-    int m_errorNumber = 0;
-    bool m_forGood = true;
-    std::atomic<int> m_left{0};
+    Locked<Plan> m_plan;
 };
 
 } // namespace tarvo::test

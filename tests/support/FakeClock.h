@@ -9,6 +9,8 @@ class FakeClock final : public Clock {
 public:
     TimePoint now() const override { return m_now; }
 
+    WallTime wallNow() const override { return WallTime(std::chrono::days(20000)); }
+
     void advance(Seconds seconds) { m_now += std::chrono::duration_cast<TimePoint::duration>(seconds); }
 
 private:
