@@ -1,0 +1,49 @@
+// A real server as a child process of the test, on a loopback address of the test's own.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace tarvo::test {
+
+/// The address that the servers of this process listen on: one of 127.0.0.0/8 made from the process's
+/// number, so that no other test can be given the same port between our finding it free and the server's
+/// taking it.
+std::string loopbackAddress();
+
+/// A port that is free on loopbackAddress().
+int freePort();
+
+/// The path of an installed program, looked for in the system folders too. Fails the test, naming the
+/// Debian package, and answers the bare name when there is none.
+std::string programPath(const std::string& name, const std::string& package);
+
+/// Runs a program to its end; fails the test with the program's own words when it fails.
+void runProgram(const std::vector<std::string>& command);
+
+/// A program that runs until the object is destroyed. Whatever it has started ends with it; it ends, too,
+/// when the test crashes. To be made and destroyed on a thread that lives as long as the object.
+class ServerProcess {
+public:
+    ServerProcess() = default;
+
+    ~ServerProcess() { stop(); }
+
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    /// Starts `command` (its first word an absolute path) and waits until it listens on all of `ports`.
+    /// Its output goes to the file at `logPath`. Fails the test when it doesn't come up.
+    void start(const std::vector<std::string>& command, const std::string& logPath,
+               const std::vector<int>& ports);
+
+    /// SIGTERM, and SIGKILL for what is still there a fifth of a second later.
+    void stop();
+
+private:
+    pid_t m_pid = -1;
+};
+
+} // namespace tarvo::test
