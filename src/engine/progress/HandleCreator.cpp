@@ -1,0 +1,86 @@
+#include "engine/progress/HandleCreator.h"
+
+#include "base/Log.h"
+#include "engine/progress/SegmentPlacer.h"
+
+#include <algorithm>
+
+namespace tarvo {
+
+namespace {
+
+std::string textOf(const ByteRanges& ranges) {
+    std::string text;
+    for (const auto& range : ranges)
+        text += (text.empty() ? "" : ", ") + range->description();
+    return "[" + text + "]";
+}
+
+void sortBySize(ByteRanges& ranges) {
+    std::stable_sort(ranges.begin(), ranges.end(),
+                     [](const auto& a, const auto& b) { return a->size() < b->size(); });
+}
+
+} // namespace
+
+ByteRanges planHoles(ByteRanges holes, std::int64_t count) {
+    sortBySize(holes);
+    // A hole of one byte can't be shared: an empty range would be asked for as the whole file.
+    while (static_cast<std::int64_t>(holes.size()) < count && !holes.empty() && holes.back()->size() > 1) {
+        const auto largest = holes.back();
+        holes.pop_back();
+        const std::int64_t middle = largest->lowerBound + largest->size() / 2;
+        holes.push_back(std::make_shared<ByteRange>(largest->lowerBound, middle));
+        holes.push_back(std::make_shared<ByteRange>(middle, largest->upperBound));
+        sortBySize(holes);
+    }
+    std::reverse(holes.begin(), holes.end());
+    if (static_cast<std::int64_t>(holes.size()) > count)
+        holes.resize(static_cast<std::size_t>(count));
+    return holes;
+}
+
+HandleCreator::HandleCreator(std::shared_ptr<const ProgressData> progressData, Url url,
+                             std::shared_ptr<const TRAuthToken> authToken, std::optional<Url> referer,
+                             std::weak_ptr<CurlDownloaderDelegate> handleDelegate,
+                             const UserDefaults& defaults, CurlDownloaderFactory& downloaderFactory)
+    : m_progressData(std::move(progressData)), m_url(std::move(url)), m_authToken(std::move(authToken)),
+      m_referer(std::move(referer)), m_delegate(std::move(handleDelegate)), m_defaults(defaults),
+      m_downloaderFactory(downloaderFactory) {
+}
+
+HandleCreator::Handles HandleCreator::createHandles(std::int64_t count) const {
+    if (m_progressData->isIndeterminateSize())
+        return createWholeHandle();
+    const std::int64_t done = m_progressData->totalBytesDownloaded();
+    if (done == 0)
+        return handlesFor(SegmentPlacer(*m_progressData, m_defaults.integer("MinimumChunkSize"))
+                              .findSegmentLocations(count));
+    if (done < m_progressData->sizeInBytes)
+        return handlesForExistingProgressData(count);
+    Log::error("Either 100% file is done or corrupted: {} / {}", done, m_progressData->sizeInBytes);
+    return {};
+}
+
+HandleCreator::Handles HandleCreator::handlesForExistingProgressData(std::int64_t count) const {
+    const ByteRanges holes = m_progressData->readoutHoles();
+    if (!Log::assertThat(!holes.empty(), "an incomplete record has holes")) {
+        Log::error("Holes are empty for progressdata: {}", textOf(m_progressData->readout()));
+        return {};
+    }
+    return handlesFor(planHoles(holes, count));
+}
+
+HandleCreator::Handles HandleCreator::handlesFor(const ByteRanges& ranges) const {
+    Handles handles;
+    for (const auto& range : ranges)
+        handles.push_back(m_downloaderFactory.segmentedDownload(m_delegate, m_url, range->lowerBound,
+                                                                range->upperBound, m_authToken, m_referer));
+    return handles;
+}
+
+HandleCreator::Handles HandleCreator::createWholeHandle() const {
+    return {m_downloaderFactory.wholeDownload(m_delegate, m_url, m_authToken, m_referer)};
+}
+
+} // namespace tarvo

@@ -1,0 +1,48 @@
+// Turns a progress record into the downloaders to start: one for each connection.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "base/UserDefaults.h"
+#include "engine/progress/ProgressData.h"
+#include "engine/transfer/CurlDownloader.h"
+
+namespace tarvo {
+
+/// Plans a fresh file in equal segments, a partly done one by its holes, and one of unknown size as a
+/// single stream. Reads the record without locking it: no data may be recorded meanwhile.
+class HandleCreator {
+public:
+    using Handles = std::vector<std::shared_ptr<CurlDownloader>>;
+
+    HandleCreator(std::shared_ptr<const ProgressData> progressData, Url url,
+                  std::shared_ptr<const TRAuthToken> authToken, std::optional<Url> referer,
+                  std::weak_ptr<CurlDownloaderDelegate> handleDelegate, const UserDefaults& defaults,
+                  CurlDownloaderFactory& downloaderFactory);
+
+    /// The downloaders for at most `count` (at least 1) connections, in the order in which they should
+    /// start; none when nothing is missing.
+    Handles createHandles(std::int64_t count) const;
+
+    /// One downloader for the whole file, without a range.
+    Handles createWholeHandle() const;
+
+private:
+    Handles handlesForExistingProgressData(std::int64_t count) const;
+    Handles handlesFor(const ByteRanges& ranges) const;
+
+    const std::shared_ptr<const ProgressData> m_progressData;
+    const Url m_url;
+    const std::shared_ptr<const TRAuthToken> m_authToken;
+    const std::optional<Url> m_referer;
+    const std::weak_ptr<CurlDownloaderDelegate> m_delegate;
+    const UserDefaults& m_defaults;
+    CurlDownloaderFactory& m_downloaderFactory;
+};
+
+/// The `count` ranges to fetch `holes` with, largest first: the largest is halved until there are
+/// enough, and the smallest are left for later when there are too many.
+ByteRanges planHoles(ByteRanges holes, std::int64_t count);
+
+} // namespace tarvo

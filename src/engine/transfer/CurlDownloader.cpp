@@ -1,0 +1,176 @@
+#include "engine/transfer/CurlDownloader.h"
+
+#include "base/Log.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include <curl/curl.h>
+
+namespace tarvo {
+
+namespace {
+
+/// libcurl hands over 16 KiB at a time; written like that, a file costs the kernel a third more time than
+/// in pieces of this size.
+constexpr std::size_t kLargestPiece = 128 * 1024;
+
+std::string_view trimmed(std::string_view text) {
+    const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+    while (!text.empty() && isSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::string lowered(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return result;
+}
+
+/// Whether a response of this status is only a step on the way to the file's: interim (RFC 9110,
+/// section 15.2), a redirect (15.4), or a challenge that libcurl may answer by itself (15.5.2, 15.5.8).
+bool isOnTheWay(std::int64_t status) {
+    return (status >= 100 && status < 200) || (status >= 300 && status < 400) || status == 401 ||
+           status == 407;
+}
+
+bool isStatusLine(std::string_view line) {
+    return line.starts_with("HTTP/");
+}
+
+} // namespace
+
+CurlDownloader::CurlDownloader(std::unique_ptr<CurlSegment> segment)
+    : m_segment(std::move(segment)), m_currentOffset(m_segment->request().lowerBound) {
+}
+
+std::shared_ptr<CurlDownloader> CurlDownloader::create(std::unique_ptr<CurlSegment> segment) {
+    std::shared_ptr<CurlDownloader> downloader(new CurlDownloader(std::move(segment)));
+    downloader->m_segment->setDelegate(downloader);
+    return downloader;
+}
+
+std::optional<std::string> CurlDownloader::header(const std::string& name) const {
+    const auto found = m_headers.find(name);
+    return found == m_headers.end() ? std::nullopt : std::optional(found->second);
+}
+
+void CurlDownloader::willStart() {
+    auto expected = CurlDownloadState::Init;
+    m_state.compare_exchange_strong(expected, CurlDownloadState::Running);
+}
+
+void CurlDownloader::download() {
+    willStart();
+    if (applyRequests() < 0) {
+        m_segment->setErrorCode(CURLE_ABORTED_BY_CALLBACK); // as when it is stopped on its way
+        return;
+    }
+    m_segment->configureAndStart();
+    deliverPending();
+    didComplete();
+}
+
+void CurlDownloader::didComplete() {
+    m_state = m_segment->error() ? CurlDownloadState::Failed : CurlDownloadState::Succeeded;
+}
+
+void CurlDownloader::requestPause() {
+    m_state = CurlDownloadState::Pausing;
+}
+
+void CurlDownloader::requestResume() {
+    m_state = CurlDownloadState::Resuming;
+}
+
+void CurlDownloader::requestStop() {
+    m_state = CurlDownloadState::Stopping;
+    m_segment->wakeup();
+}
+
+std::int64_t CurlDownloader::applyRequests() {
+    // The exchange fails when a newer request has come meanwhile; that one is carried out next time.
+    auto state = m_state.load();
+    switch (state) {
+    case CurlDownloadState::Stopping:
+        m_state.compare_exchange_strong(state, CurlDownloadState::Failed);
+        return -1;
+    case CurlDownloadState::Failed:
+        return -1;
+    case CurlDownloadState::Resuming:
+        if (m_state.compare_exchange_strong(state, CurlDownloadState::Running))
+            m_segment->resume();
+        return 0;
+    case CurlDownloadState::Pausing:
+        if (m_state.compare_exchange_strong(state, CurlDownloadState::Paused))
+            m_segment->pause();
+        return 0;
+    default:
+        return 0;
+    }
+}
+
+void CurlDownloader::curlHasHeader(CurlSegment& layer, std::string_view line) {
+    if (isStatusLine(line))
+        m_headers.clear(); // a new answer begins; an earlier one was on the way to it
+    if (isOnTheWay(layer.httpCode())) {
+        Log::debug("Redirect Header: {}", trimmed(line));
+        return;
+    }
+    const std::size_t colon = line.find(':');
+    if (colon == std::string_view::npos || line.find(':', colon + 1) != std::string_view::npos) {
+        Log::debug("Unparsable header: {}", trimmed(line));
+        return;
+    }
+    const std::string key(trimmed(lowered(line.substr(0, colon))));
+    const std::string value(trimmed(line.substr(colon + 1)));
+    m_headers[key] = value;
+    Log::debug("Parsed header: \"{}\" = \"{}\"", key, value);
+    if (const auto delegate = m_delegate.lock())
+        delegate->downloaderHasParsedHeader(*this, key, value);
+}
+
+std::int64_t CurlDownloader::curlHasData(CurlSegment&, std::span<const char> data) {
+    // libcurl can't pause a handle that has no connection yet; its first block can.
+    if (isPaused())
+        return kPauseTransfer;
+    const auto count = static_cast<std::int64_t>(data.size());
+    // The first block decides whether the answer is the right one: it does not wait for more.
+    if (m_currentOffset == m_segment->request().lowerBound) {
+        const std::int64_t consumed = deliver(data, m_currentOffset);
+        m_currentOffset += std::max<std::int64_t>(consumed, 0);
+        return consumed;
+    }
+    if (m_pending.size() + data.size() > kLargestPiece)
+        deliverPending();
+    if (m_refused)
+        return 0;
+    m_pending.insert(m_pending.end(), data.begin(), data.end());
+    m_currentOffset += count;
+    return count;
+}
+
+void CurlDownloader::deliverPending() {
+    if (m_pending.empty())
+        return;
+    const auto count = static_cast<std::int64_t>(m_pending.size());
+    m_refused = deliver(m_pending, m_currentOffset - count) != count;
+    m_pending.clear();
+}
+
+std::int64_t CurlDownloader::deliver(std::span<const char> data, std::int64_t offset) {
+    const auto delegate = m_delegate.lock();
+    if (!Log::assertThat(delegate != nullptr, "Delegate not bound"))
+        return -1;
+    return delegate->downloaderHasData(*this, data, offset);
+}
+
+std::int64_t CurlDownloader::curlHasProgress(CurlSegment&) {
+    return applyRequests();
+}
+
+} // namespace tarvo

@@ -1,0 +1,130 @@
+// One connection of a download: a segment with its offset, its state and its kept headers.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "engine/transfer/CurlSegment.h"
+
+namespace tarvo {
+
+class CurlDownloader;
+
+enum class CurlDownloadState : std::uint8_t {
+    Init = 0,      ///< created, not started
+    Pausing = 1,   ///< pause requested, not yet applied
+    Paused = 2,    ///< the segment's handle is paused
+    Resuming = 3,  ///< resume requested, not yet applied
+    Running = 4,   ///< transferring
+    Stopping = 5,  ///< stop requested, not yet applied
+    Succeeded = 6, ///< ended with no segment error
+    Failed = 7,    ///< ended with a segment error, or stopped
+};
+
+/// Receives what a downloader has understood, on the transfer thread.
+class CurlDownloaderDelegate {
+public:
+    virtual ~CurlDownloaderDelegate() = default;
+
+    /// `data` belongs at `offset` of the file. Answers the number of bytes consumed; anything but the
+    /// whole ends the transfer.
+    virtual std::int64_t downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
+                                           std::int64_t offset) = 0;
+
+    /// A header of the file's answer: name in lower case, value trimmed.
+    virtual void downloaderHasParsedHeader(CurlDownloader&, const std::string& /*key*/,
+                                           const std::string& /*value*/) {}
+};
+
+/// Requests (pause, resume, stop) may come from any thread and are carried out on the transfer thread,
+/// which alone touches the segment. The state may be read from any thread; all else belongs to the
+/// transfer thread until the transfer has ended. Used for one transfer.
+class CurlDownloader final : public CurlSegmentDelegate, public std::enable_shared_from_this<CurlDownloader> {
+public:
+    using Headers = std::map<std::string, std::string>;
+
+    static std::shared_ptr<CurlDownloader> create(std::unique_ptr<CurlSegment> segment);
+
+    void setDelegate(std::weak_ptr<CurlDownloaderDelegate> delegate) { m_delegate = std::move(delegate); }
+
+    CurlSegment& segment() { return *m_segment; }
+
+    const CurlSegment& segment() const { return *m_segment; }
+
+    /// The absolute file offset at which the next byte belongs.
+    std::int64_t currentOffset() const { return m_currentOffset; }
+
+    CurlDownloadState currentState() const { return m_state; }
+
+    bool isPaused() const { return m_state == CurlDownloadState::Paused; }
+
+    /// The headers of the file's answer: name in lower case to trimmed value.
+    const Headers& headers() const { return m_headers; }
+
+    /// The value of one header.
+    std::optional<std::string> header(const std::string& name) const;
+
+    /// Called by the loop before the transfer starts. A request made before stays in force.
+    void willStart();
+
+    /// Runs the transfer alone, to its end, on the calling thread; not at all when it was stopped before,
+    /// which is the same failure as a stop on the way.
+    void download();
+
+    /// The transfer has ended and the segment knows its result.
+    void didComplete();
+
+    void requestPause();
+    void requestResume();
+    void requestStop();
+
+    /// Hands on what has arrived since the last time. The loop calls it whenever libcurl has no more for the
+    /// moment, so that nothing waits here and yet the pieces are large.
+    void deliverPending();
+
+    /// Carries out a waiting request. Answers -1 when the transfer has been stopped, else 0.
+    std::int64_t applyRequests();
+
+    void curlHasHeader(CurlSegment& layer, std::string_view line) override;
+    std::int64_t curlHasData(CurlSegment& layer, std::span<const char> data) override;
+    std::int64_t curlHasProgress(CurlSegment& layer) override;
+
+private:
+    explicit CurlDownloader(std::unique_ptr<CurlSegment> segment);
+
+    std::int64_t deliver(std::span<const char> data, std::int64_t offset);
+
+    const std::unique_ptr<CurlSegment> m_segment;
+    std::weak_ptr<CurlDownloaderDelegate> m_delegate;
+    std::int64_t m_currentOffset;
+    std::vector<char> m_pending; // arrived, not yet delivered; ends at m_currentOffset
+    bool m_refused = false;      // the delegate took less than it was given
+    std::atomic<CurlDownloadState> m_state{CurlDownloadState::Init};
+    Headers m_headers;
+};
+
+/// Makes downloaders, so that tests of the planner need no transfer.
+class CurlDownloaderFactory {
+public:
+    virtual ~CurlDownloaderFactory() = default;
+
+    /// A downloader for the bytes [from, to) of `url`.
+    virtual std::shared_ptr<CurlDownloader> segmentedDownload(std::weak_ptr<CurlDownloaderDelegate> delegate,
+                                                              const Url& url, std::int64_t from,
+                                                              std::int64_t to,
+                                                              std::shared_ptr<const TRAuthToken> auth,
+                                                              const std::optional<Url>& referer) = 0;
+
+    /// A downloader for the whole resource.
+    virtual std::shared_ptr<CurlDownloader> wholeDownload(std::weak_ptr<CurlDownloaderDelegate> delegate,
+                                                          const Url& url,
+                                                          std::shared_ptr<const TRAuthToken> auth,
+                                                          const std::optional<Url>& referer) = 0;
+};
+
+} // namespace tarvo

@@ -1,0 +1,119 @@
+#include "engine/transfer/CurlMulti.h"
+
+#include "base/Log.h"
+
+#include <algorithm>
+
+#include <curl/curl.h>
+
+namespace tarvo {
+
+namespace {
+
+/// The longest wait of one turn; requests and sockets end it earlier.
+constexpr std::chrono::milliseconds kTurn{1000};
+
+} // namespace
+
+CurlMulti::CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders)
+    : m_children(std::move(downloaders)) {
+}
+
+void CurlMulti::downloadAndBlock() {
+    start();
+    while (true) {
+        const bool stopped = applyRequestsAndCheckForStop();
+        if (stopped || m_running == 0)
+            break;
+        m_pool.wait(kTurn);
+        perform();
+    }
+    deliverCompletions();
+}
+
+void CurlMulti::start() {
+    for (const auto& child : m_children) {
+        child->segment().configure();
+        child->willStart();
+        curl_multi_add_handle(m_pool.multiHandle(), child->segment().curlHandle());
+    }
+    perform();
+}
+
+void CurlMulti::perform() {
+    curl_multi_perform(m_pool.multiHandle(), &m_running);
+    for (const auto& child : m_children)
+        child->deliverPending();
+    readMessages();
+}
+
+void CurlMulti::readMessages() {
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(m_pool.multiHandle(), &left)) {
+        if (!Log::assertThat(message->msg == CURLMSG_DONE))
+            continue;
+        char* segment = nullptr; // what the segment stored in its handle: itself
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &segment);
+        const auto child = std::find_if(m_children.begin(), m_children.end(), [&](const auto& candidate) {
+            return static_cast<void*>(&candidate->segment()) == segment;
+        });
+        if (Log::assertThat(child != m_children.end()))
+            m_completions.push_back({child->get(), message->data.result});
+    }
+}
+
+bool CurlMulti::isFinished(const CurlDownloader& child) const {
+    return std::any_of(m_completions.begin(), m_completions.end(),
+                       [&](const Completion& completion) { return completion.child == &child; });
+}
+
+bool CurlMulti::applyRequestsAndCheckForStop() {
+    bool anyLeft = false;
+    for (const auto& child : m_children) {
+        if (!isFinished(*child) && child->applyRequests() == 0)
+            anyLeft = true;
+    }
+    return !anyLeft;
+}
+
+void CurlMulti::deliverCompletions() {
+    for (const auto& child : m_children)
+        curl_multi_remove_handle(m_pool.multiHandle(), child->segment().curlHandle());
+    for (const auto& [child, result] : m_completions) {
+        child->segment().setErrorCode(result);
+        child->didComplete();
+    }
+}
+
+bool CurlMulti::allHandlesPaused() const {
+    return std::all_of(m_children.begin(), m_children.end(),
+                       [](const auto& child) { return child->isPaused(); });
+}
+
+void CurlMulti::requestPause() {
+    for (const auto& child : m_children)
+        child->requestPause();
+    m_pool.wakeup();
+}
+
+void CurlMulti::requestResume() {
+    for (const auto& child : m_children)
+        child->requestResume();
+    m_pool.wakeup();
+}
+
+void CurlMulti::requestStop() {
+    for (const auto& child : m_children)
+        child->requestStop();
+    m_pool.wakeup();
+}
+
+std::optional<Error> CurlMulti::error() const {
+    for (const auto& child : m_children) {
+        if (auto error = child->segment().error())
+            return error;
+    }
+    return std::nullopt;
+}
+
+} // namespace tarvo

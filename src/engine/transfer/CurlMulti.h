@@ -1,0 +1,53 @@
+// The loop that drives all connections of one job, on the job's transfer thread.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "base/Error.h"
+#include "engine/transfer/ConnectionPool.h"
+#include "engine/transfer/CurlDownloader.h"
+
+namespace tarvo {
+
+/// Serves one run. downloadAndBlock() belongs to the transfer thread; the requests may come from any
+/// thread and are noticed at once.
+class CurlMulti {
+public:
+    explicit CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders);
+
+    /// Runs all transfers to their end, or until every unfinished one has been stopped. The ends are
+    /// reported to the downloaders only after the last of them.
+    void downloadAndBlock();
+
+    /// Whether every child is paused; true without children.
+    bool allHandlesPaused() const;
+
+    void requestPause();
+    void requestResume();
+    void requestStop();
+
+    /// The error of the first child, in their order, whose segment has one.
+    std::optional<Error> error() const;
+
+private:
+    struct Completion {
+        CurlDownloader* child;
+        int result;
+    };
+
+    void start();
+    void perform();
+    void readMessages();
+    bool isFinished(const CurlDownloader& child) const;
+    bool applyRequestsAndCheckForStop();
+    void deliverCompletions();
+
+    const std::vector<std::shared_ptr<CurlDownloader>> m_children;
+    ConnectionPool m_pool;
+    std::vector<Completion> m_completions;
+    int m_running = 0;
+};
+
+} // namespace tarvo

@@ -1,0 +1,118 @@
+// One libcurl transfer of one URL, or of one byte range of it: the lowest layer of the engine.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "base/Error.h"
+#include "base/Url.h"
+#include "engine/transfer/TRAuthToken.h"
+
+namespace tarvo {
+
+class CurlSegment;
+
+/// What libcurl's write callback answers to suspend its transfer (CURL_WRITEFUNC_PAUSE, libcurl's page
+/// on CURLOPT_WRITEFUNCTION): the block is delivered again on resume.
+inline constexpr std::int64_t kPauseTransfer = 0x10000001;
+
+/// Receives what arrives, on the thread that runs the transfer.
+class CurlSegmentDelegate {
+public:
+    virtual ~CurlSegmentDelegate() = default;
+
+    /// One header line, with its line end.
+    virtual void curlHasHeader(CurlSegment& layer, std::string_view line) = 0;
+
+    /// A block of the body, 16 KiB at most. Answers the number of bytes consumed; anything but the
+    /// whole ends the transfer with libcurl's write error, kPauseTransfer suspends it.
+    virtual std::int64_t curlHasData(CurlSegment& layer, std::span<const char> data) = 0;
+
+    /// A chance to act, at least about once a second, also while nothing arrives. A negative answer
+    /// ends a transfer that runs alone (configureAndStart).
+    virtual std::int64_t curlHasProgress(CurlSegment& layer) = 0;
+};
+
+/// What to fetch and on whose behalf.
+struct CurlRequest {
+    Url url;
+    std::int64_t lowerBound = 0; ///< first byte of the range
+    std::int64_t upperBound = 0; ///< one past its last byte; 0: the whole resource
+    std::shared_ptr<const TRAuthToken> authToken;
+    std::optional<Url> referer;
+    std::optional<Url> proxyUrl;
+    std::int64_t timeoutMs = 0;    ///< for the whole transfer, in milliseconds; 0: no limit
+    bool headRequestOnly = false;  ///< headers only, no body
+    bool debugModeEnabled = false; ///< libcurl's trace goes to the log
+};
+
+/// One transfer; a new transfer takes a new segment. One thread at a time uses it; only wakeup() may
+/// be called from others.
+class CurlSegment {
+public:
+    explicit CurlSegment(CurlRequest request) : m_request(std::move(request)) {}
+
+    virtual ~CurlSegment() = default;
+    CurlSegment(const CurlSegment&) = delete;
+    CurlSegment& operator=(const CurlSegment&) = delete;
+
+    CurlRequest& request() { return m_request; }
+
+    const CurlRequest& request() const { return m_request; }
+
+    /// Not owned. Without one, what arrives is refused.
+    void setDelegate(std::weak_ptr<CurlSegmentDelegate> delegate) { m_delegate = std::move(delegate); }
+
+    /// The libcurl result code of the transfer, 0 for success.
+    int errorCode() const { return m_errorCode; }
+
+    void setErrorCode(int code) { m_errorCode = code; }
+
+    /// The libcurl easy handle (CURL*).
+    virtual void* curlHandle() = 0;
+
+    /// Sets every option on the handle. Before it is started or added to a loop.
+    virtual void configure() = 0;
+
+    /// Runs the transfer to its end on the calling thread.
+    virtual void configureAndStart() = 0;
+
+    /// Makes a configureAndStart() on another thread ask curlHasProgress() at once. Any thread.
+    virtual void wakeup() = 0;
+
+    virtual void pause() = 0;
+    virtual void resume() = 0;
+
+    /// The failure of the transfer, if it failed: ErrorDomain::CurlSegment with libcurl's code.
+    virtual std::optional<Error> error() const = 0;
+
+    /// The last address used after redirects.
+    virtual std::optional<Url> effectiveUrl() const = 0;
+
+    /// The body length that the server announced, in bytes; 0 when unknown.
+    virtual std::int64_t contentLength() const = 0;
+
+    /// The last response code (HTTP, FTP); 0 when there was none (SFTP has none at all).
+    virtual std::int64_t httpCode() const = 0;
+
+protected:
+    const std::weak_ptr<CurlSegmentDelegate>& delegate() const { return m_delegate; }
+
+private:
+    CurlRequest m_request;
+    std::weak_ptr<CurlSegmentDelegate> m_delegate;
+    int m_errorCode = 0;
+};
+
+/// Makes segments, so that tests can hand in scripted ones.
+class CurlSegmentFactory {
+public:
+    virtual ~CurlSegmentFactory() = default;
+    virtual std::unique_ptr<CurlSegment> createSegment(CurlRequest request) = 0;
+};
+
+} // namespace tarvo

@@ -1,0 +1,270 @@
+#include "engine/transfer/LiveCurlSegment.h"
+
+#include "base/Localized.h"
+#include "base/Log.h"
+#include "engine/transfer/CookieHelper.h"
+
+#include <mutex>
+
+#include <curl/curl.h>
+
+namespace tarvo {
+
+namespace {
+
+// What one read takes from a socket at the most: fewer system calls than libcurl's 16 KiB (its page on
+// CURLOPT_BUFFERSIZE). Blocks still arrive in pieces of 16 KiB.
+constexpr long kReceiveBufferBytes = 256 * 1024;
+constexpr long kConnectTimeoutMs = 30000;
+constexpr long kMostRedirects = 10;
+constexpr const char* kSchemes = "http,https,ftp,sftp";
+
+template <class Value>
+void set(void* handle, CURLoption option, Value value) {
+    const CURLcode result = curl_easy_setopt(handle, option, value);
+    if (result != CURLE_OK)
+        Log::error("Could not set transfer option {}: {}", static_cast<int>(option),
+                   curl_easy_strerror(result));
+}
+
+void set(void* handle, CURLoption option, const std::string& value) {
+    set(handle, option, value.c_str());
+}
+
+std::string trimmedEnd(std::string_view text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+        text.remove_suffix(1);
+    return std::string(text);
+}
+
+std::once_flag startedUp;
+std::once_flag cleanedUp;
+
+} // namespace
+
+struct LiveCurlSegment::Callbacks {
+    static int onDebugText(CURL*, curl_infotype type, char* text, std::size_t size, void* segment) {
+        const CurlRequest& request = static_cast<LiveCurlSegment*>(segment)->request();
+        if (type == CURLINFO_TEXT)
+            Log::verbose("CURL {} ({}-{}): {}", request.url.withoutPassword(), request.lowerBound,
+                         request.upperBound, trimmedEnd({text, size}));
+        return 0;
+    }
+
+    /// Before each request, those of redirects among them.
+    static int onRequest(void* segment, char*, char*, int, int) {
+        static_cast<LiveCurlSegment*>(segment)->setCookies();
+        return CURL_PREREQFUNC_OK;
+    }
+
+    static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* segment) {
+        auto* self = static_cast<LiveCurlSegment*>(segment);
+        const auto delegate = self->delegate().lock();
+        if (Log::assertThat(delegate != nullptr))
+            delegate->curlHasHeader(*self, {line, size * count});
+        return size * count;
+    }
+
+    static std::size_t onData(char* data, std::size_t size, std::size_t count, void* segment) {
+        auto* self = static_cast<LiveCurlSegment*>(segment);
+        const auto delegate = self->delegate().lock();
+        if (!Log::assertThat(delegate != nullptr))
+            return 0;
+        return static_cast<std::size_t>(delegate->curlHasData(*self, {data, size * count}));
+    }
+
+    static std::size_t onDiscardedData(char*, std::size_t size, std::size_t count, void*) {
+        return size * count;
+    }
+
+    static int onProgress(void* segment, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+        auto* self = static_cast<LiveCurlSegment*>(segment);
+        const auto delegate = self->delegate().lock();
+        if (!Log::assertThat(delegate != nullptr))
+            return 0;
+        // Within a loop it is the loop that takes a stopped transfer out.
+        const std::int64_t verdict = delegate->curlHasProgress(*self);
+        return self->m_runsAlone && verdict < 0 ? 1 : 0;
+    }
+};
+
+void LiveCurlSegment::startUp() {
+    std::call_once(startedUp, [] { curl_global_init(CURL_GLOBAL_ALL); });
+}
+
+void LiveCurlSegment::cleanup() {
+    std::call_once(cleanedUp, [] { curl_global_cleanup(); });
+}
+
+LiveCurlSegment::LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
+                                 std::shared_ptr<ConnectionPool> pool)
+    : CurlSegment(std::move(request)), m_environment(environment), m_pool(std::move(pool)) {
+    startUp();
+    m_handle = curl_easy_init();
+}
+
+LiveCurlSegment::~LiveCurlSegment() {
+    curl_easy_cleanup(m_handle);
+}
+
+void LiveCurlSegment::configure() {
+    if (request().debugModeEnabled) {
+        set(m_handle, CURLOPT_VERBOSE, 1L);
+        set(m_handle, CURLOPT_DEBUGFUNCTION, &Callbacks::onDebugText);
+        set(m_handle, CURLOPT_DEBUGDATA, this);
+    }
+    configureRequest();
+    configureBody();
+    configureCredentials();
+    configureIdentity();
+}
+
+void LiveCurlSegment::configureRequest() {
+    // Certificates are not verified, neither the chain nor the name.
+    set(m_handle, CURLOPT_SSL_VERIFYPEER, 0L);
+    set(m_handle, CURLOPT_SSL_VERIFYHOST, 0L);
+    // The token's credentials are the ones to use, and an address that holds others says so in vain.
+    const Url& url = request().url;
+    set(m_handle, CURLOPT_URL,
+        request().authToken ? url.withoutCredentials().absoluteString() : url.absoluteString());
+    set(m_handle, CURLOPT_PROTOCOLS_STR, kSchemes);
+    set(m_handle, CURLOPT_REDIR_PROTOCOLS_STR, kSchemes);
+    set(m_handle, CURLOPT_FOLLOWLOCATION, 1L);
+    set(m_handle, CURLOPT_AUTOREFERER, 1L);
+    set(m_handle, CURLOPT_MAXREDIRS, kMostRedirects);
+    set(m_handle, CURLOPT_NOPROGRESS, 0L);
+    set(m_handle, CURLOPT_NOSIGNAL, 1L);
+    set(m_handle, CURLOPT_PRIVATE, static_cast<CurlSegment*>(this));
+    set(m_handle, CURLOPT_TIMEOUT_MS, static_cast<long>(request().timeoutMs));
+    set(m_handle, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
+    set(m_handle, CURLOPT_TCP_KEEPALIVE, 1L);
+    const auto userAgent = m_environment.defaults.string("CustomUserAgent");
+    set(m_handle, CURLOPT_USERAGENT, userAgent ? userAgent->c_str() : nullptr);
+    set(m_handle, CURLOPT_HEADERFUNCTION, &Callbacks::onHeader);
+    set(m_handle, CURLOPT_HEADERDATA, this);
+    // A proxy's own answer to CONNECT is not the file's.
+    set(m_handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (request().referer)
+        set(m_handle, CURLOPT_REFERER, request().referer->withoutCredentials().absoluteString());
+}
+
+void LiveCurlSegment::configureBody() {
+    set(m_handle, CURLOPT_XFERINFOFUNCTION, &Callbacks::onProgress);
+    set(m_handle, CURLOPT_XFERINFODATA, this);
+    if (request().headRequestOnly) {
+        set(m_handle, CURLOPT_NOBODY, 1L);
+        // FTP delivers header-like lines as a body; without a callback they would go to standard output.
+        set(m_handle, CURLOPT_WRITEFUNCTION, &Callbacks::onDiscardedData);
+        return;
+    }
+    set(m_handle, CURLOPT_WRITEFUNCTION, &Callbacks::onData);
+    set(m_handle, CURLOPT_WRITEDATA, this);
+    set(m_handle, CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
+    if (request().upperBound != 0)
+        set(m_handle, CURLOPT_RANGE, fmt::format("{}-{}", request().lowerBound, request().upperBound - 1));
+}
+
+void LiveCurlSegment::configureCredentials() {
+    const auto& token = request().authToken;
+    if (!token)
+        return;
+    set(m_handle, CURLOPT_SSH_AUTH_TYPES, static_cast<long>(CURLSSH_AUTH_PASSWORD));
+    set(m_handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST | CURLAUTH_NTLM));
+    set(m_handle, CURLOPT_USERNAME, token->username());
+    set(m_handle, CURLOPT_PASSWORD, token->password());
+    if (const auto privateKey = token->privKey()) {
+        set(m_handle, CURLOPT_SSH_AUTH_TYPES, static_cast<long>(CURLSSH_AUTH_ANY));
+        set(m_handle, CURLOPT_SSH_PRIVATE_KEYFILE, *privateKey);
+        set(m_handle, CURLOPT_SSH_PUBLIC_KEYFILE, token->pubKey().value_or(""));
+    }
+}
+
+void LiveCurlSegment::configureIdentity() {
+    if (request().proxyUrl)
+        set(m_handle, CURLOPT_PROXY, request().proxyUrl->absoluteString());
+    set(m_handle, CURLOPT_COOKIEFILE, "");
+    // A cookie text that is set once would follow a redirect to any host (CURLOPT_COOKIE).
+    set(m_handle, CURLOPT_PREREQFUNCTION, &Callbacks::onRequest);
+    set(m_handle, CURLOPT_PREREQDATA, this);
+}
+
+void LiveCurlSegment::setCookies() {
+    std::string cookies;
+    if (const auto url = effectiveUrl())
+        cookies =
+            CookieHelper::combineCookiesForURL(*url, &m_environment.cookies, m_environment.clock.wallNow());
+    // An empty text would send an empty Cookie header, which RFC 6265 (section 4.2.1) does not allow.
+    set(m_handle, CURLOPT_COOKIE, cookies.empty() ? nullptr : cookies.c_str());
+}
+
+void LiveCurlSegment::configureAndStart() {
+    configure();
+    m_runsAlone = true;
+    void* multi = m_pool->multiHandle();
+    curl_multi_add_handle(multi, m_handle);
+    int running = 0;
+    CURLcode result = CURLE_OK;
+    do {
+        const auto current = delegate().lock();
+        if (current && current->curlHasProgress(*this) < 0) {
+            result = CURLE_ABORTED_BY_CALLBACK;
+            break;
+        }
+        curl_multi_perform(multi, &running);
+        if (running > 0)
+            m_pool->wait(std::chrono::seconds(1));
+    } while (running > 0);
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        if (message->msg == CURLMSG_DONE && message->easy_handle == m_handle)
+            result = message->data.result;
+    }
+    curl_multi_remove_handle(multi, m_handle);
+    m_runsAlone = false;
+    setErrorCode(result);
+}
+
+void LiveCurlSegment::wakeup() {
+    if (m_pool)
+        m_pool->wakeup();
+}
+
+void LiveCurlSegment::pause() {
+    Log::verbose("Paused");
+    curl_easy_pause(m_handle, CURLPAUSE_ALL);
+}
+
+void LiveCurlSegment::resume() {
+    Log::verbose("Resumed");
+    curl_easy_pause(m_handle, CURLPAUSE_CONT);
+}
+
+std::optional<Error> LiveCurlSegment::error() const {
+    if (errorCode() == CURLE_OK)
+        return std::nullopt;
+    const bool sshFailed = errorCode() == CURLE_FAILED_INIT && request().url.scheme() == "sftp";
+    return Error{std::string(ErrorDomain::CurlSegment), errorCode(),
+                 sshFailed ? localized("tr.err.ssh-fail")
+                           : std::string(curl_easy_strerror(static_cast<CURLcode>(errorCode()))) + ".",
+                 ""};
+}
+
+std::optional<Url> LiveCurlSegment::effectiveUrl() const {
+    const char* text = nullptr;
+    curl_easy_getinfo(m_handle, CURLINFO_EFFECTIVE_URL, &text);
+    return text ? Url::parse(text) : std::nullopt;
+}
+
+std::int64_t LiveCurlSegment::contentLength() const {
+    curl_off_t length = -1;
+    curl_easy_getinfo(m_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    return length > 0 ? length : 0;
+}
+
+std::int64_t LiveCurlSegment::httpCode() const {
+    long code = 0;
+    curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &code);
+    return code;
+}
+
+} // namespace tarvo

@@ -1,0 +1,78 @@
+// The segment that really transfers: one libcurl easy handle.
+#pragma once
+
+#include "base/Clock.h"
+#include "base/UserDefaults.h"
+#include "engine/transfer/ConnectionPool.h"
+#include "engine/transfer/CookieStore.h"
+#include "engine/transfer/CurlSegment.h"
+
+namespace tarvo {
+
+/// What every transfer needs to know of the program. All of it outlives the transfers.
+struct TransferEnvironment {
+    const UserDefaults& defaults;
+    const CookieStore& cookies;
+    const Clock& clock;
+};
+
+class LiveCurlSegment final : public CurlSegment {
+public:
+    /// `pool` carries a transfer that is run alone by configureAndStart(); null for one that a loop drives.
+    LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
+                    std::shared_ptr<ConnectionPool> pool);
+    ~LiveCurlSegment() override;
+
+    /// Sets libcurl up, once for the process, before the first transfer. Main thread.
+    static void startUp();
+
+    /// Cleans libcurl up, once, after the last transfer. Main thread.
+    static void cleanup();
+
+    void* curlHandle() override { return m_handle; }
+
+    void configure() override;
+    void configureAndStart() override;
+    void wakeup() override;
+    void pause() override;
+    void resume() override;
+
+    std::optional<Error> error() const override;
+    std::optional<Url> effectiveUrl() const override;
+    std::int64_t contentLength() const override;
+    std::int64_t httpCode() const override;
+
+private:
+    void configureRequest();
+    void configureBody();
+    void configureCredentials();
+    void configureIdentity();
+
+    /// Sets the cookies that are due at the address that is about to be asked.
+    void setCookies();
+
+    /// What libcurl calls, with the segment as the user pointer.
+    struct Callbacks;
+
+    const TransferEnvironment& m_environment;
+    const std::shared_ptr<ConnectionPool> m_pool;
+    void* m_handle;
+    bool m_runsAlone = false;
+};
+
+/// Makes live segments that share one pool of connections.
+class LiveCurlSegmentFactory final : public CurlSegmentFactory {
+public:
+    LiveCurlSegmentFactory(const TransferEnvironment& environment, std::shared_ptr<ConnectionPool> pool)
+        : m_environment(environment), m_pool(std::move(pool)) {}
+
+    std::unique_ptr<CurlSegment> createSegment(CurlRequest request) override {
+        return std::make_unique<LiveCurlSegment>(std::move(request), m_environment, m_pool);
+    }
+
+private:
+    const TransferEnvironment& m_environment;
+    const std::shared_ptr<ConnectionPool> m_pool;
+};
+
+} // namespace tarvo

@@ -1,0 +1,220 @@
+#include "engine/transfer/Scout.h"
+
+#include "base/FileName.h"
+#include "base/Log.h"
+#include "engine/transfer/ProxyUrlProvider.h"
+#include "engine/transfer/RangeAnswer.h"
+
+#include <algorithm>
+
+#include <QMimeDatabase>
+#include <curl/curl.h>
+
+namespace tarvo {
+
+namespace {
+
+constexpr std::int64_t kProbeTimeoutMs = 30000;
+constexpr int kLoginDenied = CURLE_LOGIN_DENIED;
+constexpr int kRangeNotSatisfiable = 416; // RFC 9110, section 15.5.17
+
+std::string replaced(std::string text, char from, char to) {
+    std::replace(text.begin(), text.end(), from, to);
+    return text;
+}
+
+bool isNoName(const std::string& text) {
+    return text.empty() || text == "/";
+}
+
+} // namespace
+
+std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
+                                                 const std::optional<Url>& referer) const {
+    LiveCurlSegmentFactory segments(m_environment, std::make_shared<ConnectionPool>());
+    CurlRequest request{.url = url,
+                        .authToken = std::move(auth),
+                        .referer = referer,
+                        .proxyUrl = ProxyUrlProvider(m_environment.defaults).proxyUrl(),
+                        .timeoutMs = kProbeTimeoutMs};
+    CurlRequest head = request;
+    head.headRequestOnly = true;
+    request.lowerBound = 1;
+    request.upperBound = 2;
+    return Scout::create(CurlDownloader::create(segments.createSegment(std::move(head))),
+                         CurlDownloader::create(segments.createSegment(std::move(request))));
+}
+
+Scout::Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body)
+    : m_headDownload(std::move(head)), m_bodyDownload(std::move(body)) {
+}
+
+std::shared_ptr<Scout> Scout::create(std::shared_ptr<CurlDownloader> head,
+                                     std::shared_ptr<CurlDownloader> body) {
+    std::shared_ptr<Scout> scout(new Scout(std::move(head), std::move(body)));
+    scout->m_headDownload->setDelegate(scout);
+    scout->m_bodyDownload->setDelegate(scout);
+    return scout;
+}
+
+std::int64_t Scout::downloaderHasData(CurlDownloader& downloader, std::span<const char> data, std::int64_t) {
+    if (&downloader == m_headDownload.get()) {
+        Log::assertThat(false, "Should not receive data from a HEAD request");
+    } else if (Log::assertThat(&downloader == m_bodyDownload.get(), "Unexpected download passed")) {
+        m_bytesDownloaded += static_cast<std::int64_t>(data.size());
+    }
+    return -1; // enough has been seen
+}
+
+std::optional<Error> Scout::runAndGetError() {
+    m_headDownload->download();
+    m_bodyDownload->download();
+    const int code = m_bodyDownload->segment().errorCode();
+    if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile())
+        return m_bodyDownload->segment().error();
+    auto error = extractBodyHttpError();
+    Log::assertThat(error || code == CURLE_WRITE_ERROR || rangeIsBeyondTheFile() || m_bytesDownloaded == 0,
+                    "Should have been a forced error here");
+    return error;
+}
+
+void Scout::requestStop() {
+    m_headDownload->requestStop();
+    m_bodyDownload->requestStop();
+}
+
+std::optional<Error> Scout::extractBodyHttpError() const {
+    if (family() != Family::web)
+        return std::nullopt;
+    const std::int64_t status = m_bodyDownload->segment().httpCode();
+    if (status < 300 || rangeIsBeyondTheFile())
+        return std::nullopt;
+    if (status < 400) {
+        Log::warning("Got possibly benign HTTP error: {}", status);
+        return std::nullopt;
+    }
+    return httpStatusError(status);
+}
+
+/// An empty file and one of a single byte have no byte at offset 1: that is no failure of the file.
+bool Scout::rangeIsBeyondTheFile() const {
+    const CurlSegment& head = m_headDownload->segment();
+    const CurlSegment& body = m_bodyDownload->segment();
+    if (family() != Family::web)
+        return body.errorCode() == CURLE_BAD_DOWNLOAD_RESUME && head.errorCode() == CURLE_OK;
+    return body.httpCode() == kRangeNotSatisfiable && head.httpCode() >= 200 && head.httpCode() < 300;
+}
+
+/// The downloader whose answer describes the file, not the server's refusal.
+const CurlDownloader& Scout::fileAnswer() const {
+    return rangeIsBeyondTheFile() ? *m_headDownload : *m_bodyDownload;
+}
+
+Scout::Family Scout::family() const {
+    const std::string scheme = m_bodyDownload->segment().request().url.scheme();
+    if (scheme == "http" || scheme == "https")
+        return Family::web;
+    return scheme == "ftp" || scheme == "sftp" ? Family::fileTransfer : Family::other;
+}
+
+bool Scout::hasRun() const {
+    return Log::assertThat(m_headDownload->currentState() != CurlDownloadState::Init,
+                           "the scout has not run");
+}
+
+std::int64_t Scout::contentLength() const {
+    hasRun();
+    if (family() != Family::web)
+        return m_headDownload->segment().contentLength();
+    if (const auto range = m_bodyDownload->header("content-range")) {
+        const std::size_t slash = range->find('/');
+        if (Log::assertThat(slash != std::string::npos && range->find('/', slash + 1) == std::string::npos)) {
+            if (const auto length = parseLength(std::string_view(*range).substr(slash + 1)))
+                return *length;
+        }
+    }
+    // A server that refuses HEAD announces the length of its refusal; the body's answer knows better.
+    const std::int64_t headStatus = m_headDownload->segment().httpCode();
+    if (headStatus >= 200 && headStatus < 300)
+        return m_headDownload->segment().contentLength();
+    return parseLength(m_bodyDownload->header("content-length").value_or("")).value_or(0);
+}
+
+bool Scout::supportsMultipartDownloads() const {
+    hasRun();
+    switch (family()) {
+    case Family::web:
+        return m_bytesDownloaded == 1 && bodyAnswerIsTheRange();
+    case Family::fileTransfer:
+        return m_bodyDownload->segment().contentLength() > 0;
+    case Family::other:
+        break;
+    }
+    return Log::assertThat(false, "Illegal protocol");
+}
+
+/// What is not believed of the probe would not be believed of any part either (judgeRangeAnswer()).
+bool Scout::bodyAnswerIsTheRange() const {
+    const auto range = ContentRange::parse(m_bodyDownload->header("content-range").value_or(""));
+    const CurlRequest& asked = m_bodyDownload->segment().request();
+    return m_bodyDownload->segment().httpCode() == 206 && range && range->first == asked.lowerBound &&
+           range->last < asked.upperBound;
+}
+
+bool Scout::requiresAuthentication() const {
+    if (m_bodyDownload->segment().errorCode() == kLoginDenied)
+        return true;
+    const auto error = extractBodyHttpError();
+    return error && error->code == 401;
+}
+
+bool Scout::isHtmlPage() const {
+    if (family() != Family::web)
+        return false;
+    const QString type = QString::fromStdString(fileAnswer().header("content-type").value_or(""));
+    return type.toLower().startsWith(QStringLiteral("text/html"));
+}
+
+bool Scout::isFtpDirectory() const {
+    // Without the slash it is taken for a file, and a folder fails as one; no length is an empty file then.
+    return family() == Family::fileTransfer && m_bodyDownload->segment().contentLength() == 0 &&
+           m_bodyDownload->segment().request().url.path().ends_with('/');
+}
+
+std::string Scout::nameFromAddress() const {
+    const auto address = m_bodyDownload->segment().effectiveUrl();
+    if (!address)
+        return "UnknownName";
+    // What ends in a slash is a folder, whose name would say little about the file it answers with.
+    if (std::string name = address->lastPathComponent(); !isNoName(name) && !address->path().ends_with('/'))
+        return name;
+    std::string whole = replaced(address->withoutCredentials().absoluteString(), '.', '_');
+    return isNoName(whole) ? "UnknownName" : whole;
+}
+
+std::optional<std::string> Scout::extensionFromType() const {
+    if (family() != Family::web)
+        return std::nullopt;
+    const auto header = fileAnswer().header("content-type");
+    if (!header)
+        return std::nullopt;
+    const QString type = QString::fromStdString(header->substr(0, header->find(';'))).trimmed();
+    const QString suffix = QMimeDatabase().mimeTypeForName(type).preferredSuffix();
+    return suffix.isEmpty() ? std::nullopt : std::optional(suffix.toStdString());
+}
+
+std::string Scout::suggestedFilename() const {
+    hasRun();
+    std::string name;
+    if (const auto disposition = fileAnswer().header("content-disposition"))
+        name = nameFromContentDisposition(*disposition).value_or("");
+    if (name.empty()) {
+        name = nameFromAddress();
+        const auto extension = extensionFromType();
+        if (extension && name.substr(name.rfind('.') + 1) != *extension)
+            name += "." + *extension;
+    }
+    return cleanFileName(name, "trdownload");
+}
+
+} // namespace tarvo

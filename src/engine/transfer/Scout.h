@@ -1,0 +1,80 @@
+// The probe: two small requests that tell size, name, range support and what stands in the way.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/Error.h"
+#include "engine/transfer/CurlDownloader.h"
+#include "engine/transfer/LiveCurlSegment.h"
+
+namespace tarvo {
+
+/// Made for one probe, run once on the preparation queue (at most a minute; requestStop() ends it at
+/// once, from any thread), then read there. Its answers mean something only after the run.
+class Scout final : public CurlDownloaderDelegate {
+public:
+    /// `head` fetches headers only, `body` the single byte at offset 1. The scout becomes their delegate.
+    static std::shared_ptr<Scout> create(std::shared_ptr<CurlDownloader> head,
+                                         std::shared_ptr<CurlDownloader> body);
+
+    /// Runs both requests, one after the other. The error to report, if there is one.
+    std::optional<Error> runAndGetError();
+
+    /// Ends a run, the present one or the next.
+    void requestStop();
+
+    /// The size of the file in bytes, 0 when unknown.
+    std::int64_t contentLength() const;
+
+    /// Whether several connections can fetch different parts of the file.
+    bool supportsMultipartDownloads() const;
+
+    bool requiresAuthentication() const;
+    bool isHtmlPage() const;
+    bool isFtpDirectory() const;
+
+    /// The name to save the file under, cleaned for the file system; never with a folder in it.
+    std::string suggestedFilename() const;
+
+    std::int64_t downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
+                                   std::int64_t offset) override;
+
+private:
+    enum class Family { web, fileTransfer, other };
+
+    Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body);
+
+    Family family() const;
+    bool hasRun() const;
+    std::optional<Error> extractBodyHttpError() const;
+    const CurlDownloader& fileAnswer() const;
+    bool rangeIsBeyondTheFile() const;
+    bool bodyAnswerIsTheRange() const;
+    std::string nameFromAddress() const;
+    std::optional<std::string> extensionFromType() const;
+
+    const std::shared_ptr<CurlDownloader> m_headDownload;
+    const std::shared_ptr<CurlDownloader> m_bodyDownload;
+    std::int64_t m_bytesDownloaded = 0;
+};
+
+/// Makes scouts that probe for real, their two requests over one connection where the server allows.
+class ScoutFactory {
+public:
+    explicit ScoutFactory(const TransferEnvironment& environment) : m_environment(environment) {}
+
+    std::shared_ptr<Scout> createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
+                                       const std::optional<Url>& referer) const;
+
+private:
+    const TransferEnvironment& m_environment;
+};
+
+/// The file name that a Content-Disposition field proposes: by its filename parameter, or, only when
+/// that finds none, by filename* (RFC 6266, section 4.3; RFC 8187). Not cleaned.
+std::optional<std::string> nameFromContentDisposition(const std::string& value);
+
+} // namespace tarvo

@@ -1,0 +1,162 @@
+// A cookie goes where it belongs and nowhere else, and outlives the program in a private file.
+#include "engine/transfer/CookieStore.h"
+
+#include <cerrno>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "engine/transfer/CookieHelper.h"
+#include "support/FailingDisk.h"
+#include "support/TemporaryFolder.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr WallTime kNow{std::chrono::seconds(1000000)};
+constexpr WallTime kLater{std::chrono::seconds(2000000)};
+
+Cookie cookie(const std::string& name, const std::string& domain, const std::string& path = "/") {
+    Cookie made;
+    made.name = name;
+    made.value = "v";
+    made.domain = domain;
+    made.path = path;
+    made.expires = kLater;
+    return made;
+}
+
+class CookieStoreTest : public ::testing::Test {
+protected:
+    /// The Cookie header for an address.
+    std::string sent(const std::string& address, WallTime now = kNow) {
+        return CookieHelper::combineCookiesForURL(*Url::parse(address), &m_store, now);
+    }
+
+    CookieStore m_store;
+    PosixDisk m_disk;
+    test::TemporaryFolder m_folder;
+};
+
+} // namespace
+
+TEST_F(CookieStoreTest, TheDomainDecides) {
+    m_store.add(cookie("host", "Example.com"), kNow);
+    m_store.add(cookie("all", ".example.com"), kNow);
+    m_store.add(cookie("ip", ".1.2.3.4"), kNow);
+    m_store.add(cookie("net", ".2.3.4"), kNow);
+    m_store.add(cookie("top", ".com"), kNow);
+    m_store.add(cookie("ace", "münchen.example"), kNow);
+    m_store.add(cookie("six", "[::1]"), kNow);
+    EXPECT_EQ(sent("http://EXAMPLE.com/"), "host=v;all=v;");
+    EXPECT_EQ(sent("http://www.example.com/"), "all=v;");
+    EXPECT_EQ(sent("http://notexample.com/"), "");
+    EXPECT_EQ(sent("http://1.2.3.4/"), "ip=v;");
+    EXPECT_EQ(sent("http://xn--mnchen-3ya.example/"), "ace=v;");
+    EXPECT_EQ(sent("http://[::1]:8080/"), "six=v;");
+}
+
+TEST_F(CookieStoreTest, ThePathDecidesAndTheLongerComesFirst) {
+    m_store.add(cookie("root", "example.com"), kNow);
+    m_store.add(cookie("deep", "example.com", "/a/b"), kNow);
+    m_store.add(cookie("mid", "example.com", "/a/"), kNow);
+    m_store.add(cookie("also", "example.com", "/a/b"), kNow);
+    EXPECT_EQ(sent("http://example.com"), "root=v;");
+    EXPECT_EQ(sent("http://example.com/a"), "root=v;");
+    EXPECT_EQ(sent("http://example.com/a/b?q"), "deep=v;also=v;mid=v;root=v;");
+    EXPECT_EQ(sent("http://example.com/a/bc"), "mid=v;root=v;");
+    EXPECT_EQ(sent("http://example.com/a%2Fb"), "root=v;") << "paths are compared as they are sent";
+}
+
+TEST_F(CookieStoreTest, SecureCookiesNeedTlsAndExpiredOnesGoNowhere) {
+    Cookie secure = cookie("secure", "example.com");
+    secure.secure = true;
+    m_store.add(secure, kNow);
+    EXPECT_EQ(sent("http://example.com/"), "");
+    EXPECT_EQ(sent("https://example.com/"), "secure=v;");
+    EXPECT_EQ(sent("https://example.com/", kLater), "");
+}
+
+TEST_F(CookieStoreTest, ReplacingKeepsThePlaceAndAnExpiredOneRemoves) {
+    m_store.add(cookie("a", "example.com"), kNow);
+    m_store.add(cookie("b", "example.com"), kNow);
+    Cookie changed = cookie("a", "example.com");
+    changed.value = "new";
+    m_store.add(changed, kNow);
+    EXPECT_EQ(sent("http://example.com/"), "a=new;b=v;");
+    changed.expires = kNow;
+    m_store.add(changed, kNow);
+    EXPECT_EQ(sent("http://example.com/"), "b=v;");
+    m_store.remove("b", "example.com", "/");
+    EXPECT_EQ(sent("http://example.com/"), "");
+}
+
+TEST_F(CookieStoreTest, NothingThatCouldForgeAHeaderIsKept) {
+    Cookie forged = cookie("a", "example.com");
+    for (const std::string& bad :
+         {std::string("x\r\nHost: evil"), std::string("x\0y", 3), std::string("x; b=2")}) {
+        forged.value = bad;
+        EXPECT_FALSE(m_store.add(forged, kNow));
+    }
+    EXPECT_FALSE(m_store.add(cookie("a=b", "example.com"), kNow));
+    EXPECT_FALSE(m_store.add(cookie("a", "."), kNow));
+    EXPECT_EQ(sent("http://example.com/"), "");
+    EXPECT_EQ(CookieHelper::combineCookiesForURL(*Url::parse("http://example.com/"), nullptr, kNow), "");
+}
+
+TEST_F(CookieStoreTest, TheOldestMakeRoom) {
+    for (int i = 0; i < 3001; ++i)
+        m_store.add(cookie("n", "h" + std::to_string(i) + ".example"), kNow);
+    EXPECT_EQ(sent("http://h0.example/"), "");
+    EXPECT_EQ(sent("http://h1.example/"), "n=v;");
+    EXPECT_EQ(sent("http://h3000.example/"), "n=v;");
+}
+
+TEST_F(CookieStoreTest, TheFileKeepsWhatLastsForItsOwnerOnly) {
+    Cookie rich = cookie("rich", ".example.com", "/p");
+    rich.secure = rich.httpOnly = true;
+    rich.value = "a=b \"c\"";
+    m_store.add(rich, kNow);
+    m_store.add(cookie("plain", "example.com"), kNow);
+    Cookie session = cookie("session", "example.com");
+    session.expires.reset();
+    m_store.add(session, kNow);
+    const std::string path = m_folder.path("new/cookies.txt");
+    ASSERT_TRUE(m_store.save(m_disk, path, kNow));
+
+    struct stat status {};
+
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+    EXPECT_EQ(test::contentOf(path), "# Netscape HTTP Cookie File\n"
+                                     "#HttpOnly_.example.com\tTRUE\t/p\tTRUE\t2000000\trich\ta=b \"c\"\n"
+                                     "example.com\tFALSE\t/\tFALSE\t2000000\tplain\tv\n");
+    m_store.removeAll();
+    ASSERT_TRUE(m_store.load(m_disk, path, kNow));
+    EXPECT_EQ(sent("https://www.example.com/p"), "rich=a=b \"c\";");
+    EXPECT_EQ(sent("http://example.com/p"), "plain=v;");
+}
+
+TEST_F(CookieStoreTest, ABrokenLineCostsOnlyItself) {
+    const std::string path =
+        m_folder.write("cookies.txt", "# comment\r\n\r\n"
+                                      "example.com\tFALSE\t/\tFALSE\t0\tsession\t1\r\n"
+                                      "no cookie at all\n"
+                                      "example.com\tFALSE\t/\tFALSE\tsoon\tx\t1\n"
+                                      "example.com\tFALSE\t/\tFALSE\t99999999999999999999\tx\t1\n"
+                                      "example.com\tFALSE\t/\tFALSE\t2000000\tlast\t");
+    ASSERT_TRUE(m_store.load(m_disk, path, kNow));
+    EXPECT_EQ(sent("http://example.com/"), "session=1;last=;");
+}
+
+TEST_F(CookieStoreTest, DiskTroubleIsTold) {
+    EXPECT_TRUE(m_store.load(m_disk, m_folder.path("missing"), kNow));
+    EXPECT_FALSE(m_store.load(m_disk, m_folder.path(), kNow));
+    test::FailingDisk full;
+    full.failOn("replaceFile", 1, ENOSPC);
+    EXPECT_TRUE(
+        m_store.save(full, m_folder.path("cookies.txt"), kNow).error().is(ErrorDomain::Posix, ENOSPC));
+}
+
+} // namespace tarvo

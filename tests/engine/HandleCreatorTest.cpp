@@ -1,0 +1,90 @@
+// Which connection fetches which bytes.
+#include "engine/progress/HandleCreator.h"
+
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "base/Log.h"
+#include "engine/progress/SegmentPlacer.h"
+#include "engine/transfer/LiveCurlDownloaderFactory.h"
+#include "support/Ranges.h"
+#include "support/TemporaryFolder.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr std::int64_t kHuge = std::numeric_limits<std::int64_t>::max();
+
+std::string textOf(const ByteRanges& ranges) {
+    std::string text;
+    for (const auto& range : ranges)
+        text += fmt::format("{}{}-{}", text.empty() ? "" : " ", range->lowerBound, range->upperBound);
+    return text;
+}
+
+class HandleCreatorTest : public ::testing::Test {
+protected:
+    HandleCreatorTest() { m_defaults.registerDefaults({{"MinimumChunkSize", 1024}}); }
+
+    /// The ranges that the connections of a record ask for, in their order.
+    std::string planned(std::int64_t size, const test::Bounds& done, std::int64_t count) {
+        const HandleCreator creator(std::make_shared<ProgressData>(size, test::rangesOf(done)),
+                                    *Url::parse("http://h/f"), m_token, Url::parse("http://page/"), {},
+                                    m_defaults, m_factory);
+        ByteRanges ranges;
+        for (const auto& handle : creator.createHandles(count)) {
+            const CurlRequest& request = handle->segment().request();
+            EXPECT_EQ(request.authToken, m_token);
+            EXPECT_EQ(request.referer, Url::parse("http://page/"));
+            ranges.push_back(std::make_shared<ByteRange>(request.lowerBound, request.upperBound));
+        }
+        return textOf(ranges);
+    }
+
+    test::TemporaryFolder m_folder;
+    UserDefaults m_defaults{m_folder.path("settings.conf")};
+    CookieStore m_cookies;
+    SystemClock m_clock;
+    TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};
+    LiveCurlDownloaderFactory m_factory{m_environment, nullptr};
+    std::shared_ptr<const TRAuthToken> m_token = std::make_shared<TRAuthToken>("h", "bob", "secret");
+};
+
+std::string placed(std::int64_t size, std::int64_t count, std::int64_t minimum) {
+    return textOf(SegmentPlacer(ProgressData(size), minimum).findSegmentLocations(count));
+}
+
+} // namespace
+
+TEST(SegmentPlacer, EqualSegmentsAndARestThatBelongsToTheLast) {
+    EXPECT_EQ(placed(10'000, 4, 1024), "0-2500 2500-5000 5000-7500 7500-10000");
+    EXPECT_EQ(placed(10'003, 4, 1024), "0-2500 2500-5000 5000-7500 7500-10003");
+    EXPECT_EQ(placed(2500, 10, 1024), "0-1024 1024-2500");
+    EXPECT_EQ(placed(100, 4, 1024), "0-100");
+    EXPECT_EQ(placed(1, 4, 0), "0-1");
+    EXPECT_EQ(placed(33, 10, 1), "0-3 3-6 6-9 9-12 12-15 15-18 18-21 21-24 24-27 27-30 30-33");
+    EXPECT_EQ(placed(23, 10, 3), "0-3 3-6 6-9 9-12 12-15 15-18 18-23");
+    EXPECT_EQ(placed(0, 4, 1024), "");
+    EXPECT_EQ(placed(1000, 0, 1024), "");
+    EXPECT_EQ(placed(kHuge, 2, 1024), fmt::format("0-{0} {0}-{1}", kHuge / 2, kHuge));
+    EXPECT_EQ(placed(kHuge, 1, kHuge), fmt::format("0-{}", kHuge));
+}
+
+TEST_F(HandleCreatorTest, WhatIsKnownOfTheFileDecides) {
+    EXPECT_EQ(planned(0, {}, 8), "0-0") << "of an unknown size there is one stream without a range";
+    EXPECT_EQ(planned(10'000, {}, 4), "0-2500 2500-5000 5000-7500 7500-10000");
+    EXPECT_EQ(planned(1000, {{0, 1000}}, 4), "");
+}
+
+TEST_F(HandleCreatorTest, TheLargestHoleIsHalvedUntilThereAreEnough) {
+    EXPECT_EQ(planned(1000, {{0, 100}, {600, 700}}, 4), "350-600 100-350 850-1000 700-850");
+    EXPECT_EQ(planned(1001, {{0, 1}}, 3), "1-501 751-1001 501-751");
+    EXPECT_EQ(planned(100, {{10, 20}, {25, 60}, {62, 90}}, 2), "90-100 0-10")
+        << "the smaller holes wait for a connection";
+    EXPECT_EQ(planned(103, {{1, 100}}, 9), "102-103 101-102 100-101 0-1")
+        << "never an empty range, which would be asked for as the whole file";
+}
+
+} // namespace tarvo

@@ -1,0 +1,80 @@
+// What a request says about its sender: agent, proxy and keys, as the settings have them.
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "engine/transfer/ProxyUrlProvider.h"
+#include "engine/transfer/TRAuthToken.h"
+#include "engine/transfer/TRUserAgent.h"
+#include "support/TemporaryFolder.h"
+
+namespace tarvo {
+
+namespace {
+
+class RequestIdentity : public ::testing::Test {
+protected:
+    std::string proxyFor(const char* text) {
+        m_defaults.set("ProxyUrl", text);
+        const auto proxy = ProxyUrlProvider(m_defaults).proxyUrl();
+        return proxy ? proxy->absoluteString() : "none";
+    }
+
+    test::TemporaryFolder m_folder;
+    UserDefaults m_defaults{m_folder.path("tarvo.conf")};
+};
+
+} // namespace
+
+TEST_F(RequestIdentity, OnlyTheMarkerStandsForTheComposedAgent) {
+    EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults), std::nullopt);
+    m_defaults.registerDefaults({{"CustomUserAgent", "com.unregistered.Tarvo"}});
+    EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults),
+              "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_10_3) AppleWebKit/600.5.17 (KHTML, like Gecko) "
+              "Tarvo/" TARVO_VERSION);
+    m_defaults.set("CustomUserAgent", "MyAgent/1.0");
+    EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults), "MyAgent/1.0");
+}
+
+TEST_F(RequestIdentity, AProxyIsReadAsPeopleTypeIt) {
+    EXPECT_EQ(ProxyUrlProvider(m_defaults).proxyUrl(), std::nullopt);
+    EXPECT_EQ(proxyFor(""), "none");
+    EXPECT_EQ(proxyFor(" http://10.0.0.1:3128 "), "http://10.0.0.1:3128");
+    EXPECT_EQ(proxyFor("proxy.example.com:3128"), "http://proxy.example.com:3128");
+    EXPECT_EQ(proxyFor("localhost:3128"), "http://localhost:3128");
+    EXPECT_EQ(proxyFor("bob:secret@[::1]:3128"), "http://bob:secret@[::1]:3128");
+    EXPECT_EQ(proxyFor("socks5h://localhost:1080"), "socks5h://localhost:1080");
+    for (const char* bad :
+         {"not a proxy", "ftp://host:21", "http://", "/etc/proxy", "host:port", "http://a\r\nb"})
+        EXPECT_EQ(proxyFor(bad), "none") << bad;
+}
+
+TEST_F(RequestIdentity, TheKeyPairComesFromTheChosenFolder) {
+    const TRAuthToken token("sftp://host", "bob", "", m_folder.path());
+    EXPECT_EQ(token.sshDir(), m_folder.path());
+    EXPECT_EQ(token.privKey(), std::nullopt);
+    EXPECT_EQ(token.pubKey(), std::nullopt);
+    m_folder.write("id_rsa.pub", "");
+    m_folder.write("id_ed25519", "");
+    EXPECT_EQ(token.privKey(), std::nullopt);
+    m_folder.write("id_rsa", "");
+    EXPECT_EQ(token.privKey(), m_folder.path("id_rsa"));
+    EXPECT_EQ(token.pubKey(), m_folder.path("id_rsa.pub"));
+    m_folder.write("id_dsa", "");
+    std::string listedLast;
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.path()))
+        if (entry.path().filename() == "id_rsa" || entry.path().filename() == "id_dsa")
+            listedLast = entry.path();
+    EXPECT_EQ(token.privKey(), listedLast);
+}
+
+TEST_F(RequestIdentity, AFolderThatIsGoneHasNoKeys) {
+    for (const std::string& bookmark : {std::string(), m_folder.path("gone"), std::string("relative"),
+                                        m_folder.write("file", ""), std::string("/a\0b", 4)}) {
+        const TRAuthToken token("sftp://host", "", "", bookmark);
+        EXPECT_EQ(token.sshDir(), std::nullopt);
+        EXPECT_EQ(token.pubKey(), std::nullopt);
+    }
+}
+
+} // namespace tarvo

@@ -1,0 +1,147 @@
+// What the probe learns about a file, and how little a strange server can make it believe.
+#include "engine/transfer/Scout.h"
+
+#include <curl/curl.h>
+
+#include "LiveTransfer.h"
+
+namespace tarvo {
+
+namespace {
+
+class ScoutTest : public test::LiveTransfer {
+protected:
+    /// Probes an address; the error that stands in the way.
+    std::optional<Error> probe(const std::string& address) {
+        m_scout = m_factory.createScout(*Url::parse(address), m_token, m_referer);
+        return m_scout->runAndGetError();
+    }
+
+    /// The name for a file of this last path component and with these knobs.
+    std::string nameOf(const std::string& component, const std::string& knobs = {}) {
+        EXPECT_FALSE(probe(m_server.url(5000, knobs, component)));
+        return m_scout->suggestedFilename();
+    }
+
+    ScoutFactory m_factory{m_environment};
+    std::shared_ptr<Scout> m_scout;
+};
+
+} // namespace
+
+TEST_F(ScoutTest, LearnsSizeAndWhetherPartsCanBeFetched) {
+    const struct {
+        std::int64_t size;
+        const char* knobs;
+        std::int64_t contentLength;
+        bool multipart;
+    } cases[] = {
+        {5000, "", 5000, true},
+        {5'000'000'000, "", 5'000'000'000, true},
+        {2, "", 2, true},
+        {1, "", 1, false},
+        {0, "", 0, false},
+        {5000, "norange", 5000, false},
+        {1, "norange", 1, false},
+        {5000, "nolength", 0, false},
+        {5000, "status=405&until=1", 5000, true}, // refuses HEAD
+        {5000, "cut=0&until=1", 5000, true},
+        {5000, "redirect=10", 5000, true},
+        {5000, "untilclose", 5000, true},
+        {5000, "norangeheader", 5000, false}, // the parts would not be believed
+        {5000, "shift=5", 5000, false},
+        {5000, "excess=1", 5000, false},
+    };
+
+    for (const auto& [size, knobs, contentLength, multipart] : cases) {
+        const auto error = probe(m_server.url(size, knobs));
+        EXPECT_FALSE(error) << size << " " << knobs << ": " << error->sentence();
+        EXPECT_EQ(m_scout->contentLength(), contentLength) << size << " " << knobs;
+        EXPECT_EQ(m_scout->supportsMultipartDownloads(), multipart) << size << " " << knobs;
+        EXPECT_FALSE(m_scout->requiresAuthentication() || m_scout->isHtmlPage() || m_scout->isFtpDirectory());
+    }
+    EXPECT_LT(m_server.bytesSent(), 50'000'000) << "a probe takes a byte, not the file";
+}
+
+TEST_F(ScoutTest, TellsWhatStandsInTheWay) {
+    EXPECT_TRUE(probe(m_server.url(5000, "status=404"))->is(ErrorDomain::CurlHttp, 404));
+    EXPECT_FALSE(m_scout->requiresAuthentication());
+    EXPECT_TRUE(probe(m_server.url(5000, "status=416"))->is(ErrorDomain::CurlHttp, 416));
+    EXPECT_TRUE(
+        probe(m_server.url(5000, "redirect=11"))->is(ErrorDomain::CurlSegment, CURLE_TOO_MANY_REDIRECTS));
+    EXPECT_FALSE(probe(m_server.url(5000, "type=Text/HTML;charset%3Dutf-8")));
+    EXPECT_TRUE(m_scout->isHtmlPage());
+
+    EXPECT_TRUE(probe(m_server.url(5000, "auth=digest"))->is(ErrorDomain::CurlHttp, 401));
+    EXPECT_TRUE(m_scout->requiresAuthentication());
+    m_token = std::make_shared<TRAuthToken>("", "bob", "secret");
+    EXPECT_FALSE(probe(m_server.url(5000, "auth=digest")));
+    EXPECT_FALSE(m_scout->requiresAuthentication());
+    EXPECT_EQ(m_scout->contentLength(), 5000);
+    EXPECT_TRUE(m_scout->supportsMultipartDownloads());
+
+    m_server.stop();
+    EXPECT_TRUE(probe(m_server.url(5000))->is(ErrorDomain::CurlSegment, CURLE_COULDNT_CONNECT));
+}
+
+TEST_F(ScoutTest, NamesTheFile) {
+    EXPECT_EQ(nameOf("report.pdf", "type=application/pdf"), "report.pdf");
+    EXPECT_EQ(nameOf("report", "type=application/pdf"), "report.pdf");
+    EXPECT_EQ(nameOf("a.b", "type=application/pdf;v%3D1"), "a.b.pdf");
+    EXPECT_EQ(nameOf("a.b", "type=application/x-unheard-of"), "a.b");
+    EXPECT_EQ(nameOf("a.b"), "a.b") << "bytes of no known type";
+    EXPECT_EQ(nameOf("a%20%C3%BC.bin"), "a \xc3\xbc.bin");
+    EXPECT_EQ(nameOf(".hidden"), "hidden");
+    EXPECT_EQ(nameOf(std::string(300, 'x')), std::string(244, 'x')) << "room for .trdownload is kept";
+    EXPECT_EQ(nameOf("..%2F..%2Fetc%2Fpasswd"), "_.._etc_passwd");
+    EXPECT_EQ(nameOf("a", "disposition=attachment;%20filename%3Dreport.pdf"), "report.pdf");
+    EXPECT_EQ(nameOf("a", "disposition=" + test::knobValue("attachment; filename=\"../x.pdf\"")), "_x.pdf");
+    EXPECT_EQ(nameOf("a.bin", "disposition=inline"), "a.bin");
+    const std::string target = m_server.url(5000, "", "target.bin");
+    EXPECT_EQ(nameOf("a", "to=" + test::knobValue(target)), "target.bin") << "where the redirects led";
+
+    const std::string folder = m_server.url(5000, "type=text/html", "");
+    std::string cleaned = folder;
+    for (char& character : cleaned)
+        character = std::string("./:?").find(character) == std::string::npos ? character : '_';
+    EXPECT_EQ(nameOf("", "type=text/html"), cleaned + ".html");
+}
+
+TEST_F(ScoutTest, AStopEndsTheProbeAtOnce) {
+    for (const char* knobs : {"silent", "silent&from=2", "delay=60000"}) {
+        m_scout = m_factory.createScout(*Url::parse(m_server.url(5000, knobs, knobs)), nullptr, std::nullopt);
+        const auto before = m_server.requests().size();
+        std::optional<Error> error;
+        std::thread prober([&] { error = m_scout->runAndGetError(); });
+        const std::size_t awaited = std::string_view(knobs).ends_with("2") ? 2 : 1;
+        EXPECT_TRUE(test::comesTrue([&] { return m_server.requests().size() == before + awaited; }));
+        const auto begin = std::chrono::steady_clock::now();
+        m_scout->requestStop();
+        prober.join();
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1)) << knobs;
+        EXPECT_TRUE(error && error->is(ErrorDomain::CurlSegment, CURLE_ABORTED_BY_CALLBACK)) << knobs;
+    }
+    m_scout = m_factory.createScout(*Url::parse(m_server.url(5000)), nullptr, std::nullopt);
+    m_scout->requestStop();
+    EXPECT_TRUE(m_scout->runAndGetError()) << "a probe that was stopped before it began knows nothing";
+}
+
+TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
+    const std::pair<const char*, std::optional<std::string>> cases[] = {
+        {"attachment; filename=report.pdf", "report.pdf"},
+        {"attachment; filename = \"my report.pdf\"; size=3", "my report.pdf"},
+        {"attachment; filename*=UTF-8''other.pdf; filename=\"plain.pdf\"", "plain.pdf"},
+        {"attachment; filename*=UTF-8''%e2%82%ac%20rates.pdf", "\xe2\x82\xac rates.pdf"},
+        {"attachment; FileName*=iso-8859-1'en'%A3.pdf", "\xc2\xa3.pdf"},
+        {"attachment; filename*=KOI8-R''%A3.pdf", std::nullopt},
+        {"attachment; filename*=nonsense", std::nullopt},
+        {"attachment; filename*=UTF-8''", std::nullopt},
+        {"attachment; filename=", std::nullopt},
+        {"inline", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto& [value, name] : cases)
+        EXPECT_EQ(nameFromContentDisposition(value), name) << value;
+}
+
+} // namespace tarvo
