@@ -1,0 +1,86 @@
+#include "storage/ProgressBundle.h"
+
+#include "base/Disk.h"
+#include "base/Log.h"
+
+namespace tarvo {
+
+namespace {
+
+std::string withoutTrailingSlashes(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+std::string joined(const std::string& folder, const std::string& name) {
+    return folder == "/" ? "/" + name : folder + "/" + name;
+}
+
+bool resolves(const std::string& bookmark) {
+    if (Disk::exists(bookmark))
+        return true;
+    Log::error("URL {} could not be accessed. Stale? false", bookmark);
+    return false;
+}
+
+} // namespace
+
+ProgressBundle::ProgressBundle(std::string baseFolder, std::string fileName)
+    : m_baseFolder(withoutTrailingSlashes(std::move(baseFolder))), m_fileName(std::move(fileName)) {
+}
+
+std::optional<ProgressBundle> ProgressBundle::fromBundleDirectory(const std::string& directory) {
+    const std::string path = withoutTrailingSlashes(directory);
+    const std::string suffix = std::string(".") + kExtension;
+    const std::string name = nameOf(path);
+    if (!name.ends_with(suffix) || name.size() == suffix.size())
+        return std::nullopt;
+    return ProgressBundle(folderOf(path), name.substr(0, name.size() - suffix.size()));
+}
+
+ProgressBundle ProgressBundle::fromFinalFile(const std::string& file) {
+    return {folderOf(file), nameOf(file)};
+}
+
+std::optional<ProgressBundle> ProgressBundle::fromBundleBookmark(const std::string& bookmark) {
+    return resolves(bookmark) ? fromBundleDirectory(bookmark) : std::nullopt;
+}
+
+std::optional<ProgressBundle> ProgressBundle::fromFinalFileBookmark(const std::string& bookmark) {
+    return resolves(bookmark) ? std::optional(fromFinalFile(bookmark)) : std::nullopt;
+}
+
+std::string ProgressBundle::bundleDirectory() const {
+    return joined(m_baseFolder, m_fileName + "." + kExtension);
+}
+
+std::string ProgressBundle::finalFile() const {
+    return joined(m_baseFolder, m_fileName);
+}
+
+std::string ProgressBundle::tempFile() const {
+    return bundleDirectory() + "/data";
+}
+
+std::string ProgressBundle::progressFile() const {
+    return bundleDirectory() + "/progress";
+}
+
+bool ProgressBundle::bundleExists() const {
+    return Disk::exists(bundleDirectory());
+}
+
+bool ProgressBundle::progressFileExists() const {
+    return Disk::exists(progressFile());
+}
+
+bool ProgressBundle::tempFileExists() const {
+    return Disk::exists(tempFile());
+}
+
+bool ProgressBundle::finalFileExists() const {
+    return Disk::exists(finalFile());
+}
+
+} // namespace tarvo

@@ -1,0 +1,47 @@
+// The places of one download on disk: the finished file, and beside it the bundle of the unfinished one.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace tarvo {
+
+/// movie.mp4 downloading into Downloads lives in Downloads/movie.mp4.trdownload/ with the members
+/// "data" and "progress". Only names places: it touches the disk for existence checks alone. A bookmark
+/// is the absolute path as bytes; one whose path is gone no longer resolves. All paths are absolute.
+class ProgressBundle {
+public:
+    /// The extension of bundle directories, without its dot.
+    static constexpr const char* kExtension = "trdownload";
+
+    ProgressBundle(std::string baseFolder, std::string fileName);
+
+    /// None when the directory's name does not end with ".trdownload".
+    static std::optional<ProgressBundle> fromBundleDirectory(const std::string& directory);
+
+    static ProgressBundle fromFinalFile(const std::string& file);
+
+    /// None, and the reason in the log, when the bookmark does not resolve or names no bundle.
+    static std::optional<ProgressBundle> fromBundleBookmark(const std::string& bookmark);
+    static std::optional<ProgressBundle> fromFinalFileBookmark(const std::string& bookmark);
+
+    const std::string& fileName() const { return m_fileName; }
+
+    const std::string& baseFolder() const { return m_baseFolder; }
+
+    std::string bundleDirectory() const;
+    std::string finalFile() const;
+    std::string tempFile() const;
+    std::string progressFile() const;
+
+    bool bundleExists() const;
+    bool progressFileExists() const;
+    bool tempFileExists() const;
+    bool finalFileExists() const;
+
+private:
+    std::string m_baseFolder;
+    std::string m_fileName;
+};
+
+} // namespace tarvo
