@@ -1,0 +1,119 @@
+#include "jobs/AuthenticationManager.h"
+
+#include "base/Log.h"
+#include "base/Runloop.h"
+#include "base/SettingKeys.h"
+
+#include <vector>
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace tarvo {
+
+namespace {
+
+std::string loginName() {
+    passwd entry{};
+    passwd* found = nullptr;
+    std::vector<char> buffer(16384);
+    const int fault = ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
+    return fault == 0 && found ? found->pw_name : "";
+}
+
+} // namespace
+
+AuthenticationManager::AuthenticationManager(PasswordStore& store, AuthenticationPrompt* prompt,
+                                             const UserDefaults& defaults)
+    : m_store(store), m_prompt(prompt), m_defaults(defaults) {
+}
+
+AuthenticationManager::Token AuthenticationManager::getCredentialsForURL(const Url& url) {
+    std::optional<std::string> username = url.user();
+    const std::optional<std::string> password = url.password();
+    const std::string service = getServiceNameFromURL(url);
+    if (auto cached = getCachedUsingService(service, username))
+        return cached;
+    if (!username) {
+        const auto accounts = m_store.accounts(service);
+        if (!accounts.empty())
+            username = accounts.front();
+    }
+    if (username) {
+        if (const auto stored = m_store.password(service, *username)) {
+            cacheResultForService(service, *username, *stored);
+            return makeToken(service, *username, *stored);
+        }
+    }
+    if (username && username->empty())
+        username = loginName();
+    if (!username && !password)
+        return nullptr;
+    return makeToken(service, username.value_or(""), password.value_or(""));
+}
+
+std::string AuthenticationManager::getServiceNameFromURL(const Url& url) {
+    return url.scheme() + "://" + url.host();
+}
+
+bool AuthenticationManager::promptUserForCredentialsForURL(const Url& url) {
+    Log::assertThat(Runloop::isMainThread(), "Prompt off the main thread");
+    if (!m_prompt)
+        return false;
+    const std::string service = getServiceNameFromURL(url);
+    Token start = getCredentialsForURL(url);
+    if (!start)
+        start = makeToken(service, url.user().value_or(""), url.password().value_or(""));
+    const auto answer = m_prompt->promptAuthentication(
+        {start->username(), start->password(), service, shouldShowKeypairHint(service)});
+    if (answer)
+        promptCompletedWithResult(*makeToken(service, answer->username, answer->password),
+                                  answer->shouldSave);
+    else
+        promptCanceled();
+    return m_popupDidSucceed;
+}
+
+void AuthenticationManager::cacheResultForService(const std::string& service, const std::string& username,
+                                                  const std::string& password) {
+    if (Log::assertThat(!service.empty(), "No service"))
+        (*m_cache.lock())[service] = {username, password};
+}
+
+AuthenticationManager::Token
+AuthenticationManager::getCachedUsingService(const std::string& service,
+                                             const std::optional<std::string>& username) {
+    auto cache = m_cache.lock();
+    const auto cached = cache->find(service);
+    if (cached == cache->end())
+        return nullptr;
+    const Credentials& known = cached->second;
+    if (username && !username->empty() && *username != known.username)
+        return nullptr;
+    return makeToken(service, known.username, known.password);
+}
+
+/// Made anew for every request, so that a folder of keys that was granted meanwhile is in it.
+AuthenticationManager::Token AuthenticationManager::makeToken(const std::string& service,
+                                                              const std::string& username,
+                                                              const std::string& password) const {
+    return std::make_shared<const TRAuthToken>(service, username, password,
+                                               m_defaults.data(SettingKey::kSSHDirectoryBookmark));
+}
+
+void AuthenticationManager::promptCompletedWithResult(const TRAuthToken& token, bool shouldSave) {
+    cacheResultForService(token.service(), token.username(), token.password());
+    if (shouldSave)
+        m_store.store(token.service(), token.username(), token.password());
+    m_popupDidSucceed = true;
+}
+
+void AuthenticationManager::promptCanceled() {
+    m_popupDidSucceed = false;
+}
+
+bool AuthenticationManager::shouldShowKeypairHint(const std::string& service) const {
+    return service.starts_with("sftp") && !m_defaults.data(SettingKey::kSSHDirectoryBookmark).empty();
+}
+
+} // namespace tarvo

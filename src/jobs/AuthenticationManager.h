@@ -1,0 +1,65 @@
+// Finds the user name and password for a server: remembered, stored, written in the address, or asked for.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/Locked.h"
+#include "base/Url.h"
+#include "base/UserDefaults.h"
+#include "engine/transfer/TRAuthToken.h"
+#include "jobs/AuthenticationPrompt.h"
+#include "jobs/PasswordStore.h"
+
+namespace tarvo {
+
+/// One for the whole run; what was answered or found is remembered until it ends, in memory only. Looking up
+/// is allowed from any thread. Nothing here is an error: without credentials there is simply no token.
+class AuthenticationManager {
+public:
+    using Token = std::shared_ptr<const TRAuthToken>; ///< null: no credentials
+
+    /// Store, prompt and settings outlive the manager. `prompt` may be null: then nobody can be asked.
+    AuthenticationManager(PasswordStore& store, AuthenticationPrompt* prompt, const UserDefaults& defaults);
+
+    /// The credentials to try on the server of `url`: remembered ones first, then stored ones, then those
+    /// in the address itself. For an empty user name ("ftp://@host") the login name of the system's user.
+    /// Waits for the password store.
+    Token getCredentialsForURL(const Url& url);
+
+    /// Scheme and host: "ftp://host". Port and path do not make another service.
+    static std::string getServiceNameFromURL(const Url& url);
+
+    /// Asks the user, starting from what is known. Answers whether the user confirmed; the next
+    /// getCredentialsForURL() then gives the answer. Main thread.
+    bool promptUserForCredentialsForURL(const Url& url);
+
+    /// Remembers the credentials of a service in the place of earlier ones.
+    void cacheResultForService(const std::string& service, const std::string& username,
+                               const std::string& password);
+
+    /// What is remembered for a service; for a user name that is not empty only if it is the same.
+    Token getCachedUsingService(const std::string& service, const std::optional<std::string>& username);
+
+private:
+    struct Credentials {
+        std::string username;
+        std::string password;
+    };
+
+    Token makeToken(const std::string& service, const std::string& username,
+                    const std::string& password) const;
+    void promptCompletedWithResult(const TRAuthToken& token, bool shouldSave);
+    void promptCanceled();
+    bool shouldShowKeypairHint(const std::string& service) const;
+
+    PasswordStore& m_store;
+    AuthenticationPrompt* m_prompt;
+    const UserDefaults& m_defaults;
+    bool m_popupDidSucceed = false; // of the last prompt; main thread
+    Locked<std::map<std::string, Credentials>> m_cache;
+};
+
+} // namespace tarvo

@@ -1,0 +1,32 @@
+// The port to whoever can be asked for a user name and a password.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace tarvo {
+
+/// What a prompt shows. The keyboard focus belongs on the password when there is a user name already.
+struct AuthenticationQuestion {
+    std::string username;
+    std::string password;
+    std::string service;                ///< "ftp://host"; not to be changed by the user
+    bool shouldShowKeypairHint = false; ///< keys from the user's folder of SSH keys are tried as well
+};
+
+struct AuthenticationAnswer {
+    std::string username;
+    std::string password;
+    bool shouldSave = false; ///< in the password store too
+};
+
+class AuthenticationPrompt {
+public:
+    virtual ~AuthenticationPrompt() = default;
+
+    /// Asks the user and waits for the answer; none when the user cancelled. Main thread.
+    virtual std::optional<AuthenticationAnswer>
+    promptAuthentication(const AuthenticationQuestion& question) = 0;
+};
+
+} // namespace tarvo

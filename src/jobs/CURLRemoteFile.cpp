@@ -1,0 +1,243 @@
+// The segmented job as a thing on the main thread: making, copying, archiving, the values shown.
+#include "jobs/CURLRemoteFile.h"
+
+#include "base/FileName.h"
+#include "base/Log.h"
+#include "storage/ProgressFile.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace tarvo {
+
+namespace {
+
+std::int64_t usableConnections(std::int64_t asked) {
+    return std::clamp<std::int64_t>(asked, 1, kMostConnections);
+}
+
+std::string nameFromUrl(const Url& url) {
+    const std::string last = url.lastPathComponent();
+    return last.empty() || last == "/" ? url.withoutCredentials().absoluteString() : last;
+}
+
+} // namespace
+
+CURLRemoteFile::CURLRemoteFile(const JobEnvironment& environment) : RemoteFileBase(environment) {
+}
+
+CURLRemoteFile::~CURLRemoteFile() = default;
+
+std::shared_ptr<CURLRemoteFile> CURLRemoteFile::self() {
+    return std::static_pointer_cast<CURLRemoteFile>(shared_from_this());
+}
+
+std::shared_ptr<CURLRemoteFile> CURLRemoteFile::create(const Url& url, std::int64_t partitions,
+                                                       const std::string& directory,
+                                                       const JobEnvironment& environment) {
+    auto job = shared(new CURLRemoteFile(environment));
+    job->m_url = url;
+    job->m_requestedPartitions = usableConnections(partitions);
+    job->m_basePath = directory;
+    job->setSuggestedFileName(nameFromUrl(url));
+    return job;
+}
+
+std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string& bundleDirectory,
+                                                               const JobEnvironment& environment) {
+    auto job = shared(new CURLRemoteFile(environment));
+    job->m_recoveredSession = true;
+    job->m_basePath = folderOf(bundleDirectory);
+    const auto named = ProgressBundle::fromBundleDirectory(bundleDirectory);
+    const auto bundle = named ? ProgressBundle::fromBundleBookmark(named->bundleDirectory()) : std::nullopt;
+    if (!bundle) {
+        job->failWithError(Error::posix(named ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
+        return job;
+    }
+    job->m_bundleBookmark = bundle->bundleDirectory();
+    // The bundle's own name is the job's, whatever the server may suggest.
+    job->setOverridenFileName(bundle->fileName());
+    if (!bundle->progressFileExists()) {
+        job->failWithError(Error::localized(ErrorDomain::Posix, ENOENT, "tr.err.no-open-progress-file"));
+        return job;
+    }
+    const auto saved = ProgressFile(bundle->progressFile(), environment.disk).readData();
+    if (!saved) {
+        job->failWithError(saved.error());
+        return job;
+    }
+    job->m_url = saved->url;
+    job->m_referer = saved->referer;
+    job->m_requestedPartitions = usableConnections(saved->requestedConnections);
+    job->setFileSize(saved->fileSize);
+    job->setRecord(saved->progressData, saved->fileSize); // its progress shows before it is ready
+    return job;
+}
+
+std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
+    if (!m_url && m_bundleBookmark)
+        return fromBundleFile(*m_bundleBookmark, environment());
+    if (!Log::assertThat(m_url.has_value()))
+        return nullptr;
+    // A copy is made of what this job knows of itself, never of what its bundle says meanwhile: it must
+    // not turn into another download. Preparation compares the two.
+    auto job = create(*m_url, m_requestedPartitions, m_basePath, environment());
+    job->m_referer = m_referer;
+    job->m_bundleBookmark = m_bundleBookmark;
+    job->m_recoveredSession = m_recoveredSession;
+    if (overridenFileName())
+        job->setOverridenFileName(*overridenFileName());
+    return job;
+}
+
+void CURLRemoteFile::encode(KeyedArchiver& archiver) const {
+    if (Log::assertThat(m_bundleBookmark.has_value()))
+        archiver.encodeData("bundleBookmark", *m_bundleBookmark);
+}
+
+std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromArchive(KeyedUnarchiver& unarchiver,
+                                                            const JobEnvironment& environment) {
+    if (const auto path = unarchiver.decodeString("bundlePath")) // as earlier versions archived a job
+        return fromBundleFile(*path, environment);
+    const auto bookmark = unarchiver.decodeData("bundleBookmark");
+    if (!bookmark || !ProgressBundle::fromBundleBookmark(*bookmark)) {
+        Log::error("Could not load bookmark");
+        return nullptr;
+    }
+    return fromBundleFile(*bookmark, environment);
+}
+
+void CURLRemoteFile::setRecord(const std::shared_ptr<ProgressData>& record, std::int64_t size) {
+    auto intake = m_intake.lock();
+    intake->record = record;
+    intake->fileSize = size;
+    m_totalDone = record->totalBytesDownloaded();
+}
+
+double CURLRemoteFile::percentComplete() const {
+    if (supportsMultipartDownloads())
+        return RemoteFileBase::percentComplete();
+    return currentState() == rf_state_succeeded ? 100.0 : -1.0;
+}
+
+std::int64_t CURLRemoteFile::partitionCount() const {
+    return supportsMultipartDownloads() ? m_requestedPartitions : 1;
+}
+
+std::int64_t CURLRemoteFile::activeConnections() const {
+    const bool active = currentState() == rf_state_running || currentState() == rf_state_paused;
+    return active ? static_cast<std::int64_t>(m_easyHandles.size()) : partitionCount();
+}
+
+bool CURLRemoteFile::isRetryable() const {
+    const auto failed = error();
+    if (failed && (failed->is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode) ||
+                   failed->is(ErrorDomain::RemoteFile, HTMLPageErrorCode) ||
+                   failed->is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory)))
+        return false;
+    return !m_didMakeReady || supportsMultipartDownloads();
+}
+
+std::optional<std::string> CURLRemoteFile::activeFile() const {
+    if (m_finalFileBookmark)
+        return m_finalFileBookmark;
+    if (m_bundleBookmark)
+        return m_bundleBookmark;
+    Log::error("No Active File");
+    return std::nullopt;
+}
+
+std::string CURLRemoteFile::description() const {
+    return fmt::format("<CURLRemoteFile: {} url='{}'>", static_cast<const void*>(this),
+                       m_url ? m_url->withoutPassword() : "");
+}
+
+std::optional<Error> CURLRemoteFile::removeFiles() {
+    std::optional<Error> problem;
+    for (const auto& place : {m_finalFileBookmark, m_bundleBookmark}) {
+        if (!place || !Disk::exists(*place))
+            continue;
+        if (const auto removed = environment().disk.removeTree(*place); !removed)
+            problem = removed.error();
+    }
+    return problem;
+}
+
+Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {
+    if (!Log::assertThat(m_bundleBookmark && !folder.empty()))
+        return failure(Error::posix(ENOENT, "move the download to", folder));
+    if (folder == m_basePath)
+        return {};
+    const std::string target = ProgressBundle(folder, fileName()).bundleDirectory();
+    m_basePath = folder;
+    const std::string source = *m_bundleBookmark;
+    m_bundleBookmark.reset(); // the next preparation finds and adopts the moved bundle under its name
+    return environment().disk.renameNoReplace(source, target);
+}
+
+Result<void> CURLRemoteFile::saveProgress() {
+    Log::info("Begin save all progress");
+    std::optional<ProgressState> state;
+    std::optional<std::string> bookmark;
+    bool failed = false;
+    const bool asked = onMain([&] {
+        failed = error().has_value();
+        bookmark = m_bundleBookmark;
+        if (m_url)
+            state = ProgressState{*m_url, fileSize(), nullptr, m_referer, m_requestedPartitions};
+    });
+    FileHandle file;
+    std::string path;
+    {
+        auto intake = m_intake.lock();
+        failed = failed || intake->refusal;
+        if (state && intake->record)
+            state->progressData = intake->record->copy();
+        file = intake->file.duplicate();
+        path = intake->path;
+    }
+    if (failed)
+        return failure(
+            Error::localized(ErrorDomain::RemoteFile, kRemoteFileSaveWithFault, "tr.err.save-with-fault"));
+    if (!asked || !state || !state->progressData) {
+        Log::warning("Refusing to save without progress data");
+        return failure(
+            Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.illegal-state"));
+    }
+    if (!bookmark) {
+        Log::warning("Refusing to save without bundle bookmark");
+        return {};
+    }
+    return writeRecord(*state, *bookmark, file, path);
+}
+
+Result<void> CURLRemoteFile::writeRecord(const ProgressState& state, const std::string& bookmark,
+                                         const FileHandle& file, const std::string& path) {
+    // The bytes first, then the record that names them; and outside the queue, for a flush may take long.
+    if (file && state.progressData->totalBytesDownloaded() > 0) {
+        if (const auto flushed = environment().disk.flush(file.descriptor(), path); !flushed) {
+            failWithError(writeFailure(flushed.error()));
+            return flushed;
+        }
+    }
+    bool resolved = true;
+    const auto written = environment().remoteFileSavingQueue.sync([&]() -> Result<void> {
+        const auto bundle = ProgressBundle::fromBundleBookmark(bookmark);
+        resolved = bundle.has_value();
+        if (!bundle)
+            return failure(Error::posix(ENOENT, "open the bundle", bookmark));
+        return ProgressFile(bundle->progressFile(), environment().disk).writeData(state);
+    });
+    if (!resolved) {
+        Log::error("Unable to resolve bookmark to auto-save file. Failing File.");
+        failWithError({std::string(ErrorDomain::Posix), EMFILE, written.error().description, ""});
+    }
+    return written;
+}
+
+Error CURLRemoteFile::writeFailure(const Error& cause) {
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileWriteFailure, cause.description,
+            cause.recoverySuggestion};
+}
+
+} // namespace tarvo

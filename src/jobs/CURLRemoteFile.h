@@ -1,0 +1,167 @@
+// The segmented job: one file over several connections, kept in a bundle until it is whole.
+#pragma once
+
+#include <atomic>
+#include <span>
+#include <vector>
+
+#include "base/Locked.h"
+#include "engine/progress/HandleCreator.h"
+#include "engine/transfer/CurlMulti.h"
+#include "engine/transfer/RangeAnswer.h"
+#include "engine/transfer/Scout.h"
+#include "jobs/RemoteFileBase.h"
+#include "jobs/WriteBehind.h"
+#include "storage/ProgressBundle.h"
+
+namespace tarvo {
+
+/// The most connections that one job opens, whatever it is asked for.
+inline constexpr std::int64_t kMostConnections = 64;
+
+/// Preparation and transfer run on workers; everything else on the main thread. What the data path
+/// touches stands in one locked Intake: a block is written, counted and recorded as one step that never
+/// interleaves with the job's failing, stopping or being saved.
+class CURLRemoteFile final : public RemoteFileBase, public CurlDownloaderDelegate {
+    Q_OBJECT
+
+public:
+    /// A new download of `url` into `directory` (absolute path) over `partitions` connections.
+    static std::shared_ptr<CURLRemoteFile> create(const Url& url, std::int64_t partitions,
+                                                  const std::string& directory,
+                                                  const JobEnvironment& environment);
+
+    /// The download of a bundle on disk. Always a job: one that can't be restored has failed, with the
+    /// reason.
+    static std::shared_ptr<CURLRemoteFile> fromBundleFile(const std::string& bundleDirectory,
+                                                          const JobEnvironment& environment);
+
+    /// The job that encode() archived; null, and the reason in the log, when its bundle is gone.
+    static std::shared_ptr<CURLRemoteFile> fromArchive(KeyedUnarchiver& unarchiver,
+                                                       const JobEnvironment& environment);
+
+    ~CURLRemoteFile() override;
+
+    void setReferer(const std::optional<Url>& referer) { m_referer = referer; }
+
+    std::int64_t totalBytesDownloaded() const override { return m_totalDone; }
+
+    double percentComplete() const override;
+
+    std::string basePath() const override { return m_basePath; }
+
+    std::optional<std::string> finalFilePath() const override { return m_finalFileBookmark; }
+
+    std::optional<std::string> activeFile() const override;
+
+    std::int64_t userRequestedPartitions() const override { return m_requestedPartitions; }
+
+    /// What is asked for when the server supports it, else 1.
+    std::int64_t partitionCount() const;
+    std::int64_t activeConnections() const override;
+
+    bool supportsRecovery() const override { return m_bundleBookmark.has_value(); }
+
+    bool isRetryable() const override;
+    Result<void> saveProgress() override;
+    Result<void> moveBundleTo(const std::string& folder) override;
+    std::optional<Error> removeFiles() override;
+    std::shared_ptr<RemoteFile> copy() const override;
+
+    std::string description() const;
+
+    std::string archivedClassName() const override { return "CURLRemoteFile"; }
+
+    void encode(KeyedArchiver& archiver) const override;
+
+    std::int64_t downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
+                                   std::int64_t offset) override;
+    void downloaderHasParsedHeader(CurlDownloader& downloader, const std::string& key,
+                                   const std::string& value) override;
+
+private:
+    /// What the data path touches, and nothing else. Whoever holds it excludes a block being written.
+    struct Intake {
+        FileHandle file;                      // the bundle's data file, locked against other jobs
+        std::string path;                     // its path, for errors
+        std::shared_ptr<ProgressData> record; // what of it is done
+        std::int64_t fileSize = 0;            // of the whole file; below 1: unknown
+        std::optional<Error> refusal;         // set once the job failed or was stopped
+        std::optional<TimePoint> lastBytesDownloadedEvent;
+        std::shared_ptr<WriteBehind> writeBehind; // while a transfer runs
+    };
+
+    /// What can be asked to stop from outside: a probe, a loop.
+    struct Running {
+        std::shared_ptr<Scout> probe;
+        std::shared_ptr<CurlMulti> loop;
+    };
+
+    struct ProbeAnswers {
+        bool supportsMultipartDownloads = false;
+        std::int64_t contentLength = 0;
+        std::string suggestedFileName;
+    };
+
+    /// How a finish ended: facts for the main thread to take over.
+    struct Finished {
+        std::string file;
+        bool bundleRemoved = false;
+    };
+
+    explicit CURLRemoteFile(const JobEnvironment& environment);
+
+    Result<void> writeRecord(const ProgressState& state, const std::string& bookmark, const FileHandle& file,
+                             const std::string& path);
+    void setRecord(const std::shared_ptr<ProgressData>& record, std::int64_t size);
+    static Error writeFailure(const Error& cause);
+    std::shared_ptr<CURLRemoteFile> self();
+
+    // Preparation (CURLRemoteFilePreparation.cpp)
+    Result<void> doMakeReady(std::shared_ptr<const TRAuthToken> auth) override;
+    Result<void> prepare(const std::shared_ptr<const TRAuthToken>& auth);
+    Result<ProbeAnswers> tryScoutConnection(const Url& url, const std::shared_ptr<const TRAuthToken>& auth);
+    Result<ProgressBundle> ensureBundle();
+    Result<std::string> ensureBundleAndGetBookmark(const std::string& wantedName, const std::string& folder);
+    Result<std::string> createBundleAndGetBookmark(const std::string& name, const std::string& folder);
+    Result<void> takeDataFile(const ProgressBundle& bundle);
+    Result<std::shared_ptr<ProgressData>> adoptOrStartRecord(const ProgressBundle& bundle,
+                                                             const ProbeAnswers& probe);
+    Result<void> ensureBundleSubfiles(const ProgressBundle& bundle);
+    void createHandles();
+
+    // Transfer (CURLRemoteFileTransfer.cpp)
+    Result<void> doDownload() override;
+    Result<void> runLoops();
+    Result<void> runLoopOnce();
+    std::optional<Error> firstErrorOf(const HandleCreator::Handles& handles);
+    std::optional<Error> writeBlock(Intake& intake, std::span<const char> data, std::int64_t offset);
+    bool updateTotalBytesDownloaded(Intake& intake) const;
+    RangeVerdict judge(const CurlDownloader& downloader, std::size_t count, std::int64_t offset,
+                       std::int64_t fileSize) const;
+    Result<void> finish();
+    Result<Finished> finalizeFile(const std::string& name);
+    void setFinalFileExtendedAttributes(const std::string& file) const;
+
+    void aboutToEnter(rf_state_t state) override;
+    void onPause() override;
+    void onResume() override;
+    void onFail() override;
+    void onStop() override;
+    void stopTransfers();
+
+    bool m_didMakeReady = false;
+    std::string m_basePath;
+    std::optional<Url> m_referer;
+    HandleCreator::Handles m_easyHandles;
+    std::shared_ptr<const TRAuthToken> m_authToken;
+    std::int64_t m_requestedPartitions = 1;
+    std::optional<std::string> m_bundleBookmark;
+    std::optional<std::string> m_finalFileBookmark;
+    Locked<Intake> m_intake;
+    std::atomic<std::int64_t> m_totalDone{
+        0}; // the record's total, for readers that must not wait for a write
+    Locked<Running> m_running;
+};
+
+} // namespace tarvo

@@ -1,0 +1,65 @@
+// Extended attributes and the modification date.
+#include "jobs/FileFinalizer.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include <fcntl.h>
+#include <plist/plist.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+
+#include "base/Error.h"
+#include "base/Log.h"
+#include "base/Url.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr const char* kPlainAttribute = "user.xdg.origin.url";
+constexpr const char* kListAttribute = "user.com.apple.metadata:kMDItemWhereFroms";
+
+std::optional<std::string> binaryListOf(const std::string& text) {
+    const std::unique_ptr<void, decltype(&plist_free)> list(plist_new_array(), plist_free);
+    plist_array_append_item(list.get(), plist_new_string(text.c_str()));
+    char* bytes = nullptr;
+    std::uint32_t length = 0;
+    plist_to_bin(list.get(), &bytes, &length);
+    const std::unique_ptr<char, decltype(&std::free)> owned(bytes, std::free);
+    if (!bytes)
+        return std::nullopt;
+    return std::string(bytes, length);
+}
+
+void setAttribute(const std::string& path, const char* name, const std::string& value) {
+    if (::setxattr(path.c_str(), name, value.data(), value.size(), 0) == 0)
+        return;
+    const int number = errno;
+    const Error error = Error::posix(number, std::string("set the attribute ") + name + " of", path);
+    Log::error("Could not set extended attributes: {} ({})", error.description, number);
+}
+
+} // namespace
+
+void FileFinalizer::setWhereFrom(std::string_view address) const {
+    const auto url = Url::parse(address);
+    if (!Log::assertThat(url.has_value(), "The place a file came from is no URL"))
+        return;
+    const std::string origin = url->withoutCredentials().absoluteString();
+    setAttribute(m_filePath, kPlainAttribute, origin);
+    if (const auto list = binaryListOf(origin))
+        setAttribute(m_filePath, kListAttribute, *list);
+    else
+        Log::error("Failed to serialize property list: no binary form of the address");
+}
+
+void FileFinalizer::touch() const {
+    const timespec times[] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
+    Log::assertThat(::utimensat(AT_FDCWD, m_filePath.c_str(), times, 0) == 0);
+}
+
+} // namespace tarvo

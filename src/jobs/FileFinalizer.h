@@ -1,0 +1,29 @@
+// The last touches on a finished file: where it came from, and its date.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarvo {
+
+/// Tags a finished file. Both operations are a courtesy: a failure is logged and reported to nobody.
+/// Used on the thread that finishes the download.
+class FileFinalizer {
+public:
+    /// `filePath` is absolute, as bytes.
+    explicit FileFinalizer(std::string filePath) : m_filePath(std::move(filePath)) {}
+
+    /// Notes the address of the download, without user name and password, in the file's extended
+    /// attributes: as plain text under "user.xdg.origin.url" (freedesktop.org's common extended
+    /// attributes) and as a binary property list that holds an array of the one text under
+    /// "user.com.apple.metadata:kMDItemWhereFroms". What is no URL is not noted.
+    void setWhereFrom(std::string_view address) const;
+
+    /// Sets the modification date to now.
+    void touch() const;
+
+private:
+    std::string m_filePath;
+};
+
+} // namespace tarvo

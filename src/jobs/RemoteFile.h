@@ -1,0 +1,114 @@
+// A download job: one file that the user asked for, whatever way it is fetched.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <QObject>
+
+#include "base/Clock.h"
+#include "base/Error.h"
+#include "base/KeyedArchiver.h"
+#include "base/Url.h"
+#include "base/WorkQueue.h"
+#include "engine/transfer/TRAuthToken.h"
+
+namespace tarvo {
+
+enum rf_state_t : std::int32_t {
+    rf_state_initializing = 0, ///< newly created or restored; nothing learned yet
+    rf_state_preparing = 1,    ///< being made ready
+    rf_state_ready = 2,        ///< size, name and storage known; waiting to be started
+    rf_state_running = 3,      ///< transferring
+    rf_state_paused = 4,       ///< transfer suspended; can resume
+    rf_state_failed = 5,       ///< error() and errorDate() are set
+    rf_state_stopped = 6,      ///< stopped for good; nothing leaves this state
+    rf_state_succeeded = 7,    ///< the file is complete
+};
+
+/// The user's word for a state; "Unknown" for rf_state_preparing and for what is no state.
+std::string statusText(int state);
+
+/// The one face that queue, scheduler and interface see. Lives on the main thread: everything is
+/// called there, except the operations that say otherwise. Held by shared pointer; the last one may be
+/// dropped on any thread.
+class RemoteFile : public QObject, public Archivable, public std::enable_shared_from_this<RemoteFile> {
+    Q_OBJECT
+
+public:
+    virtual std::optional<Url> url() const = 0;
+
+    /// What makes two jobs the same download: the address, "unknown" without one.
+    std::string identity() const { return url() ? url()->absoluteString() : "unknown"; }
+
+    virtual rf_state_t currentState() const = 0;
+    virtual std::int64_t fileSize() const = 0; ///< bytes; below 1 while unknown
+    virtual std::int64_t totalBytesDownloaded() const = 0;
+    virtual double percentComplete() const = 0; ///< 0 to 100; -1 when unknown
+    virtual std::int64_t bytesPerSecond() const = 0;
+    virtual double secondsRemaining() const = 0;
+
+    virtual std::optional<Error> error() const = 0;
+    virtual std::optional<TimePoint> errorDate() const = 0;
+
+    virtual std::string fileName() const = 0; ///< the cleaned name the file will have
+
+    std::string displayName() const { return fileName(); }
+
+    virtual void setOverridenFileName(const std::string& name) = 0; ///< what the user chose
+
+    virtual std::string basePath() const = 0;                     ///< folder of bundle and finished file
+    virtual std::optional<std::string> finalFilePath() const = 0; ///< the finished file, once finished
+    virtual std::optional<std::string> activeFile() const = 0;    ///< bundle while running, then the file
+
+    virtual std::int64_t userRequestedPartitions() const = 0; ///< connections asked for
+    virtual std::int64_t activeConnections() const = 0;
+    virtual bool supportsControl() const = 0;
+    virtual bool supportsMultipartDownloads() const = 0;
+    virtual bool supportsRecovery() const = 0;
+    virtual bool supportsRenaming() const = 0;
+    virtual bool recoveredSession() const = 0;
+    virtual bool isRetryable() const = 0;
+
+    std::uint64_t attemptNumber = 0;           ///< how many times the job has been started
+    std::optional<TimePoint> nextScheduledRun; ///< when it will be tried next
+
+    /// Learns what is to be downloaded and prepares storage. Blocks; on a worker thread.
+    virtual Result<void> makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) = 0;
+
+    /// Transfers to the end. Blocks; on a worker thread. Answers whether the file is complete.
+    virtual bool downloadAndBlock() = 0;
+
+    /// Starts a ready job on `queue`, resumes a paused one. Never blocks.
+    virtual bool resumeOrStart(WorkQueue& queue) = 0;
+
+    /// Each answers whether the transition was made.
+    virtual bool pause() = 0;
+    virtual bool resume() = 0;
+    virtual bool stop() = 0;
+
+    /// Writes the progress record. Any thread but the main one while a transfer runs: it waits for the
+    /// disk.
+    virtual Result<void> saveProgress() = 0;
+
+    /// Moves the unfinished download to another folder.
+    virtual Result<void> moveBundleTo(const std::string& folder) = 0;
+
+    /// Deletes what the job has on disk, finished or not. The last failure, if there was one.
+    virtual std::optional<Error> removeFiles() = 0;
+
+    /// A fresh job for the same download, in the state rf_state_initializing.
+    virtual std::shared_ptr<RemoteFile> copy() const = 0;
+
+Q_SIGNALS:
+    /// Once for each real change.
+    void currentStateChanged(tarvo::rf_state_t oldState, tarvo::rf_state_t newState);
+    /// At most every 10 ms.
+    void totalBytesDownloadedChanged();
+    void fileSizeChanged();
+    void fileNameChanged();
+};
+
+} // namespace tarvo

@@ -1,0 +1,254 @@
+#include "jobs/RemoteFileBase.h"
+
+#include "base/FileName.h"
+#include "base/Localized.h"
+#include "base/Log.h"
+#include "base/Runloop.h"
+#include "storage/ProgressBundle.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr std::size_t kSpeedHistory = 10;
+constexpr Seconds kStallTimeout{15.0};
+constexpr int kFlushIntervalMs = 500;
+
+Error illegalState() {
+    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.illegal-state");
+}
+
+Error alreadyStopped() {
+    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.already-stopped");
+}
+
+} // namespace
+
+std::string statusText(int state) {
+    switch (state) {
+    case rf_state_initializing:
+        return localized("Initializing");
+    case rf_state_ready:
+        return localized("Ready");
+    case rf_state_running:
+        return localized("Running");
+    case rf_state_paused:
+        return localized("Paused");
+    case rf_state_failed:
+        return localized("Failed");
+    case rf_state_stopped:
+        return localized("Stopped");
+    case rf_state_succeeded:
+        return localized("Succeeded");
+    default:
+        return "Unknown";
+    }
+}
+
+RemoteFileBase::RemoteFileBase(const JobEnvironment& environment)
+    : m_environment(environment), m_speedometer(kSpeedHistory, kStallTimeout, this, environment.clock.now()) {
+    m_speedometerTimer.setInterval(kFlushIntervalMs);
+    QObject::connect(&m_speedometerTimer, &QTimer::timeout, this,
+                     [this] { m_speedometer.flushSpeedBuffer(m_environment.clock.now()); });
+}
+
+RemoteFileBase::~RemoteFileBase() {
+    Log::debug("And now his watch is ended: RemoteFile is being deallocated");
+}
+
+void RemoteFileBase::destroyOnMain(RemoteFile* job) {
+    Runloop::runOnMainLater([job] { delete job; });
+}
+
+bool RemoteFileBase::onMain(const std::function<void()>& block) {
+    return Runloop::runOnMainAndWait(block);
+}
+
+void RemoteFileBase::setCurrentState(rf_state_t state) {
+    const rf_state_t old = m_currentState;
+    if (state == old || old == rf_state_stopped)
+        return;
+    aboutToEnter(state);
+    m_currentState = state;
+    Q_EMIT currentStateChanged(old, state);
+    callHook(old, state);
+}
+
+void RemoteFileBase::callHook(rf_state_t from, rf_state_t to) {
+    if (to == rf_state_running && from == rf_state_ready)
+        onStart();
+    else if (to == rf_state_running && from == rf_state_paused)
+        onResume();
+    else if (to == rf_state_paused)
+        onPause();
+    else if (to == rf_state_failed)
+        onFail();
+    else if (to == rf_state_stopped)
+        onStop();
+    else if (to == rf_state_succeeded)
+        onSuccess();
+}
+
+void RemoteFileBase::onStart() {
+    m_speedometer.startRecording(m_environment.clock.now());
+    m_speedometerTimer.start();
+}
+
+void RemoteFileBase::onResume() {
+    RemoteFileBase::onStart();
+}
+
+void RemoteFileBase::stopMeasuring() {
+    m_speedometer.stopRecording();
+    m_speedometerTimer.stop();
+}
+
+void RemoteFileBase::onPause() {
+    stopMeasuring();
+}
+
+void RemoteFileBase::onFail() {
+    stopMeasuring();
+}
+
+void RemoteFileBase::onSuccess() {
+    stopMeasuring();
+}
+
+void RemoteFileBase::onStop() {
+    stopMeasuring();
+}
+
+Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) {
+    bool allowed = false;
+    onMain([&] {
+        allowed = m_currentState == rf_state_initializing || m_currentState == rf_state_failed;
+        if (!allowed)
+            return;
+        clearError();
+        setCurrentState(rf_state_preparing);
+    });
+    if (!allowed)
+        return failure(illegalState());
+    const auto prepared = doMakeReady(std::move(auth));
+    const bool alreadyComplete =
+        !prepared && prepared.error().is(ErrorDomain::RemoteFile, kRemoteFileAlreadyComplete);
+    if (!prepared && !alreadyComplete)
+        return prepared;
+    bool entered = false;
+    onMain([&] {
+        setCurrentState(alreadyComplete ? rf_state_succeeded : rf_state_ready);
+        entered = m_currentState != rf_state_stopped;
+    });
+    return entered ? Result<void>() : failure(alreadyStopped());
+}
+
+bool RemoteFileBase::downloadAndBlock() {
+    bool allowed = false;
+    onMain([&] {
+        allowed = m_currentState == rf_state_ready;
+        if (allowed)
+            setCurrentState(rf_state_running);
+    });
+    if (!allowed)
+        return false;
+    if (const auto downloaded = doDownload(); !downloaded) {
+        failWithError(downloaded.error());
+        return false;
+    }
+    onMain([&] { setCurrentState(rf_state_succeeded); });
+    return true;
+}
+
+bool RemoteFileBase::resumeOrStart(WorkQueue& queue) {
+    if (m_currentState == rf_state_paused)
+        return resume();
+    if (m_currentState != rf_state_ready)
+        return false;
+    queue.async([job = shared_from_this()] { job->downloadAndBlock(); });
+    return true;
+}
+
+bool RemoteFileBase::pause() {
+    if (m_currentState != rf_state_running)
+        return false;
+    setCurrentState(rf_state_paused);
+    return true;
+}
+
+bool RemoteFileBase::resume() {
+    if (m_currentState != rf_state_paused)
+        return false;
+    setCurrentState(rf_state_running);
+    return true;
+}
+
+bool RemoteFileBase::stop() {
+    if (m_currentState == rf_state_stopped)
+        return false;
+    setCurrentState(rf_state_stopped);
+    return true;
+}
+
+void RemoteFileBase::failWithError(const Error& error) {
+    onMain([&] {
+        if (m_currentState == rf_state_failed || m_currentState == rf_state_stopped) {
+            Log::error("RF already failed, can't fail twice. Old: {} New: {}",
+                       m_error ? m_error->sentence() : "none", error.sentence());
+            return;
+        }
+        Log::warning("RemoteFile failed with error: {}", error.sentence());
+        m_error = error;
+        m_errorDate = m_environment.clock.now();
+        setCurrentState(rf_state_failed);
+    });
+}
+
+void RemoteFileBase::speedometerDetectedTimeout(Speedometer&, Seconds) {
+    if (m_error || !isRetryable())
+        return;
+    Log::warning("No bytes sent in awhile, speedometer will fail this download so it can restart: {}",
+                 url() ? url()->withoutPassword() : identity());
+    failWithError(Error::localized(ErrorDomain::Tarvo, kTarvoSchedulerTimeout, "tr.err.scheduler-timeout"));
+}
+
+double RemoteFileBase::percentComplete() const {
+    if (fileSize() < 1)
+        return -1.0;
+    return static_cast<double>(totalBytesDownloaded()) * 100.0 / static_cast<double>(fileSize());
+}
+
+double RemoteFileBase::secondsRemaining() const {
+    return static_cast<double>(fileSize() - totalBytesDownloaded()) /
+           static_cast<double>(bytesPerSecond() + 1);
+}
+
+std::int64_t RemoteFileBase::bytesPerSecond() const {
+    return m_speedometer.bytesPerSecond();
+}
+
+std::string RemoteFileBase::fileName() const {
+    return cleanFileName(m_overridenFileName ? m_overridenFileName : m_suggestedFileName,
+                         ProgressBundle::kExtension);
+}
+
+void RemoteFileBase::setOverridenFileName(const std::string& name) {
+    m_overridenFileName = name;
+    Q_EMIT fileNameChanged();
+}
+
+void RemoteFileBase::setSuggestedFileName(const std::string& name) {
+    m_suggestedFileName = name;
+    Q_EMIT fileNameChanged();
+}
+
+void RemoteFileBase::setFileSize(std::int64_t size) {
+    m_fileSize = size;
+    Q_EMIT fileSizeChanged();
+}
+
+void RemoteFileBase::clearError() {
+    m_error.reset();
+}
+
+} // namespace tarvo

@@ -1,0 +1,119 @@
+// What all jobs share: the state machine, failing once, the speed and the values shown.
+#pragma once
+
+#include <QTimer>
+
+#include "jobs/JobEnvironment.h"
+#include "jobs/RemoteFile.h"
+#include "jobs/Speedometer.h"
+
+namespace tarvo {
+
+/// Every read and write of the state happens on the main thread; what a worker does to a job goes
+/// through onMain(). Subclasses supply the two primitive steps, which run on a worker.
+class RemoteFileBase : public RemoteFile, private SpeedometerDelegate {
+    Q_OBJECT
+
+public:
+    ~RemoteFileBase() override;
+
+    rf_state_t currentState() const override { return m_currentState; }
+
+    std::optional<Url> url() const override { return m_url; }
+
+    std::int64_t fileSize() const override { return m_fileSize; }
+
+    double percentComplete() const override;
+    std::int64_t bytesPerSecond() const override;
+    double secondsRemaining() const override;
+
+    std::optional<Error> error() const override { return m_error; }
+
+    std::optional<TimePoint> errorDate() const override { return m_errorDate; }
+
+    std::string fileName() const override;
+    void setOverridenFileName(const std::string& name) override;
+
+    bool supportsControl() const override { return true; }
+
+    bool supportsMultipartDownloads() const override { return m_supportsMultipartDownloads; }
+
+    bool supportsRenaming() const override { return false; }
+
+    bool recoveredSession() const override { return m_recoveredSession; }
+
+    Result<void> makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) override;
+    bool downloadAndBlock() override;
+    bool resumeOrStart(WorkQueue& queue) override;
+    bool pause() override;
+    bool resume() override;
+    bool stop() override;
+
+    /// The first failure wins; a stopped job stays stopped. Any thread.
+    void failWithError(const Error& error);
+
+protected:
+    explicit RemoteFileBase(const JobEnvironment& environment);
+
+    /// Owns `job` in a pointer that destroys it on the main thread, wherever the last one is dropped.
+    template <class Job>
+    static std::shared_ptr<Job> shared(Job* job) {
+        return std::shared_ptr<Job>(job, [](Job* last) { destroyOnMain(last); });
+    }
+
+    /// Runs `block` on the main thread and waits; false when the program is quitting.
+    static bool onMain(const std::function<void()>& block);
+
+    /// Learns what is to be downloaded and prepares storage; a failure has failed the job when this
+    /// returns. On a worker.
+    virtual Result<void> doMakeReady(std::shared_ptr<const TRAuthToken> auth) = 0;
+
+    /// Returns when the transfer has ended and the file is finished. On a worker.
+    virtual Result<void> doDownload() = 0;
+
+    /// Before anybody hears of the new state: the moment to refuse what must not happen in it.
+    virtual void aboutToEnter(rf_state_t /*state*/) {}
+
+    virtual void onStart();
+    virtual void onResume();
+    virtual void onPause();
+    virtual void onFail();
+    virtual void onSuccess();
+    virtual void onStop();
+
+    /// Main thread. Nothing leaves rf_state_stopped.
+    void setCurrentState(rf_state_t state);
+    void setFileSize(std::int64_t size);
+    void setSuggestedFileName(const std::string& name);
+    void clearError();
+
+    const std::optional<std::string>& suggestedFileName() const { return m_suggestedFileName; }
+
+    const std::optional<std::string>& overridenFileName() const { return m_overridenFileName; }
+
+    Speedometer& speedometer() { return m_speedometer; }
+
+    const JobEnvironment& environment() const { return m_environment; }
+
+    std::optional<Url> m_url;
+    bool m_supportsMultipartDownloads = false;
+    bool m_recoveredSession = false;
+
+private:
+    static void destroyOnMain(RemoteFile* job);
+    void speedometerDetectedTimeout(Speedometer& speedometer, Seconds silence) override;
+    void callHook(rf_state_t from, rf_state_t to);
+    void stopMeasuring();
+
+    const JobEnvironment& m_environment;
+    rf_state_t m_currentState = rf_state_initializing;
+    std::int64_t m_fileSize = 0;
+    std::optional<std::string> m_suggestedFileName;
+    std::optional<std::string> m_overridenFileName;
+    std::optional<Error> m_error;
+    std::optional<TimePoint> m_errorDate;
+    Speedometer m_speedometer;
+    QTimer m_speedometerTimer;
+};
+
+} // namespace tarvo

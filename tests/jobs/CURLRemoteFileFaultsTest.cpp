@@ -1,0 +1,236 @@
+// What servers, disks and users do to a download: never a wrong byte, never lost work, never a hang.
+#include "storage/ProgressFile.h"
+#include "support/FaultServer.h"
+#include "support/JobHarness.h"
+#include "support/SampleData.h"
+
+#include <cerrno>
+
+#include <gtest/gtest.h>
+
+namespace tarvo::test {
+
+namespace {
+
+constexpr std::int64_t kSize = 3'000'001;
+
+using namespace std::chrono_literals;
+
+} // namespace
+
+class CURLRemoteFileFaults : public ::testing::Test {
+protected:
+    void TearDown() override { EXPECT_TRUE(server.problems().empty()); }
+
+    std::int64_t savedBytes() {
+        const auto saved =
+            ProgressFile(harness.folder.path("sample.bin.trdownload/progress"), harness.disk).readData();
+        return saved ? saved->progressData->totalBytesDownloaded() : -1;
+    }
+
+    /// The job made again and run against a server that behaves.
+    void expectARetryFinishes(const std::shared_ptr<RemoteFile>& failed) {
+        server.change("/file/" + std::to_string(kSize) + "/sample.bin", "");
+        harness.disk.recover();
+        const auto retry = failed->copy();
+        const auto problem = harness.run(retry);
+        EXPECT_FALSE(problem) << problem->sentence();
+        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    }
+
+    FaultServer server;
+    JobHarness harness;
+};
+
+TEST_F(CURLRemoteFileFaults, AnAnswerThatIsNotTheRangeIsRefusedWithoutAByte) {
+    for (const std::string lie : {"whole200", "shift=100&spareprobe", "excess=100&spareprobe",
+                                  "short=10&spareprobe", "total=99&spareprobe", "norangeheader&spareprobe"}) {
+        const auto job = harness.job(server.url(kSize, lie));
+        const auto problem = harness.run(job);
+        ASSERT_TRUE(problem) << lie;
+        EXPECT_TRUE(problem->is(ErrorDomain::Tarvo, kTarvoUnexpectedSegmentSize))
+            << lie << problem->sentence();
+        EXPECT_EQ(job->totalBytesDownloaded(), 0) << lie;
+        EXPECT_FALSE(harness.exists("sample.bin"));
+        harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+    }
+}
+
+TEST_F(CURLRemoteFileFaults, NoByteIsTakenPastARangesEnd) {
+    const auto job = harness.job(server.url(kSize, "chunked&overrun=5000&spareprobe"));
+    const auto problem = harness.run(job);
+    if (!problem) { // whoever stops in time has the right file
+        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+        return;
+    }
+    EXPECT_FALSE(harness.exists("sample.bin"));
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, ARefusedConnectionIsTheServersErrorAndTheOthersGoOn) {
+    const auto job = harness.job(server.url(kSize, "status=503&from=5&until=5"), 4);
+    const auto problem = harness.run(job);
+    ASSERT_TRUE(problem);
+    EXPECT_TRUE(problem->is(ErrorDomain::CurlHttp, 503)) << problem->sentence();
+    EXPECT_TRUE(job->isRetryable());
+    // The three other connections have brought their parts, and the record knows.
+    EXPECT_GE(savedBytes(), kSize / 4 * 3 - 4);
+    EXPECT_LT(savedBytes(), kSize);
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, WhatArrivedBeforeACutIsSavedAndNotFetchedAgain) {
+    const auto job = harness.job(server.url(kSize, "cut=500000&spareprobe"), 2);
+    ASSERT_TRUE(harness.run(job));
+    EXPECT_EQ(savedBytes(), 1'000'000);
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, WhatIsMissingAfterACleanEndIsFetchedAsLongAsThatHelps) {
+    // Bodies that end early without an error: only the record tells that bytes are missing.
+    ASSERT_FALSE(harness.run(harness.job(server.url(kSize, "untilclose&cut=400000&spareprobe"), 2)));
+    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    const auto job = harness.job(server.url(kSize, "untilclose&cut=0&spareprobe", "none.bin"), 2);
+    const auto problem = harness.run(job);
+    ASSERT_TRUE(problem);
+    EXPECT_TRUE(problem->is(ErrorDomain::Tarvo, kTarvoGeneral)) << problem->sentence();
+    EXPECT_FALSE(harness.exists("none.bin"));
+    EXPECT_TRUE(harness.exists("none.bin.trdownload/progress"));
+}
+
+TEST_F(CURLRemoteFileFaults, StopActsWithinASecondAlsoOnASilentServer) {
+    for (const std::string silence : {"silent", "silent&spareprobe", "stall=1000&spareprobe"}) {
+        const auto job = harness.job(server.url(kSize, silence));
+        harness.workers.async([job] {
+            if (job->makeReadyAndBlock(nullptr))
+                job->downloadAndBlock();
+        });
+        ASSERT_TRUE(turnUntil([&] { return !server.requests().empty(); }));
+        turnUntil([&] { return job->totalBytesDownloaded() > 0; }, 200ms);
+        const auto asked = std::chrono::steady_clock::now();
+        EXPECT_TRUE(job->stop());
+        EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }, 5s)) << silence;
+        EXPECT_LT(std::chrono::steady_clock::now() - asked, 1s) << silence;
+        EXPECT_EQ(job->currentState(), rf_state_stopped);
+        harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+    }
+}
+
+TEST_F(CURLRemoteFileFaults, AStoppedJobTakesNoMoreData) {
+    const auto job = harness.job(server.url(kSize, "rate=2000000"));
+    harness.start(job);
+    ASSERT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 100'000; }));
+    job->stop();
+    const std::int64_t atStop = job->totalBytesDownloaded();
+    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    EXPECT_EQ(job->totalBytesDownloaded(), atStop);
+    EXPECT_FALSE(job->error());
+}
+
+TEST_F(CURLRemoteFileFaults, PauseHoldsTheTransferAndResumeFinishesIt) {
+    const auto job = harness.job(server.url(kSize, "rate=1000000"));
+    harness.start(job);
+    ASSERT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 100'000; }));
+    ASSERT_TRUE(job->pause());
+    turnUntil([] { return false; }, 100ms); // what was on its way
+    const std::int64_t paused = job->totalBytesDownloaded();
+    turnUntil([] { return false; }, 300ms);
+    EXPECT_EQ(job->totalBytesDownloaded(), paused);
+    ASSERT_TRUE(job->resume());
+    ASSERT_TRUE(turnUntil([&] { return job->currentState() != rf_state_running; }));
+    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+}
+
+TEST_F(CURLRemoteFileFaults, AFailingDiskIsAClearErrorAndTheBundleStays) {
+    struct Case {
+        const char* operation;
+        int call;
+        std::int64_t code;
+        std::string_view domain;
+    };
+
+    for (const Case& fails : {Case{"writeAt", 6, kRemoteFileWriteFailure, ErrorDomain::RemoteFile},
+                              Case{"flush", 1, kRemoteFileWriteFailure, ErrorDomain::RemoteFile},
+                              Case{"renameNoReplace", 1, ENOSPC, ErrorDomain::Posix},
+                              Case{"replaceFile", 1, ENOSPC, ErrorDomain::Posix},
+                              Case{"makeFolders", 1, ENOSPC, ErrorDomain::Posix}}) {
+        const auto job = harness.job(server.url(kSize));
+        harness.disk.failOn(fails.operation, fails.call, ENOSPC);
+        const auto problem = harness.run(job);
+        ASSERT_TRUE(problem) << fails.operation;
+        EXPECT_TRUE(problem->is(fails.domain, fails.code)) << fails.operation << ": " << problem->sentence();
+        EXPECT_NE(problem->sentence().find(harness.folder.path()), std::string::npos) << problem->sentence();
+        EXPECT_NE(problem->sentence().find("No space left"), std::string::npos) << problem->sentence();
+        EXPECT_FALSE(harness.exists("sample.bin"));
+        expectARetryFinishes(job);
+        harness.disk.removeTree(harness.folder.path("sample.bin"));
+    }
+}
+
+TEST_F(CURLRemoteFileFaults, ADataFileOfTheWrongLengthNeverGetsTheName) {
+    const auto job = harness.job(server.url(kSize));
+    harness.disk.loseWritesFrom(kSize / 4 * 3 + 1);
+    ASSERT_TRUE(harness.run(job));
+    EXPECT_FALSE(harness.exists("sample.bin"));
+    EXPECT_TRUE(harness.exists("sample.bin.trdownload/progress"));
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, ARecordIsOnlyWrittenAfterItsBytesHaveReachedTheDisk) {
+    const auto job = harness.job(server.url(kSize, "rate=1000000"));
+    harness.start(job);
+    ASSERT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 100'000; }));
+    const std::string before = contentOf(harness.folder.path("sample.bin.trdownload/progress"));
+    harness.disk.failOn("flush", 1, EIO);
+    harness.onWorker([&] { EXPECT_FALSE(job->saveProgress()); });
+    EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/progress")), before);
+    EXPECT_TRUE(job->error()->is(ErrorDomain::RemoteFile, kRemoteFileWriteFailure));
+    harness.onWorker([&] {
+        EXPECT_TRUE(job->saveProgress().error().is(ErrorDomain::RemoteFile, kRemoteFileSaveWithFault));
+    });
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, AVanishedBundleFailsTheSaveAndIsMadeAgain) {
+    const auto job = harness.job(server.url(kSize, "rate=1000000"));
+    harness.start(job);
+    ASSERT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 100'000; }));
+    harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+    harness.onWorker([&] { EXPECT_FALSE(job->saveProgress()); });
+    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    EXPECT_TRUE(job->error()->is(ErrorDomain::Posix, EMFILE));
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, WhatPreparationRefuses) {
+    struct Case {
+        std::string knobs;
+        std::string_view domain;
+        std::int64_t code;
+        bool retryable;
+    };
+
+    for (const Case& refused :
+         {Case{"auth=basic", ErrorDomain::RemoteFile, 5, false},
+          Case{"type=" + knobValue("text/html; charset=utf-8"), ErrorDomain::RemoteFile, 6, false},
+          Case{"status=404", ErrorDomain::CurlHttp, 404, true}}) {
+        const auto job = harness.job(server.url(kSize, refused.knobs));
+        const auto problem = harness.run(job);
+        ASSERT_TRUE(problem) << refused.knobs;
+        EXPECT_TRUE(problem->is(refused.domain, refused.code)) << problem->sentence();
+        EXPECT_EQ(job->isRetryable(), refused.retryable) << refused.knobs;
+        EXPECT_FALSE(harness.exists("sample.bin.trdownload"));
+    }
+}
+
+TEST_F(CURLRemoteFileFaults, CredentialsAreTriedAndTheChallengeIsNotTheFile) {
+    const auto token = std::make_shared<TRAuthToken>("http://127.0.0.1", "bob", "secret");
+    for (const std::string scheme : {"basic", "digest"}) {
+        const auto job = harness.job(server.url(kSize, "auth=" + scheme, scheme + ".bin"));
+        const auto problem = harness.run(job, token);
+        ASSERT_FALSE(problem) << scheme << ": " << problem->sentence();
+        EXPECT_EQ(fileIsSample(harness.folder.path(scheme + ".bin"), kSize), "");
+    }
+}
+
+} // namespace tarvo::test

@@ -1,0 +1,98 @@
+// The speed shown and the stall alarm follow the bytes and the clock, and nothing else.
+#include "jobs/Speedometer.h"
+
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/FakeClock.h"
+
+namespace tarvo {
+
+namespace {
+
+class SpeedometerTest : public ::testing::Test, protected SpeedometerDelegate {
+protected:
+    void speedometerDetectedTimeout(Speedometer& speedometer, Seconds silence) override {
+        EXPECT_EQ(&speedometer, &m_speedometer);
+        m_silences.push_back(silence.count());
+    }
+
+    void interval(std::int64_t bytes, double seconds) {
+        m_speedometer.noteBytesReceived(bytes);
+        m_clock.advance(Seconds(seconds));
+        m_speedometer.flushSpeedBuffer(m_clock.now());
+    }
+
+    test::FakeClock m_clock;
+    Speedometer m_speedometer{10, Seconds(15), this, m_clock.now()};
+    std::vector<double> m_silences;
+};
+
+} // namespace
+
+TEST_F(SpeedometerTest, AnIntervalOfHalfASecondIsNotYetClosed) {
+    m_speedometer.startRecording(m_clock.now());
+    interval(1000, 0.5);
+    EXPECT_TRUE(m_speedometer.speedHistory().empty());
+    interval(0, 0.3);
+    EXPECT_EQ(m_speedometer.speedHistory(), std::deque<std::int64_t>{1250}) << "the bytes stay in the buffer";
+    EXPECT_DOUBLE_EQ(m_speedometer.timeIntervalSinceSpeedStartDate(m_clock.now()).count(), 0);
+    EXPECT_DOUBLE_EQ(m_speedometer.totalDownloadTime().count(), 0.8);
+}
+
+TEST_F(SpeedometerTest, TheSpeedIsTheMeanOfTheLastNineIntervals) {
+    m_speedometer.startRecording(m_clock.now());
+    for (int i = 1; i <= 20; ++i)
+        interval(i * 100, 1);
+    EXPECT_EQ(m_speedometer.speedHistory().size(), 9u);
+    EXPECT_EQ(m_speedometer.speedHistorySum(), 14400); // 1200 + … + 2000
+    EXPECT_EQ(m_speedometer.bytesPerSecond(), 1600);
+    m_speedometer.stopRecording();
+    EXPECT_EQ(m_speedometer.bytesPerSecond(), 0);
+}
+
+TEST_F(SpeedometerTest, ASilenceIsReportedOncePerTimeout) {
+    m_speedometer.startRecording(m_clock.now());
+    for (int i = 0; i < 15; ++i)
+        interval(0, 1);
+    EXPECT_TRUE(m_silences.empty()) << "exactly the timeout passes";
+    interval(1, 1);
+    for (int i = 0; i < 15; ++i)
+        interval(0, 1);
+    EXPECT_TRUE(m_silences.empty()) << "one byte ended the silence";
+    interval(0, 0.75);
+    EXPECT_EQ(m_silences, std::vector<double>{15.75});
+    for (int i = 0; i < 16; ++i)
+        interval(0, 1);
+    EXPECT_EQ(m_silences, (std::vector<double>{15.75, 16}));
+}
+
+TEST_F(SpeedometerTest, APausedDownloadIsNeverStalledAndItsBytesDoNotCount) {
+    m_speedometer.startRecording(m_clock.now());
+    interval(0, 14);
+    m_speedometer.stopRecording();
+    interval(5000, 20);
+    interval(0, 20);
+    m_speedometer.startRecording(m_clock.now());
+    interval(0, 14);
+    EXPECT_TRUE(m_silences.empty());
+    EXPECT_EQ(m_speedometer.bytesPerSecond(), 0);
+    EXPECT_DOUBLE_EQ(m_speedometer.totalDownloadTime().count(), 28);
+}
+
+TEST_F(SpeedometerTest, NoByteIsLostBetweenThreads) {
+    m_speedometer.startRecording(m_clock.now());
+    std::thread transfer([this] {
+        for (int i = 0; i < 100000; ++i)
+            m_speedometer.noteBytesReceived(7);
+    });
+    for (int i = 0; i < 5; ++i)
+        interval(0, 1);
+    transfer.join();
+    interval(0, 1);
+    EXPECT_EQ(m_speedometer.speedHistorySum(), 700000);
+}
+
+} // namespace tarvo
