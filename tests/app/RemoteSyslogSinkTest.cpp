@@ -1,0 +1,174 @@
+// Lines reach a real server over loopback in the standard's form, and a bad server costs lines only.
+#include "app/RemoteSyslogSink.h"
+
+#include <algorithm>
+#include <chrono>
+#include <regex>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "LogLine.h"
+#include "app/CloudLoggerProvider.h"
+
+namespace tarvo {
+
+namespace {
+
+using test::logLine;
+using Transport = RemoteSyslogSink::Transport;
+using namespace std::chrono_literals;
+
+/// A socket on a free loopback port.
+class Listener {
+public:
+    explicit Listener(Transport transport)
+        : m_socket(::socket(AF_INET, transport == Transport::tcp ? SOCK_STREAM : SOCK_DGRAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        auto* plain = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(::bind(m_socket.descriptor(), plain, length), 0);
+        EXPECT_EQ(::getsockname(m_socket.descriptor(), plain, &length), 0);
+        m_server = {"127.0.0.1", ntohs(address.sin_port), transport};
+        EXPECT_TRUE(transport == Transport::udp || ::listen(m_socket.descriptor(), 5) == 0);
+    }
+
+    const RemoteSyslogSink::Server& server() const { return m_server; }
+
+    FileHandle accept() {
+        return waitFor(m_socket.descriptor()) ? FileHandle(::accept(m_socket.descriptor(), nullptr, nullptr))
+                                              : FileHandle();
+    }
+
+    std::string datagram() { return receive(m_socket.descriptor()); }
+
+    static std::string receive(int descriptor) {
+        char bytes[8192];
+        const ssize_t count = waitFor(descriptor) ? ::recv(descriptor, bytes, sizeof bytes, 0) : 0;
+        return {bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    }
+
+private:
+    static bool waitFor(int descriptor) {
+        pollfd waited{descriptor, POLLIN, 0};
+        return ::poll(&waited, 1, 10000) == 1;
+    }
+
+    FileHandle m_socket;
+    RemoteSyslogSink::Server m_server;
+};
+
+const std::regex kMessage("<11>1 2026-03-04T05:06:07\\.089012Z [!-~]+ Tarvo-Test-1\\.0 [0-9]+ - - "
+                          "ERRO [0-9:]{12} \\| first in QueueWindowController:213");
+
+} // namespace
+
+TEST(RemoteSyslogSink, SendsDatagrams) {
+    Listener listener(Transport::udp);
+    RemoteSyslogSink sink(listener.server(), "Tarvo-Test -1.0");
+    sink.log(logLine("first", spdlog::level::err));
+    const std::string first = listener.datagram();
+    EXPECT_TRUE(std::regex_match(first, kMessage)) << first;
+    std::string umlauts;
+    for (int i = 0; i < 3000; ++i)
+        umlauts += "ü";
+    sink.log(logLine(umlauts, spdlog::level::trace));
+    const std::string cut = listener.datagram();
+    EXPECT_EQ(cut.substr(0, 6), "<15>1 ");
+    EXPECT_TRUE(cut.size() == 2048 || cut.size() == 2047) << cut.size();
+    EXPECT_EQ(cut.substr(cut.size() - 2), "ü");
+}
+
+TEST(RemoteSyslogSink, SendsFramedOverTcpAndConnectsAgain) {
+    Listener listener(Transport::tcp);
+    RemoteSyslogSink sink(listener.server(), "Tarvo-Test-1.0");
+    sink.log(logLine("first", spdlog::level::err));
+    FileHandle connection = listener.accept();
+    const std::string frame = Listener::receive(connection.descriptor());
+    const std::size_t space = frame.find(' ');
+    ASSERT_NE(space, std::string::npos);
+    EXPECT_EQ(frame.substr(0, space), std::to_string(frame.size() - space - 1));
+    EXPECT_TRUE(std::regex_match(frame.substr(space + 1), kMessage)) << frame;
+    connection.close();
+    sink.log(logLine("second", spdlog::level::warn));
+    connection = listener.accept();
+    EXPECT_NE(Listener::receive(connection.descriptor()).find("WARN"), std::string::npos);
+    EXPECT_EQ(sink.droppedCount(), 0u);
+}
+
+TEST(RemoteSyslogSink, LastWordsStillGoOut) {
+    Listener listener(Transport::tcp);
+    {
+        RemoteSyslogSink sink(listener.server(), "Tarvo");
+        for (int i = 0; i < 100; ++i)
+            sink.log(logLine("line", spdlog::level::err));
+    }
+    const FileHandle connection = listener.accept();
+    std::string all;
+    for (std::string some = "-"; !some.empty(); all += some)
+        some = Listener::receive(connection.descriptor());
+    std::size_t lines = 0;
+    for (std::size_t at = all.find("| line in"); at != std::string::npos; at = all.find("| line in", at + 1))
+        ++lines;
+    EXPECT_EQ(lines, 100u);
+}
+
+TEST(RemoteSyslogSink, AServerThatDoesNotReadHoldsNobodyUp) {
+    const Listener listener(Transport::tcp); // the kernel takes the connection, nobody reads from it
+    auto sink = std::make_unique<RemoteSyslogSink>(listener.server(), "Tarvo", 100);
+    const std::string longLine(2000, 'x');
+    const auto start = std::chrono::steady_clock::now();
+    int droppedInARow = 0;
+    while (droppedInARow < 200 && std::chrono::steady_clock::now() - start < 20s) {
+        const auto before = sink->droppedCount();
+        sink->log(logLine(longLine, spdlog::level::err));
+        droppedInARow = sink->droppedCount() > before ? droppedInARow + 1 : 0;
+        if (droppedInARow > 0)
+            std::this_thread::sleep_for(1ms); // the sender could use the time, if it were not stuck
+    }
+    EXPECT_EQ(droppedInARow, 200);
+    const auto closing = std::chrono::steady_clock::now();
+    sink.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - closing, 2s) << "less than the patience with a server";
+}
+
+TEST(RemoteSyslogSink, WithoutAServerItDropsAndEndsAtOnce) {
+    RemoteSyslogSink::Server nobody;
+    {
+        const Listener gone(Transport::tcp);
+        nobody = gone.server();
+    }
+    RemoteSyslogSink sink(nobody, "Tarvo");
+    sink.log(logLine("lost", spdlog::level::err));
+    const auto start = std::chrono::steady_clock::now();
+    while (sink.droppedCount() == 0 && std::chrono::steady_clock::now() - start < 10s)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_EQ(sink.droppedCount(), 1u);
+    sink.log(logLine("waits for the next try", spdlog::level::err));
+}
+
+TEST(CloudLoggerProvider, HasALoggerOnlyWithAHost) {
+    EXPECT_EQ(CloudLoggerProvider(RemoteSyslogSink::Server()).sharedLogger(), nullptr);
+    EXPECT_EQ(CloudLoggerProvider::builtInServer().port, 31096);
+    Listener listener(Transport::udp);
+    CloudLoggerProvider provider(listener.server());
+    const auto logger = provider.sharedLogger();
+    EXPECT_EQ(provider.sharedLogger(), logger);
+    Log::attach(logger);
+    Log::info("not serious enough");
+    Log::error("serious");
+    Log::detach(logger);
+    const std::string message = listener.datagram();
+    EXPECT_NE(message.find("serious in"), std::string::npos);
+    EXPECT_NE(message.find(" Tarvo-" + CloudLoggerProvider::getEnv() + "-" TARVO_VERSION " "),
+              std::string::npos);
+}
+
+} // namespace tarvo
