@@ -1,0 +1,235 @@
+#include "cli/Options.h"
+
+#include "base/Disk.h"
+#include "jobs/CURLRemoteFile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+namespace tarvo {
+
+namespace {
+
+constexpr int kBadUsage = 2;
+
+/// The options as texts, before they mean anything.
+struct Raw {
+    std::vector<std::string> targets;
+    std::string inputFile;
+    std::string referer;
+    std::string user;
+    std::string checksum;
+};
+
+EarlyExit badUsage(const std::string& problem) {
+    return {kBadUsage, "tarvo-get: " + problem + "\nTry \"tarvo-get --help\".\n"};
+}
+
+std::string trimmed(const std::string& line) {
+    const auto first = line.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos)
+        return {};
+    return line.substr(first, line.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+std::string absolutePath(const std::string& path) {
+    return std::filesystem::absolute(path).lexically_normal().string();
+}
+
+/// A text that is no address, as an error may show it: a password that it has in it is left out.
+std::string shown(const std::string& text) {
+    const auto scheme = text.find("://");
+    const auto begin = scheme == std::string::npos ? 0 : scheme + 3;
+    const auto at = text.rfind('@');
+    const auto colon = text.find(':', begin);
+    if (at == std::string::npos || colon >= at)
+        return "\"" + text + "\"";
+    return "\"" + text.substr(0, colon + 1) + "***" + text.substr(at) + "\"";
+}
+
+/// The links of a text, one a line; empty lines and comments are passed over.
+void addLines(std::istream& text, std::vector<std::string>& targets) {
+    for (std::string line; std::getline(text, line);) {
+        const std::string link = trimmed(line);
+        if (!link.empty() && link.front() != '#')
+            targets.push_back(link);
+    }
+}
+
+std::optional<EarlyExit> readInputFile(const std::string& name, std::vector<std::string>& targets) {
+    if (name == "-") {
+        addLines(std::cin, targets);
+        return std::nullopt;
+    }
+    std::ifstream file(name);
+    if (!file)
+        return badUsage("can't read the input file \"" + name + "\": " + std::strerror(errno) + ".");
+    addLines(file, targets);
+    if (file.bad())
+        return badUsage("can't read the input file \"" + name + "\".");
+    return std::nullopt;
+}
+
+std::variant<Target, EarlyExit> targetOf(const std::string& text) {
+    const std::string path = absolutePath(text);
+    if (text.find("://") == std::string::npos) {
+        if (auto bundle = ProgressBundle::fromBundleDirectory(path))
+            return Target{std::nullopt, bundle->bundleDirectory()};
+        return badUsage(shown(text) +
+                        " is neither an address (http, https, ftp, sftp) nor a .trdownload bundle.");
+    }
+    const auto url = Url::parse(text);
+    if (!url || !isTransferScheme(url->scheme()) || url->host().empty())
+        return badUsage(shown(text) +
+                        " is no address that can be downloaded: http, https, ftp and sftp are supported.");
+    return Target{url, ""};
+}
+
+void describe(CLI::App& app, Options& options, Raw& raw) {
+    app.set_version_flag("--version", "tarvo-get " TARVO_VERSION);
+    app.add_option("targets", raw.targets, "Addresses to download, or .trdownload bundles to resume")
+        ->type_name("URL|BUNDLE");
+    app.add_option("-d,--directory", options.directory, "Folder for the files")->type_name("DIR");
+    app.add_option("-x,--connections", options.connections, "Connections for each file")
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{1}, kMostConnections));
+    app.add_option("-i,--input-file", raw.inputFile, "Text with links, one a line; '-' is standard input")
+        ->type_name("FILE");
+    app.add_option("-o,--output", options.outputName, "Name of the file, for a single address")
+        ->type_name("NAME");
+    app.add_option("--referer", raw.referer, "Page that the requests say they come from")->type_name("URL");
+    app.add_option("--user", raw.user, "User name; a password left out is asked for")
+        ->type_name("NAME[:PASSWORD]");
+    app.add_option("--user-agent", options.userAgent, "User agent to send")->type_name("TEXT");
+    app.add_option("--proxy", options.proxy, "Proxy for all transfers")->type_name("URL");
+    app.add_option("--checksum", raw.checksum, "Digest the file must have: md5, sha1 or sha256")
+        ->type_name("ALGO=HEX");
+    app.add_option("--retries", options.retries, "Attempts after the first")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000}));
+    app.add_flag("--quiet", options.quiet, "Print nothing but errors");
+    app.add_flag("--json", options.json, "Print one JSON object a line");
+    app.add_flag("--verbose", options.verbose, "Print the log to standard error");
+    app.footer("Running the same command again resumes. Exit status: 0 all finished, 1 some failed,\n"
+               "2 bad usage, 130 interrupted with progress saved.");
+}
+
+std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
+    std::vector<std::string> targets = raw.targets;
+    if (!raw.inputFile.empty()) {
+        if (auto problem = readInputFile(raw.inputFile, targets))
+            return problem;
+    }
+    if (targets.empty())
+        return badUsage("nothing to download.");
+    for (const auto& text : targets) {
+        auto target = targetOf(text);
+        if (auto* problem = std::get_if<EarlyExit>(&target))
+            return *problem;
+        options.targets.push_back(std::get<Target>(target));
+    }
+    if (options.targets.size() > 1 && (options.outputName || !raw.checksum.empty()))
+        return badUsage("--output and --checksum need a single address.");
+    if (options.outputName && !options.targets.front().url)
+        return badUsage("--output names a new download; a bundle keeps its name.");
+    if (options.outputName &&
+        (options.outputName->empty() || options.outputName->find('/') != std::string::npos))
+        return badUsage("--output is a name without folders; --directory names the folder.");
+    options.checksum = raw.checksum.empty() ? std::nullopt : Checksum::parse(raw.checksum);
+    if (!raw.checksum.empty() && !options.checksum)
+        return badUsage("--checksum wants md5=, sha1= or sha256= and as many hexadecimal digits as it has.");
+    options.referer = raw.referer.empty() ? std::nullopt : Url::parse(raw.referer);
+    if (!raw.referer.empty() && !options.referer)
+        return badUsage("--referer " + shown(raw.referer) + " is no address.");
+    if (options.proxy &&
+        !Url::parse((options.proxy->find("://") == std::string::npos ? "http://" : "") + *options.proxy))
+        return badUsage("--proxy " + shown(*options.proxy) + " is no address.");
+    if (!raw.user.empty()) {
+        const auto colon = raw.user.find(':');
+        options.userName = raw.user.substr(0, colon);
+        if (colon != std::string::npos)
+            options.password = raw.user.substr(colon + 1);
+    }
+    options.directory = absolutePath(options.directory);
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<Checksum> Checksum::parse(const std::string& text) {
+    static const std::map<std::string, std::pair<Algorithm, std::size_t>> algorithms = {
+        {"md5", {Algorithm::md5, 32}}, {"sha1", {Algorithm::sha1, 40}}, {"sha256", {Algorithm::sha256, 64}}};
+    const auto equals = text.find('=');
+    const auto found = algorithms.find(text.substr(0, equals));
+    if (equals == std::string::npos || found == algorithms.end())
+        return std::nullopt;
+    Checksum checksum{found->second.first, text.substr(equals + 1)};
+    std::transform(checksum.digest.begin(), checksum.digest.end(), checksum.digest.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const bool isHex = std::all_of(checksum.digest.begin(), checksum.digest.end(),
+                                   [](unsigned char c) { return std::isxdigit(c) != 0; });
+    return isHex && checksum.digest.size() == found->second.second ? std::optional(checksum) : std::nullopt;
+}
+
+std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings) {
+    CLI::App app("Downloads files over several connections at once, and continues what was interrupted.",
+                 "tarvo-get");
+    Options options;
+    options.directory = settings.defaultDirectory();
+    options.connections = settings.defaultThreading();
+    Raw raw;
+    describe(app, options, raw);
+    try { // the one library here that tells its results by exceptions
+        app.parse(argc, argv);
+    } catch (const CLI::Success& end) {
+        std::ostringstream text;
+        app.exit(end, text, text);
+        return EarlyExit{0, text.str()};
+    } catch (const CLI::ExtrasError&) { // its own text repeats values, which may be passwords
+        const auto unknown = app.remaining();
+        return badUsage("unknown option " +
+                        (unknown.empty() ? "" : unknown.front().substr(0, unknown.front().find('='))) + ".");
+    } catch (const CLI::ParseError& problem) {
+        return badUsage(problem.what());
+    }
+    if (auto problem = interpret(raw, options))
+        return *problem;
+    return options;
+}
+
+void hidePasswords(int argc, char** argv) {
+    const auto hide = [](char* from, char* to) { std::fill(from, to, '*'); };
+    const auto valueOf = [&](int i, std::string_view option) -> char* {
+        const std::string_view text = argv[i];
+        if (text.starts_with(option) && text.substr(option.size()).starts_with('='))
+            return argv[i] + option.size() + 1;
+        return argv[i - 1] == option ? argv[i] : nullptr;
+    };
+    for (int i = 1; i < argc; ++i) {
+        char* const end = argv[i] + std::strlen(argv[i]);
+        if (char* user = valueOf(i, "--user")) {
+            if (char* colon = std::find(user, end, ':'); colon != end)
+                hide(colon + 1, end);
+            continue;
+        }
+        char* const scheme = std::strstr(argv[i], "://");
+        char* const authority = scheme ? scheme + 3 : valueOf(i, "--proxy"); // which needs no scheme
+        if (!authority)
+            continue;
+        char* at = std::find(authority, end, '/');
+        while (at != authority && *(at - 1) != '@')
+            --at;
+        char* const colon = std::find(authority, at, ':');
+        if (at != authority && colon != at)
+            hide(colon + 1, at - 1);
+    }
+}
+
+} // namespace tarvo

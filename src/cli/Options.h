@@ -1,0 +1,61 @@
+// The command line of tarvo-get: what was asked for, checked.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "app/Settings.h"
+#include "base/Url.h"
+
+namespace tarvo {
+
+/// A digest that the finished file must have.
+struct Checksum {
+    enum class Algorithm { md5, sha1, sha256 };
+
+    Algorithm algorithm = Algorithm::sha256;
+    std::string digest; ///< hexadecimal, lower case
+
+    /// From "ALGO=HEX"; none when the algorithm is unknown or the digest has the wrong length.
+    static std::optional<Checksum> parse(const std::string& text);
+};
+
+/// What to download: an address, or a bundle of an unfinished download.
+struct Target {
+    std::optional<Url> url;
+    std::string bundle; ///< absolute path; empty for an address
+};
+
+struct Options {
+    std::vector<Target> targets;
+    std::string directory;        ///< absolute
+    std::int64_t connections = 1; ///< for each file
+    std::optional<std::string> outputName;
+    std::optional<Url> referer;
+    std::optional<std::string> userName;
+    std::optional<std::string> password;
+    std::optional<std::string> userAgent;
+    std::optional<std::string> proxy;
+    std::optional<Checksum> checksum;
+    std::int64_t retries = 5; ///< attempts after the first
+    bool quiet = false;
+    bool json = false;
+    bool verbose = false;
+};
+
+/// Nothing is to be downloaded: print `text` (help, version, or what is wrong) and end with `status`.
+struct EarlyExit {
+    int status = 0;
+    std::string text;
+};
+
+/// Reads the command line; defaults come from the settings. Bad usage has status 2.
+std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings);
+
+/// Overwrites the passwords in the process's own arguments, which every user of the machine can read.
+void hidePasswords(int argc, char** argv);
+
+} // namespace tarvo

@@ -1,0 +1,99 @@
+// tarvo-get: puts the pieces together, runs the main loop, and takes them apart in order.
+#include <cstdlib>
+#include <iostream>
+
+#include <QCoreApplication>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <unistd.h>
+
+#include "app/Settings.h"
+#include "app/TRDebugLogFormatter.h"
+#include "app/TRLoggingManager.h"
+#include "base/Localized.h"
+#include "base/Log.h"
+#include "base/Runloop.h"
+#include "cli/DownloadRunner.h"
+#include "cli/Interrupt.h"
+#include "cli/Options.h"
+#include "cli/TerminalPrompt.h"
+#include "platform/SecretServicePasswordStore.h"
+
+namespace {
+
+using namespace tarvo;
+
+constexpr Seconds kRetryDelay{11.0};
+
+void logToStandardError() {
+    auto sink = std::make_shared<spdlog::sinks::stderr_sink_mt>();
+    sink->set_formatter(std::make_unique<TRDebugLogFormatter>());
+    sink->set_level(Log::threshold(LogLevel::verbose));
+    Log::attach(sink);
+}
+
+void applyToSettings(const Options& options, UserDefaults& defaults) {
+    if (options.userAgent)
+        defaults.setForThisRun("CustomUserAgent", QString::fromStdString(*options.userAgent));
+    if (options.proxy)
+        defaults.setForThisRun("ProxyUrl", QString::fromStdString(*options.proxy));
+}
+
+std::unique_ptr<ProgressView> viewFor(const Options& options) {
+    const char* kind = std::getenv("TERM");
+    const bool terminal = ::isatty(STDOUT_FILENO) != 0 && kind && std::string_view(kind) != "dumb";
+    const char* noColour = std::getenv("NO_COLOR"); // any value that is not empty (no-color.org)
+    return makeProgressView(options.json, options.quiet, std::cout, std::cerr, terminal,
+                            terminal && !(noColour && *noColour));
+}
+
+int download(const Options& options, UserDefaults& defaults) {
+    PosixDisk disk;
+    TRLoggingManager logging(defaults, disk, TRLoggingManager::standardLogFolder());
+    logging.setupLogging();
+    if (options.verbose)
+        logToStandardError();
+    applyToSettings(options, defaults);
+
+    const SystemClock clock;
+    const CookieStore cookies;
+    const TransferEnvironment transfers{defaults, cookies, clock};
+    SerialQueue savingQueue("com.unregistered.tarvo2.remoteFileSavingQueue");
+    const JobEnvironment environment{defaults, disk, clock, transfers, savingQueue};
+
+    DownloadRunner* running = nullptr;
+    Interrupt interrupt([&] { running->interrupt(); });
+    TerminalPrompt prompt("/dev/tty", Interrupt::descriptor(), [&] { running->interrupt(); });
+    SecretServicePasswordStore passwords;
+    AuthenticationManager credentials(passwords, &prompt, defaults);
+    const auto view = viewFor(options);
+
+    DownloadRunner runner(options, environment, credentials, *view, kRetryDelay);
+    running = &runner;
+    QObject::connect(&runner, &DownloadRunner::ended, [](int status) { QCoreApplication::exit(status); });
+    Runloop::runOnNextTurn([&] { runner.start(); });
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    int status = 0;
+    {
+        const Runloop::Main mainThread;
+        installLocalizedTexts();
+        const char* home = std::getenv("HOME");
+        UserDefaults defaults(UserDefaults::standardPath());
+        Settings::registerDefaults(defaults, home ? home : "/");
+        auto parsed = parseOptions(argc, argv, Settings(defaults, home ? home : "/"));
+        hidePasswords(argc, argv);
+        if (const auto* early = std::get_if<EarlyExit>(&parsed)) {
+            (early->status == 0 ? std::cout : std::cerr) << early->text;
+            return early->status;
+        }
+        LiveCurlSegment::startUp();
+        status = download(std::get<Options>(parsed), defaults);
+    }
+    LiveCurlSegment::cleanup();
+    return status;
+}

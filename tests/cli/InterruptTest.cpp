@@ -1,0 +1,167 @@
+// Ctrl-C, kill -9 and the terminal's closing: how fast it ends, and what the next run has to fetch again.
+#include "cli/Interrupt.h"
+#include "ProgramTest.h"
+
+#include <csignal>
+#include <filesystem>
+#include <random>
+
+#include <unistd.h>
+
+namespace tarvo::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kAtOnce = 3s; // a second, and what a busy machine takes
+constexpr std::int64_t kSize = 3'000'001;
+
+} // namespace
+
+class InterruptTest : public ProgramTest {
+protected:
+    /// Lets it run until the record would have something to tell, and interrupts it.
+    void runAndInterrupt(const std::vector<std::string>& own) {
+        const std::int64_t before = server.bytesSent();
+        Program program(home, arguments(own));
+        ASSERT_TRUE(program.runsUntil([&] { return server.bytesSent() > before + 300'000; }))
+            << program.problems();
+        program.signal(SIGINT);
+        ASSERT_EQ(program.status(kAtOnce), 130) << program.problems();
+        EXPECT_NE(program.problems().find("progress is saved in \"" + bundle() + "\""), std::string::npos)
+            << program.problems();
+    }
+
+    /// The run that ends it, which fetches what the record does not claim and nothing else.
+    void runToTheEnd(const std::vector<std::string>& own, std::int64_t saved, const std::string& result) {
+        server.change("/file/3000001/sample.bin", "");
+        const std::int64_t sent = server.bytesSent();
+        Program program(home, arguments(own));
+        ASSERT_EQ(program.status(), 0) << program.problems();
+        EXPECT_EQ(fileIsSample(result, kSize), "");
+        EXPECT_EQ(server.bytesSent() - sent, kSize - saved + 1); // the probe's byte
+    }
+
+    std::string slow = server.url(kSize, "rate=100000");
+};
+
+TEST_F(InterruptTest, TheSameCommandContinuesAndFetchesNothingTwice) {
+    runAndInterrupt({"-x", "5", slow});
+    const std::int64_t first = savedBytes(bundle());
+    EXPECT_GT(first, 100'000);
+    runAndInterrupt({"-x", "5", slow});
+    const std::int64_t second = savedBytes(bundle());
+    EXPECT_GT(second, first);
+    runToTheEnd({"-x", "5", slow}, second, file());
+    EXPECT_FALSE(Disk::exists(bundle()));
+}
+
+TEST_F(InterruptTest, ABundleContinuesWhereverItHasBeenMovedTo) {
+    runAndInterrupt({"-x", "5", slow});
+    const std::string moved = home.path("elsewhere/renamed.bin");
+    std::filesystem::create_directory(home.path("elsewhere"));
+    std::filesystem::rename(bundle(), moved + ".trdownload");
+    runToTheEnd({moved + ".trdownload/"}, savedBytes(moved + ".trdownload"), moved);
+    EXPECT_FALSE(Disk::exists(file()));
+
+    Program gone(home, arguments({bundle()}));
+    EXPECT_EQ(gone.status(), 1);
+    EXPECT_NE(gone.problems().find(bundle() + "\": No such file or directory"), std::string::npos)
+        << gone.problems();
+}
+
+TEST_F(InterruptTest, ASilentServerDoesNotHoldItBack) {
+    for (const std::string knobs : {"silent", "delay=60000", "spareprobe&stall=1000", "spareprobe&silent"}) {
+        const std::string name = "n" + std::to_string(server.requests().size());
+        const std::size_t wanted = server.requests().size() + (knobs.starts_with("spareprobe") ? 6 : 1);
+        Program program(home, arguments({"-x", "4", server.url(kSize, knobs, name), server.url(1000)}));
+        ASSERT_TRUE(program.runsUntil([&] { return server.requests().size() >= wanted; })) << knobs;
+        program.signal(SIGINT);
+        EXPECT_EQ(program.status(kAtOnce), 130) << knobs;
+    }
+    EXPECT_FALSE(Disk::exists(file())); // what was waiting has not been begun
+}
+
+TEST_F(InterruptTest, SigtermAndAClosedTerminalSaveToo) {
+    for (const bool closes : {false, true}) {
+        const std::int64_t before = server.bytesSent();
+        Program program(home, arguments({slow}), {.terminal = closes});
+        ASSERT_TRUE(program.runsUntil([&] { return server.bytesSent() > before + 300'000; }));
+        if (closes)
+            program.closeInput();
+        else
+            program.signal(SIGTERM);
+        EXPECT_EQ(program.status(kAtOnce), 130);
+        EXPECT_GT(savedBytes(bundle()), closes ? 300'000 : 100'000);
+    }
+}
+
+TEST_F(InterruptTest, AReaderThatReadsNoMoreDoesNotHoldItBack) {
+    Program program(home, arguments({"--json", slow}), {.outputFull = true});     // it waits to be read
+    ASSERT_TRUE(program.runsUntil([&] { return server.bytesSent() > 500'000; })); // half a second
+    program.signal(SIGINT);
+    EXPECT_EQ(program.status(kAtOnce), 130);
+    EXPECT_GT(savedBytes(bundle()), 300'000);
+}
+
+TEST(Interrupt, TheSecondSignalEndsTheProcessAtOnce) {
+    const auto ignored = [] {};
+    EXPECT_EXIT(
+        {
+            const Interrupt interrupt(ignored);
+            ::raise(SIGINT);
+            ::raise(SIGTERM);
+        },
+        ::testing::ExitedWithCode(130), "");
+    EXPECT_EXIT(
+        {
+            ::signal(SIGHUP, SIG_IGN); // as nohup(1) does
+            const Interrupt interrupt(ignored);
+            ::raise(SIGHUP);
+            ::raise(SIGHUP);
+            ::raise(SIGINT);
+            ::_exit(7);
+        },
+        ::testing::ExitedWithCode(7), "");
+}
+
+TEST_F(InterruptTest, KilledAtAnyMomentItLosesOnlyWhatWasNotSaved) {
+    std::mt19937 random(std::random_device{}());
+    const auto anyMoment = [&] { return std::chrono::milliseconds(random() % 900); };
+    const auto killAfter = [&](std::chrono::milliseconds time) {
+        Program program(home, arguments({"-x", "5", slow}));
+        EXPECT_EQ(program.status(time), -1) << program.problems();
+        program.signal(SIGKILL);
+        EXPECT_EQ(program.status(), 128 + SIGKILL);
+    };
+    for (int i = 0; i < 5; ++i)
+        killAfter(anyMoment());
+    server.change("/file/3000001/sample.bin", "rate=40000"); // 200 kB/s in all: the end is 15 s away
+    killAfter(11s + anyMoment());
+    const std::int64_t saved = savedBytes(bundle());
+    EXPECT_GT(saved, 1'000'000); // the tenth second's record
+    server.change("/file/3000001/sample.bin", "rate=100000");
+    killAfter(anyMoment());
+    EXPECT_GE(savedBytes(bundle()), saved);
+    runToTheEnd({"-x", "5", slow}, savedBytes(bundle()), file());
+}
+
+/// The same at more moments; for running by hand, with --gtest_also_run_disabled_tests.
+TEST_F(InterruptTest, DISABLED_KilledTwentyTimes) {
+    std::mt19937 random(std::random_device{}());
+    server.change("/file/3000001/sample.bin", "rate=6000"); // 30 kB/s in all
+    std::int64_t saved = 0;
+    for (int i = 0; i < 20; ++i) {
+        Program program(home, arguments({"-x", "5", slow}));
+        EXPECT_EQ(program.status(std::chrono::milliseconds(random() % (i % 5 == 4 ? 14'000 : 3'000))), -1);
+        program.signal(SIGKILL);
+        EXPECT_EQ(program.status(), 128 + SIGKILL);
+        const std::int64_t now = std::max<std::int64_t>(savedBytes(bundle()), 0);
+        EXPECT_GE(now, saved);
+        saved = now;
+    }
+    runToTheEnd({"-x", "5", slow}, saved, file());
+}
+
+} // namespace tarvo::test

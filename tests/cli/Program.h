@@ -1,0 +1,81 @@
+// The built tarvo-get as a child process, and everything a person or a script can do to it.
+#pragma once
+
+#include "support/TemporaryFolder.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace tarvo::test {
+
+/// What the program finds around it.
+struct Surroundings {
+    bool terminal = false;           ///< a terminal of its own instead of pipes
+    bool outputFull = false;         ///< standard output is a pipe that takes one line and nobody reads
+    bool everyFolderWritable = true; ///< false: root's right to write anywhere is taken away
+    std::vector<std::string> environment{}; ///< "NAME=VALUE"
+};
+
+/// One run. Its home, settings and logs are in a folder of the test's; there is no session bus. It ends with
+/// the object at the latest.
+class Program {
+public:
+    Program(const TemporaryFolder& home, const std::vector<std::string>& arguments,
+            const Surroundings& surroundings = {});
+    ~Program();
+
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    /// Writes to its terminal or standard input.
+    void type(const std::string& text) const;
+
+    /// No more input; of a terminal: hangs up.
+    void closeInput();
+
+    /// Nobody reads its standard output any more.
+    void closeOutput();
+
+    void signal(int number) const;
+
+    /// Reads what it prints until that holds `text`.
+    bool prints(const std::string& text);
+
+    /// Reads what it prints until `done` answers true; false when that took too long or the program has ended
+    /// before.
+    bool runsUntil(const std::function<bool()>& done,
+                   std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+    /// Waits for its end: the exit status, 128 and the number of the signal that ended it, or -1 when it did
+    /// not end in time.
+    int status(std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+    /// Standard output, or what has been written to the terminal.
+    const std::string& output() const { return m_output; }
+
+    const std::string& problems() const { return m_problems; }
+
+    /// Whether its terminal shows what is typed.
+    bool echoes() const;
+
+    /// Its arguments as every user of the machine sees them.
+    std::string commandLine() const;
+
+private:
+    void pump(int milliseconds);
+
+    pid_t m_pid = -1;
+    int m_input = -1; // with a terminal this is it, and the output too
+    int m_outputEnd = -1;
+    int m_problemsEnd = -1;
+    bool m_ended = false;
+    int m_status = -1;
+    std::string m_output;
+    std::string m_problems;
+};
+
+} // namespace tarvo::test

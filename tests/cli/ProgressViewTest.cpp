@@ -1,0 +1,154 @@
+// What is told of a download: the terminal's line, plain lines, JSON lines.
+#include "cli/ProgressView.h"
+
+#include <clocale>
+#include <cwchar>
+#include <sstream>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QString>
+#include <gtest/gtest.h>
+
+namespace tarvo::test {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+DownloadSnapshot halfOf(std::int64_t size, const std::string& name = "sample.bin") {
+    return {"http://host/" + name, name, size / 2, size, 1'500'000, 10, Seconds(61)};
+}
+
+int columnsOf(const std::string& line) {
+    int columns = 0;
+    for (const char32_t character : QString::fromStdString(line).toStdU32String()) {
+        const int width = ::wcwidth(static_cast<wchar_t>(character));
+        EXPECT_GE(width, 0) << "an unprintable character in " << line;
+        columns += width;
+    }
+    return columns;
+}
+
+/// What a view writes: of standard output and of standard error.
+struct Written {
+    std::ostringstream output;
+    std::ostringstream problems;
+};
+
+void tellAll(ProgressView& view, const DownloadSnapshot& download) {
+    const TimePoint start{};
+    view.connecting(download);
+    view.started(download);
+    for (int tenths = 1; tenths <= 25; ++tenths)
+        view.progress(download, start + milliseconds(100) * tenths);
+    view.notice("by the way");
+    view.finished(download, {"/x/" + download.name, download.size, Seconds(2), true});
+    view.failed(download, {"domain", 7, "It broke.", "Mend it."});
+}
+
+} // namespace
+
+TEST(TerminalLine, FitsEveryTerminalWhateverTheName) {
+    ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
+    const std::string names[] = {
+        "a",
+        std::string(300, 'x') + ".iso",
+        "日本語のとても長いファイル名前です日本語のとても長い.tar.gz",
+        "e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301",
+        "👩‍🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀🚀",
+        "broken \xff\xfe bytes",
+        "steers \x1b[2J\u009b2J the terminal",
+        ""};
+    for (const auto& name : names) {
+        for (const int columns : {1, 5, 12, 20, 40, 60, 80, 200}) {
+            for (const std::int64_t size : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1} << 62}) {
+                const std::string line = terminalLine(halfOf(size, name), columns, false);
+                EXPECT_EQ(columnsOf(line), std::max(columns - 3, 1)) << columns << ": " << line;
+            }
+        }
+    }
+}
+
+TEST(TerminalLine, ShowsTheFactsAndDropsTheLeastImportantFirst) {
+    ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
+    const auto download = halfOf(200'000'000);
+    EXPECT_EQ(terminalLine(download, 80, false),
+              "sample.bin            [━━━━━━━━━         ]  50%    1.4 MiB/s 10 conn     1:01");
+    EXPECT_EQ(terminalLine(download, 40, false), "sample.bin  50%    1.4 MiB/s     1:01");
+    EXPECT_EQ(terminalLine(download, 20, false), "sample.bin    50%");
+    auto unknown = halfOf(-1);
+    unknown.bytes = 1536;
+    EXPECT_EQ(terminalLine(unknown, 60, false), "sample.bin          1.5 KiB    1.4 MiB/s 10 conn    --:--");
+    const std::string coloured = terminalLine(download, 80, true);
+    EXPECT_NE(coloured.find("\x1b[32m"), std::string::npos);
+    EXPECT_NE(coloured.find("\x1b[0m"), std::string::npos);
+    EXPECT_EQ(terminalLine(halfOf(-1), 80, true).find('\x1b'), std::string::npos);
+
+    auto overfull = download; // a server that sends more than it has announced
+    overfull.bytes = 3 * download.size;
+    EXPECT_EQ(columnsOf(terminalLine(overfull, 80, false)), 77);
+}
+
+TEST(ReadableFigures, RoundAndStayShort) {
+    EXPECT_EQ(readableBytes(0), "0 B");
+    EXPECT_EQ(readableBytes(1023), "1023 B");
+    EXPECT_EQ(readableBytes(1536), "1.5 KiB");
+    EXPECT_EQ(readableBytes(std::int64_t{5} << 40), "5.0 TiB");
+    EXPECT_EQ(readableDuration(Seconds(59.9)), "0:59");
+    EXPECT_EQ(readableDuration(Seconds(3723)), "1:02:03");
+    EXPECT_EQ(readableDuration(Seconds(100 * 3600)), "4 d");
+    EXPECT_EQ(readableDuration(Seconds(1e300)), "9999 d");
+}
+
+TEST(JsonView, WritesOneObjectALineAndNothingElse) {
+    Written written;
+    const std::string name = "a\n\"b\"\xff 日本.bin";
+    tellAll(*makeProgressView(true, true, written.output, written.problems, true, true), halfOf(1000, name));
+    std::istringstream lines(written.output.str());
+    std::vector<QJsonObject> events;
+    for (std::string line; std::getline(lines, line);) {
+        events.push_back(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
+        EXPECT_EQ(events.back()["name"].toString(), QString::fromStdString(name)) << line;
+        EXPECT_EQ(events.back()["size"].toInteger(), 1000);
+    }
+    ASSERT_EQ(events.size(), 6u); // progress at most once a second
+    const QString kinds[] = {"started", "progress", "progress", "progress", "finished", "failed"};
+    for (std::size_t i = 0; i < events.size(); ++i)
+        EXPECT_EQ(events[i]["event"].toString(), kinds[i]);
+    EXPECT_EQ(events[1]["bytes"].toInteger(), 500);
+    EXPECT_EQ(events[4]["checksum"].toString(), "match");
+    EXPECT_EQ(events[5]["error"].toString(), "It broke. Mend it.");
+    EXPECT_EQ(events[5]["code"].toInteger(), 7);
+    EXPECT_EQ(written.problems.str(), "tarvo-get: by the way\n");
+}
+
+TEST(PlainViews, TellResultsToOneStreamAndProblemsToTheOther) {
+    Written plain;
+    tellAll(*makeProgressView(false, false, plain.output, plain.problems, false, false), halfOf(-1));
+    EXPECT_EQ(plain.output.str(), "started sample.bin (unknown size, 10 connections)\n"
+                                  "finished /x/sample.bin (-1 B in 2.0 s, 0 B/s, checksum matches)\n");
+    EXPECT_EQ(plain.problems.str(),
+              "tarvo-get: by the way\ntarvo-get: http://host/sample.bin: It broke. Mend it.\n");
+    Written quiet;
+    tellAll(*makeProgressView(false, true, quiet.output, quiet.problems, true, true), halfOf(1000));
+    EXPECT_EQ(quiet.output.str(), "");
+    EXPECT_EQ(quiet.problems.str(), plain.problems.str());
+}
+
+TEST(TerminalView, DrawsOneLineOverItselfAndClearsItBeforeWords) {
+    for (const bool colour : {false, true}) {
+        Written written;
+        tellAll(*makeProgressView(false, false, written.output, written.problems, true, colour),
+                halfOf(1000));
+        const std::string all = written.output.str();
+        EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1); // after "finished …"
+        EXPECT_NE(all.find("connecting"), std::string::npos);
+        EXPECT_NE(all.find("\r\x1b[K"
+                           "finished /x/sample.bin"),
+                  std::string::npos);
+        EXPECT_EQ(all.find("\x1b[32m") != std::string::npos, colour);
+    }
+}
+
+} // namespace tarvo::test
