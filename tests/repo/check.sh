@@ -1,0 +1,161 @@
+#!/usr/bin/env bash
+# The rules of the house that no compiler knows. Usage: check.sh ROOT [RULE…]; fails when one is broken.
+set -euo pipefail
+export LC_ALL=C.UTF-8
+shopt -s inherit_errexit
+
+complaints=0
+
+# complain PLACE REASON
+complain() {
+    printf '%s: %s\n' "$1" "$2"
+    complaints=$((complaints + 1))
+}
+
+sources() { find "$@" \( -name '*.cpp' -o -name '*.h' \) | sort; }
+
+# --- includes: a room includes what its target links, nothing above it
+
+declare -A folder_of links_of reach_of
+
+# The targets that a CMakeLists.txt makes or links, one call a line: CALL NAME LINKS…
+cmake_calls() {
+    sed 's/#.*//' "$1" | tr '\n' ' ' | grep -oE '(tarvo_library|add_executable|target_link_libraries) *\([^)]*\)' |
+        tr '()' '  ' | sed -E 's/ (PUBLIC|PRIVATE|INTERFACE)( |$)/ /g' || true
+}
+
+read_rooms() {
+    local list folder call name links
+    while IFS= read -r list; do
+        folder=$(dirname "${list#src/}")
+        while read -r call name links; do
+            [[ $call == target_link_libraries ]] || folder_of[$name]=$folder
+            [[ $call == add_executable ]] || links_of[$folder]+=" $links"
+        done < <(cmake_calls "$list")
+    done < <(find src -name CMakeLists.txt | sort)
+}
+
+# reach FOLDER VISITED…: fills reach_of[FOLDER] with the folders and libraries that it may include.
+reach() {
+    local folder=$1 link below all=" $1 "
+    [[ -z ${reach_of[$folder]-} ]] || return 0
+    if [[ " ${*:2} " == *" $folder "* ]]; then
+        complain "src/$folder/CMakeLists.txt" "the room links itself, by way of: ${*:2}"
+        return 0
+    fi
+    for link in ${links_of[$folder]-}; do
+        below=${folder_of[$link]-}
+        all+="$link "
+        if [[ -n $below && $below != "$folder" ]]; then
+            reach "$below" "${@:2}" "$folder"
+            all+="${reach_of[$below]-} "
+        fi
+    done
+    reach_of[$folder]=$all
+}
+
+# Libraries whose headers stand where every compiler finds them, linked or not.
+declare -A library_of=([curl]=PkgConfig::CURL [plist]=PkgConfig::PLIST [libsecret]=PkgConfig::SECRET
+    [openssl]=OpenSSL::Crypto [CLI]=CLI11::CLI11)
+
+# Sets room to the folder of the target that the file's folder belongs to: its own, or the nearest above.
+room_of() {
+    room=$(dirname "$1")
+    while [[ -z ${reach_of[$room]-} && $room == */* ]]; do room=${room%/*}; done
+    [[ -n ${reach_of[$room]-} ]]
+}
+
+# check_include PLACE FOLDER SIGN NAMED: one include of a file in the room FOLDER.
+check_include() {
+    local place=$1 folder=$2 sign=$3 named=$4 wanted room
+    if [[ $sign == '<' ]]; then
+        wanted=${library_of[${named%%/*}]-}
+    elif [[ $named == *.moc || $named == moc_* ]]; then
+        return 0
+    elif [[ ! -e src/$named ]] || ! room_of "$named"; then
+        complain "$place" "\"$named\" is no file of a room"
+        return 0
+    else
+        wanted=$room
+    fi
+    [[ -z $wanted || ${reach_of[$folder]} == *" $wanted "* ]] ||
+        complain "$place" "includes $named, but src/$folder links no $wanted"
+}
+
+rule_includes() {
+    local folder file place line room
+    read_rooms
+    for folder in "${folder_of[@]}"; do reach "$folder"; done
+    [[ $complaints -eq 0 ]] || return 0 # of rooms in a ring, no more can be said
+    while IFS= read -r file; do
+        room_of "${file#src/}" || complain "$file" "is in no room"
+    done < <(sources src)
+    while IFS=: read -r file place line; do
+        room_of "${file#src/}" || continue
+        [[ $line =~ include[[:space:]]*([\"\<])([^\"\>]+) ]] || continue
+        check_include "$file:$place" "$room" "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}"
+    done < <(sources src | xargs -d '\n' grep -nHE '^[[:space:]]*#[[:space:]]*include')
+}
+
+# --- purpose: the first line says what a file is for; of a class in two files, the header's does
+
+rule_purpose() {
+    local file first
+    while IFS= read -r file; do
+        first=$(head -n 1 "$file")
+        [[ $first =~ ^//\ +[^[:space:]] ]] && continue
+        [[ $file == *.cpp && -e ${file%.cpp}.h && $first == "#include \""*"$(basename "$file" .cpp).h\"" ]] && continue
+        complain "$file:1" "does not say what the file is for"
+    done < <(sources src tests)
+}
+
+# --- mirror: tests/ has the folders of src/, and a few that serve all tests
+
+rule_mirror() {
+    local folder
+    while IFS= read -r folder; do
+        [[ $folder =~ ^(support|support_tests|sample_server|servers|repo)(/|$) || -d src/$folder ]] ||
+            complain "tests/$folder" "mirrors no folder of src/"
+    done < <(sources tests | sed -E 's|^tests/||; s|/?[^/]*$||' | sort -u)
+}
+
+# --- texts: every key has a text, every text a user, and the list is in order
+
+rule_texts() {
+    local list=translations/tarvo_en.ts key known all wanted
+    known=$(grep -oE '<message id="[^"]*"' "$list" | cut -d'"' -f2)
+    all=$(sources src | xargs -d '\n' cat)
+    wanted=$(grep -oE '"tr\.[^"]*"|localized\("[^"]*"' <<<"$all" | cut -d'"' -f2 | sort -u || true)
+    while IFS= read -r key; do
+        complain "src: \"$key\"" "has no text in $list"
+    done < <(comm -23 <(printf '%s' "${wanted:+$wanted$'\n'}") <(sort -u <<<"$known"))
+    while IFS= read -r key; do
+        [[ $all == *"\"$key\""* ]] || complain "$list: \"$key\"" "is used nowhere"
+    done <<<"$known"
+    key=$(LC_ALL=C sort -cu <<<"$known" 2>&1) || complain "$list" "is out of order: ${key##*disorder: }"
+}
+
+# --- blanks and length
+
+rule_blanks() {
+    local place
+    while IFS= read -r place; do
+        complain "$place" "tab, or blanks at the end of the line"
+    done < <(find . -maxdepth 1 -type f ! -name '.git' | cat - <(find src tests cmake bench translations .ci -type f) |
+        xargs -d '\n' grep -nIE $'\t|[[:blank:]]$' | cut -d: -f1,2 || true)
+}
+
+rule_length() {
+    local file lines
+    while IFS= read -r file; do
+        lines=$(wc -l <"$file")
+        [[ $lines -le 500 ]] || complain "$file" "has $lines lines, more than 500"
+    done < <(sources src)
+}
+
+cd "$1"
+[[ -n $(sources src) && -n $(sources tests) ]] || complain "$PWD" "is no tree of this project"
+rules=("${@:2}")
+[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks length)
+for rule in "${rules[@]}"; do "rule_$rule"; done
+[[ $complaints -eq 0 ]]
