@@ -10,8 +10,10 @@ namespace tarvo {
 
 namespace {
 
-/// The longest wait of one turn; requests and sockets end it earlier.
-constexpr std::chrono::milliseconds kTurn{1000};
+/// The longest wait of one turn; requests and sockets end it earlier. Short, for libcurl does not always
+/// watch an FTP server's data connection; a paused job has nothing to watch.
+constexpr std::chrono::milliseconds kTurn{100};
+constexpr std::chrono::milliseconds kPausedTurn{1000};
 
 } // namespace
 
@@ -25,7 +27,7 @@ void CurlMulti::downloadAndBlock() {
         const bool stopped = applyRequestsAndCheckForStop();
         if (stopped || m_running == 0)
             break;
-        m_pool.wait(kTurn);
+        m_pool.wait(allHandlesPaused() ? kPausedTurn : kTurn);
         perform();
     }
     deliverCompletions();

@@ -15,6 +15,8 @@ namespace {
 // What one read takes from a socket at the most: fewer system calls than libcurl's 16 KiB (its page on
 // CURLOPT_BUFFERSIZE). Blocks still arrive in pieces of 16 KiB.
 constexpr long kReceiveBufferBytes = 256 * 1024;
+// libcurl does not always wait for an FTP server's data connection: then this is what a probe loses.
+constexpr std::chrono::milliseconds kProbeTurn{100};
 constexpr long kConnectTimeoutMs = 30000;
 constexpr long kMostRedirects = 10;
 constexpr const char* kSchemes = "http,https,ftp,sftp";
@@ -212,7 +214,7 @@ void LiveCurlSegment::configureAndStart() {
         }
         curl_multi_perform(multi, &running);
         if (running > 0)
-            m_pool->wait(std::chrono::seconds(1));
+            m_pool->wait(kProbeTurn);
     } while (running > 0);
     int left = 0;
     while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
