@@ -222,6 +222,8 @@ Result<void> CURLRemoteFile::writeRecord(const ProgressState& state, const std::
     }
     bool resolved = true;
     const auto written = environment().remoteFileSavingQueue.sync([&]() -> Result<void> {
+        if (m_finalized) // while the flush took its time
+            return {};
         const auto bundle = ProgressBundle::fromBundleBookmark(bookmark);
         resolved = bundle.has_value();
         if (!bundle)

@@ -103,12 +103,6 @@ private:
         std::string suggestedFileName;
     };
 
-    /// How a finish ended: facts for the main thread to take over.
-    struct Finished {
-        std::string file;
-        bool bundleRemoved = false;
-    };
-
     explicit CURLRemoteFile(const JobEnvironment& environment);
 
     Result<void> writeRecord(const ProgressState& state, const std::string& bookmark, const FileHandle& file,
@@ -140,7 +134,7 @@ private:
     RangeVerdict judge(const CurlDownloader& downloader, std::size_t count, std::int64_t offset,
                        std::int64_t fileSize) const;
     Result<void> finish();
-    Result<Finished> finalizeFile(const std::string& name);
+    Result<std::string> finalizeFile(const std::string& name);
     void setFinalFileExtendedAttributes(const std::string& file) const;
 
     void aboutToEnter(rf_state_t state) override;
@@ -158,6 +152,8 @@ private:
     std::int64_t m_requestedPartitions = 1;
     std::optional<std::string> m_bundleBookmark;
     std::optional<std::string> m_finalFileBookmark;
+    /// The data file has its final name: there is no record to save any more.
+    std::atomic<bool> m_finalized{false};
     Locked<Intake> m_intake;
     std::atomic<std::int64_t> m_totalDone{
         0}; // the record's total, for readers that must not wait for a write

@@ -212,13 +212,15 @@ Result<void> CURLRemoteFile::finish() {
     }
     if (!file || Disk::lengthOf(file.descriptor()) != expectedLength)
         return failure(incomplete());
+    // Nothing arrives any more, and a slow disk's flush is no stalled server.
+    onMain([&] { speedometer().stopRecording(); });
     // Before the name says that the file is whole, the disk must hold it.
     if (const auto flushed = environment().disk.flush(file.descriptor(), path); !flushed)
         return failure(writeFailure(flushed.error()));
     std::string name;
     if (!onMain([&] { name = fileName(); }))
         return failure(stopped());
-    const auto finished = environment().remoteFileSavingQueue.sync([&]() -> Result<Finished> {
+    const auto finished = environment().remoteFileSavingQueue.sync([&]() -> Result<std::string> {
         if (const auto refusal = m_intake.lock()->refusal)
             return failure(*refusal);
         return finalizeFile(name);
@@ -226,8 +228,8 @@ Result<void> CURLRemoteFile::finish() {
     if (!finished)
         return failure(finished.error());
     onMain([&] {
-        setOverridenFileName(nameOf(finished->file));
-        m_finalFileBookmark = finished->file;
+        setOverridenFileName(nameOf(*finished));
+        m_finalFileBookmark = *finished;
         m_bundleBookmark.reset();
         if (fileSize() < 1)
             setFileSize(expectedLength);
@@ -236,7 +238,7 @@ Result<void> CURLRemoteFile::finish() {
     return {};
 }
 
-Result<CURLRemoteFile::Finished> CURLRemoteFile::finalizeFile(const std::string& name) {
+Result<std::string> CURLRemoteFile::finalizeFile(const std::string& name) {
     std::string dataFile;
     {
         auto intake = m_intake.lock();
@@ -258,12 +260,13 @@ Result<CURLRemoteFile::Finished> CURLRemoteFile::finalizeFile(const std::string&
             Log::error("Could not move item: {}", moved.error().description);
             return failure(moved.error());
         }
+        m_finalized = true;
         const auto removed = environment().disk.removeTree(bundle->bundleDirectory());
         if (!removed)
             Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
                        removed.error().description);
         setFinalFileExtendedAttributes(target.finalFile());
-        return Finished{target.finalFile(), removed.has_value()};
+        return target.finalFile();
     }
     return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.could-not-rename-file"));
 }

@@ -191,6 +191,20 @@ TEST_F(CURLRemoteFileFaults, ARecordIsOnlyWrittenAfterItsBytesHaveReachedTheDisk
     expectARetryFinishes(job);
 }
 
+TEST_F(CURLRemoteFileFaults, ASaveThatTheFinishOvertakesLeavesTheFinishedJobAlone) {
+    const auto job = harness.job(server.url(kSize, "rate=1000000"));
+    harness.start(job);
+    ASSERT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 100'000; }));
+    harness.disk.holdNextFlush();
+    harness.workers.async([&] { EXPECT_TRUE(job->saveProgress()); });
+    ASSERT_TRUE(turnUntil([&] { return harness.disk.isHolding(); }));
+    ASSERT_TRUE(turnUntil([&] { return job->currentState() != rf_state_running; }));
+    harness.disk.letFlushGoOn();
+    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    EXPECT_EQ(job->currentState(), rf_state_succeeded);
+    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+}
+
 TEST_F(CURLRemoteFileFaults, AVanishedBundleFailsTheSaveAndIsMadeAgain) {
     const auto job = harness.job(server.url(kSize, "rate=1000000"));
     harness.start(job);

@@ -4,8 +4,11 @@
 #include "base/Disk.h"
 #include "base/Locked.h"
 
+#include <atomic>
+#include <chrono>
 #include <limits>
 #include <string>
+#include <thread>
 
 namespace tarvo::test {
 
@@ -23,6 +26,13 @@ public:
 
     /// From here on, what is written at `offset` or later is lost, and nobody is told.
     void loseWritesFrom(std::int64_t offset) { m_plan.lock()->lostFrom = offset; }
+
+    /// The next flush waits until the test lets it go on.
+    void holdNextFlush() { m_holdsNextFlush = true; }
+
+    bool isHolding() const { return m_holding; }
+
+    void letFlushGoOn() { m_holding = false; }
 
     void recover() { *m_plan.lock() = {}; }
 
@@ -42,6 +52,10 @@ public:
     }
 
     Result<void> flush(int descriptor, const std::string& path) override {
+        if (m_holdsNextFlush.exchange(false)) {
+            for (m_holding = true; m_holding;)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
         return fails("flush") ? refuse("flush", path) : PosixDisk::flush(descriptor, path);
     }
 
@@ -88,6 +102,8 @@ private:
     }
 
     Locked<Plan> m_plan;
+    std::atomic<bool> m_holdsNextFlush{false};
+    std::atomic<bool> m_holding{false};
 };
 
 } // namespace tarvo::test
