@@ -1,0 +1,66 @@
+// The ways between threads: order on a serial queue, the way to the main thread, and nobody left behind.
+#include "base/Runloop.h"
+#include "base/SerialQueue.h"
+#include "base/WorkQueue.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace tarvo {
+
+TEST(SerialQueue, RunsInTheOrderOfHandingInAndSyncOnTheCaller) {
+    std::vector<int> order; // no lock: the queue is what serialises
+    std::thread::id synced;
+    {
+        SerialQueue queue("test");
+        for (int i = 0; i < 100; ++i)
+            queue.async([&order, i] { order.push_back(i); });
+        synced = queue.sync([&] {
+            order.push_back(100);
+            return std::this_thread::get_id();
+        });
+        queue.async([&order] { order.push_back(101); });
+    } // its end waits for what was handed in
+    ASSERT_EQ(order.size(), 102u);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+    EXPECT_EQ(synced, std::this_thread::get_id());
+}
+
+TEST(WorkQueue, ItsEndWaitsForEveryTask) {
+    std::atomic<int> done{0};
+    {
+        WorkQueue queue;
+        for (int i = 0; i < 20; ++i)
+            queue.async([&done] { ++done; });
+    }
+    EXPECT_EQ(done, 20);
+}
+
+TEST(Runloop, ReleasesWhoStillWaitsWhenTheProgramQuits) {
+    const auto quitUnderAWorker = [] {
+        std::atomic<bool> waits{false};
+        bool ran = true;
+        std::thread worker;
+        {
+            const Runloop::Main mainThread;
+            worker = std::thread([&] {
+                waits = true;
+                ran = Runloop::runOnMainAndWait([] {});
+            });
+            while (!waits)
+                std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20)); // either way it must be released
+        }
+        worker.join();
+        std::_Exit(ran ? 1 : 0);
+    };
+    EXPECT_EXIT(quitUnderAWorker(), ::testing::ExitedWithCode(0), "");
+}
+
+} // namespace tarvo
