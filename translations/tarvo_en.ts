@@ -3,20 +3,33 @@
 <TS version="2.1" language="en" sourcelanguage="en">
 <context>
 <name></name>
+<message id="Cancel"><source></source><translation>Cancel</translation></message>
+<message id="Duplicate entry"><source></source><translation>Duplicate entry</translation></message>
+<message id="Email Support"><source></source><translation>Email Support</translation></message>
+<message id="Existing data will be removed. This cannot be undone."><source></source><translation>Existing data will be removed. This cannot be undone.</translation></message>
 <message id="Failed"><source></source><translation>Failed</translation></message>
 <message id="Initializing"><source></source><translation>Initializing</translation></message>
+<message id="OK"><source></source><translation>OK</translation></message>
+<message id="Pause"><source></source><translation>Pause</translation></message>
 <message id="Paused"><source></source><translation>Paused</translation></message>
 <message id="Ready"><source></source><translation>Ready</translation></message>
+<message id="Remove Data?"><source></source><translation>Remove Data?</translation></message>
+<message id="Reset"><source></source><translation>Reset</translation></message>
+<message id="Resume"><source></source><translation>Resume</translation></message>
 <message id="Running"><source></source><translation>Running</translation></message>
+<message id="Start"><source></source><translation>Start</translation></message>
 <message id="Stopped"><source></source><translation>Stopped</translation></message>
 <message id="Succeeded"><source></source><translation>Succeeded</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
+<message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>
 <message id="tr.err.authentication"><source></source><translation>The server asks for a user name and a password.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Another download is working on &quot;%1&quot;.</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Wait for it to end, or stop it, and try again.</translation></message>
 <message id="tr.err.could-not-rename-file"><source></source><translation>No free name was found for the file: too many files of that name are in the folder.</translation></message>
 <message id="tr.err.disk-full-recovery"><source></source><translation>Free some space and try again; the download continues where it stopped.</translation></message>
+<message id="tr.err.duplicate-downloads"><source></source><translation>%1 of the downloads were in the queue already.</translation></message>
+<message id="tr.err.duplicate-recovery"><source></source><translation>They go on as they are; nothing was added twice.</translation></message>
 <message id="tr.err.ftp-directory"><source></source><translation>The address is a folder, not a file.</translation></message>
 <message id="tr.err.html-file"><source></source><translation>The address leads to a web page, not to a file.</translation></message>
 <message id="tr.err.http-status"><source></source><translation>HTTP Status %1 (%2)</translation></message>
@@ -34,5 +47,16 @@
 <message id="tr.err.ssh-fail"><source></source><translation>The SSH connection failed, or the server did not accept the key or password.</translation></message>
 <message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>
 <message id="tr.err.unexpected-segment-size-recovery"><source></source><translation>Try again; if it happens again, download with a single connection.</translation></message>
+<message id="tr.err.unknown-api-protocol"><source></source><translation>Tarvo can't open addresses of this kind.</translation></message>
+<message id="tr.notification.multi-download"><source></source><translation>Tarvo downloaded %1 files</translation></message>
+<message id="tr.notification.single-download"><source></source><translation>Tarvo downloaded %1</translation></message>
+<message id="tr.notification.title"><source></source><translation>All Downloads Finished</translation></message>
+<message id="tr.preferences.reset.title"><source></source><translation>Reset Settings?</translation></message>
+<message id="tr.scope-bar.all"><source></source><translation>All</translation></message>
+<message id="tr.scope-bar.done"><source></source><translation>Done</translation></message>
+<message id="tr.scope-bar.failed"><source></source><translation>Failed</translation></message>
+<message id="tr.scope-bar.pending"><source></source><translation>Pending</translation></message>
+<message id="tr.scope-bar.running"><source></source><translation>Running</translation></message>
+<message id="tr.startup-err-message"><source></source><translation>It looks like Tarvo crashed before it could finish starting up. Would you like to reset your settings?</translation></message>
 </context>
 </TS>

@@ -31,14 +31,6 @@ mode_t processUmask() {
     return mask;
 }
 
-Result<void> syncFolder(const std::string& folder) {
-    const FileHandle handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // Some file systems can't flush a folder and say so with EINVAL; their renames are their own affair.
-    if (!handle || (::fsync(handle.descriptor()) != 0 && errno != EINVAL))
-        return posixFailure("flush the folder", folder);
-    return {};
-}
-
 Result<void> writeAll(int descriptor, std::string_view bytes, std::int64_t offset, const std::string& path) {
     while (!bytes.empty()) {
         const ssize_t written = ::pwrite(descriptor, bytes.data(), bytes.size(), offset);
@@ -85,6 +77,16 @@ std::int64_t Disk::lengthOf(int descriptor) {
     struct stat status {};
 
     return ::fstat(descriptor, &status) == 0 ? status.st_size : -1;
+}
+
+std::int64_t Disk::lengthOfFile(const std::string& path) {
+    struct stat status {};
+
+    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
+}
+
+bool Disk::removeEmptyFolder(const std::string& path) {
+    return ::rmdir(path.c_str()) == 0;
 }
 
 bool Disk::exists(const std::string& path) {
@@ -136,7 +138,7 @@ Result<void> PosixDisk::replaceFile(const std::string& path, std::string_view by
         ::unlink(beside.c_str());
         return result;
     }
-    return durable ? syncFolder(folderOf(path)) : result;
+    return durable ? PosixDisk::flushFolder(folderOf(path)) : result;
 }
 
 Result<void> PosixDisk::lockExclusively(int descriptor, const std::string& path) {
@@ -154,10 +156,17 @@ Result<void> PosixDisk::renameNoReplace(const std::string& from, const std::stri
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
         if (errno != EINVAL && errno != ENOSYS)
             return posixFailure("move the download to", to);
-        if (auto moved = linkAndUnlink(from, to); !moved)
-            return moved;
+        return linkAndUnlink(from, to);
     }
-    return syncFolder(folderOf(to));
+    return {};
+}
+
+Result<void> PosixDisk::flushFolder(const std::string& path) {
+    const FileHandle handle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Some file systems can't flush a folder and say so with EINVAL; their renames are their own affair.
+    if (!handle || (::fsync(handle.descriptor()) != 0 && errno != EINVAL))
+        return posixFailure("flush the folder", path);
+    return {};
 }
 
 Result<void> PosixDisk::makeFolders(const std::string& path) {

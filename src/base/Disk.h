@@ -77,8 +77,12 @@ public:
     /// umask. A file system without permissions is left as it is.
     virtual void setUsualPermissions(int descriptor) = 0;
 
-    /// Moves a file to a name that nobody has; EEXIST when somebody does. Durable when it returns.
+    /// Moves a file to a name that nobody has; EEXIST when somebody does. Durable only once flushFolder() of
+    /// the new place has returned.
     virtual Result<void> renameNoReplace(const std::string& from, const std::string& to) = 0;
+
+    /// Returns once the names in a folder have reached the disk (fsync).
+    virtual Result<void> flushFolder(const std::string& path) = 0;
 
     /// Makes a folder with its parents, readable by its owner only.
     virtual Result<void> makeFolders(const std::string& path) = 0;
@@ -94,6 +98,12 @@ public:
 
     /// The length of an open file in bytes, -1 when it can't be told.
     static std::int64_t lengthOf(int descriptor);
+
+    /// The length in bytes of the plain file at `path`, -1 when there is none.
+    static std::int64_t lengthOfFile(const std::string& path);
+
+    /// Removes a folder that holds nothing (rmdir). Answers whether there was one.
+    static bool removeEmptyFolder(const std::string& path);
 
     /// Whether something stands at `path`; any error counts as no.
     static bool exists(const std::string& path);
@@ -112,6 +122,7 @@ public:
     Result<void> lockExclusively(int descriptor, const std::string& path) override;
     void setUsualPermissions(int descriptor) override;
     Result<void> renameNoReplace(const std::string& from, const std::string& to) override;
+    Result<void> flushFolder(const std::string& path) override;
     Result<void> makeFolders(const std::string& path) override;
     Result<void> removeTree(const std::string& path) override;
     Result<std::string> readFile(const std::string& path, std::int64_t limit) override;

@@ -41,6 +41,8 @@ enum TarvoError : std::int64_t {
     kTarvoGeneral = 0,
     kTarvoUnexpectedSegmentSize = 10,
     kTarvoSchedulerTimeout = 100,
+    kTarvoBadApiCall = 1032,
+    kTarvoDuplicateEntry = 9000,
 };
 
 /// An error value. Copying it is cheap enough; it is never changed once made.

@@ -31,7 +31,7 @@ public:
 
 /// A keyed archive under construction, with the structure of an NSKeyedArchiver file: a flat table of
 /// objects which refer to each other by number (UID), and the top-level keys. An object that is encoded
-/// twice stands in it once. Used by one thread, for one archive.
+/// twice stands in it once. For one archive; used by one thread at a time.
 class KeyedArchiver {
 public:
     enum class Format { Xml, Binary };
@@ -53,7 +53,11 @@ public:
     void encodeObject(std::string_view key, const Object& object);
     void encodeArray(std::string_view key, const std::vector<Object>& objects);
 
-    /// The archive as bytes. Called once, last.
+    /// Lets go of the objects: all of them are encoded, and the archive is a copy of what they said. What
+    /// follows, finish() and the destructor, may run on another thread than the objects'.
+    void endEncoding() { m_numbers.clear(); }
+
+    /// The archive as bytes. Called once, last. Slow for tens of thousands of objects.
     std::string finish();
 
 private:

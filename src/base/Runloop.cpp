@@ -4,6 +4,7 @@
 #include <QEvent>
 #include <QObject>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <memory>
@@ -17,16 +18,16 @@ namespace {
 /// One closure on its way to the main thread. The waiting worker and the queue share it.
 struct Hop {
     std::function<void()> closure;
+    std::condition_variable served; // its own: the end of one hop wakes nobody else
     bool done = false;
     bool ran = false;
 };
 
 struct MainQueue {
     std::mutex mutex;
-    std::condition_variable served;
     std::deque<std::shared_ptr<Hop>> hops;
     bool open = false;
-    std::thread::id mainThread;
+    std::atomic<std::thread::id> mainThread;
     std::unique_ptr<QObject> receiver;
 };
 
@@ -36,11 +37,14 @@ MainQueue& mainQueue() {
 }
 
 void finish(MainQueue& queue, const std::shared_ptr<Hop>& hop, bool ran) {
-    std::lock_guard lock(queue.mutex);
-    hop->done = true;
-    hop->ran = ran;
+    // What it captured goes on this thread, and not under the lock: it may be the last of something large.
     hop->closure = nullptr;
-    queue.served.notify_all();
+    {
+        std::lock_guard lock(queue.mutex);
+        hop->done = true;
+        hop->ran = ran;
+    }
+    hop->served.notify_one();
 }
 
 void runWaitingHops() {
@@ -85,9 +89,7 @@ std::shared_ptr<Hop> enqueue(std::function<void()> closure) {
 } // namespace
 
 bool Runloop::isMainThread() {
-    MainQueue& queue = mainQueue();
-    std::lock_guard lock(queue.mutex);
-    return queue.mainThread == std::this_thread::get_id();
+    return mainQueue().mainThread == std::this_thread::get_id();
 }
 
 bool Runloop::runOnMainAndWait(const std::function<void()>& closure) {
@@ -100,7 +102,7 @@ bool Runloop::runOnMainAndWait(const std::function<void()>& closure) {
         return false;
     MainQueue& queue = mainQueue();
     std::unique_lock lock(queue.mutex);
-    queue.served.wait(lock, [&] { return hop->done; });
+    hop->served.wait(lock, [&] { return hop->done; });
     return hop->ran;
 }
 

@@ -54,14 +54,17 @@ void SerialQueue::work() {
 
 void SerialQueue::leaveFront() {
     m_entries.pop_front();
-    m_changed.notify_all();
+    if (m_entries.empty() || m_entries.front()->task)
+        m_changed.notify_all();
+    else
+        m_entries.front()->turn.notify_one();
 }
 
 SerialQueue::Turn::Turn(SerialQueue& queue) : m_queue(queue) {
     auto* entry = new Entry;
     std::unique_lock lock(m_queue.m_mutex);
     m_queue.m_entries.push_back(entry);
-    m_queue.m_changed.wait(lock, [&] { return m_queue.m_entries.front() == entry; });
+    entry->turn.wait(lock, [&] { return m_queue.m_entries.front() == entry; });
 }
 
 SerialQueue::Turn::~Turn() {

@@ -22,6 +22,7 @@ inline constexpr std::string_view kMinimumChunkSize = "MinimumChunkSize";
 inline constexpr std::string_view kNeverRemindMeToRateThisAwesomeApp = "NeverRemindMeToRateThisAwesomeApp";
 inline constexpr std::string_view kProxyUrl = "ProxyUrl";
 inline constexpr std::string_view kSavedQueueSession = "SavedQueueSession";
+inline constexpr std::string_view kSavedQueueSessionUnreadable = "SavedQueueSession.unreadable";
 inline constexpr std::string_view kShowDockProgress = "ShowDockProgress";
 inline constexpr std::string_view kShowDockSpeed = "ShowDockSpeed";
 inline constexpr std::string_view kSkipAddSheetForNewDownloads = "SkipAddSheetForNewDownloads";

@@ -1,5 +1,8 @@
 #include "base/Url.h"
 
+#include <algorithm>
+#include <cctype>
+
 #include <QUrl>
 
 namespace tarvo {
@@ -29,7 +32,11 @@ Url Url::fromLocalPath(const std::string& path) {
 }
 
 std::string Url::scheme() const {
-    return parsed(m_text).scheme().toLower().toStdString();
+    // The text is absolute, and a scheme is plain letters up to the first colon (RFC 3986, section 3.1).
+    std::string scheme = m_text.substr(0, m_text.find(':'));
+    std::transform(scheme.begin(), scheme.end(), scheme.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return scheme;
 }
 
 std::string Url::host() const {

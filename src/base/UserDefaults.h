@@ -12,20 +12,25 @@
 #include <QObject>
 #include <QVariant>
 
-class QSettings;
+#include "base/Disk.h"
+#include "base/Locked.h"
 
 namespace tarvo {
 
-/// Keys and values that outlive the program. Reading is allowed from any thread; writing happens on
-/// the main thread. A value of the wrong type, or none, reads as the type's zero.
+/// Keys and values that outlive the program. They stand in memory: reading and changing never wait for the
+/// disk. Changes reach the file with flush(), at the latest with the destructor. Made and destroyed on the
+/// main thread, used on any. A value of the wrong type, or none, reads as the type's zero.
 class UserDefaults : public QObject {
     Q_OBJECT
 
 public:
     using Values = std::map<std::string, QVariant>;
 
-    /// Stored in the INI file at `path`, which is made when first written to.
+    /// Stored in the INI file at `path` (absolute), which is read here, and made, for its owner only, when
+    /// first written to.
     explicit UserDefaults(const std::string& path);
+
+    /// Writes what flush() has not.
     ~UserDefaults() override;
 
     /// $XDG_CONFIG_HOME/tarvo/tarvo.conf, by the XDG Base Directory Specification.
@@ -51,7 +56,9 @@ public:
     /// Removes every stored value; the registered defaults stay.
     void removeAll();
 
-    /// Writes what has changed to disk. Answers whether it could.
+    /// Writes what has changed to the file and returns once it is on the disk; then reads what other programs
+    /// have written there meanwhile. What they stored under other keys stays. Answers whether it could; if
+    /// not, the log says why, and the changes wait for the next flush. It waits for the disk: for a worker.
     bool flush();
 
 Q_SIGNALS:
@@ -59,12 +66,34 @@ Q_SIGNALS:
     void changed(const std::string& key);
 
 private:
-    QVariant value(std::string_view key) const;
+    struct Change {
+        QVariant value;           // invalid: the key was removed
+        std::uint64_t number = 0; // tells it from a later change of the same key
+    };
 
-    mutable std::mutex m_mutex;
-    std::unique_ptr<QSettings> m_stored;
-    Values m_registered;
-    Values m_forThisRun;
+    using Changes = std::map<std::string, Change>;
+
+    /// What a key may be found in, from the lowest layer to the highest.
+    struct Layers {
+        Values registered;
+        Values stored;   // as the file was when last read or written
+        Changes changes; // not in the file yet
+        Values forThisRun;
+        std::uint64_t changeCount = 0;
+    };
+
+    QVariant value(std::string_view key) const;
+    Result<Values> read();
+    Result<Values> write(const Changes& changes);
+    Result<FileHandle> lockFile(Disk& disk);
+    Result<void> keepUnreadableLines(Disk& disk);
+
+    const std::string m_path;
+    const std::shared_ptr<int> m_life = std::make_shared<int>(); // ends with the object
+    mutable Locked<Layers> m_layers;                             // never held while the disk is waited for
+    std::mutex m_flushing;                                       // one flush at a time; guards what follows
+    bool m_hasUnreadableLines = false;
+    std::string m_ownText; // the file as last written here: it need not be read again
 };
 
 } // namespace tarvo

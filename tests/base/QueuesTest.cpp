@@ -7,10 +7,13 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <thread>
 #include <vector>
 
+#include <QCoreApplication>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace tarvo {
 
@@ -40,6 +43,22 @@ TEST(WorkQueue, ItsEndWaitsForEveryTask) {
             queue.async([&done] { ++done; });
     }
     EXPECT_EQ(done, 20);
+}
+
+TEST(Runloop, AClosureMayHoldWhatHandsInAnotherAtItsEnd) {
+    EXPECT_EXIT(
+        {
+            ::alarm(10); // a deadlock ends, too
+            int argc = 0;
+            QCoreApplication application(argc, nullptr);
+            const Runloop::Main mainThread;
+            bool ended = false;
+            const auto last = [&](int*) { Runloop::runOnMainLater([&] { ended = true; }); };
+            Runloop::runOnNextTurn([held = std::shared_ptr<int>(nullptr, last)] {});
+            QCoreApplication::processEvents();
+            std::_Exit(ended ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 TEST(Runloop, ReleasesWhoStillWaitsWhenTheProgramQuits) {

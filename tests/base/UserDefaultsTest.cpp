@@ -1,0 +1,175 @@
+// Settings outlive the program, keep what others wrote, and never make a reader wait for the disk.
+#include "base/UserDefaults.h"
+
+#include <csignal>
+#include <future>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/SlowSettings.h"
+#include "support/TemporaryFolder.h"
+
+namespace tarvo {
+
+namespace {
+
+class UserDefaultsTest : public ::testing::Test {
+protected:
+    test::TemporaryFolder m_folder;
+    const std::string m_path = m_folder.path("new/tarvo.conf");
+};
+
+/// Runs `work` in a process of its own. Answers whether it answered true.
+template <class Work>
+bool inAnotherProcess(Work work) {
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(work() ? 0 : 1);
+    int status = -1;
+    return ::waitpid(child, &status, 0) == child && status == 0;
+}
+
+} // namespace
+
+TEST_F(UserDefaultsTest, ValuesOutliveTheProgramWithTheirTypes) {
+    std::string bytes;
+    for (int i = 0; i < 3000; ++i)
+        bytes += static_cast<char>(i * 7);
+    const auto isAllThere = [&](const UserDefaults& defaults) {
+        EXPECT_EQ(defaults.data("Bytes"), bytes);
+        EXPECT_EQ(defaults.data("NoBytes"), "");
+        EXPECT_EQ(defaults.integer("Number"), -5000000000);
+        EXPECT_TRUE(defaults.boolean("Yes"));
+        EXPECT_EQ(defaults.string("Text"), "@a, \"b\"; ü\n");
+        EXPECT_EQ(defaults.counters("Counters"), (std::map<std::string, std::int64_t>{{"a", 1}, {"b", -2}}));
+        EXPECT_EQ(defaults.string("Removed"), "default");
+        return !::testing::Test::HasFailure();
+    };
+    {
+        UserDefaults defaults(m_path);
+        defaults.registerDefaults({{"Removed", "default"}, {"Text", "default"}});
+        defaults.set("Bytes", QByteArray::fromStdString(bytes));
+        defaults.set("NoBytes", QByteArray());
+        defaults.set("Number", QVariant::fromValue<qlonglong>(-5000000000));
+        defaults.set("Yes", true);
+        defaults.set("Text", QString::fromUtf8("@a, \"b\"; ü\n"));
+        defaults.setCounters("Counters", {{"a", 1}, {"b", -2}});
+        defaults.set("Removed", 1);
+        ASSERT_TRUE(defaults.flush());
+        defaults.remove("Removed");
+        isAllThere(defaults);
+        struct stat status = {};
+        ASSERT_EQ(::stat(m_path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, 0600u) << "an address of a proxy may hold a password";
+    } // nobody flushes the last change
+    EXPECT_TRUE(inAnotherProcess([&] {
+        UserDefaults again(m_path);
+        again.registerDefaults({{"Removed", "default"}});
+        return isAllThere(again);
+    }));
+}
+
+TEST_F(UserDefaultsTest, ProgramsThatRunAtOnceKeepEachOthersValues) {
+    UserDefaults defaults(m_path);
+    defaults.set("Ours", 1);
+    defaults.set("Gone", 1);
+    ASSERT_TRUE(defaults.flush());
+    m_folder.write("new/tarvo.conf.lock", "left by a process that was killed");
+    defaults.set("Later", 1);
+    ASSERT_TRUE(inAnotherProcess([&] {
+        UserDefaults others(m_path);
+        others.set("Theirs", 2);
+        others.remove("Gone");
+        return others.flush() && others.integer("Ours") == 1;
+    }));
+    EXPECT_EQ(defaults.integer("Gone"), 1) << "memory follows the file when it is flushed";
+    EXPECT_TRUE(defaults.flush());
+    for (const auto* key : {"Ours", "Later"})
+        EXPECT_EQ(defaults.integer(key), 1) << key;
+    EXPECT_EQ(defaults.integer("Theirs"), 2);
+    EXPECT_EQ(defaults.string("Gone"), std::nullopt);
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(m_path);
+        return again.integer("Ours") == 1 && again.integer("Later") == 1 && again.integer("Theirs") == 2;
+    }));
+}
+
+TEST_F(UserDefaultsTest, NobodyWaitsForASlowFlush) {
+    UserDefaults defaults(m_path);
+    defaults.set("A", 1);
+    defaults.set("B", 1);
+    ASSERT_TRUE(defaults.flush());
+    defaults.set("A", 2);
+    defaults.set("B", 2);
+    auto slow = test::holdUpFlushes(m_path);
+    auto flushed = std::async(std::launch::async, [&] { return defaults.flush(); });
+    EXPECT_EQ(flushed.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    EXPECT_EQ(defaults.integer("A"), 2);
+    defaults.set("A", 3); // after the flush took what it writes
+    defaults.remove("B");
+    EXPECT_EQ(defaults.integer("A"), 3);
+    EXPECT_EQ(flushed.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "none of it waited";
+    slow.close();
+    EXPECT_TRUE(flushed.get());
+    EXPECT_EQ(defaults.integer("A"), 3) << "what was written must not hide what came later";
+    EXPECT_EQ(defaults.string("B"), std::nullopt);
+    EXPECT_TRUE(defaults.flush());
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(m_path);
+        return again.integer("A") == 3 && !again.string("B");
+    }));
+}
+
+TEST_F(UserDefaultsTest, WhatCanNotBeWrittenStaysAndGoesOutLater) {
+    const std::string inTheWay = m_folder.write("new", "not a folder");
+    UserDefaults defaults(m_path);
+    defaults.set("A", 1);
+    EXPECT_FALSE(defaults.flush());
+    EXPECT_EQ(defaults.integer("A"), 1);
+    std::filesystem::remove(inTheWay);
+    EXPECT_TRUE(defaults.flush());
+
+    defaults.set("Large", QByteArray(100000, 'x'));
+    const std::string before = test::contentOf(m_path);
+    rlimit usual{};
+    ::getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit small{50000, usual.rlim_max};
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &small); // the value fits in part, as on a disk that gets full
+    EXPECT_FALSE(defaults.flush());
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    EXPECT_EQ(test::contentOf(m_path), before) << "the old file, whole";
+    EXPECT_EQ(defaults.data("Large").size(), 100000u);
+    EXPECT_TRUE(defaults.flush());
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(m_path);
+        return again.integer("A") == 1 && again.data("Large").size() == 100000;
+    }));
+}
+
+TEST_F(UserDefaultsTest, ABrokenFileIsReadAsFarAsItGoesAndKept) {
+    const std::string broken =
+        "[General]\nA=1\nno equals sign\n[open\nB=2\n" + std::string("\0\0\n[General]\nC=3\n", 17);
+    const std::string path = m_folder.write("tarvo.conf", broken);
+    {
+        UserDefaults defaults(path);
+        EXPECT_EQ(defaults.integer("A"), 1);
+        EXPECT_EQ(defaults.integer("C"), 3);
+        EXPECT_EQ(test::contentOf(path), broken) << "reading changes nothing";
+        defaults.set("D", 4);
+        EXPECT_TRUE(defaults.flush());
+    }
+    EXPECT_EQ(test::contentOf(path + ".unreadable"), broken);
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(path);
+        return again.integer("A") == 1 && again.integer("C") == 3 && again.integer("D") == 4;
+    }));
+}
+
+} // namespace tarvo
