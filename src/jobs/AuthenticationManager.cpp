@@ -24,8 +24,8 @@ std::string loginName() {
 } // namespace
 
 AuthenticationManager::AuthenticationManager(PasswordStore& store, AuthenticationPrompt* prompt,
-                                             const UserDefaults& defaults)
-    : m_store(store), m_prompt(prompt), m_defaults(defaults) {
+                                             const UserDefaults& defaults, const Clock& clock)
+    : m_store(store), m_prompt(prompt), m_defaults(defaults), m_clock(clock) {
 }
 
 AuthenticationManager::Token AuthenticationManager::getCredentialsForURL(const Url& url) {
@@ -34,22 +34,35 @@ AuthenticationManager::Token AuthenticationManager::getCredentialsForURL(const U
     const std::string service = getServiceNameFromURL(url);
     if (auto cached = getCachedUsingService(service, username))
         return cached;
-    if (!username) {
-        const auto accounts = m_store.accounts(service);
-        if (!accounts.empty())
-            username = accounts.front();
-    }
-    if (username) {
-        if (const auto stored = m_store.password(service, *username)) {
-            cacheResultForService(service, *username, *stored);
-            return makeToken(service, *username, *stored);
-        }
+    if (const auto stored = storedPassword(service, username)) {
+        cacheResultForService(service, *username, *stored);
+        return makeToken(service, *username, *stored);
     }
     if (username && username->empty())
         username = loginName();
     if (!username && !password)
         return nullptr;
     return makeToken(service, username.value_or(""), password.value_or(""));
+}
+
+std::optional<std::string> AuthenticationManager::storedPassword(const std::string& service,
+                                                                 std::optional<std::string>& username) {
+    const auto asked = std::make_pair(service, username);
+    {
+        auto misses = m_misses.lock();
+        const auto missed = misses->find(asked);
+        if (missed != misses->end() && m_clock.now() - missed->second < kMissIsRemembered)
+            return std::nullopt;
+    }
+    if (!username) {
+        const auto accounts = m_store.accounts(service);
+        if (!accounts.empty())
+            username = accounts.front();
+    }
+    auto password = username ? m_store.password(service, *username) : std::nullopt;
+    if (!password && username == asked.second) // a name that was found, though without a password, is no miss
+        m_misses.lock()->insert_or_assign(asked, m_clock.now());
+    return password;
 }
 
 std::string AuthenticationManager::getServiceNameFromURL(const Url& url) {

@@ -5,7 +5,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "base/Clock.h"
 #include "base/Locked.h"
 #include "base/Url.h"
 #include "base/UserDefaults.h"
@@ -21,8 +23,13 @@ class AuthenticationManager {
 public:
     using Token = std::shared_ptr<const TRAuthToken>; ///< null: no credentials
 
-    /// Store, prompt and settings outlive the manager. `prompt` may be null: then nobody can be asked.
-    AuthenticationManager(PasswordStore& store, AuthenticationPrompt* prompt, const UserDefaults& defaults);
+    /// For so long a server that the password store does not know is not looked up again: a thousand files
+    /// from one server are one look-up.
+    static constexpr Seconds kMissIsRemembered{10.0};
+
+    /// Everything passed in outlives the manager. `prompt` may be null: then nobody can be asked.
+    AuthenticationManager(PasswordStore& store, AuthenticationPrompt* prompt, const UserDefaults& defaults,
+                          const Clock& clock);
 
     /// The credentials to try on the server of `url`: remembered ones first, then stored ones, then those
     /// in the address itself. For an empty user name ("ftp://@host") the login name of the system's user.
@@ -49,6 +56,10 @@ private:
         std::string password;
     };
 
+    /// In the store; without a user name, those of the service's first account. Sets the name it has found.
+    std::optional<std::string> storedPassword(const std::string& service,
+                                              std::optional<std::string>& username);
+
     Token makeToken(const std::string& service, const std::string& username,
                     const std::string& password) const;
     void promptCompletedWithResult(const TRAuthToken& token, bool shouldSave);
@@ -58,8 +69,11 @@ private:
     PasswordStore& m_store;
     AuthenticationPrompt* m_prompt;
     const UserDefaults& m_defaults;
+    const Clock& m_clock;
     bool m_popupDidSucceed = false; // of the last prompt; main thread
     Locked<std::map<std::string, Credentials>> m_cache;
+    /// When the store was last asked in vain, by service and user name.
+    Locked<std::map<std::pair<std::string, std::optional<std::string>>, TimePoint>> m_misses;
 };
 
 } // namespace tarvo

@@ -55,6 +55,7 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
         return job;
     }
     job->m_bundleBookmark = bundle->bundleDirectory();
+    job->m_recordOnDisk = true;
     // The bundle's own name is the job's, whatever the server may suggest.
     job->setOverridenFileName(bundle->fileName());
     if (!bundle->progressFileExists()) {
@@ -84,6 +85,7 @@ std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
     auto job = create(*m_url, m_requestedPartitions, m_basePath, environment());
     job->m_referer = m_referer;
     job->m_bundleBookmark = m_bundleBookmark;
+    job->m_recordOnDisk = m_recordOnDisk;
     job->m_recoveredSession = m_recoveredSession;
     if (overridenFileName())
         job->setOverridenFileName(*overridenFileName());
@@ -102,6 +104,11 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromArchive(KeyedUnarchiver& una
     const auto bookmark = unarchiver.decodeData("bundleBookmark");
     if (!bookmark || !ProgressBundle::fromBundleBookmark(*bookmark)) {
         Log::error("Could not load bookmark");
+        return nullptr;
+    }
+    // All that is left when the program ends while a finished download's bundle is being removed.
+    if (Disk::removeEmptyFolder(*bookmark)) {
+        Log::warning("The bundle \"{}\" was empty and is removed", *bookmark);
         return nullptr;
     }
     return fromBundleFile(*bookmark, environment);
@@ -130,7 +137,7 @@ std::int64_t CURLRemoteFile::activeConnections() const {
 }
 
 bool CURLRemoteFile::isRetryable() const {
-    const auto failed = error();
+    const auto& failed = error();
     if (failed && (failed->is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode) ||
                    failed->is(ErrorDomain::RemoteFile, HTMLPageErrorCode) ||
                    failed->is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory)))
@@ -172,7 +179,8 @@ Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {
     m_basePath = folder;
     const std::string source = *m_bundleBookmark;
     m_bundleBookmark.reset(); // the next preparation finds and adopts the moved bundle under its name
-    return environment().disk.renameNoReplace(source, target);
+    const auto moved = environment().disk.renameNoReplace(source, target);
+    return moved ? environment().disk.flushFolder(folder) : moved;
 }
 
 Result<void> CURLRemoteFile::saveProgress() {

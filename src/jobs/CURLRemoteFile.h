@@ -36,7 +36,7 @@ public:
     static std::shared_ptr<CURLRemoteFile> fromBundleFile(const std::string& bundleDirectory,
                                                           const JobEnvironment& environment);
 
-    /// The job that encode() archived; null, and the reason in the log, when its bundle is gone.
+    /// The job that encode() archived; null, and the reason in the log, when its bundle is gone or empty.
     static std::shared_ptr<CURLRemoteFile> fromArchive(KeyedUnarchiver& unarchiver,
                                                        const JobEnvironment& environment);
 
@@ -60,7 +60,8 @@ public:
     std::int64_t partitionCount() const;
     std::int64_t activeConnections() const override;
 
-    bool supportsRecovery() const override { return m_bundleBookmark.has_value(); }
+    /// Whether fromBundleFile() finds what it needs: not before the bundle has its first record.
+    bool supportsRecovery() const override { return m_bundleBookmark && m_recordOnDisk; }
 
     bool isRetryable() const override;
     Result<void> saveProgress() override;
@@ -68,7 +69,7 @@ public:
     std::optional<Error> removeFiles() override;
     std::shared_ptr<RemoteFile> copy() const override;
 
-    std::string description() const;
+    std::string description() const override;
 
     std::string archivedClassName() const override { return "CURLRemoteFile"; }
 
@@ -103,6 +104,28 @@ private:
         std::string suggestedFileName;
     };
 
+    /// What a preparation goes by and what it has found out; the worker's between the two visits to the
+    /// main thread that fill it in and take it over.
+    struct Preparation {
+        std::optional<Url> url;
+        std::optional<Url> referer;
+        std::int64_t requestedPartitions = 1;
+        std::optional<std::string> bookmark; // the bundle, once there is one
+        std::optional<std::string> name;     // the name that was chosen with a new bundle
+        std::shared_ptr<ProgressData> record;
+        std::int64_t fileSize = 0;
+        HandleCreator::Handles handles;
+        bool recordOnDisk = false;
+        bool recoveredSession = false;
+        bool succeeded = false;
+        std::optional<std::string> finalFile; // it turned out to be finished already
+    };
+
+    struct Finished {
+        std::string file;
+        std::int64_t length = 0;
+    };
+
     explicit CURLRemoteFile(const JobEnvironment& environment);
 
     Result<void> writeRecord(const ProgressState& state, const std::string& bookmark, const FileHandle& file,
@@ -112,32 +135,38 @@ private:
     std::shared_ptr<CURLRemoteFile> self();
 
     // Preparation (CURLRemoteFilePreparation.cpp)
+    void aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& auth) override;
     Result<void> doMakeReady(std::shared_ptr<const TRAuthToken> auth) override;
+    void didMakeReady() override;
     Result<void> prepare(const std::shared_ptr<const TRAuthToken>& auth);
+    bool wasFinishedBefore();
     Result<ProbeAnswers> tryScoutConnection(const Url& url, const std::shared_ptr<const TRAuthToken>& auth);
-    Result<ProgressBundle> ensureBundle();
-    Result<std::string> ensureBundleAndGetBookmark(const std::string& wantedName, const std::string& folder);
-    Result<std::string> createBundleAndGetBookmark(const std::string& name, const std::string& folder);
+    Result<ProgressBundle> ensureBundle(const ProbeAnswers& probe);
+    Result<ProgressBundle> createBundle(const std::string& wantedName, const std::string& folder);
     Result<void> takeDataFile(const ProgressBundle& bundle);
-    Result<std::shared_ptr<ProgressData>> adoptOrStartRecord(const ProgressBundle& bundle,
-                                                             const ProbeAnswers& probe);
+    Result<void> adoptOrStartRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<void> ensureBundleSubfiles(const ProgressBundle& bundle);
-    void createHandles();
+    HandleCreator::Handles handlesFor(const std::shared_ptr<const ProgressData>& record,
+                                      const std::optional<Url>& referer, std::int64_t count);
 
     // Transfer (CURLRemoteFileTransfer.cpp)
     Result<void> doDownload() override;
+    void didDownload() override;
     Result<void> runLoops();
     Result<void> runLoopOnce();
+    std::shared_ptr<CurlMulti> makeLoop();
+    void createHandles();
     std::optional<Error> firstErrorOf(const HandleCreator::Handles& handles);
     std::optional<Error> writeBlock(Intake& intake, std::span<const char> data, std::int64_t offset);
     bool updateTotalBytesDownloaded(Intake& intake) const;
     RangeVerdict judge(const CurlDownloader& downloader, std::size_t count, std::int64_t offset,
                        std::int64_t fileSize) const;
-    Result<void> finish();
+    Result<void> finish(const std::string& name);
     Result<std::string> finalizeFile(const std::string& name);
     void setFinalFileExtendedAttributes(const std::string& file) const;
 
     void aboutToEnter(rf_state_t state) override;
+    void onStart() override;
     void onPause() override;
     void onResume() override;
     void onFail() override;
@@ -151,7 +180,10 @@ private:
     std::shared_ptr<const TRAuthToken> m_authToken;
     std::int64_t m_requestedPartitions = 1;
     std::optional<std::string> m_bundleBookmark;
+    bool m_recordOnDisk = false; // the bundle holds this download's record
     std::optional<std::string> m_finalFileBookmark;
+    Preparation m_preparation;
+    Finished m_finished; // set by the transfer thread, taken over on the main thread
     /// The data file has its final name: there is no record to save any more.
     std::atomic<bool> m_finalized{false};
     Locked<Intake> m_intake;

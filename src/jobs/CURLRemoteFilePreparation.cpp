@@ -39,55 +39,106 @@ Error inUse(const std::string& bundle) {
 
 } // namespace
 
+void CURLRemoteFile::aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& auth) {
+    m_authToken = auth;
+    m_intake.lock()->refusal.reset();
+    m_preparation = {};
+    m_preparation.url = m_url;
+    m_preparation.referer = m_referer;
+    m_preparation.requestedPartitions = m_requestedPartitions;
+    m_preparation.bookmark = m_bundleBookmark;
+    m_preparation.recordOnDisk = m_recordOnDisk;
+    m_preparation.recoveredSession = m_recoveredSession;
+}
+
 Result<void> CURLRemoteFile::doMakeReady(std::shared_ptr<const TRAuthToken> auth) {
     auto prepared = prepare(auth);
-    if (!prepared)
-        failWithError(prepared.error());
+    m_preparation.succeeded = prepared.has_value();
+    const bool complete =
+        !prepared && prepared.error().is(ErrorDomain::RemoteFile, kRemoteFileAlreadyComplete);
+    if (!prepared && !complete) {
+        onMain([&] {
+            didMakeReady();
+            failWithError(prepared.error());
+        });
+    }
     return prepared;
 }
 
-Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& auth) {
-    std::optional<Url> url;
-    rf_state_t state = rf_state_stopped;
-    onMain([&] {
-        m_authToken = auth;
-        url = m_url;
-        state = currentState();
-        m_intake.lock()->refusal.reset();
-    });
-    if (state == rf_state_stopped)
-        return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.already-stopped"));
-    if (!Log::assertThat(state == rf_state_preparing && url))
-        return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.illegal-state"));
+void CURLRemoteFile::didMakeReady() {
+    Preparation found = std::move(m_preparation);
+    m_preparation = {};
+    m_bundleBookmark = found.bookmark;
+    m_recordOnDisk = found.recordOnDisk;
+    m_referer = found.referer;
+    m_requestedPartitions = found.requestedPartitions;
+    m_recoveredSession = found.recoveredSession;
+    if (found.name)
+        setOverridenFileName(*found.name);
+    if (found.record)
+        setRecord(found.record, found.fileSize);
+    if (found.finalFile) {
+        m_finalFileBookmark = found.finalFile;
+        setFileSize(found.fileSize);
+    }
+    if (!found.succeeded)
+        return;
+    m_easyHandles.swap(found.handles);
+    m_didMakeReady = true;
+    Q_EMIT totalBytesDownloadedChanged();
+}
 
-    const auto probe = tryScoutConnection(*url, auth);
+Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& auth) {
+    if (const auto refusal = m_intake.lock()->refusal) // stopped as soon as it began
+        return failure(*refusal);
+    if (!Log::assertThat(m_preparation.url.has_value()))
+        return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.illegal-state"));
+    if (m_preparation.bookmark && wasFinishedBefore())
+        return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
+
+    const auto probe = tryScoutConnection(*m_preparation.url, auth);
     if (!probe)
         return failure(probe.error());
-    onMain([&] {
-        m_supportsMultipartDownloads = probe->supportsMultipartDownloads;
-        setFileSize(probe->contentLength);
-        setSuggestedFileName(probe->suggestedFileName);
-    });
-
-    const auto bundle = ensureBundle();
+    const auto bundle = ensureBundle(*probe);
     if (!bundle)
         return failure(bundle.error());
     // Nothing of the bundle is read before it is ours.
     if (auto taken = takeDataFile(*bundle); !taken)
         return taken;
-    const auto record = adoptOrStartRecord(*bundle, *probe);
-    if (!record)
-        return failure(record.error());
-    setRecord(*record, probe->contentLength);
-    createHandles();
-    if (const auto made = ensureBundleSubfiles(*bundle); !made) {
-        if (!made.error().is(ErrorDomain::Posix, EEXIST))
-            return made;
+    if (auto adopted = adoptOrStartRecord(*bundle, *probe); !adopted)
+        return adopted;
+    m_preparation.handles =
+        handlesFor(m_preparation.record, m_preparation.referer, m_preparation.requestedPartitions);
+    const auto made = ensureBundleSubfiles(*bundle);
+    if (!made && made.error().is(ErrorDomain::Posix, EEXIST)) {
         Log::assertThat(false, "the bundle's files exist already");
         return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
     }
-    onMain([&] { m_didMakeReady = true; });
-    return {};
+    m_preparation.recordOnDisk = made.has_value();
+    return made;
+}
+
+/// A bundle without its data file beside a file of the recorded size: the program ended after the move to the
+/// final name and before the bundle was removed. That is made good.
+bool CURLRemoteFile::wasFinishedBefore() {
+    const auto bundle = ProgressBundle::fromBundleDirectory(*m_preparation.bookmark);
+    if (!bundle || bundle->tempFileExists() || !bundle->progressFileExists())
+        return false;
+    const auto saved = ProgressFile(bundle->progressFile(), environment().disk).readData();
+    if (!saved || saved->url != m_preparation.url || saved->fileSize < 1 ||
+        Disk::lengthOfFile(bundle->finalFile()) != saved->fileSize)
+        return false;
+    Log::warning("The download \"{}\" was finished before; only its bundle was left", bundle->finalFile());
+    if (const auto removed = environment().disk.removeTree(bundle->bundleDirectory()); !removed)
+        Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
+                   removed.error().description);
+    m_preparation.fileSize = saved->fileSize;
+    m_preparation.record = std::make_shared<ProgressData>(saved->fileSize);
+    m_preparation.record->recordBytesDownloaded(0, saved->fileSize);
+    m_preparation.finalFile = bundle->finalFile();
+    m_preparation.bookmark.reset();
+    m_preparation.recordOnDisk = false;
+    return true;
 }
 
 Result<CURLRemoteFile::ProbeAnswers>
@@ -112,62 +163,51 @@ CURLRemoteFile::tryScoutConnection(const Url& url, const std::shared_ptr<const T
                         scout->suggestedFilename()};
 }
 
-Result<ProgressBundle> CURLRemoteFile::ensureBundle() {
-    std::optional<std::string> bookmark;
+Result<ProgressBundle> CURLRemoteFile::ensureBundle(const ProbeAnswers& probe) {
     std::string name;
     std::string folder;
     onMain([&] {
-        // Somebody may have removed the bundle; then the download starts over under its name.
-        if (m_bundleBookmark && !Disk::exists(*m_bundleBookmark))
-            m_bundleBookmark.reset();
-        bookmark = m_bundleBookmark;
+        m_supportsMultipartDownloads = probe.supportsMultipartDownloads;
+        setFileSize(probe.contentLength);
+        setSuggestedFileName(probe.suggestedFileName);
         name = fileName();
         folder = m_basePath;
     });
-    if (!bookmark) {
-        const auto made = ensureBundleAndGetBookmark(name, folder);
-        if (!made)
-            return failure(made.error());
-        bookmark = *made;
+    if (const auto refusal = m_intake.lock()->refusal)
+        return failure(*refusal);
+    // Somebody may have removed the bundle; then the download starts over under its name.
+    if (m_preparation.bookmark && !Disk::exists(*m_preparation.bookmark)) {
+        m_preparation.bookmark.reset();
+        m_preparation.recordOnDisk = false;
     }
-    if (auto bundle = ProgressBundle::fromBundleBookmark(*bookmark))
+    if (!m_preparation.bookmark)
+        return createBundle(name.empty() ? "UnknownName" : name, folder);
+    if (const auto bundle = ProgressBundle::fromBundleBookmark(*m_preparation.bookmark))
         return *bundle;
-    return failure(Error::posix(ENOENT, "open the bundle", *bookmark));
+    return failure(Error::posix(ENOENT, "open the bundle", *m_preparation.bookmark));
 }
 
-Result<std::string> CURLRemoteFile::ensureBundleAndGetBookmark(const std::string& wantedName,
-                                                               const std::string& folder) {
-    const std::string cleaned = cleanFileName(wantedName, ProgressBundle::kExtension);
-    const std::string name = cleaned.empty() ? "UnknownName" : cleaned;
+Result<ProgressBundle> CURLRemoteFile::createBundle(const std::string& wantedName,
+                                                    const std::string& folder) {
     for (int version = 1; version <= kLastVersion; ++version) {
-        const std::string candidate = renamedFileOrBareFile(name, version, kBundleSuffixBytes);
-        auto bookmark = createBundleAndGetBookmark(candidate, folder);
-        if (!bookmark && bookmark.error().is(ErrorDomain::Posix, EEXIST))
+        const ProgressBundle bundle(folder, renamedFileOrBareFile(wantedName, version, kBundleSuffixBytes));
+        if (bundle.finalFileExists())
             continue;
-        if (!bookmark)
-            return bookmark;
-        onMain([&] {
-            setOverridenFileName(candidate);
-            m_bundleBookmark = *bookmark;
-        });
-        return bookmark;
+        const auto made = environment().disk.makeFolders(bundle.bundleDirectory());
+        if (!made && made.error().is(ErrorDomain::Posix, EEXIST))
+            continue;
+        if (!made)
+            return failure(made.error());
+        m_preparation.name = bundle.fileName();
+        m_preparation.bookmark = bundle.bundleDirectory();
+        return bundle;
     }
     return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.could-not-rename-file"));
 }
 
-Result<std::string> CURLRemoteFile::createBundleAndGetBookmark(const std::string& name,
-                                                               const std::string& folder) {
-    const ProgressBundle bundle(folder, name);
-    if (bundle.finalFileExists())
-        return failure(Error::posix(EEXIST, "create", bundle.finalFile()));
-    if (const auto made = environment().disk.makeFolders(bundle.bundleDirectory()); !made)
-        return failure(made.error());
-    return bundle.bundleDirectory();
-}
-
 Result<void> CURLRemoteFile::takeDataFile(const ProgressBundle& bundle) {
     // A job that is just ending, here or in another process, gives its bundle up within moments.
-    constexpr auto patience = std::chrono::milliseconds(1000);
+    constexpr auto patience = std::chrono::milliseconds(200);
     constexpr auto pause = std::chrono::milliseconds(20);
     const std::string path = bundle.tempFile();
     for (auto waited = std::chrono::milliseconds(0);; waited += pause) {
@@ -178,6 +218,8 @@ Result<void> CURLRemoteFile::takeDataFile(const ProgressBundle& bundle) {
         // Whoever held it may have finished and taken the file away: then this is no longer the bundle's.
         if (locked && Disk::isStillAt(file->descriptor(), path)) {
             auto intake = m_intake.lock();
+            if (intake->refusal)
+                return failure(*intake->refusal);
             intake->file = std::move(*file);
             intake->path = path;
             return {};
@@ -190,62 +232,58 @@ Result<void> CURLRemoteFile::takeDataFile(const ProgressBundle& bundle) {
     }
 }
 
-Result<std::shared_ptr<ProgressData>> CURLRemoteFile::adoptOrStartRecord(const ProgressBundle& bundle,
-                                                                         const ProbeAnswers& probe) {
-    std::optional<Url> url;
-    onMain([&] { url = m_url; });
-    auto fresh = std::make_shared<ProgressData>(probe.contentLength);
-    auto record = fresh;
+Result<void> CURLRemoteFile::adoptOrStartRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {
+    auto record = std::make_shared<ProgressData>(probe.contentLength);
     if (bundle.progressFileExists()) {
         const auto saved = ProgressFile(bundle.progressFile(), environment().disk).readData();
-        if (!saved || saved->url != url || saved->fileSize != probe.contentLength)
+        if (!saved || saved->url != m_preparation.url || saved->fileSize != probe.contentLength)
             return failure(mismatch());
         // A single stream can't be continued: it always starts over.
         if (probe.supportsMultipartDownloads && !saved->progressData->isIndeterminateSize())
             record = saved->progressData;
-        onMain([&] {
-            m_referer = saved->referer ? saved->referer : m_referer;
-            m_requestedPartitions =
-                std::clamp<std::int64_t>(saved->requestedConnections, 1, kMostConnections);
-            m_recoveredSession = true;
-        });
+        m_preparation.referer = saved->referer ? saved->referer : m_preparation.referer;
+        m_preparation.requestedPartitions =
+            std::clamp<std::int64_t>(saved->requestedConnections, 1, kMostConnections);
+        m_preparation.recoveredSession = true;
     }
     auto intake = m_intake.lock();
     if (!intake->file) // given up meanwhile: the job was stopped
         return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.already-stopped"));
     // Never believe in bytes that the data file does not hold.
-    record->forgetFrom(std::max<std::int64_t>(Disk::lengthOf(intake->file.descriptor()), 0));
-    const bool startsOver = record->totalBytesDownloaded() == 0;
-    if (startsOver || Disk::lengthOf(intake->file.descriptor()) > probe.contentLength) {
-        const std::int64_t length = startsOver ? 0 : probe.contentLength;
-        if (const auto cut = environment().disk.truncate(intake->file.descriptor(), length, intake->path);
-            !cut)
-            return failure(cut.error());
+    const std::int64_t length = Disk::lengthOf(intake->file.descriptor());
+    record->forgetFrom(std::max<std::int64_t>(length, 0));
+    const std::int64_t wanted = record->totalBytesDownloaded() == 0 ? 0 : probe.contentLength;
+    if (length > wanted) {
+        if (auto cut = environment().disk.truncate(intake->file.descriptor(), wanted, intake->path); !cut)
+            return cut;
     }
-    return record;
+    m_preparation.record = record;
+    m_preparation.fileSize = probe.contentLength;
+    return {};
 }
 
-void CURLRemoteFile::createHandles() {
-    std::optional<Url> referer;
-    std::int64_t count = 0;
-    onMain([&] {
-        referer = m_referer;
-        count = partitionCount();
-    });
+HandleCreator::Handles CURLRemoteFile::handlesFor(const std::shared_ptr<const ProgressData>& record,
+                                                  const std::optional<Url>& referer, std::int64_t count) {
     LiveCurlDownloaderFactory factory(environment().transfers, nullptr);
-    const HandleCreator creator(m_intake.lock()->record, *m_url, m_authToken, referer, self(),
-                                environment().defaults, factory);
-    auto handles = m_supportsMultipartDownloads ? creator.createHandles(count) : creator.createWholeHandle();
-    onMain([&] {
-        m_easyHandles.swap(handles);
-        Q_EMIT totalBytesDownloadedChanged();
-    });
+    const HandleCreator creator(record, *m_url, m_authToken, referer, self(), environment().defaults,
+                                factory);
+    return m_supportsMultipartDownloads ? creator.createHandles(count) : creator.createWholeHandle();
 }
 
 Result<void> CURLRemoteFile::ensureBundleSubfiles(const ProgressBundle& bundle) {
     // The data file is there since it was taken; the progress file comes into being whole, with its
     // first record, for an empty one could not be resumed.
-    const auto saved = saveProgress();
+    FileHandle file;
+    std::string path;
+    {
+        auto intake = m_intake.lock();
+        path = intake->path;
+        if (m_preparation.record->totalBytesDownloaded() > 0)
+            file = intake->file.duplicate();
+    }
+    const ProgressState state{*m_preparation.url, m_preparation.fileSize, m_preparation.record,
+                              m_preparation.referer, m_preparation.requestedPartitions};
+    const auto saved = writeRecord(state, *m_preparation.bookmark, file, path);
     if (saved || bundle.progressFileExists())
         return saved;
     return failure(becauseOf("tr.err.no-create-progress-file", saved.error()));

@@ -48,17 +48,31 @@ bool asksForRange(const CurlDownloader& downloader) {
 } // namespace
 
 Result<void> CURLRemoteFile::doDownload() {
-    const auto writeBehind = std::make_shared<WriteBehind>(environment().disk);
-    m_intake.lock()->writeBehind = writeBehind;
+    m_intake.lock()->writeBehind = std::make_shared<WriteBehind>(environment().disk);
     auto ended = runLoops();
     m_intake.lock()->writeBehind.reset();
-    if (ended)
-        ended = finish();
-    else
+    if (!ended)
         saveProgress(); // what has arrived is good, and once the job has failed it could not be saved
-    HandleCreator::Handles done;
-    onMain([&] { done.swap(m_easyHandles); }); // and with them their buffers go
-    return ended;
+    HandleCreator::Handles done; // they go on this thread, and with them their buffers
+    std::string name;
+    const bool asked = onMain([&] {
+        done.swap(m_easyHandles);
+        name = fileName();
+        if (ended)
+            speedometer()
+                .stopRecording(); // nothing arrives any more: a slow disk's flush is no stalled server
+    });
+    if (!ended)
+        return ended;
+    return asked ? finish(name) : failure(stopped());
+}
+
+void CURLRemoteFile::didDownload() {
+    setOverridenFileName(nameOf(m_finished.file));
+    m_finalFileBookmark = m_finished.file;
+    m_bundleBookmark.reset();
+    if (fileSize() < 1)
+        setFileSize(m_finished.length);
 }
 
 Result<void> CURLRemoteFile::runLoops() {
@@ -81,25 +95,41 @@ Result<void> CURLRemoteFile::runLoops() {
 }
 
 Result<void> CURLRemoteFile::runLoopOnce() {
-    HandleCreator::Handles handles;
-    if (!onMain([&] { handles = m_easyHandles; }))
+    auto loop = m_running.lock()->loop; // the first one was made when the job was started
+    if (!loop && !onMain([&] { loop = makeLoop(); }))
         return failure(stopped());
-    const auto loop = std::make_shared<CurlMulti>(handles);
-    onMain([&] {
-        m_running.lock()->loop = loop;
-        // What was asked for before there was a loop to tell.
-        if (currentState() == rf_state_paused)
-            loop->requestPause();
-        else if (currentState() != rf_state_running)
-            loop->requestStop();
-    });
     loop->downloadAndBlock();
     m_running.lock()->loop.reset();
     if (const auto refusal = m_intake.lock()->refusal)
         return failure(*refusal);
-    if (const auto problem = firstErrorOf(handles))
+    if (const auto problem = firstErrorOf(loop->downloaders()))
         return failure(*problem);
     return {};
+}
+
+std::shared_ptr<CurlMulti> CURLRemoteFile::makeLoop() {
+    auto loop = std::make_shared<CurlMulti>(m_easyHandles, environment().transfers.connectionPools);
+    m_running.lock()->loop = loop;
+    // What was asked for before there was a loop to tell.
+    if (currentState() == rf_state_paused)
+        loop->requestPause();
+    else if (currentState() != rf_state_running)
+        loop->requestStop();
+    return loop;
+}
+
+void CURLRemoteFile::createHandles() {
+    std::optional<Url> referer;
+    std::int64_t count = 0;
+    onMain([&] {
+        referer = m_referer;
+        count = partitionCount();
+    });
+    auto handles = handlesFor(m_intake.lock()->record, referer, count);
+    onMain([&] {
+        m_easyHandles.swap(handles);
+        Q_EMIT totalBytesDownloadedChanged();
+    });
 }
 
 std::optional<Error> CURLRemoteFile::firstErrorOf(const HandleCreator::Handles& handles) {
@@ -200,7 +230,7 @@ void CURLRemoteFile::downloaderHasParsedHeader(CurlDownloader& downloader, const
     failWithError(unexpectedSegmentSize());
 }
 
-Result<void> CURLRemoteFile::finish() {
+Result<void> CURLRemoteFile::finish(const std::string& name) {
     FileHandle file;
     std::string path;
     std::int64_t expectedLength = 0;
@@ -212,14 +242,9 @@ Result<void> CURLRemoteFile::finish() {
     }
     if (!file || Disk::lengthOf(file.descriptor()) != expectedLength)
         return failure(incomplete());
-    // Nothing arrives any more, and a slow disk's flush is no stalled server.
-    onMain([&] { speedometer().stopRecording(); });
     // Before the name says that the file is whole, the disk must hold it.
     if (const auto flushed = environment().disk.flush(file.descriptor(), path); !flushed)
         return failure(writeFailure(flushed.error()));
-    std::string name;
-    if (!onMain([&] { name = fileName(); }))
-        return failure(stopped());
     const auto finished = environment().remoteFileSavingQueue.sync([&]() -> Result<std::string> {
         if (const auto refusal = m_intake.lock()->refusal)
             return failure(*refusal);
@@ -227,14 +252,16 @@ Result<void> CURLRemoteFile::finish() {
     });
     if (!finished)
         return failure(finished.error());
-    onMain([&] {
-        setOverridenFileName(nameOf(*finished));
-        m_finalFileBookmark = *finished;
-        m_bundleBookmark.reset();
-        if (fileSize() < 1)
-            setFileSize(expectedLength);
-        m_intake.lock()->file.close();
-    });
+    // Outside the queue, for it takes the disk a while and there is no record to save any more. The bundle
+    // goes only after that: with the name lost in a crash, it would still be complete.
+    if (const auto flushed = environment().disk.flushFolder(folderOf(*finished)); !flushed)
+        return failure(flushed.error());
+    if (const auto removed = environment().disk.removeTree(folderOf(path)); !removed)
+        Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
+                   removed.error().description);
+    setFinalFileExtendedAttributes(*finished);
+    m_intake.lock()->file.close();
+    m_finished = {*finished, expectedLength};
     return {};
 }
 
@@ -261,11 +288,6 @@ Result<std::string> CURLRemoteFile::finalizeFile(const std::string& name) {
             return failure(moved.error());
         }
         m_finalized = true;
-        const auto removed = environment().disk.removeTree(bundle->bundleDirectory());
-        if (!removed)
-            Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
-                       removed.error().description);
-        setFinalFileExtendedAttributes(target.finalFile());
         return target.finalFile();
     }
     return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.could-not-rename-file"));
@@ -283,6 +305,11 @@ void CURLRemoteFile::aboutToEnter(rf_state_t state) {
         intake->refusal = state == rf_state_stopped ? stopped() : error().value_or(incomplete());
     // The lock on the bundle ends with the file: whoever comes next may have it.
     intake->file.close();
+}
+
+void CURLRemoteFile::onStart() {
+    RemoteFileBase::onStart();
+    makeLoop();
 }
 
 void CURLRemoteFile::onPause() {

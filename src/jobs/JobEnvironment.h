@@ -17,6 +17,8 @@ struct JobEnvironment {
     /// "com.unregistered.tarvo2.remoteFileSavingQueue": every write of a progress file and every move
     /// to a final name, so that a save never overlaps another save or a finish.
     SerialQueue& remoteFileSavingQueue;
+    /// A running job that receives nothing for longer than this fails, to be tried again.
+    Seconds stallTimeout{15.0};
 };
 
 } // namespace tarvo

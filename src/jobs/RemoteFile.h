@@ -43,6 +43,9 @@ public:
     /// What makes two jobs the same download: the address, "unknown" without one.
     std::string identity() const { return url() ? url()->absoluteString() : "unknown"; }
 
+    /// For logs; without secrets.
+    virtual std::string description() const = 0;
+
     virtual rf_state_t currentState() const = 0;
     virtual std::int64_t fileSize() const = 0; ///< bytes; below 1 while unknown
     virtual std::int64_t totalBytesDownloaded() const = 0;
@@ -50,7 +53,7 @@ public:
     virtual std::int64_t bytesPerSecond() const = 0;
     virtual double secondsRemaining() const = 0;
 
-    virtual std::optional<Error> error() const = 0;
+    virtual const std::optional<Error>& error() const = 0;
     virtual std::optional<TimePoint> errorDate() const = 0;
 
     virtual std::string fileName() const = 0; ///< the cleaned name the file will have

@@ -11,7 +11,6 @@ namespace tarvo {
 namespace {
 
 constexpr std::size_t kSpeedHistory = 10;
-constexpr Seconds kStallTimeout{15.0};
 constexpr int kFlushIntervalMs = 500;
 
 Error illegalState() {
@@ -46,7 +45,8 @@ std::string statusText(int state) {
 }
 
 RemoteFileBase::RemoteFileBase(const JobEnvironment& environment)
-    : m_environment(environment), m_speedometer(kSpeedHistory, kStallTimeout, this, environment.clock.now()) {
+    : m_environment(environment),
+      m_speedometer(kSpeedHistory, environment.stallTimeout, this, environment.clock.now()) {
     m_speedometerTimer.setInterval(kFlushIntervalMs);
     QObject::connect(&m_speedometerTimer, &QTimer::timeout, this,
                      [this] { m_speedometer.flushSpeedBuffer(m_environment.clock.now()); });
@@ -126,6 +126,7 @@ Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken
         if (!allowed)
             return;
         clearError();
+        aboutToMakeReady(auth);
         setCurrentState(rf_state_preparing);
     });
     if (!allowed)
@@ -137,6 +138,7 @@ Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken
         return prepared;
     bool entered = false;
     onMain([&] {
+        didMakeReady();
         setCurrentState(alreadyComplete ? rf_state_succeeded : rf_state_ready);
         entered = m_currentState != rf_state_stopped;
     });
@@ -156,7 +158,10 @@ bool RemoteFileBase::downloadAndBlock() {
         failWithError(downloaded.error());
         return false;
     }
-    onMain([&] { setCurrentState(rf_state_succeeded); });
+    onMain([&] {
+        didDownload();
+        setCurrentState(rf_state_succeeded);
+    });
     return true;
 }
 

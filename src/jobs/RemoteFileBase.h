@@ -27,7 +27,7 @@ public:
     std::int64_t bytesPerSecond() const override;
     double secondsRemaining() const override;
 
-    std::optional<Error> error() const override { return m_error; }
+    const std::optional<Error>& error() const override { return m_error; }
 
     std::optional<TimePoint> errorDate() const override { return m_errorDate; }
 
@@ -70,6 +70,16 @@ protected:
 
     /// Returns when the transfer has ended and the file is finished. On a worker.
     virtual Result<void> doDownload() = 0;
+
+    /// What a step needs from the main thread and brings back to it, on the same visit there as its change
+    /// of state, for a visit costs as much as a request to a server: before rf_state_preparing; before
+    /// what doMakeReady() leads to, unless it failed; before rf_state_succeeded after doDownload(). The last
+    /// two also for a job that was stopped meanwhile.
+    virtual void aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& /*auth*/) {}
+
+    virtual void didMakeReady() {}
+
+    virtual void didDownload() {}
 
     /// Before anybody hears of the new state: the moment to refuse what must not happen in it.
     virtual void aboutToEnter(rf_state_t /*state*/) {}

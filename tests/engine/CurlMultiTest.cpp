@@ -26,7 +26,7 @@ protected:
 
     void start(Children children) {
         m_children = std::move(children);
-        m_loop = std::make_unique<CurlMulti>(m_children);
+        m_loop = std::make_unique<CurlMulti>(m_children, m_environment.connectionPools);
         m_ended = false;
         m_thread = std::thread([this] {
             m_loop->downloadAndBlock();

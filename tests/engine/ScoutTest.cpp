@@ -126,6 +126,11 @@ TEST_F(ScoutTest, AStopEndsTheProbeAtOnce) {
     EXPECT_TRUE(m_scout->runAndGetError()) << "a probe that was stopped before it began knows nothing";
 }
 
+TEST_F(ScoutTest, ASilentServerHasTheTimeLimit) {
+    m_environment.probeTimeLimit = Seconds(0.05);
+    EXPECT_TRUE(probe(m_server.url(5000, "silent"))->is(ErrorDomain::CurlSegment, CURLE_OPERATION_TIMEDOUT));
+}
+
 TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
     const std::pair<const char*, std::optional<std::string>> cases[] = {
         {"attachment; filename=report.pdf", "report.pdf"},
@@ -133,6 +138,7 @@ TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
         {"attachment; filename*=UTF-8''other.pdf; filename=\"plain.pdf\"", "plain.pdf"},
         {"attachment; filename*=UTF-8''%e2%82%ac%20rates.pdf", "\xe2\x82\xac rates.pdf"},
         {"attachment; FileName*=iso-8859-1'en'%A3.pdf", "\xc2\xa3.pdf"},
+        {"attachment; filename*=UTF-8''a%FF.pdf", "a\xEF\xBF\xBD.pdf"},
         {"attachment; filename*=KOI8-R''%A3.pdf", std::nullopt},
         {"attachment; filename*=nonsense", std::nullopt},
         {"attachment; filename*=UTF-8''", std::nullopt},

@@ -1,6 +1,7 @@
 // Where credentials are looked for, in which order, and what a prompt's answer changes.
 #include "jobs/AuthenticationManager.h"
 
+#include "support/FakeClock.h"
 #include "support/TemporaryFolder.h"
 
 #include <thread>
@@ -16,6 +17,7 @@ namespace {
 class ScriptedStore final : public PasswordStore {
 public:
     std::vector<std::string> accounts(const std::string& service) override {
+        ++lookedUp;
         std::vector<std::string> names;
         for (const auto& [key, password] : entries)
             if (key.first == service)
@@ -33,6 +35,7 @@ public:
     }
 
     std::map<std::pair<std::string, std::string>, std::string> entries;
+    int lookedUp = 0;
 };
 
 class ScriptedPrompt final : public AuthenticationPrompt {
@@ -61,9 +64,10 @@ protected:
 
     test::TemporaryFolder m_folder;
     UserDefaults m_defaults{m_folder.path("settings")};
+    test::FakeClock m_clock;
     ScriptedStore m_store;
     ScriptedPrompt m_prompt;
-    AuthenticationManager m_manager{m_store, &m_prompt, m_defaults};
+    AuthenticationManager m_manager{m_store, &m_prompt, m_defaults, m_clock};
 };
 
 } // namespace
@@ -102,6 +106,15 @@ TEST_F(AuthenticationManagerTest, WhatIsRememberedIsForTheSameUserOnly) {
     EXPECT_EQ(found("ftp://alice@other/"), "ftp://other alice:");
 }
 
+TEST_F(AuthenticationManagerTest, AServerThatTheStoreDoesNotKnowIsNotLookedUpForEveryFile) {
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(found("http://host/" + std::to_string(i)), "none");
+    EXPECT_EQ(m_store.lookedUp, 1);
+    m_store.store("http://host", "alice", "hers"); // by another program
+    m_clock.advance(AuthenticationManager::kMissIsRemembered);
+    EXPECT_EQ(found("http://host/"), "http://host alice:hers");
+}
+
 TEST_F(AuthenticationManagerTest, AConfirmedPromptIsRememberedAndStoredOnlyWhenAskedTo) {
     m_prompt.answer = AuthenticationAnswer{"bob", "typed", false};
     EXPECT_TRUE(m_manager.promptUserForCredentialsForURL(url("http://host/")));
@@ -121,7 +134,7 @@ TEST_F(AuthenticationManagerTest, ACancelledPromptChangesNothing) {
     EXPECT_EQ(m_manager.getCachedUsingService("sftp://host", std::nullopt), nullptr);
     EXPECT_TRUE(m_store.entries.empty());
 
-    AuthenticationManager silent(m_store, nullptr, m_defaults);
+    AuthenticationManager silent(m_store, nullptr, m_defaults, m_clock);
     EXPECT_FALSE(silent.promptUserForCredentialsForURL(url("sftp://bob:pw@host/")));
 }
 

@@ -104,6 +104,47 @@ TEST_F(CURLRemoteFileTest, ARestoredBundleKeepsItsNameItsAddressAndItsProgress) 
     EXPECT_EQ(server.requests().back().header("referer"), "http://page.example/");
 }
 
+TEST_F(CURLRemoteFileTest, ABundleLeftBesideItsFinishedFileIsClearedAway) {
+    const auto interrupted = harness.job(server.url(kSize));
+    harness.disk.failOn("flushFolder", 1, EIO, false); // the name is there, whether it stays or not
+    EXPECT_TRUE(harness.run(interrupted)->is(ErrorDomain::Posix, EIO));
+    ASSERT_TRUE(harness.exists("sample.bin.trdownload"));
+    const auto requests = server.requests().size();
+    const auto job = harness.jobFromBundle("sample.bin");
+    EXPECT_FALSE(harness.prepare(job));
+    EXPECT_EQ(job->currentState(), rf_state_succeeded);
+    EXPECT_EQ(job->finalFilePath(), harness.folder.path("sample.bin"));
+    EXPECT_EQ(fileIsSample(*job->finalFilePath(), kSize), "");
+    EXPECT_EQ(job->totalBytesDownloaded(), kSize);
+    EXPECT_FALSE(job->supportsRecovery() || harness.exists("sample.bin.trdownload"));
+    EXPECT_EQ(server.requests().size(), requests);
+
+    const auto other = harness.job(server.url(kSize, "", "other.bin"));
+    ASSERT_FALSE(harness.prepare(other));
+    other->stop();
+    std::filesystem::remove(harness.folder.path("other.bin.trdownload/data"));
+    harness.folder.write("other.bin", "of another size: not what the bundle was for");
+    const auto again = harness.jobFromBundle("other.bin");
+    ASSERT_FALSE(harness.run(again));
+    EXPECT_EQ(fileIsSample(harness.folder.path("other (2).bin"), kSize), "");
+}
+
+TEST_F(CURLRemoteFileTest, CanBeRecoveredOnceItsFirstRecordIsOnTheDisk) {
+    const auto job = harness.job(server.url(kSize));
+    EXPECT_FALSE(job->supportsRecovery());
+    harness.disk.failOn("replaceFile", 1, ENOSPC);
+    EXPECT_TRUE(harness.prepare(job));
+    EXPECT_TRUE(harness.exists("sample.bin.trdownload"));
+    EXPECT_FALSE(job->supportsRecovery()) << "a bundle without a record can't be restored";
+    harness.disk.recover();
+    EXPECT_FALSE(harness.prepare(job));
+    EXPECT_TRUE(job->supportsRecovery());
+    EXPECT_EQ(job->fileName(), "sample.bin") << "the same bundle";
+    job->stop();
+    EXPECT_TRUE(job->copy()->supportsRecovery());
+    EXPECT_TRUE(harness.jobFromBundle("sample.bin")->supportsRecovery());
+}
+
 TEST_F(CURLRemoteFileTest, TakenNamesAreLeftAloneAndTheNextFreeOneIsUsed) {
     harness.folder.write("sample.bin", "mine");
     harness.folder.write("sample (2).bin", "mine too");

@@ -28,6 +28,8 @@ public:
 
     using RemoteFileBase::setFileSize;
 
+    std::string description() const override { return "ScriptedFile"; }
+
     std::int64_t totalBytesDownloaded() const override { return done; }
 
     std::string basePath() const override { return "/"; }

@@ -67,6 +67,10 @@ public:
         return fails("renameNoReplace") ? refuse("move", to) : PosixDisk::renameNoReplace(from, to);
     }
 
+    Result<void> flushFolder(const std::string& path) override {
+        return fails("flushFolder") ? refuse("flush the folder", path) : PosixDisk::flushFolder(path);
+    }
+
     Result<void> makeFolders(const std::string& path) override {
         return fails("makeFolders") ? refuse("create", path) : PosixDisk::makeFolders(path);
     }

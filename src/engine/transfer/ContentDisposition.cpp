@@ -17,7 +17,7 @@ std::optional<std::string> decodeExtendedValue(const QString& value) {
     if (bytes.isEmpty())
         return std::nullopt;
     if (charset == u"utf-8")
-        return bytes.toStdString();
+        return QString::fromUtf8(bytes).toStdString(); // other bytes are no text
     if (charset == u"iso-8859-1")
         return QString::fromLatin1(bytes).toStdString();
     return std::nullopt;

@@ -40,6 +40,8 @@ public:
     void remove(std::string_view name, std::string_view domain, std::string_view path);
     void removeAll();
 
+    bool isEmpty() const { return m_cookies.lock()->empty(); }
+
     /// The cookies to send to `url`: longer paths first, then the earlier created (RFC 6265, section 5.4).
     std::vector<Cookie> cookiesForUrl(const Url& url, WallTime now) const;
 

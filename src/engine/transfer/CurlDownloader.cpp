@@ -75,6 +75,12 @@ void CurlDownloader::download() {
     didComplete();
 }
 
+void CurlDownloader::release() {
+    m_held = false;
+    if (std::exchange(m_heldBack, false) && !isPaused())
+        m_segment->resume();
+}
+
 void CurlDownloader::didComplete() {
     m_state = m_segment->error() ? CurlDownloadState::Failed : CurlDownloadState::Succeeded;
 }
@@ -136,7 +142,8 @@ void CurlDownloader::curlHasHeader(CurlSegment& layer, std::string_view line) {
 
 std::int64_t CurlDownloader::curlHasData(CurlSegment&, std::span<const char> data) {
     // libcurl can't pause a handle that has no connection yet; its first block can.
-    if (isPaused())
+    m_heldBack = m_held;
+    if (m_held || isPaused())
         return kPauseTransfer;
     const auto count = static_cast<std::int64_t>(data.size());
     // The first block decides whether the answer is the right one: it does not wait for more.

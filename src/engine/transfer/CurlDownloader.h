@@ -72,6 +72,12 @@ public:
     /// Called by the loop before the transfer starts. A request made before stays in force.
     void willStart();
 
+    /// Called by the loop around its first turn: what arrives meanwhile is held back until each of the loop's
+    /// transfers has taken its connection, or one that is done by then would pass its own on.
+    void hold() { m_held = true; }
+
+    void release();
+
     /// Runs the transfer alone, to its end, on the calling thread; not at all when it was stopped before,
     /// which is the same failure as a stop on the way.
     void download();
@@ -103,6 +109,8 @@ private:
     std::weak_ptr<CurlDownloaderDelegate> m_delegate;
     std::int64_t m_currentOffset;
     std::vector<char> m_pending; // arrived, not yet delivered; ends at m_currentOffset
+    bool m_held = false;         // between hold() and release()
+    bool m_heldBack = false;     // something has arrived meanwhile
     bool m_refused = false;      // the delegate took less than it was given
     std::atomic<CurlDownloadState> m_state{CurlDownloadState::Init};
     Headers m_headers;

@@ -17,41 +17,50 @@ constexpr std::chrono::milliseconds kPausedTurn{1000};
 
 } // namespace
 
-CurlMulti::CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders)
-    : m_children(std::move(downloaders)) {
+CurlMulti::CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders,
+                     std::shared_ptr<ConnectionPools> pools)
+    : m_children(std::move(downloaders)), m_pools(std::move(pools)) {
 }
 
 void CurlMulti::downloadAndBlock() {
-    start();
+    if (m_children.empty())
+        return;
+    const auto pool = m_pools->lend(m_children.front()->segment().request().url);
+    *m_lease.lock() = pool;
+    start(*pool);
     while (true) {
         const bool stopped = applyRequestsAndCheckForStop();
         if (stopped || m_running == 0)
             break;
-        m_pool.wait(allHandlesPaused() ? kPausedTurn : kTurn);
-        perform();
+        pool->wait(allHandlesPaused() ? kPausedTurn : kTurn);
+        perform(*pool);
     }
-    deliverCompletions();
+    m_lease.lock()->reset();
+    deliverCompletions(*pool);
 }
 
-void CurlMulti::start() {
+void CurlMulti::start(ConnectionPool& pool) {
     for (const auto& child : m_children) {
         child->segment().configure();
         child->willStart();
-        curl_multi_add_handle(m_pool.multiHandle(), child->segment().curlHandle());
+        child->hold();
+        pool.add(child->segment().curlHandle());
     }
-    perform();
+    perform(pool);
+    for (const auto& child : m_children)
+        child->release();
 }
 
-void CurlMulti::perform() {
-    curl_multi_perform(m_pool.multiHandle(), &m_running);
+void CurlMulti::perform(ConnectionPool& pool) {
+    curl_multi_perform(pool.multiHandle(), &m_running);
     for (const auto& child : m_children)
         child->deliverPending();
-    readMessages();
+    readMessages(pool);
 }
 
-void CurlMulti::readMessages() {
+void CurlMulti::readMessages(ConnectionPool& pool) {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(m_pool.multiHandle(), &left)) {
+    while (const CURLMsg* message = curl_multi_info_read(pool.multiHandle(), &left)) {
         if (!Log::assertThat(message->msg == CURLMSG_DONE))
             continue;
         char* segment = nullptr; // what the segment stored in its handle: itself
@@ -78,9 +87,9 @@ bool CurlMulti::applyRequestsAndCheckForStop() {
     return !anyLeft;
 }
 
-void CurlMulti::deliverCompletions() {
+void CurlMulti::deliverCompletions(ConnectionPool& pool) {
     for (const auto& child : m_children)
-        curl_multi_remove_handle(m_pool.multiHandle(), child->segment().curlHandle());
+        pool.remove(child->segment().curlHandle());
     for (const auto& [child, result] : m_completions) {
         child->segment().setErrorCode(result);
         child->didComplete();
@@ -95,19 +104,25 @@ bool CurlMulti::allHandlesPaused() const {
 void CurlMulti::requestPause() {
     for (const auto& child : m_children)
         child->requestPause();
-    m_pool.wakeup();
+    wakeup();
 }
 
 void CurlMulti::requestResume() {
     for (const auto& child : m_children)
         child->requestResume();
-    m_pool.wakeup();
+    wakeup();
 }
 
 void CurlMulti::requestStop() {
     for (const auto& child : m_children)
         child->requestStop();
-    m_pool.wakeup();
+    wakeup();
+}
+
+void CurlMulti::wakeup() {
+    // Before the run there is nobody to wake: it begins with a look at the requests.
+    if (auto lease = m_lease.lock(); *lease)
+        (*lease)->wakeup();
 }
 
 std::optional<Error> CurlMulti::error() const {

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "base/Error.h"
-#include "engine/transfer/ConnectionPool.h"
+#include "base/Locked.h"
+#include "engine/transfer/ConnectionPools.h"
 #include "engine/transfer/CurlDownloader.h"
 
 namespace tarvo {
@@ -15,7 +16,11 @@ namespace tarvo {
 /// thread and are noticed at once.
 class CurlMulti {
 public:
-    explicit CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders);
+    /// A pool is borrowed from `pools` for the run.
+    CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders,
+              std::shared_ptr<ConnectionPools> pools);
+
+    const std::vector<std::shared_ptr<CurlDownloader>>& downloaders() const { return m_children; }
 
     /// Runs all transfers to their end, or until every unfinished one has been stopped. The ends are
     /// reported to the downloaders only after the last of them.
@@ -37,15 +42,17 @@ private:
         int result;
     };
 
-    void start();
-    void perform();
-    void readMessages();
+    void start(ConnectionPool& pool);
+    void perform(ConnectionPool& pool);
+    void readMessages(ConnectionPool& pool);
     bool isFinished(const CurlDownloader& child) const;
     bool applyRequestsAndCheckForStop();
-    void deliverCompletions();
+    void deliverCompletions(ConnectionPool& pool);
+    void wakeup();
 
     const std::vector<std::shared_ptr<CurlDownloader>> m_children;
-    ConnectionPool m_pool;
+    const std::shared_ptr<ConnectionPools> m_pools;
+    Locked<std::shared_ptr<ConnectionPool>> m_lease; // during the run, for those who wake it
     std::vector<Completion> m_completions;
     int m_running = 0;
 };

@@ -4,6 +4,7 @@
 #include "base/Log.h"
 #include "engine/transfer/CookieHelper.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include <curl/curl.h>
@@ -13,8 +14,9 @@ namespace tarvo {
 namespace {
 
 // What one read takes from a socket at the most: fewer system calls than libcurl's 16 KiB (its page on
-// CURLOPT_BUFFERSIZE). Blocks still arrive in pieces of 16 KiB.
-constexpr long kReceiveBufferBytes = 256 * 1024;
+// CURLOPT_BUFFERSIZE), but no more than the range can need. Blocks still arrive in pieces of 16 KiB.
+constexpr std::int64_t kLargestReceiveBuffer = 256 * 1024;
+constexpr std::int64_t kSmallestReceiveBuffer = 16 * 1024;
 // libcurl does not always wait for an FTP server's data connection: then this is what a probe loses.
 constexpr std::chrono::milliseconds kProbeTurn{100};
 constexpr long kConnectTimeoutMs = 30000;
@@ -101,8 +103,6 @@ void LiveCurlSegment::cleanup() {
 LiveCurlSegment::LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
                                  std::shared_ptr<ConnectionPool> pool)
     : CurlSegment(std::move(request)), m_environment(environment), m_pool(std::move(pool)) {
-    startUp();
-    m_handle = curl_easy_init();
 }
 
 LiveCurlSegment::~LiveCurlSegment() {
@@ -110,6 +110,9 @@ LiveCurlSegment::~LiveCurlSegment() {
 }
 
 void LiveCurlSegment::configure() {
+    startUp();
+    if (!m_handle)
+        m_handle = curl_easy_init();
     if (request().debugModeEnabled) {
         set(m_handle, CURLOPT_VERBOSE, 1L);
         set(m_handle, CURLOPT_DEBUGFUNCTION, &Callbacks::onDebugText);
@@ -161,9 +164,16 @@ void LiveCurlSegment::configureBody() {
     }
     set(m_handle, CURLOPT_WRITEFUNCTION, &Callbacks::onData);
     set(m_handle, CURLOPT_WRITEDATA, this);
-    set(m_handle, CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
-    if (request().upperBound != 0)
+    // libcurl breaks a range off, and what the server says to that may be taken for the next one's answers.
+    if (request().url.scheme() == "ftp")
+        set(m_handle, CURLOPT_FORBID_REUSE, 1L);
+    std::int64_t expected = kLargestReceiveBuffer;
+    if (request().upperBound != 0) {
         set(m_handle, CURLOPT_RANGE, fmt::format("{}-{}", request().lowerBound, request().upperBound - 1));
+        expected = request().upperBound - request().lowerBound;
+    }
+    set(m_handle, CURLOPT_BUFFERSIZE,
+        static_cast<long>(std::clamp(expected, kSmallestReceiveBuffer, kLargestReceiveBuffer)));
 }
 
 void LiveCurlSegment::configureCredentials() {
@@ -192,7 +202,8 @@ void LiveCurlSegment::configureIdentity() {
 
 void LiveCurlSegment::setCookies() {
     std::string cookies;
-    if (const auto url = effectiveUrl())
+    const auto url = m_environment.cookies.isEmpty() ? std::nullopt : effectiveUrl();
+    if (url)
         cookies =
             CookieHelper::combineCookiesForURL(*url, &m_environment.cookies, m_environment.clock.wallNow());
     // An empty text would send an empty Cookie header, which RFC 6265 (section 4.2.1) does not allow.
@@ -203,7 +214,7 @@ void LiveCurlSegment::configureAndStart() {
     configure();
     m_runsAlone = true;
     void* multi = m_pool->multiHandle();
-    curl_multi_add_handle(multi, m_handle);
+    m_pool->add(m_handle);
     int running = 0;
     CURLcode result = CURLE_OK;
     do {
@@ -221,7 +232,7 @@ void LiveCurlSegment::configureAndStart() {
         if (message->msg == CURLMSG_DONE && message->easy_handle == m_handle)
             result = message->data.result;
     }
-    curl_multi_remove_handle(multi, m_handle);
+    m_pool->remove(m_handle);
     m_runsAlone = false;
     setErrorCode(result);
 }
@@ -253,19 +264,22 @@ std::optional<Error> LiveCurlSegment::error() const {
 
 std::optional<Url> LiveCurlSegment::effectiveUrl() const {
     const char* text = nullptr;
-    curl_easy_getinfo(m_handle, CURLINFO_EFFECTIVE_URL, &text);
+    if (m_handle)
+        curl_easy_getinfo(m_handle, CURLINFO_EFFECTIVE_URL, &text);
     return text ? Url::parse(text) : std::nullopt;
 }
 
 std::int64_t LiveCurlSegment::contentLength() const {
     curl_off_t length = -1;
-    curl_easy_getinfo(m_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    if (m_handle)
+        curl_easy_getinfo(m_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     return length > 0 ? length : 0;
 }
 
 std::int64_t LiveCurlSegment::httpCode() const {
     long code = 0;
-    curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &code);
+    if (m_handle)
+        curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &code);
     return code;
 }
 

@@ -3,7 +3,7 @@
 
 #include "base/Clock.h"
 #include "base/UserDefaults.h"
-#include "engine/transfer/ConnectionPool.h"
+#include "engine/transfer/ConnectionPools.h"
 #include "engine/transfer/CookieStore.h"
 #include "engine/transfer/CurlSegment.h"
 
@@ -14,8 +14,13 @@ struct TransferEnvironment {
     const UserDefaults& defaults;
     const CookieStore& cookies;
     const Clock& clock;
+    /// Each of the two requests of a probe may take so long.
+    Seconds probeTimeLimit{30.0};
+    /// Shared by all probes and transfers. The program calls its closeIdle() about once a second.
+    std::shared_ptr<ConnectionPools> connectionPools = std::make_shared<ConnectionPools>(clock);
 };
 
+/// Light until it is configured: the easy handle comes into being only then.
 class LiveCurlSegment final : public CurlSegment {
 public:
     /// `pool` carries a transfer that is run alone by configureAndStart(); null for one that a loop drives.
@@ -56,7 +61,7 @@ private:
 
     const TransferEnvironment& m_environment;
     const std::shared_ptr<ConnectionPool> m_pool;
-    void* m_handle;
+    void* m_handle = nullptr;
     bool m_runsAlone = false;
 };
 

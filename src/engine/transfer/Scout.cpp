@@ -14,7 +14,6 @@ namespace tarvo {
 
 namespace {
 
-constexpr std::int64_t kProbeTimeoutMs = 30000;
 constexpr int kLoginDenied = CURLE_LOGIN_DENIED;
 constexpr int kRangeNotSatisfiable = 416; // RFC 9110, section 15.5.17
 
@@ -31,12 +30,13 @@ bool isNoName(const std::string& text) {
 
 std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
                                                  const std::optional<Url>& referer) const {
-    LiveCurlSegmentFactory segments(m_environment, std::make_shared<ConnectionPool>());
+    LiveCurlSegmentFactory segments(m_environment, m_environment.connectionPools->lend(url));
+    const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_environment.probeTimeLimit);
     CurlRequest request{.url = url,
                         .authToken = std::move(auth),
                         .referer = referer,
                         .proxyUrl = ProxyUrlProvider(m_environment.defaults).proxyUrl(),
-                        .timeoutMs = kProbeTimeoutMs};
+                        .timeoutMs = limit.count()};
     CurlRequest head = request;
     head.headRequestOnly = true;
     request.lowerBound = 1;
@@ -58,12 +58,23 @@ std::shared_ptr<Scout> Scout::create(std::shared_ptr<CurlDownloader> head,
 }
 
 std::int64_t Scout::downloaderHasData(CurlDownloader& downloader, std::span<const char> data, std::int64_t) {
+    const auto count = static_cast<std::int64_t>(data.size());
     if (&downloader == m_headDownload.get()) {
         Log::assertThat(false, "Should not receive data from a HEAD request");
     } else if (Log::assertThat(&downloader == m_bodyDownload.get(), "Unexpected download passed")) {
-        m_bytesDownloaded += static_cast<std::int64_t>(data.size());
+        m_bytesDownloaded += count;
+        if (m_bytesDownloaded == 1 && oneByteIsAll())
+            return count; // the request ends by itself, and its connection can be used again
     }
     return -1; // enough has been seen
+}
+
+/// Whether the server, if it keeps its word, sends the one byte that was asked for and no more.
+bool Scout::oneByteIsAll() const {
+    const CurlSegment& segment = m_bodyDownload->segment();
+    if (family() == Family::web)
+        return segment.httpCode() == 206;
+    return segment.request().url.scheme() == "sftp"; // FTP can't end a transfer and keep its connection
 }
 
 std::optional<Error> Scout::runAndGetError() {
@@ -73,7 +84,7 @@ std::optional<Error> Scout::runAndGetError() {
     if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile())
         return m_bodyDownload->segment().error();
     auto error = extractBodyHttpError();
-    Log::assertThat(error || code == CURLE_WRITE_ERROR || rangeIsBeyondTheFile() || m_bytesDownloaded == 0,
+    Log::assertThat(error || code == CURLE_WRITE_ERROR || rangeIsBeyondTheFile() || m_bytesDownloaded <= 1,
                     "Should have been a forced error here");
     return error;
 }

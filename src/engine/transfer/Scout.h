@@ -12,8 +12,8 @@
 
 namespace tarvo {
 
-/// Made for one probe, run once on the preparation queue (at most a minute; requestStop() ends it at
-/// once, from any thread), then read there. Its answers mean something only after the run.
+/// Made for one probe, run once on the preparation queue (each request within its time limit; requestStop()
+/// ends it at once, from any thread), then read there. Its answers mean something only after the run.
 class Scout final : public CurlDownloaderDelegate {
 public:
     /// `head` fetches headers only, `body` the single byte at offset 1. The scout becomes their delegate.
@@ -51,6 +51,7 @@ private:
     bool hasRun() const;
     std::optional<Error> extractBodyHttpError() const;
     const CurlDownloader& fileAnswer() const;
+    bool oneByteIsAll() const;
     bool rangeIsBeyondTheFile() const;
     bool bodyAnswerIsTheRange() const;
     std::string nameFromAddress() const;

@@ -1,0 +1,61 @@
+#include "engine/transfer/ConnectionPools.h"
+
+#include <algorithm>
+
+namespace tarvo {
+
+namespace {
+
+/// Scheme, user, host and port.
+std::string serverOf(const Url& url) {
+    const std::string& text = url.absoluteString();
+    const std::size_t authority = text.find("//");
+    return text.substr(0, authority == std::string::npos ? authority : text.find('/', authority + 2));
+}
+
+} // namespace
+
+std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url) {
+    std::string server = serverOf(url);
+    std::unique_ptr<ConnectionPool> pool;
+    {
+        auto idle = m_idle->lock();
+        const auto found = std::find_if(idle->rbegin(), idle->rend(),
+                                        [&](const Idle& each) { return each.server == server; });
+        if (found != idle->rend()) {
+            pool = std::move(found->pool);
+            idle->erase(std::next(found).base());
+        }
+    }
+    if (!pool)
+        pool = std::make_unique<ConnectionPool>();
+    return {pool.release(), [weak = std::weak_ptr(m_idle), server = std::move(server),
+                             clock = &m_clock](ConnectionPool* returned) {
+                std::unique_ptr<ConnectionPool> owned(returned);
+                if (const auto shelf = weak.lock())
+                    takeBack(*shelf, {std::move(owned), server, clock->now()});
+            }};
+}
+
+void ConnectionPools::takeBack(Shelf& shelf, Idle idle) {
+    if (idle.pool->socketCount() == 0)
+        return;                              // nothing that anybody could use
+    std::unique_ptr<ConnectionPool> surplus; // closed without the lock
+    auto waiting = shelf.lock();
+    if (waiting->size() >= kMostIdle) {
+        surplus = std::move(waiting->front().pool);
+        waiting->pop_front();
+    }
+    waiting->push_back(std::move(idle));
+}
+
+void ConnectionPools::closeIdle(TimePoint now) {
+    std::deque<Idle> expired; // closed without the lock
+    auto waiting = m_idle->lock();
+    while (!waiting->empty() && now - waiting->front().since >= kLongestIdle) {
+        expired.push_back(std::move(waiting->front()));
+        waiting->pop_front();
+    }
+}
+
+} // namespace tarvo

@@ -1,0 +1,51 @@
+// Lends pools of connections, so that one download goes on with the connections of the one before.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "base/Clock.h"
+#include "base/Locked.h"
+#include "base/Url.h"
+#include "engine/transfer/ConnectionPool.h"
+
+namespace tarvo {
+
+/// Any thread. A pool that is lent belongs to the borrower's thread until the last copy of the lease goes;
+/// then its connections wait here for whoever comes next for the same server. libcurl sees to it that no
+/// connection serves other credentials or another proxy than it was made with. Gone before
+/// LiveCurlSegment::cleanup(); a lease that outlives this closes its pool when it ends.
+class ConnectionPools {
+public:
+    /// What waits here at the most, and for how long.
+    static constexpr std::size_t kMostIdle = 16;
+    static constexpr Seconds kLongestIdle{5.0};
+
+    /// `clock` outlives this.
+    explicit ConnectionPools(const Clock& clock) : m_clock(clock) {}
+
+    /// A pool that nobody uses: the one that came back last from the server of `url`, else a new one.
+    std::shared_ptr<ConnectionPool> lend(const Url& url);
+
+    /// Closes what has waited for too long. Waits for no server; to be called about once a second.
+    void closeIdle(TimePoint now);
+
+    std::size_t idleCount() const { return m_idle->lock()->size(); }
+
+private:
+    struct Idle {
+        std::unique_ptr<ConnectionPool> pool;
+        std::string server;
+        TimePoint since;
+    };
+
+    using Shelf = Locked<std::deque<Idle>>; // the longest waiting in front
+
+    static void takeBack(Shelf& shelf, Idle idle);
+
+    const Clock& m_clock;
+    const std::shared_ptr<Shelf> m_idle = std::make_shared<Shelf>();
+};
+
+} // namespace tarvo
