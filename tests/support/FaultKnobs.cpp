@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <random>
 #include <variant>
 
 #include <QByteArray>
@@ -38,6 +39,7 @@ const std::array kKnobs{
     Knob{"connections", &FaultKnobs::connections},
 
     Knob{"status", &FaultKnobs::status},
+    Knob{"reset", &FaultKnobs::reset},
     Knob{"silent", &FaultKnobs::silent},
     Knob{"norange", &FaultKnobs::norange},
     Knob{"whole200", &FaultKnobs::whole200},
@@ -53,6 +55,7 @@ const std::array kKnobs{
     Knob{"cut", &FaultKnobs::cut},
     Knob{"cutevery", &FaultKnobs::cutevery},
     Knob{"stall", &FaultKnobs::stall},
+    Knob{"random", &FaultKnobs::random},
 };
 
 std::optional<std::int64_t> numberIn(std::string_view text) {
@@ -86,6 +89,27 @@ bool makesSense(const FaultKnobs& knobs) {
            (!knobs.auth || *knobs.auth == "basic" || *knobs.auth == "digest");
 }
 
+void addRandomFault(Faults& faults, std::int64_t seed, std::int64_t requestNumber) {
+    constexpr std::uint64_t furthestCut = 10'000;
+    std::mt19937_64 random(static_cast<std::uint64_t>(seed) << 32 |
+                           static_cast<std::uint64_t>(requestNumber));
+    if (random() % 3 != 0)
+        return;
+    switch (random() % 4) {
+    case 0:
+        faults.reset = true;
+        return;
+    case 1:
+        faults.status = 503;
+        return;
+    case 2:
+        faults.cut = static_cast<std::int64_t>(random() % furthestCut);
+        return;
+    default:
+        faults.silent = true;
+    }
+}
+
 } // namespace
 
 FaultKnobs FaultKnobs::at(std::int64_t requestNumber, bool isProbe) const {
@@ -95,6 +119,8 @@ FaultKnobs FaultKnobs::at(std::int64_t requestNumber, bool isProbe) const {
                       requestNumber % every.value_or(1) == 0 && !(spareprobe && isProbe);
     if (!show)
         static_cast<Faults&>(knobs) = {};
+    if (knobs.random)
+        addRandomFault(knobs, *knobs.random, requestNumber);
     return knobs;
 }
 

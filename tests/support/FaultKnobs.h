@@ -34,6 +34,7 @@ struct FileKnobs {
 /// Knobs that make the server misbehave.
 struct Faults {
     std::optional<std::int64_t> status;  ///< this status and a line of text
+    bool reset = false;                  ///< ends the connection with a reset (RST) instead of an answer
     bool silent = false;                 ///< reads the request and never answers
     bool norange = false;                ///< ignores Range: 200 and the whole file
     bool whole200 = false;               ///< the same, but a range of a single byte is honoured
@@ -50,6 +51,9 @@ struct Faults {
     std::optional<std::int64_t>
         cutevery;                      ///< closes a connection whenever the path has sent so many more bytes
     std::optional<std::int64_t> stall; ///< sends nothing more after so many bytes of the body
+    /// One request in three is answered with a fault: reset, status=503, cut or silent. Which and how
+    /// depends on this number and that of the request alone, so that a run can be repeated.
+    std::optional<std::int64_t> random;
 };
 
 struct FaultKnobs : FaultTimes, FileKnobs, Faults {

@@ -306,6 +306,11 @@ bool FaultServer::answerFile(int socket, const HttpRequest& request, const Fault
                              std::int64_t size) {
     const std::int64_t number = ++m_books.lock()->paths[request.path].asked;
     const FaultKnobs knobs = urlKnobs.at(number, request.isProbe());
+    if (knobs.reset) {
+        const linger atOnce{1, 0}; // close() sends the reset
+        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        return false;
+    }
     if (knobs.silent) {
         fallSilent(socket);
         return false;

@@ -1,0 +1,308 @@
+#include "queue/QueueController.h"
+
+#include "base/Localized.h"
+#include "base/Log.h"
+#include "base/Runloop.h"
+#include "base/SettingKeys.h"
+#include "jobs/CURLRemoteFile.h"
+#include "queue/QueueNotifications.h"
+
+#include <algorithm>
+
+namespace tarvo {
+
+namespace {
+
+constexpr int kOneSecondMs = 1'000;
+constexpr int kTenSecondsMs = 10'000;
+constexpr int kIdleCheckMs = 5;
+
+} // namespace
+
+QueueController::QueueController(const Environment& environment)
+    : m_environment(environment), m_remoteFiles(environment.notifications),
+      m_sleepManager(environment.desktop ? std::make_unique<QuitAndSleepManager>(environment.desktop->sleep)
+                                         : nullptr),
+      m_termination(environment.desktop ? std::make_unique<AutomaticTerminationUpdater>(
+                                              environment.desktop->windowIsVisible, m_remoteFiles,
+                                              environment.jobs.defaults, environment.desktop->termination)
+                                        : nullptr),
+      m_scheduler(m_remoteFiles, 1, *this,
+                  {environment.jobs.clock, environment.notifications, environment.authManager,
+                   m_concurrentDownloadQueue, environment.retryDelay}),
+      m_userNotifier(environment.desktop
+                         ? std::make_unique<UserNotifier>(m_remoteFiles, environment.notifications,
+                                                          environment.desktop->notices)
+                         : nullptr),
+      m_statsBroadcaster(m_remoteFiles, environment.notifications),
+      m_launcherStatus(environment.desktop ? std::make_unique<LauncherStatusFeeder>(
+                                                 m_remoteFiles, environment.notifications,
+                                                 environment.jobs.defaults, environment.desktop->badge)
+                                           : nullptr) {
+    connectSignals();
+    updateStartStopControl();
+    if (environment.session) {
+        m_stateSaver =
+            std::make_unique<QueueStateSaver>(m_remoteFiles, *environment.session, environment.jobs);
+        m_stateSaver->restoreUIState();
+        m_stateSaver->beginSavingStateWhenNeeded();
+    }
+    m_oneSecondTimer.start(kOneSecondMs);
+    m_tenSecondTimer.start(kTenSecondsMs);
+}
+
+void QueueController::connectSignals() {
+    connect(&m_remoteFiles, &RemoteFilesArrayController::allChildStatesChanged, this, [this] {
+        updateCurrentState();
+        m_nextTurnTimer.start();
+    });
+    connect(&m_remoteFiles, &RemoteFilesArrayController::contentArraySizeChanged, this,
+            [this] { m_nextTurnTimer.start(); });
+    connect(&m_scheduler, &TRQueueScheduler::preparationEnded, this, &QueueController::preparationEnded);
+    connect(&m_oneSecondTimer, &QTimer::timeout, this, &QueueController::oneSecondTick);
+    connect(&m_tenSecondTimer, &QTimer::timeout, this, &QueueController::saveAllProgress);
+    m_nextTurnTimer.setInterval(0);
+    m_nextTurnTimer.setSingleShot(true);
+    connect(&m_nextTurnTimer, &QTimer::timeout, this, &QueueController::runPasses);
+    connect(&m_idleTimer, &QTimer::timeout, this, &QueueController::endWhenIdle);
+}
+
+QueueController::~QueueController() = default;
+
+Result<void> QueueController::addDownloads(const std::vector<Job>& jobs) {
+    auto added = m_remoteFiles.addRemoteFiles(jobs);
+    autostartIfNeeded();
+    return added;
+}
+
+Result<void> QueueController::addBundleFile(const std::string& bundleDirectory) {
+    return m_remoteFiles.addRemoteFile(CURLRemoteFile::fromBundleFile(bundleDirectory, m_environment.jobs));
+}
+
+void QueueController::autostartIfNeeded() {
+    if (m_environment.jobs.defaults.boolean(SettingKey::kAutoStartAfterAdd))
+        setRunState(QueueRunState::running);
+}
+
+void QueueController::oneSecondTick() {
+    runPasses();
+    Q_EMIT ticked();
+    if (m_sleepManager)
+        m_sleepManager->setActiveDownloads(m_remoteFiles.runningJobs());
+    if (m_termination)
+        m_termination->updateAutomaticTerminationStatus();
+    m_statsBroadcaster.broadcastStats();
+    m_environment.jobs.transfers.connectionPools->closeIdle(m_environment.jobs.clock.now());
+}
+
+void QueueController::runPasses() {
+    if (m_runState == QueueRunState::running) {
+        m_pauseStateTransitions = true;
+        m_scheduler.setTargetConcurrency(
+            std::max<std::int64_t>(m_environment.jobs.defaults.integer(SettingKey::kDefaultConcurrency), 1));
+        m_scheduler.invokeAutorunPass();
+        m_pauseStateTransitions = false;
+    }
+    m_scheduler.invokeMaintenancePass();
+    updateCurrentState(); // for what the pass has kept from being noticed
+}
+
+void QueueController::setRunState(QueueRunState state) {
+    if (m_runState == state)
+        return;
+    m_runState = state;
+    updateStartStopControl();
+    Q_EMIT runStateChanged(state);
+    updateCurrentState();
+    m_nextTurnTimer.start();
+}
+
+void QueueController::updateStartStopControl() {
+    switch (m_runState) {
+    case QueueRunState::stopped:
+        m_startStopControl = {localized("Start"), false};
+        return;
+    case QueueRunState::waiting: // shows what it has shown
+        return;
+    case QueueRunState::running:
+        m_startStopControl = {localized("Pause"), true};
+        return;
+    case QueueRunState::paused:
+        m_startStopControl = {localized("Resume"), false};
+        return;
+    }
+}
+
+void QueueController::updateCurrentState() {
+    if (m_pauseStateTransitions || m_remoteFiles.isReplacing()) {
+        Log::verbose("Skip state transitions for now, since flag is set");
+        return;
+    }
+    const bool isPending = m_remoteFiles.pendingJobs() > 0;
+    const bool isActive = m_remoteFiles.activeJobs() > 0;
+    switch (m_runState) {
+    case QueueRunState::stopped:
+        if (isPending)
+            setRunState(QueueRunState::waiting);
+        return;
+    case QueueRunState::waiting:
+    case QueueRunState::paused:
+        if (!isPending && !isActive)
+            setRunState(QueueRunState::stopped);
+        return;
+    case QueueRunState::running:
+        if (isPending || isActive || m_remoteFiles.failedJobs() > 0)
+            return;
+        setRunState(QueueRunState::stopped);
+        m_environment.notifications.post(kQueueWindowCompletedAllDownloads, this);
+        return;
+    }
+    Log::assertThat(false);
+}
+
+void QueueController::toggleAutorun() {
+    if (m_runState == QueueRunState::running) {
+        for (const auto& job : m_remoteFiles.contentAsArray())
+            m_scheduler.addToPausedSet(job);
+        setRunState(QueueRunState::paused);
+    } else {
+        m_scheduler.clearSets();
+        setRunState(QueueRunState::running);
+    }
+    m_scheduler.invokeMaintenancePass();
+}
+
+void QueueController::pauseSelected() {
+    for (const auto& job : m_remoteFiles.selectedObjects())
+        m_scheduler.addToPausedSet(job);
+    m_scheduler.invokeMaintenancePass();
+    if (m_remoteFiles.pendingJobs() + m_remoteFiles.runningJobs() == 0)
+        setRunState(QueueRunState::paused);
+}
+
+void QueueController::resumeSelected() {
+    for (const auto& job : m_remoteFiles.selectedObjects())
+        m_scheduler.addToRunningSet(job);
+    m_scheduler.invokeMaintenancePass();
+}
+
+void QueueController::reloadSelected() {
+    for (const auto& job : m_remoteFiles.selectedObjects()) {
+        const rf_state_t state = job->currentState();
+        if (state != rf_state_running && state != rf_state_paused) {
+            reload(job, job->saveProgress());
+            continue;
+        }
+        job->pause(); // so that all it has can be saved
+        saveInBackground(job, [this, job](const Result<void>& saved) { reload(job, saved); });
+    }
+}
+
+void QueueController::reload(const Job& job, const Result<void>& saved) {
+    if (!m_remoteFiles.content().contains(*job)) // removed while it was being saved
+        return;
+    if (const auto fresh = m_remoteFiles.reloadSavedRemoteFile(job, saved); !fresh)
+        m_environment.alerts.presentError(fresh.error());
+}
+
+void QueueController::removeSelected() {
+    m_remoteFiles.removeRemoteFiles(m_remoteFiles.selectedObjects());
+    m_remoteFiles.setSelectionIndexes({});
+}
+
+void QueueController::removeSelectedWithData() {
+    const auto jobs = m_remoteFiles.selectedObjects();
+    const auto button = m_environment.alerts.runAlert(
+        localized("Remove Data?"), localized("Existing data will be removed. This cannot be undone."),
+        {localized("OK"), localized("Cancel")});
+    if (button != 0)
+        return;
+    for (const auto& job : jobs) {
+        if (m_remoteFiles.content().contains(*job)) // and not gone while the question was open
+            m_remoteFiles.removeRemoteFile(job);
+    }
+    m_remoteFiles.setSelectionIndexes({});
+    m_fileSavingQueue.async([this, jobs] { // large files take their time to go
+        std::optional<Error> last;
+        for (const auto& job : jobs) {
+            if (auto problem = job->removeFiles())
+                last = problem;
+        }
+        if (last)
+            Runloop::runOnMainLater([this, last] { m_environment.alerts.presentError(*last); });
+    });
+}
+
+void QueueController::saveAllProgress() {
+    Log::info("Saving all progress...");
+    m_remoteFiles.content().forEachIn({rf_state_running}, [this](const Job& job) {
+        saveInBackground(job, nullptr);
+        return true;
+    });
+}
+
+void QueueController::saveInBackground(const Job& job, std::function<void(const Result<void>& saved)> done) {
+    // A disk that takes longer than the time between two saves is not given more to do.
+    if (!m_beingSaved.insert(job.get()).second && !done)
+        return;
+    m_fileSavingQueue.async([this, job, done = std::move(done)] {
+        Log::info("Asynchronously saving rf {}", job->description());
+        const auto saved = job->saveProgress();
+        if (!saved)
+            Log::error("Error: {}", saved.error().description);
+        Runloop::runOnMainLater([this, job, done, saved] {
+            m_beingSaved.erase(job.get());
+            if (done)
+                done(saved);
+        });
+    });
+}
+
+void QueueController::quit() {
+    if (std::exchange(m_isQuitting, true))
+        return;
+    m_oneSecondTimer.stop();
+    m_tenSecondTimer.stop();
+    m_scheduler.stopScheduling();
+    m_remoteFiles.content().forEachIn({rf_state_running, rf_state_paused}, [this](const Job& job) {
+        // Suspended first, so that it ends at once however long the disk takes to save.
+        job->pause();
+        saveInBackground(job, [this, job](const Result<void>& saved) {
+            job->stop();
+            Q_EMIT suspended(job, saved.has_value());
+        });
+        return true;
+    });
+    // Also those that are about to start: a job that is ready is as good after a stop.
+    for (const auto& job : m_remoteFiles.contentAsArray()) {
+        if (job->currentState() == rf_state_preparing || job->currentState() == rf_state_ready)
+            job->stop();
+    }
+    m_idleTimer.start(kIdleCheckMs);
+}
+
+void QueueController::endWhenIdle() {
+    if (!m_concurrentDownloadQueue.isIdle() || !m_scheduler.isIdle() || !m_fileSavingQueue.isIdle() ||
+        !m_beingSaved.empty())
+        return;
+    m_idleTimer.stop();
+    if (m_stateSaver)
+        m_stateSaver->finishSaving();
+    Q_EMIT ended();
+}
+
+BrowserEndReason QueueController::openBrowserFor(const Job& job, Job& replacement) {
+    const BrowserEndReason reason = m_environment.pages.openBrowserFor(job, replacement);
+    Log::info("Browser modal ended for reason: {}", static_cast<int>(reason));
+    return reason;
+}
+
+void QueueController::schedulerAddedFiles() {
+    autostartIfNeeded();
+}
+
+void QueueController::schedulerFailed(const Error& error) {
+    m_environment.alerts.presentError(error);
+}
+
+} // namespace tarvo

@@ -1,0 +1,49 @@
+#include "queue/QuitAndSleepManager.h"
+
+#include "base/Log.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr const char* kReason = "Tarvo is downloading a file. Pause to enable sleep.";
+
+void logOutcome(int result) {
+    if (result == 0)
+        Log::verbose("IOReturn successful. Mac will not sleep.");
+    else
+        Log::warning("IOReturn not successful: got {}", result);
+}
+
+} // namespace
+
+QuitAndSleepManager::~QuitAndSleepManager() {
+    if (m_activeSleepPreventionId != 0)
+        enableSleep();
+}
+
+void QuitAndSleepManager::setActiveDownloads(std::size_t count) {
+    if (count > 0 && m_pendingDownloads == 0)
+        disableSleep();
+    else if (count == 0 && m_pendingDownloads > 0)
+        enableSleep();
+    m_pendingDownloads = count;
+}
+
+void QuitAndSleepManager::disableSleep() {
+    if (!Log::assertThat(m_activeSleepPreventionId == 0))
+        m_inhibitor.release(m_activeSleepPreventionId); // or nobody would ever release it
+    m_activeSleepPreventionId = m_inhibitor.inhibit(kReason, &logOutcome);
+}
+
+void QuitAndSleepManager::enableSleep() {
+    if (!Log::assertThat(m_activeSleepPreventionId != 0)) {
+        Log::error("Tried to enable sleep with invalid assertion ID!");
+        return;
+    }
+    Log::verbose("Enable sleep again");
+    m_inhibitor.release(m_activeSleepPreventionId);
+    m_activeSleepPreventionId = 0;
+}
+
+} // namespace tarvo

@@ -1,0 +1,34 @@
+// Size, progress and speed of several jobs together.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "jobs/RemoteFile.h"
+
+namespace tarvo {
+
+/// The jobs are those of its making; what is told of them is read from them when it is asked for. Main
+/// thread. Sums stop at the greatest number there is.
+class RemoteFileCollectionStats {
+public:
+    explicit RemoteFileCollectionStats(std::vector<std::shared_ptr<RemoteFile>> rfs);
+
+    /// -1 when the size of some job is negative, that is unknown; 0 without jobs.
+    std::int64_t totalBytes() const;
+
+    std::int64_t bytesDownloaded() const;
+
+    /// A fraction, 1.0 when all is there; -1.0 when totalBytes() is below 1. Above 1.0 while a job that
+    /// gives its unknown size as 0 has received something.
+    double percentDownloaded() const;
+
+    /// Bytes per second.
+    std::int64_t currentSpeed() const;
+
+private:
+    const std::vector<std::shared_ptr<RemoteFile>> m_rfs;
+};
+
+} // namespace tarvo

@@ -1,0 +1,35 @@
+#include "queue/StatsBroadcaster.h"
+
+#include "queue/QueueNotifications.h"
+
+namespace tarvo {
+
+StatsBroadcaster::StatsBroadcaster(const RemoteFilesArrayController& rfac, NotificationCenter& notifications)
+    : m_rfac(rfac), m_notifications(notifications),
+      m_completed(notifications.observe(kQueueWindowCompletedAllDownloads,
+                                        [this](const Notification&) { ignoreSucceeded(); })),
+      m_removal(notifications.observe(
+          RemoteFilesArrayController::kWillRemove, [this](const Notification& notification) {
+              using Job = RemoteFilesArrayController::Job;
+              if (const auto* job = notification.info<Job>(RemoteFilesArrayController::kRemoteFileKey))
+                  m_ignoredRemoteFiles.erase(job->get());
+          })) {
+}
+
+void StatsBroadcaster::ignoreSucceeded() {
+    m_rfac.content().forEachIn({rf_state_succeeded}, [this](const auto& job) {
+        m_ignoredRemoteFiles.insert(job.get());
+        return true;
+    });
+}
+
+void StatsBroadcaster::broadcastStats() {
+    auto jobs = m_rfac.contentAsArray();
+    if (!m_ignoredRemoteFiles.empty())
+        std::erase_if(jobs, [this](const auto& job) { return m_ignoredRemoteFiles.contains(job.get()); });
+    const std::shared_ptr<const RemoteFileCollectionStats> stats =
+        std::make_shared<RemoteFileCollectionStats>(std::move(jobs));
+    m_notifications.post(kStatsBroadcastEvent, this, {{std::string(kStatsBroadcastKey), stats}});
+}
+
+} // namespace tarvo

@@ -1,0 +1,256 @@
+#include "queue/TRQueueScheduler.h"
+
+#include "base/Log.h"
+#include "base/Runloop.h"
+
+#include <algorithm>
+
+#include <QPointer>
+
+namespace tarvo {
+
+TRQueueScheduler::TRQueueScheduler(RemoteFilesArrayController& remoteFiles, std::int64_t targetConcurrency,
+                                   TRQueueSchedulerDelegate& delegate, const Environment& environment)
+    : m_remoteFiles(remoteFiles), m_targetConcurrency(targetConcurrency), m_delegate(delegate),
+      m_environment(environment) {
+    connect(&m_remoteFiles, &RemoteFilesArrayController::jobStateChanged, this,
+            [this](const Job& job, rf_state_t oldState, rf_state_t) {
+                if (oldState == rf_state_initializing)
+                    m_awaitingPreparation.erase(job);
+                else if (oldState == rf_state_ready)
+                    m_starting.erase(job);
+            });
+    m_removals = m_environment.notifications.observe(
+        RemoteFilesArrayController::kWillRemove, [this](const Notification& removal) {
+            if (const auto* job = removal.info<Job>(RemoteFilesArrayController::kRemoteFileKey))
+                forget(*job);
+        });
+}
+
+TRQueueScheduler::~TRQueueScheduler() {
+    stopScheduling();
+}
+
+void TRQueueScheduler::stopScheduling() {
+    m_stopped = true;
+}
+
+void TRQueueScheduler::forget(const Job& job) {
+    for (JobSet* set : {&m_pausedSet, &m_runningSet, &m_awaitingPreparation, &m_starting})
+        set->erase(job);
+}
+
+void TRQueueScheduler::invokeAutorunPass() {
+    if (m_stopped)
+        return;
+    retryFailedDownloads();
+    startJobsUntilConcurrency(m_targetConcurrency);
+}
+
+void TRQueueScheduler::invokeMaintenancePass() {
+    if (m_stopped)
+        return;
+    sweepAndMakeReady();
+    updateRunningAndPausedJobs();
+}
+
+void TRQueueScheduler::addToPausedSet(const Job& job) {
+    m_runningSet.erase(job);
+    m_pausedSet.insert(job);
+}
+
+void TRQueueScheduler::addToRunningSet(const Job& job) {
+    m_pausedSet.erase(job);
+    m_runningSet.insert(job);
+}
+
+void TRQueueScheduler::clearSets() {
+    m_pausedSet.clear();
+    m_runningSet.clear();
+}
+
+void TRQueueScheduler::clearCompleted() {
+    std::vector<Job> completed;
+    m_remoteFiles.content().forEachIn({rf_state_succeeded}, [&](const Job& job) {
+        completed.push_back(job);
+        return true;
+    });
+    m_remoteFiles.removeRemoteFiles(completed);
+}
+
+void TRQueueScheduler::sweepAndMakeReady() {
+    if (m_remoteFiles.jobsInState(rf_state_initializing) == m_awaitingPreparation.size())
+        return; // nothing new, however many wait
+    m_remoteFiles.content().forEachIn({rf_state_initializing}, [this](const Job& job) {
+        if (m_awaitingPreparation.contains(job))
+            return true;
+        Log::verbose("Scheduler found file in RF_INIT state: {}", job->description());
+        makeReadyInBackgroundIfNeeded(job);
+        return true;
+    });
+}
+
+void TRQueueScheduler::makeReadyInBackgroundIfNeeded(const Job& job) {
+    if (!Log::assertThat(job != nullptr))
+        return;
+    m_awaitingPreparation.insert(job);
+    const bool isNew =
+        m_readyQueueSetQueue.sync([&] { return m_remoteFilesInReadyingQueue.insert(job).second; });
+    if (!isNew) {
+        Log::warning("RemoteFile {} is already scheduled to make ready. We will not add it again.",
+                     job->description());
+        return;
+    }
+    Log::verbose("Remote file {} scheduled to make ready", job->description());
+    m_readyingQueue.async([this, job] {
+        Log::verbose("Remote file {} set to make ready", job->description());
+        makeReadyAndHandleFailures(job);
+        m_readyQueueSetQueue.async([this, job] { m_remoteFilesInReadyingQueue.erase(job); });
+        Runloop::runOnMainLater([weak = QPointer(this), job] {
+            if (weak)
+                Q_EMIT weak->preparationEnded(job);
+        });
+    });
+}
+
+void TRQueueScheduler::makeReadyAndHandleFailures(const Job& job) {
+    const auto url = job->url();
+    if (m_stopped)
+        return;
+    const auto ready =
+        job->makeReadyAndBlock(url ? m_environment.authManager.getCredentialsForURL(*url) : nullptr);
+    if (ready || ready.error().domain != ErrorDomain::RemoteFile)
+        return;
+    if (ready.error().code == kRemoteFileAuthenticationErrorCode) {
+        Log::info("Encountered kRemoteFileAuthenticationErrorCode");
+        promptUserForAuthCredentials(job);
+    } else if (ready.error().code == HTMLPageErrorCode) {
+        Log::info("Encountered HTMLPageErrorCode");
+        openHTMLPageInBrowser(job);
+    }
+}
+
+void TRQueueScheduler::promptUserForAuthCredentials(const Job& job) {
+    bool answered = false;
+    Runloop::runOnMainAndWait([&] {
+        // Nobody is asked for a job that has left the queue meanwhile.
+        if (!m_stopped && job->currentState() == rf_state_failed && m_remoteFiles.content().contains(*job))
+            answered = m_environment.authManager.promptUserForCredentialsForURL(*job->url());
+    });
+    if (answered)
+        makeReadyAndHandleFailures(job);
+}
+
+void TRQueueScheduler::openHTMLPageInBrowser(const Job& job) {
+    Job replacement;
+    const BrowserEndReason reason = m_delegate.openBrowserFor(job, replacement);
+    switch (reason) {
+    case BrowserEndReason::cancelled:
+        return;
+    case BrowserEndReason::movedOut:
+        Runloop::runOnMainAndWait([&] {
+            if (m_remoteFiles.content().contains(*job))
+                m_remoteFiles.removeRemoteFile(job);
+        });
+        return;
+    case BrowserEndReason::download:
+        if (!Log::assertThat(replacement != nullptr))
+            return;
+        Log::debug("Browser got us a new remote file {}", replacement->description());
+        Runloop::runOnMainAndWait([&] { adoptReplacement(job, replacement); });
+        return;
+    }
+    Log::assertThat(false);
+}
+
+void TRQueueScheduler::adoptReplacement(const Job& job, const Job& replacement) {
+    // The user may have removed the job while he looked at its page; what he has found there is kept.
+    const auto adopted = m_remoteFiles.content().contains(*job)
+                             ? m_remoteFiles.replaceRemoteFile(job, replacement)
+                             : m_remoteFiles.addRemoteFile(replacement);
+    if (!adopted)
+        m_delegate.schedulerFailed(adopted.error());
+    m_delegate.schedulerAddedFiles();
+}
+
+void TRQueueScheduler::retryFailedDownloads() {
+    m_remoteFiles.content().forEachIn({rf_state_failed}, [this](const Job& job) {
+        if (!job->nextScheduledRun) {
+            const auto& error = job->error();
+            const auto errorDate = job->errorDate();
+            if (!error || !job->isRetryable())
+                return true;
+            Log::verbose("Scheduler found file with error: {}", error->sentence());
+            if (!errorDate)
+                return true;
+            job->nextScheduledRun =
+                *errorDate + std::chrono::duration_cast<TimePoint::duration>(m_environment.retryDelay);
+        }
+        const Seconds wait = *job->nextScheduledRun - m_environment.clock.now();
+        if (wait.count() > 0)
+            Log::verbose("Scheduler will wait until {:.1f} s from now", wait.count());
+        else
+            retry(job);
+        return true;
+    });
+}
+
+void TRQueueScheduler::retry(const Job& job) {
+    Log::verbose("Scheduler will retry. This is attempt {}", job->attemptNumber + 1);
+    const bool isPaused = m_pausedSet.contains(job);
+    const auto fresh = m_remoteFiles.reloadRemoteFile(job);
+    if (!fresh) {
+        Log::error("Error while trying to reload: {}", fresh.error().description);
+        return;
+    }
+    (*fresh)->attemptNumber = job->attemptNumber;
+    if (isPaused) // what the user holds back stays held back
+        addToPausedSet(*fresh);
+}
+
+void TRQueueScheduler::updateRunningAndPausedJobs() {
+    std::vector<Job> wanted(m_runningSet.begin(), m_runningSet.end());
+    std::erase_if(wanted, [this](const Job& job) { return !m_remoteFiles.content().contains(*job); });
+    std::sort(wanted.begin(), wanted.end(), [this](const Job& job, const Job& other) {
+        return m_remoteFiles.content().isBefore(*job, *other);
+    });
+    for (const auto& job : wanted) {
+        if (resumeOrStartRemoteFile(job))
+            Log::verbose("Scheduler started queued job {}", job->fileName());
+    }
+    if (m_pausedSet.empty())
+        return;
+    m_remoteFiles.content().forEachIn({rf_state_running}, [this](const Job& job) {
+        if (m_pausedSet.contains(job))
+            job->pause();
+        return true;
+    });
+}
+
+void TRQueueScheduler::startJobsUntilConcurrency(std::int64_t target) {
+    auto slots = target - static_cast<std::int64_t>(m_remoteFiles.runningJobs() + m_starting.size());
+    if (slots < 1)
+        return;
+    m_remoteFiles.content().forEachIn({rf_state_ready, rf_state_paused}, [&](const Job& job) {
+        if (m_runningSet.contains(job) || m_pausedSet.contains(job))
+            return true;
+        if (resumeOrStartRemoteFile(job)) {
+            Log::verbose("Scheduler started next job {}", job->fileName());
+            --slots;
+        }
+        return slots > 0;
+    });
+}
+
+bool TRQueueScheduler::resumeOrStartRemoteFile(const Job& job) {
+    if (m_starting.contains(job))
+        return false;
+    if (!job->resumeOrStart(m_environment.concurrentDownloadQueue))
+        return false;
+    job->attemptNumber += 1;
+    if (job->currentState() == rf_state_ready)
+        m_starting.insert(job);
+    return true;
+}
+
+} // namespace tarvo

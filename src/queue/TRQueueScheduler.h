@@ -1,0 +1,120 @@
+// Decides which jobs of the queue are prepared, started, held back and tried again.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <unordered_set>
+
+#include <QObject>
+
+#include "base/Clock.h"
+#include "base/NotificationCenter.h"
+#include "base/SerialQueue.h"
+#include "base/WorkQueue.h"
+#include "jobs/AuthenticationManager.h"
+#include "queue/PageOpener.h"
+#include "queue/RemoteFilesArrayController.h"
+
+namespace tarvo {
+
+/// Whom the scheduler asks and tells. Outlives it.
+class TRQueueSchedulerDelegate : public PageOpener {
+public:
+    /// A browser visit has brought a job into the queue. Main thread.
+    virtual void schedulerAddedFiles() = 0;
+
+    /// Something the user should see. Main thread.
+    virtual void schedulerFailed(const Error& error) = 0;
+};
+
+/// How long after its failure a job is tried again.
+inline constexpr Seconds kRetryDelay{11.0};
+
+/// Has no timer: its owner calls the passes, each as often as he likes. Main thread, except where it says
+/// otherwise. Preparations run one at a time on the readying queue, also while a prompt or a page is open;
+/// transfers run on the work queue.
+class TRQueueScheduler : public QObject {
+    Q_OBJECT
+
+public:
+    using Job = std::shared_ptr<RemoteFile>;
+
+    struct Environment {
+        const Clock& clock;
+        NotificationCenter& notifications;
+        AuthenticationManager& authManager;
+        WorkQueue& concurrentDownloadQueue;
+        Seconds retryDelay = kRetryDelay;
+    };
+
+    /// Everything referred to outlives the scheduler.
+    TRQueueScheduler(RemoteFilesArrayController& remoteFiles, std::int64_t targetConcurrency,
+                     TRQueueSchedulerDelegate& delegate, const Environment& environment);
+
+    /// Waits for the preparation under way; stopScheduling() comes before.
+    ~TRQueueScheduler() override;
+
+    /// How many jobs may run at once.
+    void setTargetConcurrency(std::int64_t target) { m_targetConcurrency = target; }
+
+    /// Tries failed jobs again, then fills free places.
+    void invokeAutorunPass();
+
+    /// Prepares what is new, then carries out what the user has chosen for single jobs.
+    void invokeMaintenancePass();
+
+    /// A job is in one of the two sets at most: held back by the user, or to run whatever the queue does.
+    void addToPausedSet(const Job& job);
+    void addToRunningSet(const Job& job);
+    void clearSets();
+
+    /// Takes finished jobs out of the queue.
+    void clearCompleted();
+
+    /// From now on nothing is prepared or started.
+    void stopScheduling();
+
+    /// Whether no preparation is under way.
+    bool isIdle() { return m_readyingQueue.isIdle(); }
+
+Q_SIGNALS:
+    /// The job's preparation has ended, whatever has come of it, and so have prompts and pages.
+    void preparationEnded(const std::shared_ptr<tarvo::RemoteFile>& job);
+
+private:
+    using JobSet = std::unordered_set<Job>;
+
+    void sweepAndMakeReady();
+    void makeReadyInBackgroundIfNeeded(const Job& job);
+    void makeReadyAndHandleFailures(const Job& job);
+    void promptUserForAuthCredentials(const Job& job);
+    void openHTMLPageInBrowser(const Job& job);
+    void adoptReplacement(const Job& job, const Job& replacement);
+    void retryFailedDownloads();
+    void retry(const Job& job);
+    void updateRunningAndPausedJobs();
+    void startJobsUntilConcurrency(std::int64_t target);
+    bool resumeOrStartRemoteFile(const Job& job);
+    void forget(const Job& job);
+
+    RemoteFilesArrayController& m_remoteFiles;
+    std::int64_t m_targetConcurrency;
+    TRQueueSchedulerDelegate& m_delegate;
+    const Environment m_environment;
+    JobSet m_pausedSet;
+    JobSet m_runningSet;
+    /// Handed to the readying queue and still in rf_state_initializing: nothing for the sweep to do.
+    JobSet m_awaitingPreparation;
+    /// Handed to the work queue and still in rf_state_ready: started as good as they will be.
+    JobSet m_starting;
+    std::atomic<bool> m_stopped{false};
+    NotificationCenter::Observation m_removals;
+
+    /// Waiting for or undergoing preparation. Touched on the queue below only.
+    JobSet m_remoteFilesInReadyingQueue;
+    SerialQueue m_readyQueueSetQueue{"com.unregistered.tarvo2.readyQueueSetQueue"};
+    SerialQueue m_readyingQueue{"com.unregistered.tarvo2.readyingQueue"}; // ends first
+};
+
+} // namespace tarvo

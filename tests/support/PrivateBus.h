@@ -1,0 +1,103 @@
+// A message bus of the test's own, with services on it that python3-dbusmock plays.
+#pragma once
+
+#include "support/JobHarness.h"
+#include "support/ServerProcess.h"
+#include "support/TemporaryFolder.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace tarvo::test {
+
+class PrivateBus {
+public:
+    ~PrivateBus() { QDBusConnection::disconnectFromBus(m_name); }
+
+    /// Where the bus is, once it runs.
+    std::string address() const { return "unix:path=" + socketPath(); }
+
+    std::string socketPath() const { return m_folder.path("bus"); }
+
+    void start() {
+        const std::string settings = m_folder.write(
+            "bus.conf", "<busconfig><type>session</type><listen>" + address() +
+                            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+                            "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                            "<allow own=\"*\"/></policy></busconfig>");
+        m_bus.start({programPath("dbus-daemon", "dbus"), "--nofork", "--config-file=" + settings},
+                    m_folder.path("bus.log"), {});
+        ASSERT_TRUE(turnUntil([&] { return accepts(); })) << contentOf(m_folder.path("bus.log"));
+    }
+
+    void stop() { m_bus.stop(); }
+
+    /// Plays the service `name`: a template of dbusmock, or name, path and interface of an empty one.
+    void play(const std::string& name, const std::vector<std::string>& arguments) {
+        // Debian's own python: another one knows nothing of Debian's modules.
+        std::vector<std::string> command{"/usr/bin/env",
+                                         "DBUS_SESSION_BUS_ADDRESS=" + address(),
+                                         "DBUS_SYSTEM_BUS_ADDRESS=" + address(),
+                                         "/usr/bin/python3",
+                                         "-m",
+                                         "dbusmock"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        m_services.push_back(std::make_unique<ServerProcess>());
+        m_services.back()->start(command, m_folder.path("service.log"), {});
+        ASSERT_TRUE(turnUntil([&] {
+            return call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                        "NameHasOwner", {QString::fromStdString(name)})
+                .arguments()
+                .value(0)
+                .toBool();
+        })) << "Debian package python3-dbusmock: "
+            << contentOf(m_folder.path("service.log"));
+    }
+
+    /// The test's own way to the bus.
+    QDBusConnection connection() {
+        return QDBusConnection::connectToBus(QString::fromStdString(address()), m_name);
+    }
+
+    /// Calls and waits.
+    QDBusMessage call(const char* service, const char* path, const char* interface, const char* method,
+                      const QVariantList& arguments = {}) {
+        auto message = QDBusMessage::createMethodCall(service, path, interface, method);
+        message.setArguments(arguments);
+        return connection().call(message);
+    }
+
+    /// The bus's socket, for who connects to it or takes its place.
+    sockaddr_un place() const {
+        sockaddr_un where{};
+        where.sun_family = AF_UNIX;
+        socketPath().copy(where.sun_path, sizeof where.sun_path - 1);
+        return where;
+    }
+
+private:
+    /// The socket is there a moment before somebody listens at it.
+    bool accepts() const {
+        const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_un where = place();
+        const bool connected =
+            ::connect(socket, reinterpret_cast<const sockaddr*>(&where), sizeof where) == 0;
+        ::close(socket);
+        return connected;
+    }
+
+    TemporaryFolder m_folder;
+    const QString m_name = QString::fromStdString(m_folder.path());
+    ServerProcess m_bus;
+    std::vector<std::unique_ptr<ServerProcess>> m_services;
+};
+
+} // namespace tarvo::test

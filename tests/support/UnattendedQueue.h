@@ -1,0 +1,53 @@
+// A whole queue with nobody at it: no passwords, no browser, nobody to tell or to ask.
+#pragma once
+
+#include "queue/QueueController.h"
+
+namespace tarvo::test {
+
+class UnattendedQueue : private PasswordStore, private PageOpener, private AlertPresenter {
+public:
+    /// Everything referred to outlives it. `session` may be null.
+    UnattendedQueue(const JobEnvironment& environment, UserDefaults* session, Seconds retryDelay)
+        : m_credentials(*this, nullptr, environment.defaults, environment.clock),
+          controller({.jobs = environment,
+                      .notifications = m_notifications,
+                      .authManager = m_credentials,
+                      .pages = *this,
+                      .alerts = *this,
+                      .session = session,
+                      .retryDelay = retryDelay}) {}
+
+    /// Whether every job of the queue has succeeded.
+    bool isDone() {
+        auto& files = controller.remoteFiles();
+        return files.succeededJobs() == files.content().size();
+    }
+
+private:
+    std::vector<std::string> accounts(const std::string&) override { return {}; }
+
+    std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
+
+    void store(const std::string&, const std::string&, const std::string&) override {}
+
+    BrowserEndReason openBrowserFor(const std::shared_ptr<RemoteFile>&,
+                                    std::shared_ptr<RemoteFile>&) override {
+        return BrowserEndReason::cancelled;
+    }
+
+    void presentError(const Error&) override {}
+
+    std::size_t runAlert(const std::string&, const std::string&,
+                         const std::vector<std::string>& buttons) override {
+        return buttons.size() - 1;
+    }
+
+    NotificationCenter m_notifications;
+    AuthenticationManager m_credentials;
+
+public:
+    QueueController controller;
+};
+
+} // namespace tarvo::test
