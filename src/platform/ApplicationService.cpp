@@ -1,0 +1,57 @@
+#include "platform/ApplicationService.h"
+
+#include <QDBusMessage>
+
+#include "base/Log.h"
+
+namespace tarvo {
+
+namespace {
+
+// D-Bus Specification, "org.freedesktop.DBus.RequestName".
+constexpr uint kDoNotQueue = 4;
+constexpr uint kIsPrimaryOwner = 1;
+constexpr uint kIsOwnerAlready = 4;
+
+} // namespace
+
+ApplicationService::ApplicationService(DesktopBus& sessionBus, ApplicationRequests requests)
+    : m_sessionBus(sessionBus), m_requests(std::move(requests)) {
+}
+
+void ApplicationService::start() {
+    QDBusConnection bus = m_sessionBus.connection();
+    if (!bus.isConnected())
+        return;
+    // The object first: a call may follow the name at once.
+    if (!bus.registerObject(QString::fromLatin1(kPath), this, QDBusConnection::ExportScriptableContents))
+        Log::error("Could not put the program on the session bus");
+    auto request = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("RequestName"));
+    request << QString::fromLatin1(kName) << kDoNotQueue;
+    m_sessionBus.call(request, *this, [](const QDBusMessage& answer) {
+        const uint outcome = answer.arguments().value(0).toUInt();
+        if (outcome != kIsPrimaryOwner && outcome != kIsOwnerAlready)
+            Log::error("Could not take the name {} on the session bus: {}", kName,
+                       answer.errorMessage().toStdString());
+    });
+}
+
+void ApplicationService::Activate(const QVariantMap&) {
+    m_requests.activate();
+}
+
+void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
+    std::vector<std::string> texts;
+    texts.reserve(static_cast<std::size_t>(uris.size()));
+    for (const QString& uri : uris)
+        texts.push_back(uri.toStdString());
+    m_requests.open(texts);
+}
+
+void ApplicationService::ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {
+    m_requests.activateAction(name.toStdString());
+}
+
+} // namespace tarvo

@@ -1,0 +1,51 @@
+// The program as the desktop calls it: org.freedesktop.Application on the session's bus.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <QObject>
+#include <QStringList>
+#include <QVariantMap>
+
+#include "platform/DesktopBus.h"
+
+namespace tarvo {
+
+/// What others may ask of the running program. Main thread.
+struct ApplicationRequests {
+    std::function<void()> activate;
+    /// Addresses, API calls, and unfinished downloads as file URLs.
+    std::function<void(const std::vector<std::string>& uris)> open;
+    std::function<void(const std::string& action)> activateAction;
+};
+
+/// Desktop Entry Specification, "D-Bus Activation". The object of the name com.unregistered.Tarvo. Without a
+/// bus there is none, quietly. Main thread.
+class ApplicationService final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
+public:
+    static constexpr const char* kName = "com.unregistered.Tarvo";
+    static constexpr const char* kPath = "/com/unregistered/Tarvo";
+
+    /// `sessionBus` outlives the service.
+    ApplicationService(DesktopBus& sessionBus, ApplicationRequests requests);
+
+    /// Puts the object on the bus and takes the name.
+    void start();
+
+    // Called over the bus.
+    Q_SCRIPTABLE Q_INVOKABLE void Activate(const QVariantMap& platformData);
+    Q_SCRIPTABLE Q_INVOKABLE void Open(const QStringList& uris, const QVariantMap& platformData);
+    Q_SCRIPTABLE Q_INVOKABLE void ActivateAction(const QString& name, const QVariantList& parameter,
+                                                 const QVariantMap& platformData);
+
+private:
+    DesktopBus& m_sessionBus;
+    const ApplicationRequests m_requests;
+};
+
+} // namespace tarvo
