@@ -1,24 +1,24 @@
-// Runs the command line's downloads one after another: prepares, starts, retries, checks, tells.
+// Runs the command line's downloads on a queue of its own: hands them in, counts attempts, checks, tells.
 #pragma once
 
-#include <deque>
-#include <functional>
 #include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
 
 #include <QObject>
 #include <QTimer>
 
 #include "base/SerialQueue.h"
-#include "base/WorkQueue.h"
 #include "cli/Options.h"
 #include "cli/ProgressView.h"
-#include "jobs/AuthenticationManager.h"
-#include "jobs/CURLRemoteFile.h"
+#include "queue/QueueController.h"
 
 namespace tarvo {
 
-/// Main thread. Preparations run on a serial queue, transfers each on a thread of its own.
-class DownloadRunner : public QObject {
+/// Main thread. The queue lives in memory only. Order, places and the time between attempts are the
+/// queue's; how many attempts there are is decided here.
+class DownloadRunner : public QObject, private PageOpener, private AlertPresenter {
     Q_OBJECT
 
 public:
@@ -31,10 +31,10 @@ public:
                    AuthenticationManager& credentials, ProgressView& view, Seconds retryDelay);
     ~DownloadRunner() override;
 
-    /// Begins with the first download.
+    /// Hands all downloads to the queue and starts it.
     void start();
 
-    /// Suspends the transfer at once, saves its progress and ends.
+    /// Suspends the transfers at once, saves their progress and ends.
     void interrupt();
 
 Q_SIGNALS:
@@ -42,21 +42,32 @@ Q_SIGNALS:
     void ended(int status);
 
 private:
-    void startNext();
-    void rememberCredentials();
-    void prepare();
-    Result<void> makeReadyAskingForCredentials(const std::shared_ptr<CURLRemoteFile>& job);
-    void prepared(const Result<void>& result);
-    void transferEnded();
-    void handleFailure();
-    void retry();
-    void finishCurrent();
-    void verifyChecksum();
-    void reportFinished(bool checksumMatched);
-    void reportFailed(const Error& error);
-    void saveAllProgress();
-    void endWhenIdle(int status);
-    DownloadSnapshot snapshot() const;
+    using Job = std::shared_ptr<RemoteFile>;
+    class HashingWatch;
+
+    /// What has to be known of a download from its first attempt to its end.
+    struct Download {
+        std::int64_t retriesLeft = 0;
+        TimePoint startedAt{};  ///< the preparation, then the transfer: not what lies between
+        Seconds preparation{0}; ///< how long it took
+        bool announced = false;
+    };
+
+    void addTarget(const Target& target);
+    void rememberCredentials(const Url& url);
+    void stateChanged(const Job& job, rf_state_t oldState, rf_state_t newState);
+    void handleFailure(const Job& job);
+    void verifyChecksum(const Job& job);
+    void reportFinished(const Job& job, bool checksumMatched);
+    void reportFailed(const Job& job, const Error& error);
+    void settle(const Job& job);
+    void showProgress();
+    DownloadSnapshot snapshot(const Job& job) const;
+
+    BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
+    void presentError(const Error& error) override;
+    std::size_t runAlert(const std::string& message, const std::string& informativeText,
+                         const std::vector<std::string>& buttons) override;
 
     const Options& m_options;
     const JobEnvironment& m_environment;
@@ -64,27 +75,17 @@ private:
     ProgressView& m_view;
     const Seconds m_retryDelay;
 
-    class HashingWatch;
-
-    std::deque<Target> m_waiting;
-    std::shared_ptr<CURLRemoteFile> m_job; // the one at work
-    std::int64_t m_retriesLeft = 0;
-    TimePoint m_startedAt{};
-    bool m_announced = false;
+    std::unordered_map<const RemoteFile*, Download> m_downloads; // those that have not ended
+    std::set<std::string> m_knownServices;                       // whose credentials are remembered
+    QueueCounts m_counts;
     bool m_interrupted = false;
-    bool m_ending = false;
-    int m_status = kAllFinished;
+    bool m_anySuspended = false;
     std::shared_ptr<HashingWatch> m_hashing; // while a finished file is compared with its checksum
-
     QTimer m_progressTimer;
-    QTimer m_saveTimer;
-    QTimer m_retryTimer;
-    QTimer m_idleTimer;
+    NotificationCenter m_notifications;
 
     // Last, so that they end first: their tasks use what stands above.
-    WorkQueue m_transfers;
-    SerialQueue m_readyingQueue{"com.unregistered.tarvo2.readyingQueue"};
-    SerialQueue m_fileSavingQueue{"com.unregistered.tarvo2.fileSavingQueue"};
+    QueueController m_queue;
     SerialQueue m_hashingQueue{"com.unregistered.tarvo2.hashingQueue"};
 };
 

@@ -17,6 +17,7 @@ namespace tarvo {
 namespace {
 
 constexpr int kBadUsage = 2;
+constexpr std::int64_t kMostJobs = 256;
 
 /// The options as texts, before they mean anything.
 struct Raw {
@@ -99,6 +100,9 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
     app.add_option("-x,--connections", options.connections, "Connections for each file")
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{1}, kMostConnections));
+    app.add_option("-j,--jobs", options.jobs, "Files at once")
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{1}, kMostJobs));
     app.add_option("-i,--input-file", raw.inputFile, "Text with links, one a line; '-' is standard input")
         ->type_name("FILE");
     app.add_option("-o,--output", options.outputName, "Name of the file, for a single address")
@@ -114,6 +118,7 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000}));
+    app.add_flag("--attach", options.attach, "Hand the links to the running application and end");
     app.add_flag("--quiet", options.quiet, "Print nothing but errors");
     app.add_flag("--json", options.json, "Print one JSON object a line");
     app.add_flag("--verbose", options.verbose, "Print the log to standard error");
@@ -184,6 +189,7 @@ std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv,
     Options options;
     options.directory = settings.defaultDirectory();
     options.connections = settings.defaultThreading();
+    options.jobs = std::min(settings.defaultConcurrency(), kMostJobs);
     Raw raw;
     describe(app, options, raw);
     try { // the one library here that tells its results by exceptions

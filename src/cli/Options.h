@@ -33,6 +33,7 @@ struct Options {
     std::vector<Target> targets;
     std::string directory;        ///< absolute
     std::int64_t connections = 1; ///< for each file
+    std::int64_t jobs = 1;        ///< files at once
     std::optional<std::string> outputName;
     std::optional<Url> referer;
     std::optional<std::string> userName;
@@ -41,6 +42,7 @@ struct Options {
     std::optional<std::string> proxy;
     std::optional<Checksum> checksum;
     std::int64_t retries = 5; ///< attempts after the first
+    bool attach = false;      ///< hand everything to the running application
     bool quiet = false;
     bool json = false;
     bool verbose = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cwchar>
+#include <map>
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -17,9 +18,10 @@ namespace {
 constexpr Seconds kBetweenPlainLines{10};
 constexpr Seconds kBetweenJsonLines{1};
 
-int terminalColumns() {
+TerminalSize terminalSize() {
     winsize size{};
-    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
+    return known ? TerminalSize{size.ws_col, size.ws_row} : TerminalSize{};
 }
 
 constexpr int kSpareColumns = 3; // so that a "^C" that the terminal adds does not wrap the line
@@ -89,6 +91,32 @@ std::string percentOf(const DownloadSnapshot& download) {
     return fmt::format("{:.0f}%", std::floor(fractionOf(download) * 100));
 }
 
+/// Which of the running downloads are due for a line again.
+class Pace {
+public:
+    /// `atOnce`: a download's first line comes with its first look, not one interval later.
+    Pace(Seconds interval, bool atOnce) : m_interval(interval), m_atOnce(atOnce) {}
+
+    std::vector<DownloadSnapshot> due(const std::vector<DownloadSnapshot>& running, TimePoint now) {
+        std::map<std::string, TimePoint> last; // of those that still run
+        std::vector<DownloadSnapshot> dueNow;
+        for (const auto& download : running) {
+            const auto known = m_last.find(download.url);
+            const bool isDue = known == m_last.end() ? m_atOnce : now - known->second >= m_interval;
+            if (isDue)
+                dueNow.push_back(download);
+            last[download.url] = isDue || known == m_last.end() ? now : known->second;
+        }
+        m_last.swap(last);
+        return dueNow;
+    }
+
+private:
+    const Seconds m_interval;
+    const bool m_atOnce;
+    std::map<std::string, TimePoint> m_last;
+};
+
 class SilentView : public ProgressView {
 public:
     explicit SilentView(std::ostream& problems) : m_problems(problems) {}
@@ -97,7 +125,7 @@ public:
 
     void started(const DownloadSnapshot&) override {}
 
-    void progress(const DownloadSnapshot&, TimePoint) override {}
+    void progress(const std::vector<DownloadSnapshot>&, const QueueCounts&, TimePoint) override {}
 
     void finished(const DownloadSnapshot&, const DownloadResult&) override {}
 
@@ -121,18 +149,13 @@ public:
                                 download.size < 1 ? "unknown size" : readableBytes(download.size),
                                 download.connections, download.connections == 1 ? "" : "s")
                  << std::flush;
-        m_lastLine.reset();
     }
 
-    void progress(const DownloadSnapshot& download, TimePoint now) override {
-        if (!m_lastLine)
-            m_lastLine = now;
-        if (now - *m_lastLine < kBetweenPlainLines)
-            return;
-        m_lastLine = now;
-        m_output << fmt::format("progress {} {} {}/s\n", download.name, percentOf(download),
-                                readableBytes(download.speed))
-                 << std::flush;
+    void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
+        for (const auto& download : m_pace.due(running, now))
+            m_output << fmt::format("progress {} {} {}/s\n", download.name, percentOf(download),
+                                    readableBytes(download.speed))
+                     << std::flush;
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {
@@ -149,22 +172,28 @@ protected:
 
 private:
     std::ostream& m_output;
-    std::optional<TimePoint> m_lastLine;
+    Pace m_pace{kBetweenPlainLines, false};
 };
 
-/// A line that is drawn over itself, and a plain one when the download has ended.
+/// Live lines that are drawn over themselves, and a plain one when a download has ended.
 class TerminalView final : public PlainView {
 public:
     TerminalView(std::ostream& output, std::ostream& problems, bool colour)
         : PlainView(output, problems), m_colour(colour) {}
 
     void connecting(const DownloadSnapshot& download) override {
-        drawLine(fitted(download.name + ": connecting…", terminalColumns() - kSpareColumns));
+        draw({fitted(download.name + ": connecting…", terminalSize().columns - kSpareColumns)});
     }
 
-    void started(const DownloadSnapshot& download) override { draw(download); }
+    void started(const DownloadSnapshot& download) override {
+        if (m_drawn.size() <= 1) // beside others it waits for the next drawing of all
+            draw({terminalLine(download, terminalSize().columns, m_colour)});
+    }
 
-    void progress(const DownloadSnapshot& download, TimePoint) override { draw(download); }
+    void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts& counts,
+                  TimePoint) override {
+        draw(terminalLines(running, counts, terminalSize(), m_colour));
+    }
 
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override {
         clear();
@@ -181,24 +210,30 @@ public:
         PlainView::notice(text);
     }
 
+    void clear() override {
+        output() << toFirstLine() << (m_drawn.empty() ? "" : "\x1b[J") << std::flush;
+        m_drawn.clear();
+    }
+
 private:
-    void draw(const DownloadSnapshot& download) {
-        drawLine(terminalLine(download, terminalColumns(), m_colour));
+    /// What takes the cursor from the end of the last line to the beginning of the first.
+    std::string toFirstLine() const {
+        const std::string up = m_drawn.size() > 1 ? fmt::format("\x1b[{}A", m_drawn.size() - 1) : "";
+        return m_drawn.empty() ? "" : "\r" + up;
     }
 
-    void drawLine(const std::string& line) {
-        output() << "\r" << line << "\x1b[K" << std::flush;
-        m_drawn = true;
-    }
-
-    void clear() {
-        if (m_drawn)
-            output() << "\r\x1b[K" << std::flush;
-        m_drawn = false;
+    void draw(std::vector<std::string> lines) {
+        std::string text = toFirstLine();
+        for (std::size_t i = 0; i < lines.size(); ++i)
+            text += (i == 0 ? "\r" : "\n") + lines[i] + "\x1b[K";
+        if (lines.size() < m_drawn.size())
+            text += "\x1b[J";
+        output() << text << std::flush;
+        m_drawn = std::move(lines);
     }
 
     const bool m_colour;
-    bool m_drawn = false;
+    std::vector<std::string> m_drawn; // the lines that stand on the terminal
 };
 
 /// One JSON object a line (RFC 8259), the kind of event under "event".
@@ -210,19 +245,17 @@ public:
 
     void started(const DownloadSnapshot& download) override {
         write("started", download, {{"connections", static_cast<qint64>(download.connections)}});
-        m_lastLine.reset();
     }
 
-    void progress(const DownloadSnapshot& download, TimePoint now) override {
-        if (m_lastLine && now - *m_lastLine < kBetweenJsonLines)
-            return;
-        m_lastLine = now;
-        write("progress", download,
-              {{"bytes", static_cast<qint64>(download.bytes)},
-               {"speed", static_cast<qint64>(download.speed)},
-               {"connections", static_cast<qint64>(download.connections)},
-               {"secondsLeft",
-                download.size < 1 || download.speed < 1 ? QJsonValue() : QJsonValue(download.left.count())}});
+    void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
+        for (const auto& download : m_pace.due(running, now)) {
+            const bool isKnown = download.size > 0 && download.speed > 0;
+            write("progress", download,
+                  {{"bytes", static_cast<qint64>(download.bytes)},
+                   {"speed", static_cast<qint64>(download.speed)},
+                   {"connections", static_cast<qint64>(download.connections)},
+                   {"secondsLeft", isKnown ? QJsonValue(download.left.count()) : QJsonValue()}});
+        }
     }
 
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override {
@@ -254,7 +287,7 @@ private:
 
     std::ostream& m_output;
     std::ostream& m_problems;
-    std::optional<TimePoint> m_lastLine;
+    Pace m_pace{kBetweenJsonLines, true};
 };
 
 } // namespace
@@ -314,6 +347,26 @@ std::string terminalLine(const DownloadSnapshot& download, int columns, bool col
     if (!known || barWidth < kLeastBarWidth)
         return fitted(download.name, room) + facts;
     return fitted(download.name, nameWidth) + " " + bar(fractionOf(download), barWidth, colour) + facts;
+}
+
+std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& running,
+                                       const QueueCounts& counts, TerminalSize size, bool colour) {
+    const bool summarises = counts.total > 1;
+    // One line of the terminal stays free, so that nothing scrolls away under the drawing.
+    const auto room = static_cast<std::size_t>(std::max(size.rows - (summarises ? 2 : 1), 1));
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < std::min(running.size(), room); ++i)
+        lines.push_back(terminalLine(running[i], size.columns, colour));
+    if (!summarises)
+        return lines;
+    const std::size_t ended = counts.finished + counts.failed;
+    const std::size_t waiting = counts.total - std::min(counts.total, ended + running.size());
+    std::string summary = fmt::format("{} of {} finished", counts.finished, counts.total);
+    if (counts.failed > 0)
+        summary += fmt::format(", {} failed", counts.failed);
+    summary += fmt::format(", {} running, {} waiting", running.size(), waiting);
+    lines.push_back(fitted(summary, std::max(size.columns - kSpareColumns, 1)));
+    return lines;
 }
 
 } // namespace tarvo

@@ -1,4 +1,4 @@
-// How tarvo-get tells what happens: a terminal's line, plain lines, JSON, or nothing.
+// How tarvo-get tells what happens: a terminal's lines, plain lines, JSON, or nothing.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "base/Clock.h"
 #include "base/Error.h"
@@ -21,6 +22,13 @@ struct DownloadSnapshot {
     std::int64_t speed = 0;       ///< bytes per second
     std::int64_t connections = 0; ///< at work
     Seconds left{0};              ///< to the end at this speed
+};
+
+/// The whole of what was asked for.
+struct QueueCounts {
+    std::size_t total = 0;
+    std::size_t finished = 0;
+    std::size_t failed = 0;
 };
 
 /// What became of a finished download.
@@ -40,16 +48,20 @@ public:
     virtual void connecting(const DownloadSnapshot& download) = 0;
     virtual void started(const DownloadSnapshot& download) = 0;
 
-    /// Called ten times a second; a view shows what it has room for.
-    virtual void progress(const DownloadSnapshot& download, TimePoint now) = 0;
+    /// Called ten times a second with all that run; a view shows what it has room for.
+    virtual void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts& counts,
+                          TimePoint now) = 0;
     virtual void finished(const DownloadSnapshot& download, const DownloadResult& result) = 0;
     virtual void failed(const DownloadSnapshot& download, const Error& error) = 0;
 
     /// Something a person should know that is neither result nor progress.
     virtual void notice(const std::string& text) = 0;
+
+    /// Makes room for somebody else who is about to write to the terminal.
+    virtual void clear() {}
 };
 
-/// The view for these options: JSON lines, nothing, a live line on a terminal, else plain lines.
+/// The view for these options: JSON lines, nothing, live lines on a terminal, else plain lines.
 std::unique_ptr<ProgressView> makeProgressView(bool json, bool quiet, std::ostream& output,
                                                std::ostream& problems, bool outputIsTerminal, bool colour);
 
@@ -62,5 +74,14 @@ std::string readableDuration(Seconds duration);
 /// The one line of a terminal `columns` wide: name, bar, percent, speed, connections and time left, or what
 /// of these there is room for. Needs the locale's character types (setlocale), as QCoreApplication sets them.
 std::string terminalLine(const DownloadSnapshot& download, int columns, bool colour);
+
+struct TerminalSize {
+    int columns = 80;
+    int rows = 24;
+};
+
+/// A line for each download that there is room for and, when more than one was asked for, one for the whole.
+std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& running,
+                                       const QueueCounts& counts, TerminalSize size, bool colour);
 
 } // namespace tarvo

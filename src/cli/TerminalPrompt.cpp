@@ -82,6 +82,7 @@ std::optional<std::string> TerminalPrompt::ask(int terminal, const std::string& 
 
 std::optional<AuthenticationAnswer>
 TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
+    m_aboutToAsk();
     const FileHandle terminal(::open(m_device.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY));
     if (!terminal) {
         std::cerr << "tarvo-get: " << question.service
@@ -91,7 +92,7 @@ TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
         return std::nullopt;
     }
     const int device = terminal.descriptor();
-    say(device, "\r\x1b[K" + question.service + " asks for a user name and a password" +
+    say(device, question.service + " asks for a user name and a password" +
                     (question.shouldShowKeypairHint ? " (or accepts one of your SSH keys)" : "") + ".\n");
     const std::string shown = question.username.empty() ? "" : " [" + question.username + "]";
     auto name = ask(device, "User name" + shown + ": ", true);

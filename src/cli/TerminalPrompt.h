@@ -13,10 +13,12 @@ namespace tarvo {
 class TerminalPrompt final : public AuthenticationPrompt {
 public:
     /// `device` is the terminal to ask on; `cancelDescriptor` becomes readable when the program is to end.
-    /// A prompt that ends so calls `cancelled`, before whoever asked takes it for a mere refusal.
-    TerminalPrompt(std::string device, int cancelDescriptor, std::function<void()> cancelled)
+    /// A prompt that ends so calls `cancelled`, before whoever asked takes it for a mere refusal. Before it
+    /// writes to the terminal it calls `aboutToAsk`.
+    TerminalPrompt(std::string device, int cancelDescriptor, std::function<void()> cancelled,
+                   std::function<void()> aboutToAsk)
         : m_device(std::move(device)), m_cancelDescriptor(cancelDescriptor),
-          m_cancelled(std::move(cancelled)) {}
+          m_cancelled(std::move(cancelled)), m_aboutToAsk(std::move(aboutToAsk)) {}
 
     std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion& question) override;
 
@@ -27,6 +29,7 @@ private:
     const std::string m_device;
     const int m_cancelDescriptor;
     const std::function<void()> m_cancelled;
+    const std::function<void()> m_aboutToAsk;
 };
 
 } // namespace tarvo

@@ -11,18 +11,19 @@
 #include "app/TRLoggingManager.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/ProcessLimits.h"
 #include "base/Runloop.h"
+#include "base/SettingKeys.h"
 #include "cli/DownloadRunner.h"
-#include "cli/Interrupt.h"
 #include "cli/Options.h"
 #include "cli/TerminalPrompt.h"
+#include "platform/InstanceSocket.h"
+#include "platform/Interrupt.h"
 #include "platform/SecretServicePasswordStore.h"
 
 namespace {
 
 using namespace tarvo;
-
-constexpr Seconds kRetryDelay{11.0};
 
 void logToStandardError() {
     auto sink = std::make_shared<spdlog::sinks::stderr_sink_mt>();
@@ -33,9 +34,10 @@ void logToStandardError() {
 
 void applyToSettings(const Options& options, UserDefaults& defaults) {
     if (options.userAgent)
-        defaults.setForThisRun("CustomUserAgent", QString::fromStdString(*options.userAgent));
+        defaults.setForThisRun(SettingKey::kCustomUserAgent, QString::fromStdString(*options.userAgent));
     if (options.proxy)
-        defaults.setForThisRun("ProxyUrl", QString::fromStdString(*options.proxy));
+        defaults.setForThisRun(SettingKey::kProxyUrl, QString::fromStdString(*options.proxy));
+    defaults.setForThisRun(SettingKey::kDefaultConcurrency, static_cast<qlonglong>(options.jobs));
 }
 
 std::unique_ptr<ProgressView> viewFor(const Options& options) {
@@ -44,6 +46,25 @@ std::unique_ptr<ProgressView> viewFor(const Options& options) {
     const char* noColour = std::getenv("NO_COLOR"); // any value that is not empty (no-color.org)
     return makeProgressView(options.json, options.quiet, std::cout, std::cerr, terminal,
                             terminal && !(noColour && *noColour));
+}
+
+/// The running application downloads by its own settings: it is handed addresses and paths, nothing else.
+int attach(const Options& options, const std::string& settings) {
+    std::vector<std::string> what;
+    what.reserve(options.targets.size());
+    for (const auto& target : options.targets)
+        what.push_back(target.url ? target.url->absoluteString() : target.bundle);
+    PosixDisk disk;
+    const std::string lockFile = InstanceSocket::standardLockFile(settings);
+    const InstanceSocket application(lockFile, InstanceSocket::standardSocketPath(lockFile), disk);
+    if (const auto taken = application.handOver(what); !taken) {
+        std::cerr << "tarvo-get: no application took the links: " << taken.error().sentence() << std::endl;
+        return DownloadRunner::kSomeFailed;
+    }
+    if (!options.quiet)
+        std::cout << "the running application has taken " << what.size()
+                  << (what.size() == 1 ? " link" : " links") << std::endl;
+    return DownloadRunner::kAllFinished;
 }
 
 int download(const Options& options, UserDefaults& defaults) {
@@ -62,10 +83,11 @@ int download(const Options& options, UserDefaults& defaults) {
 
     DownloadRunner* running = nullptr;
     Interrupt interrupt([&] { running->interrupt(); });
-    TerminalPrompt prompt("/dev/tty", Interrupt::descriptor(), [&] { running->interrupt(); });
-    SecretServicePasswordStore passwords;
-    AuthenticationManager credentials(passwords, &prompt, defaults);
     const auto view = viewFor(options);
+    TerminalPrompt prompt(
+        "/dev/tty", Interrupt::descriptor(), [&] { running->interrupt(); }, [&] { view->clear(); });
+    SecretServicePasswordStore passwords;
+    AuthenticationManager credentials(passwords, &prompt, defaults, clock);
 
     DownloadRunner runner(options, environment, credentials, *view, kRetryDelay);
     running = &runner;
@@ -78,6 +100,7 @@ int download(const Options& options, UserDefaults& defaults) {
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
+    raiseOpenFilesLimit();
     int status = 0;
     {
         const Runloop::Main mainThread;
@@ -91,6 +114,8 @@ int main(int argc, char** argv) {
             (early->status == 0 ? std::cout : std::cerr) << early->text;
             return early->status;
         }
+        if (std::get<Options>(parsed).attach)
+            return attach(std::get<Options>(parsed), UserDefaults::standardPath());
         LiveCurlSegment::startUp();
         status = download(std::get<Options>(parsed), defaults);
     }

@@ -20,7 +20,9 @@ public:
 
     void started(const DownloadSnapshot&) override { events += "started "; }
 
-    void progress(const DownloadSnapshot&, TimePoint) override {}
+    void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint) override {
+        mostRunning = std::max(mostRunning, running.size());
+    }
 
     void finished(const DownloadSnapshot&, const DownloadResult&) override { events += "finished "; }
 
@@ -34,7 +36,15 @@ public:
         lastNotice = text;
     }
 
+    int count(const std::string& event) const {
+        int found = 0;
+        for (auto at = events.find(event); at != std::string::npos; at = events.find(event, at + 1))
+            ++found;
+        return found;
+    }
+
     std::string events;
+    std::size_t mostRunning = 0;
     std::string lastNotice;
     Error lastError;
 };
@@ -76,7 +86,7 @@ protected:
     FaultServer server;
     JobHarness harness;
     BobsKeyring keyring;
-    AuthenticationManager credentials{keyring, nullptr, harness.defaults};
+    AuthenticationManager credentials{keyring, nullptr, harness.defaults, harness.clock};
     Recorder view;
     Options options;
 };
@@ -97,11 +107,25 @@ TEST_F(DownloadRunnerTest, AnAttemptInTheMiddleFetchesOnlyWhatIsMissing) {
         << view.events;
 }
 
-TEST_F(DownloadRunnerTest, GivesUpAfterTheAttemptsAndGoesOnWithTheNext) {
-    EXPECT_EQ(run({server.url(kSize, "status=503", "bad"), server.url(kSize)}), 1);
-    EXPECT_EQ(view.events, "connecting notice connecting notice connecting notice connecting failed "
-                           "connecting started finished ");
+TEST_F(DownloadRunnerTest, GivesUpAfterTheAttemptsAndHoldsNobodyElseUp) {
+    const std::string twice = server.url(kSize);
+    EXPECT_EQ(run({server.url(kSize, "status=503", "bad"), twice, twice}), 1);
+    EXPECT_EQ(view.count("notice"), 4); // three attempts more, and one address that was there already
+    EXPECT_EQ(view.count("finished"), 1);
+    EXPECT_LT(view.events.find("finished"), view.events.find("failed")) << view.events;
     EXPECT_EQ(view.lastError.code, 503);
+    EXPECT_FALSE(harness.exists("sample (2).bin"));
+}
+
+TEST_F(DownloadRunnerTest, AsManyAsAskedForRunAtOnceInTheirOrder) {
+    harness.defaults.setForThisRun("DefaultConcurrency", 3);
+    std::vector<std::string> urls;
+    for (int i = 0; i < 12; ++i)
+        urls.push_back(server.url(kSize, "rate=400000", "file" + std::to_string(i)));
+    EXPECT_EQ(run(urls), 0);
+    EXPECT_EQ(view.mostRunning, 3u);
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(fileIsSample(harness.folder.path("file" + std::to_string(i)), kSize), "");
 }
 
 TEST_F(DownloadRunnerTest, WhatWillNotPassIsNotTriedAgain) {

@@ -1,5 +1,5 @@
 // Ctrl-C, kill -9 and the terminal's closing: how fast it ends, and what the next run has to fetch again.
-#include "cli/Interrupt.h"
+#include "platform/Interrupt.h"
 #include "ProgramTest.h"
 
 #include <csignal>

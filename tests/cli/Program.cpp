@@ -94,7 +94,7 @@ void closeOnce(int& descriptor) {
 
 Program::Program(const TemporaryFolder& home, const std::vector<std::string>& arguments,
                  const Surroundings& surroundings) {
-    std::vector<std::string> words{TARVO_GET};
+    std::vector<std::string> words{TARVO_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = environmentFor(home, surroundings.environment);
     const auto argv = pointersTo(words);

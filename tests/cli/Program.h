@@ -1,4 +1,4 @@
-// The built tarvo-get as a child process, and everything a person or a script can do to it.
+// A built program as a child process, and everything a person or a script can do to it.
 #pragma once
 
 #include "support/TemporaryFolder.h"

@@ -41,7 +41,7 @@ void tellAll(ProgressView& view, const DownloadSnapshot& download) {
     view.connecting(download);
     view.started(download);
     for (int tenths = 1; tenths <= 25; ++tenths)
-        view.progress(download, start + milliseconds(100) * tenths);
+        view.progress({download}, {1, 0, 0}, start + milliseconds(100) * tenths);
     view.notice("by the way");
     view.finished(download, {"/x/" + download.name, download.size, Seconds(2), true});
     view.failed(download, {"domain", 7, "It broke.", "Mend it."});
@@ -144,11 +144,25 @@ TEST(TerminalView, DrawsOneLineOverItselfAndClearsItBeforeWords) {
         const std::string all = written.output.str();
         EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1); // after "finished …"
         EXPECT_NE(all.find("connecting"), std::string::npos);
-        EXPECT_NE(all.find("\r\x1b[K"
+        EXPECT_NE(all.find("\r\x1b[J"
                            "finished /x/sample.bin"),
                   std::string::npos);
         EXPECT_EQ(all.find("\x1b[32m") != std::string::npos, colour);
     }
+}
+
+TEST(TerminalLines, AreNoMoreThanTheTerminalHasAndTellOfTheRest) {
+    ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
+    const std::vector<DownloadSnapshot> running(10, halfOf(1000));
+    const auto all = terminalLines(running, {1000, 20, 3}, {80, 24}, false);
+    ASSERT_EQ(all.size(), 11u);
+    EXPECT_TRUE(all.back().starts_with("20 of 1000 finished, 3 failed, 10 running, 967 waiting"))
+        << all.back();
+    const auto few = terminalLines(running, {1000, 20, 0}, {40, 5}, false);
+    ASSERT_EQ(few.size(), 4u);
+    for (const auto& line : few)
+        EXPECT_EQ(columnsOf(line), 37);
+    EXPECT_EQ(terminalLines({halfOf(1000)}, {1, 0, 0}, {80, 24}, false).size(), 1u);
 }
 
 } // namespace tarvo::test
