@@ -10,7 +10,7 @@ failures=0
 # A tree of two rooms and a program, the lower one with a folder in it, with nothing to complain of.
 make_tree() {
     rm -rf "${tree:?}"/*
-    mkdir -p "$tree"/{src/{low/deep,high/upper,cli},tests/{low,support},translations,cmake,bench,.ci}
+    mkdir -p "$tree"/{src/{low/deep,high/upper,cli},tests/{low,support},translations,cmake,bench,packaging,fuzz,.ci}
     cd "$tree"
     echo 'tarvo_library(t_low PkgConfig::CURL)' >src/low/CMakeLists.txt
     printf '%s\n' 'tarvo_library(t_upper # the text of a comment: t_cli)' '    t_low)' >src/high/upper/CMakeLists.txt
@@ -84,6 +84,8 @@ printf '// a\tb\n' >>src/low/Low.cpp
 broken blanks 'src/low/Low.cpp:3'
 echo 'word ' >Readme.md
 broken blanks 'Readme.md:1'
+printf 'Name=x \n' >packaging/x.desktop
+broken blanks 'packaging/x.desktop:1'
 printf 'text \n' >.ci/run
 broken blanks '.ci/run:1'
 

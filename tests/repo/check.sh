@@ -106,7 +106,7 @@ rule_purpose() {
         [[ $first =~ ^//\ +[^[:space:]] ]] && continue
         [[ $file == *.cpp && -e ${file%.cpp}.h && $first == "#include \""*"$(basename "$file" .cpp).h\"" ]] && continue
         complain "$file:1" "does not say what the file is for"
-    done < <(sources src tests)
+    done < <(sources src tests fuzz)
 }
 
 # --- mirror: tests/ has the folders of src/, and a few that serve all tests
@@ -114,7 +114,7 @@ rule_purpose() {
 rule_mirror() {
     local folder
     while IFS= read -r folder; do
-        [[ $folder =~ ^(support|support_tests|sample_server|servers|repo)(/|$) || -d src/$folder ]] ||
+        [[ $folder =~ ^(support|support_tests|sample_server|queue_runner|servers|repo)(/|$) || -d src/$folder ]] ||
             complain "tests/$folder" "mirrors no folder of src/"
     done < <(sources tests | sed -E 's|^tests/||; s|/?[^/]*$||' | sort -u)
 }
@@ -141,7 +141,8 @@ rule_blanks() {
     local place
     while IFS= read -r place; do
         complain "$place" "tab, or blanks at the end of the line"
-    done < <(find . -maxdepth 1 -type f ! -name '.git' | cat - <(find src tests cmake bench translations .ci -type f) |
+    done < <({ find . -maxdepth 1 -type f ! -name '.git' &&
+        find src tests fuzz cmake bench packaging translations .ci -type f ! -path 'fuzz/corpus/*'; } |
         xargs -d '\n' grep -nIE $'\t|[[:blank:]]$' | cut -d: -f1,2 || true)
 }
 

@@ -70,6 +70,7 @@ TEST(FtpServer, OnlyTheRightPasswordOpens) {
     EXPECT_EQ(outcome(harness, server.url("/a.bin"), kSize), kRefused);
     EXPECT_EQ(outcome(harness, server.url("/a.bin"), kSize, token("bob", "wrong")), kRefused);
     EXPECT_EQ(outcome(harness, server.url("/a.bin"), kSize, token("bob", "secret")), "") << server.log();
+    EXPECT_EQ(outcome(harness, server.url("/a.bin"), kSize), kRefused) << "whoever was there before";
 }
 
 TEST(SftpServer, ThePasswordOrTheKeyOpens) {
@@ -82,6 +83,22 @@ TEST(SftpServer, ThePasswordOrTheKeyOpens) {
     EXPECT_EQ(outcome(harness, url, kSize, token(server.user(), "secret")), "");
     EXPECT_EQ(outcome(harness, url, kSize, token(server.user(), "", server.keyFolder())), "");
     EXPECT_EQ(fileIsSample(harness.folder.path("a (2).bin"), kSize), "");
+}
+
+TEST(SftpServer, AnOpenSessionServesNobodyElseAndMayEndWhileItWaits) {
+    SshServer server;
+    JobHarness harness;
+    server.addFile("a.bin", kSize);
+    const std::string url = server.url("a.bin");
+    const auto auth = token(server.user(), "secret");
+    EXPECT_EQ(outcome(harness, url, kSize, auth), "");
+    ASSERT_GT(harness.transfers.connectionPools->idleCount(), 0u);
+    EXPECT_EQ(outcome(harness, url, kSize, token(server.user(), "wrong")), kRefused);
+    EXPECT_EQ(outcome(harness, url, kSize), kRefused);
+    EXPECT_EQ(outcome(harness, url, kSize, auth), "") << "with the sessions of the first";
+    server.stop();
+    server.start();
+    EXPECT_EQ(outcome(harness, url, kSize, auth), "") << "with sessions that have ended meanwhile";
 }
 
 TEST(SftpServer, TheSmallestFilesAndWhatIsNoFile) {

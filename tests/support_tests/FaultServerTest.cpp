@@ -3,7 +3,9 @@
 #include "Fetch.h"
 #include "support/SampleData.h"
 
+#include <algorithm>
 #include <chrono>
+#include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -90,6 +92,24 @@ TEST_F(FaultServerTest, CutsStallsAndSilence) {
     const Fetched silent = fetch(m_server.url(kSize, "silent"), {.timeoutMs = 300});
     EXPECT_EQ(silent.code, CURLE_OPERATION_TIMEDOUT);
     EXPECT_EQ(silent.status, 0);
+}
+
+TEST_F(FaultServerTest, RandomFaultsAreOfFourKindsAndCanBeRepeated) {
+    const auto outcomes = [this](const std::string& name, const std::string& seed) {
+        std::vector<long> all;
+        for (int i = 0; i < 40; ++i) {
+            const Fetched fetched = fetch(m_server.url(20'000, "random=" + seed, name), {.timeoutMs = 200});
+            all.push_back(fetched.code == CURLE_OK ? fetched.status : static_cast<long>(fetched.code));
+        }
+        return all;
+    };
+    const auto first = outcomes("a", "7");
+    const std::set<long> kinds(first.begin(), first.end());
+    EXPECT_EQ(kinds,
+              (std::set<long>{200, 503, CURLE_RECV_ERROR, CURLE_PARTIAL_FILE, CURLE_OPERATION_TIMEDOUT}));
+    EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), 200)), 27, 8);
+    EXPECT_EQ(outcomes("b", "7"), first);
+    EXPECT_NE(outcomes("c", "8"), first);
 }
 
 TEST_F(FaultServerTest, FaultsShowOnlyWhenTheyShall) {

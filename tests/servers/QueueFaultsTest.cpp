@@ -1,0 +1,87 @@
+// A queue on a server of which a third of all answers fail: everything arrives, and nothing stays behind.
+#include "base/SettingKeys.h"
+#include "support/FaultServer.h"
+#include "support/JobHarness.h"
+#include "support/SampleData.h"
+#include "support/UnattendedQueue.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+#include <spdlog/fmt/fmt.h>
+
+namespace tarvo::test {
+
+namespace {
+
+constexpr std::int64_t kSize = 40'000;
+constexpr std::int64_t kConnections = 4;
+constexpr Seconds kRetryDelay{0.05};
+
+std::ptrdiff_t entriesOf(const std::string& folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+} // namespace
+
+class QueueFaultsTest : public ::testing::Test {
+protected:
+    QueueFaultsTest() {
+        harness.transfers.probeTimeLimit = Seconds(0.15);
+        harness.environment.stallTimeout = Seconds(0.3);
+        harness.defaults.setForThisRun(SettingKey::kDefaultConcurrency, 8);
+    }
+
+    /// Downloads files of these numbers as a queue and ends it; nothing of it is left but the files.
+    void runQueue(int first, int end, std::chrono::seconds limit) {
+        UnattendedQueue queue(harness.environment, nullptr, kRetryDelay);
+        std::vector<std::shared_ptr<RemoteFile>> jobs;
+        for (int i = first; i < end; ++i)
+            jobs.push_back(
+                harness.job(server.url(kSize, fmt::format("random={}", i), nameOf(i)), kConnections));
+        ASSERT_TRUE(queue.controller.addDownloads(jobs));
+        jobs.clear();
+        queue.controller.toggleAutorun();
+        EXPECT_TRUE(turnUntil([&] { return queue.isDone(); }, limit));
+        bool ended = false;
+        QObject::connect(&queue.controller, &QueueController::ended, [&] { ended = true; });
+        queue.controller.quit();
+        EXPECT_TRUE(turnUntil([&] { return ended; }));
+    }
+
+    /// What this process has while no connection is open, on neither side of it.
+    std::pair<std::ptrdiff_t, std::ptrdiff_t> threadsAndDescriptors() {
+        harness.transfers.connectionPools->closeIdle(TimePoint::max());
+        server.stop();
+        const std::pair counted{entriesOf("/proc/self/task"), entriesOf("/proc/self/fd")};
+        server.start();
+        return counted;
+    }
+
+    void downloadAll(int count, std::chrono::seconds limit) {
+        runQueue(0, 1, limit); // for the threads that stay: those of the harness
+        const auto before = threadsAndDescriptors();
+        runQueue(1, count, limit);
+        EXPECT_EQ(threadsAndDescriptors(), before);
+        for (int i = 0; i < count; ++i)
+            EXPECT_EQ(fileIsSample(harness.folder.path(nameOf(i)), kSize), "") << nameOf(i);
+        EXPECT_EQ(entriesOf(harness.folder.path()), count) << "files, and nothing else";
+        EXPECT_TRUE(server.problems().empty());
+    }
+
+    FaultServer server;
+    JobHarness harness;
+
+private:
+    static std::string nameOf(int number) { return fmt::format("file{:03}.bin", number); }
+};
+
+TEST_F(QueueFaultsTest, EverythingArrivesAndNothingStaysBehind) {
+    downloadAll(100, std::chrono::seconds(100));
+}
+
+TEST_F(QueueFaultsTest, DISABLED_FiveHundredFiles) {
+    downloadAll(500, std::chrono::seconds(600));
+}
+
+} // namespace tarvo::test
