@@ -1,0 +1,139 @@
+// Links are found in whatever a desktop hands over, also where somebody would rather stop the program.
+#include "input/TRPasteboardExtractor.h"
+
+#include <chrono>
+
+#include <gtest/gtest.h>
+
+#include "input/RTFLinks.h"
+
+namespace tarvo {
+
+using Texts = std::vector<std::string>;
+using Extractor = TRPasteboardExtractor;
+
+namespace {
+
+Texts linksOf(const std::vector<MimeData>& data) {
+    return Extractor::findURLsInPasteboard(pasteboardFromMimeData(data));
+}
+
+std::string repeated(std::string_view text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+} // namespace
+
+TEST(FindURLsInHTML, FindsWhatTheExpressionFinds) {
+    const std::pair<const char*, Texts> cases[] = {
+        {"", {}},
+        {R"(<A class="x" HREF="http://a/?p=1&amp;q=2">y</A>)", {"http://a/?p=1&q=2"}},
+        {R"(<a href="x"><a href="mailto:me"> <area href="/y">)", {"x", "mailto:me", "/y"}},
+        {R"(<p href="x"> <a href='x'> <a href=x>)", {}},
+        {"<a\nhref=\"x\"> <a href=\"y\"\n>", {}}, // a line each, as "." ends with it
+        {R"(<a href="x" <a href="y">)", {"x"}},   // the tag ends where the first ">" is
+        {R"(<a href="">z" href="y">)", {"\">z"}}, // at least one character
+        {R"(<a href="x)", {}},
+        {R"(<a href="a&#10;http://b/&#13;&#9;c">)", {"ahttp://b/c"}}, // one link stays one line
+    };
+    for (const auto& [html, links] : cases)
+        EXPECT_EQ(Extractor::findURLsInHTML(html), links) << html;
+}
+
+TEST(FindURLsInHTML, HostileTextCostsNoMoreThanItsLength) {
+    const auto begin = std::chrono::steady_clock::now();
+    constexpr int many = 300'000;
+    EXPECT_TRUE(Extractor::findURLsInHTML(repeated("<a", many)).empty());
+    EXPECT_TRUE(Extractor::findURLsInHTML(repeated("<a href=\"", many)).empty());
+    EXPECT_TRUE(Extractor::findURLsInHTML("<a href=\"x" + repeated("\"", many)).empty());
+    EXPECT_EQ(Extractor::findURLsInHTML("<a href=\"" + repeated("&#x;", many) + "\">").size(), 1u);
+    EXPECT_TRUE(linksOfRTF(repeated("{\\field", many)).empty());
+    EXPECT_TRUE(linksOfRTF(repeated("{\\*\\fldinst HYPERLINK ", many)).empty());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30)); // squared, it were hours
+}
+
+TEST(LinksOfRTF, AreThoseOfItsFields) {
+    const std::pair<const char*, Texts> cases[] = {
+        {R"({\rtf1{\field{\*\fldinst HYPERLINK "http://a/x"}{\fldrslt http://not/}}})", {"http://a/x"}},
+        {R"({\field{\*\fldinst{\rtlch\af0 hyperlink  }{"http://a/}{y"}}{\fldrslt y}}{\fldinst HYPERLINK ftp://b/})",
+         {"http://a/y", "ftp://b/"}},
+        {R"({\fldinst HYPERLINK \\o "a \\"tip" "http://a/" \\t "w" \\l "place"})", {"http://a/#place"}},
+        {R"({\fldinst HYPERLINK \\l "place"}{\fldinst PAGEREF "http://a/"}{\fldinst HYPERLINK "page.html"})",
+         {}},
+        {R"({\fldinst HYPERLINK "http://a/\'7bx\'7D\u-10179?\u-8704\'3f"})",
+         {"http://a/%7Bx%7D%F0%9F%98%80"}},
+        {R"({\fldinst HYPERLINK "http://a/{\uc2\u233 ?!}\u232 ?!{\uc0\u234}z"})",
+         {"http://a/%C3%A9%C3%A8!%C3%AAz"}},
+        {"{\\fldinst HYPERLINK \"http://\r\na/\\bin3 }}}b\\~c\"}", {"http://a/b%20c"}},
+        {R"(}}}{\fldinst HYPERLINK "http://a/"})", {"http://a/"}},
+        {R"({\fldinst HYPERLINK "http://a/)", {}},
+        {"{\\", {}},
+        {"{\\fldinst HYPERLINK \"http://a/\\'", {}},
+        {"{\\bin99999999999999999999 {\\bin-5 \\u", {}},
+    };
+    for (const auto& [rtf, links] : cases)
+        EXPECT_EQ(linksOfRTF(rtf), links) << rtf;
+}
+
+TEST(LinksOfRTF, GroupsMayBeDeepButNotBottomless) {
+    const std::string link = R"({\fldinst HYPERLINK "http://a/"})";
+    EXPECT_EQ(linksOfRTF(repeated("{", 400) + link), Texts{"http://a/"});
+    EXPECT_EQ(linksOfRTF(link + repeated("{", 100'000) + link), Texts{"http://a/"});
+}
+
+TEST(FindURLsInPasteboard, KeepsTheOrderOfItsSourcesAndEachLinkOnce) {
+    EXPECT_EQ(linksOf({{"text/plain",
+                        "http://a/x\nhttp://a/x\r\n see <a href=\"http://a/z\">\n ftp://b/y\nmailto:x"}}),
+              (Texts{"http://a/x", "http://a/z", " ftp://b/y"}));
+    EXPECT_EQ(linksOf({{"text/plain", "http://p/\nhttp://h/"},
+                       {"application/rtf", R"({\fldinst HYPERLINK "http://r/"})"},
+                       {"text/html", R"(<a href="http://h/"> <a href="http://r/">)"}}),
+              (Texts{"http://h/", "http://r/", "http://p/"}));
+    EXPECT_EQ(linksOf({}), Texts{});
+}
+
+TEST(PasteboardFromMimeData, ReadsTheFormsOfDesktops) {
+    const std::string utf16("\xFF\xFEh\0t\0t\0p\0:\0/\0/\0a\0/\0", 20);
+    EXPECT_EQ(linksOf({{"text/plain;charset=UTF-16LE", utf16.substr(2)}}), Texts{"http://a/"});
+    EXPECT_EQ(linksOf({{"text/plain", utf16}}), Texts{"http://a/"});
+    EXPECT_EQ(linksOf({{"text/plain", "http://first/"}, {"text/plain; charset=\"utf-8\"", "http://ü/"}}),
+              Texts{"http://ü/"});
+    EXPECT_EQ(linksOf({{"text/plain;charset=utf-8", "http://ü/"}, {"text/plain", "http://second/"}}),
+              Texts{"http://ü/"});
+    EXPECT_EQ(linksOf({{"Text/HTML;charset=iso-8859-1", "<a href=\"http://a/\xFC\">"}}), Texts{"http://a/ü"});
+    EXPECT_EQ(linksOf({{"text/plain;charset=x-unheard-of", "http://a/"}, {"image/png", "http://b/"}}),
+              Texts{"http://a/"});
+    EXPECT_EQ(linksOf({{"text/uri-list", "# a comment\r\nhttp://a/x\r\nfile:///tmp/y\r\n"}}),
+              Texts{"http://a/x"});
+    EXPECT_EQ(linksOf({{"text/plain", "http://a/" + std::string(40 << 20, 'x')}}), Texts{});
+}
+
+TEST(DraggedFiles, AreTakenOnlyIfTheyAreUnfinishedDownloads) {
+    const auto drag = [](const std::string& list) {
+        return pasteboardFromMimeData({{"text/uri-list", list}});
+    };
+    const auto suggested = [](const Pasteboard& board) {
+        return Extractor::suggestedDragOperationForPboard(board);
+    };
+    const auto mixed = drag("FILE:///tmp/a.iso\r\nfile:///tmp/x%20y.trdownload/"
+                            "\r\nfile:z.trdownload\r\nhttp://a/b.trdownload\r\n");
+    EXPECT_EQ(suggested(mixed), DragOperation::copy);
+    const auto bundles = Extractor::findTarvoIncompleteFilesInPasteboard(mixed);
+    ASSERT_EQ(bundles.size(), 1u);
+    EXPECT_EQ(bundles[0].localPath(), "/tmp/x y.trdownload/");
+    EXPECT_EQ(suggested(drag("file:///tmp/a.iso\nhttp://a/")), DragOperation::none);
+    EXPECT_EQ(suggested(drag("http://a/")), DragOperation::copy);
+    EXPECT_EQ(suggested(pasteboardFromMimeData({{"text/rtf", "{}"}})), DragOperation::copy);
+    EXPECT_EQ(suggested(pasteboardFromMimeData({{"image/png", "x"}})), DragOperation::none);
+}
+
+TEST(TextForPasting, BeginsOnALineOfItsOwn) {
+    EXPECT_EQ(Extractor::textForPasting("", {"a", "b"}), "\na\nb");
+    EXPECT_EQ(Extractor::textForPasting("x", {"a"}), "\na");
+    EXPECT_EQ(Extractor::textForPasting("x\n", {"a", "b"}), "a\nb");
+}
+
+} // namespace tarvo

@@ -1,0 +1,118 @@
+// Text becomes the address that it stands for, and nothing hides in it.
+#include "input/TRStringURL.h"
+
+#include <gtest/gtest.h>
+
+#include "input/HTMLEntities.h"
+
+namespace tarvo {
+
+namespace {
+
+/// The address of a text; "-" when it is unsupported, "none" when it is supported but no address.
+std::string addressOf(const std::string& text) {
+    const TRStringURL candidate(text);
+    if (!candidate.isSupported())
+        return "-";
+    const auto url = candidate.formattedURL();
+    return url ? url->absoluteString() : "none";
+}
+
+} // namespace
+
+TEST(TRStringURL, TakesATextApart) {
+    const TRStringURL url("\t https://user:pw:x@host:8080:9/a/b (1).zip?x=1?y=2 ");
+    EXPECT_EQ(url.scheme(), "https");
+    EXPECT_EQ(url.authority(), "user:pw:x@host:8080:9");
+    EXPECT_EQ(url.otherHalfOfAuthority(), "/a/b (1).zip?x=1?y=2");
+    EXPECT_EQ(url.path(), "/a/b (1).zip");
+    EXPECT_EQ(url.query(), "x=1");
+    EXPECT_EQ(url.userpass(), "user:pw:x");
+    EXPECT_EQ(url.hostport(), "host:8080:9");
+    EXPECT_EQ(url.username(), "user");
+    EXPECT_EQ(url.password(), "pw");
+    EXPECT_EQ(url.hostname(), "host");
+    EXPECT_EQ(url.port(), "8080");
+}
+
+TEST(TRStringURL, WhatIsMissingReadsAsNone) {
+    const TRStringURL bare("ftp://host");
+    EXPECT_EQ(bare.otherHalfOfAuthority(), std::nullopt);
+    EXPECT_EQ(bare.path(), std::nullopt);
+    EXPECT_EQ(bare.query(), std::nullopt);
+    EXPECT_EQ(bare.userpass(), std::nullopt);
+    EXPECT_EQ(bare.port(), std::nullopt);
+    EXPECT_EQ(TRStringURL("ftp://user:@host/").password(), std::nullopt);
+    for (const TRStringURL& none : {TRStringURL("host/x"), TRStringURL("")}) {
+        EXPECT_EQ(none.scheme(), std::nullopt);
+        EXPECT_EQ(none.authority(), std::nullopt);
+        EXPECT_EQ(none.formattedURL(), std::nullopt);
+    }
+    EXPECT_FALSE(TRStringURL(std::nullopt).isSupported());
+    EXPECT_EQ(TRStringURL(std::nullopt).decodedString(), std::nullopt);
+}
+
+TEST(TRStringURL, OnlyTransfersAreSupported) {
+    EXPECT_EQ(addressOf("sftp://host/file"), "sftp://host/file");
+    EXPECT_EQ(addressOf("ftp://host/file"), "ftp://host/file");
+    for (const char* other :
+         {"file:///etc/passwd", "HTTP://host/x", "see http://x", "host/x", "javascript:alert(1)",
+          "data:text/plain,x", "\nhttp://host/x", "http:/host/x", ""})
+        EXPECT_EQ(addressOf(other), "-") << other;
+}
+
+TEST(TRStringURL, EscapesThePathOnceAndTheQueryNever) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"  https://user:pw@host:8080/a (1).zip?x=1  ", "https://user:pw@host:8080/a%20%281%29.zip?x=1"},
+        {"http://h/a%20b%2520%c3%bc", "http://h/a%20b%2520%C3%BC"},
+        {"http://h/;@&=+$,'()[]ü", "http://h/%3B%40%26%3D%2B%24%2C%27%28%29%5B%5D%C3%BC"},
+        {"http://h/-._~:!*/%2d", "http://h/-._~:!*/-"},
+        {"http://h/100%/%zz/%f", "http://h/100%25/%25zz/%25f"},
+        {"http://h/a%ff", "http://h/a%FF"},
+        {"http://h/C%23.zip#part", "http://h/C%23.zip#part"},
+        {"http://h/a%3Fb?q=%28(", "http://h/a%3Fb?q=%28("},
+        {"http://user@h/x", "http://user@h/x"},
+        {"http://user:@h/x", "http://user@h/x"},
+        {"http://h?q=1", "http://h?q=1"},
+        {"http://[::1]:8080/x", "http://[::1]:8080/x"},
+        {"http://[::1]#part", "http://[::1]#part"},
+    };
+    for (const auto& [text, address] : cases)
+        EXPECT_EQ(addressOf(text), address);
+}
+
+TEST(TRStringURL, NothingIsSmuggledIntoTheAddress) {
+    EXPECT_EQ(addressOf("http://h/x\r\nHost: evil"), "http://h/x%0D%0AHost:%20evil");
+    EXPECT_EQ(addressOf("http://h/x?q\r\nHost: evil"), "http://h/x?q%0D%0AHost:%20evil");
+    for (const char* text : {"http://h\r\n/x", "http://h ost/", "http://h:1x/", "http://",
+                             "http:///etc/passwd", "http://h%00/", "http://[::1/"})
+        EXPECT_EQ(addressOf(text), "none") << text;
+}
+
+TEST(TRStringURL, ReadsTheAddressesOfAListOnce) {
+    const auto urls =
+        supportedURLs("http://a/x y\r\n\nftp://b/\nfile:///x\nhttp://a/x%20y\nhttp://:\nsftp://c/");
+    std::vector<std::string> texts;
+    for (const Url& url : urls)
+        texts.push_back(url.absoluteString());
+    EXPECT_EQ(texts, (std::vector<std::string>{"http://a/x%20y", "ftp://b/", "sftp://c/"}));
+}
+
+TEST(HTMLEntities, AreDecodedOrKept) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"a &amp; b &lt;c&gt; &#65;&#x42; &foo;", "a & b <c> AB &foo;"},
+        {"&quot;&apos;&amp;lt;", "\"'&lt;"},
+        {"&#65&#66x", "ABx"},
+        {"&#zz; &#x; &# &#", "&#zz; &#x; &# &#"},
+        {"&#a&amp;b", "&#a&amp;b"}, // up to the ";" it is the text of a number that could not be read
+        {"&#xD83D;&#xDE00; &#128512;", "😀 😀"},
+        {"&#xD83D;x", "\xEF\xBF\xBDx"},
+        {"&#x110000; &#99999999999999999999;", "&#x110000; &#99999999999999999999;"},
+        {"&", "&"},
+        {"\xFF&amp;", "\xEF\xBF\xBD&"},
+    };
+    for (const auto& [text, decoded] : cases)
+        EXPECT_EQ(stringByDecodingXMLEntities(text), decoded) << text;
+}
+
+} // namespace tarvo
