@@ -1,0 +1,54 @@
+// Answers for a program that nobody sits at: questions get the harmless answer, errors become notices.
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+
+#include "app/ApplicationPresence.h"
+#include "queue/AlertPresenter.h"
+#include "queue/AutomaticTermination.h"
+#include "queue/PageOpener.h"
+#include "queue/UserNotices.h"
+
+namespace tarvo {
+
+/// Main thread, except for pages, which are declined on any.
+class HeadlessDesk final : public QObject,
+                           public AlertPresenter,
+                           public ApplicationPresence,
+                           public AutomaticTermination,
+                           public PageOpener {
+    Q_OBJECT
+
+public:
+    /// `notices` outlives the desk.
+    explicit HeadlessDesk(UserNotices& notices);
+
+    void presentError(const Error& error) override;
+
+    /// "Cancel" where there is such a button, else the last one.
+    std::size_t runAlert(const std::string& message, const std::string& informativeText,
+                         const std::vector<std::string>& buttons) override;
+
+    void showStatusItem() override {}
+
+    void removeStatusItem() override {}
+
+    void setIconVisible(bool) override {}
+
+    void enableAutomaticTermination(const std::string& reason) override;
+    void disableAutomaticTermination(const std::string& reason) override;
+
+    BrowserEndReason openBrowserFor(const std::shared_ptr<RemoteFile>& job,
+                                    std::shared_ptr<RemoteFile>& replacement) override;
+
+Q_SIGNALS:
+    /// Automatic termination has been enabled for a while, in which nothing has come.
+    void nobodyNeedsTheProgram();
+
+private:
+    UserNotices& m_notices;
+    QTimer m_termination;
+};
+
+} // namespace tarvo

@@ -1,0 +1,14 @@
+#include "app/LaunchArgumentsProcessor.h"
+
+#include <algorithm>
+
+namespace tarvo {
+
+void LaunchArgumentsProcessor::processLaunchArguments(const std::vector<std::string>& arguments) {
+    if (std::find(arguments.begin(), arguments.end(), kResetDefaultsOption) == arguments.end())
+        return;
+    m_defaults.removeAll();
+    m_defaults.flush();
+}
+
+} // namespace tarvo

@@ -1,0 +1,28 @@
+// The port to the one place to which everything is handed that the program is to download.
+#pragma once
+
+#include <string>
+
+#include "input/Pasteboard.h"
+
+namespace tarvo {
+
+/// Main thread. A window, or what takes its place where there is none.
+class MainWindow {
+public:
+    virtual ~MainWindow() = default;
+
+    /// The links in `text`, one a line.
+    virtual void addDownloadFromString(const std::string& text) = 0;
+
+    /// The unfinished download in the folder `bundle` (absolute path).
+    virtual void addDownloadFromBundleFile(const std::string& bundle) = 0;
+
+    /// What was dropped or pasted. Answers whether there was anything to take.
+    virtual bool acceptDrop(const Pasteboard& pasteboard) = 0;
+
+    virtual void toggleAutorun() = 0;
+    virtual void bringToFront() = 0;
+};
+
+} // namespace tarvo

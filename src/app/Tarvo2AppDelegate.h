@@ -1,0 +1,79 @@
+// Brings the program up in its fixed order, and takes what it is handed, also before it is ready for it.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/ApplicationModeManager.h"
+#include "app/MainWindow.h"
+#include "app/Settings.h"
+#include "app/StartupErrorTracker.h"
+#include "app/TRMetricsManager.h"
+#include "base/NotificationCenter.h"
+
+namespace tarvo {
+
+/// Main thread. Additions that come before there is a main window wait for it, in their order.
+class Tarvo2AppDelegate {
+public:
+    /// Everything referred to outlives the delegate.
+    struct Environment {
+        std::vector<std::string> arguments; ///< of the process, without its name
+        std::string homeFolder;
+        UserDefaults& defaults;
+        const Settings& settings;
+        NotificationCenter& notifications;
+        AlertPresenter& alerts;
+        ApplicationPresence& presence;
+        std::function<void()> setUpLogging;
+        std::function<void()> emailSupport;
+        std::function<void()> startCrashReporting;
+        /// Restores the saved session on the way.
+        std::function<std::unique_ptr<MainWindow>()> makeMainWindow;
+    };
+
+    explicit Tarvo2AppDelegate(Environment environment);
+    ~Tarvo2AppDelegate();
+
+    void applicationWillFinishLaunching();
+    void applicationDidFinishLaunching();
+
+    /// The program was asked for while it runs.
+    void reopen();
+
+    /// What the program was started with or is handed while it runs: addresses, API calls, and unfinished
+    /// downloads by path or file URL.
+    void open(const std::vector<std::string>& what);
+
+    /// An unfinished download, by its path.
+    void openFile(const std::string& bundle) { addBundleFileToTarvo(bundle); }
+
+    /// An address that was opened with this program: an API call, or one of sftp.
+    void getUrl(const std::string& text);
+
+    void addStringToTarvo(const std::string& text);
+    void addBundleFileToTarvo(const std::string& bundle);
+
+    /// Answers at once that it was taken when nobody can have looked at it yet.
+    bool acceptDrop(const Pasteboard& pasteboard);
+
+    void toggleAutorun();
+    void showMainWindow();
+    void consumePendingAddsIfPossible();
+
+private:
+    void onAddAction(const Notification& call);
+
+    const Environment m_environment;
+    StartupErrorTracker m_startupErrorTracker;
+    ApplicationModeManager m_appModeManager;
+    TRMetricsManager m_metrics;
+    std::deque<std::function<void()>> m_pendingAdds;
+    std::unique_ptr<MainWindow> m_mainWindow;
+    NotificationCenter::Observation m_addCalls;
+};
+
+} // namespace tarvo

@@ -1,0 +1,172 @@
+// In which order the program comes up, and that nothing it is handed on the way is lost.
+#include "app/Tarvo2AppDelegate.h"
+
+#include "app/LaunchArgumentsProcessor.h"
+#include "base/SettingKeys.h"
+#include "support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace tarvo::test {
+
+namespace {
+
+/// Keeps what it is handed, one word for each thing.
+class Recorder final : public MainWindow {
+public:
+    explicit Recorder(std::string& events) : m_events(events) {}
+
+    void addDownloadFromString(const std::string& text) override { m_events += "text(" + text + ") "; }
+
+    void addDownloadFromBundleFile(const std::string& bundle) override {
+        m_events += "bundle(" + bundle + ") ";
+    }
+
+    bool acceptDrop(const Pasteboard& pasteboard) override {
+        m_events += "drop ";
+        return !pasteboard.items.empty();
+    }
+
+    void toggleAutorun() override { m_events += "toggle "; }
+
+    void bringToFront() override { m_events += "front "; }
+
+private:
+    std::string& m_events;
+};
+
+class Desk final : public AlertPresenter, public ApplicationPresence {
+public:
+    void presentError(const Error& error) override { lastError = error; }
+
+    std::size_t runAlert(const std::string& message, const std::string&,
+                         const std::vector<std::string>& buttons) override {
+        asked += message;
+        EXPECT_EQ(buttons.size(), 3u);
+        return answer;
+    }
+
+    void showStatusItem() override { places += "item "; }
+
+    void removeStatusItem() override { places += "noitem "; }
+
+    void setIconVisible(bool visible) override { places += visible ? "icon " : "noicon "; }
+
+    std::optional<Error> lastError;
+    std::string asked;
+    std::size_t answer = 1;
+    std::string places;
+};
+
+} // namespace
+
+class Tarvo2AppDelegateTest : public ::testing::Test {
+protected:
+    std::unique_ptr<Tarvo2AppDelegate> make(std::vector<std::string> arguments = {}) {
+        return std::make_unique<Tarvo2AppDelegate>(
+            Tarvo2AppDelegate::Environment{.arguments = std::move(arguments),
+                                           .homeFolder = "/home/somebody",
+                                           .defaults = defaults,
+                                           .settings = settings,
+                                           .notifications = notifications,
+                                           .alerts = desk,
+                                           .presence = desk,
+                                           .setUpLogging = [this] { events += "log "; },
+                                           .emailSupport = [this] { events += "mail "; },
+                                           .startCrashReporting = [this] { events += "crashes "; },
+                                           .makeMainWindow =
+                                               [this] {
+                                                   events += "window ";
+                                                   return std::make_unique<Recorder>(events);
+                                               }});
+    }
+
+    /// What is stored under `key` once everything is on disk.
+    std::string stored(std::string_view key) const {
+        return UserDefaults(folder.path("settings")).string(key).value_or("none");
+    }
+
+    TemporaryFolder folder;
+    UserDefaults defaults{folder.path("settings")};
+    Settings settings{defaults, "/home/somebody"};
+    NotificationCenter notifications;
+    Desk desk;
+    std::string events;
+};
+
+TEST_F(Tarvo2AppDelegateTest, ComesUpInItsOrderAndHandsOnWhatHasWaited) {
+    const auto program = make();
+    program->addStringToTarvo("http://a/1");
+    program->applicationWillFinishLaunching();
+    EXPECT_EQ(stored(SettingKey::kHasStartupCrash), "true");
+    EXPECT_EQ(defaults.integer(SettingKey::kDefaultThreading), 10);
+    EXPECT_TRUE(program->acceptDrop({{{}}})); // before anybody has looked at it
+    program->open({"/x/y.trdownload", "file:///x/z%20z.trdownload", "http://a/2", "sftp://a/3", "ftp://a/4",
+                   "tarvo://add/%7B%22urls%22%3A%5B%7B%22href%22%3A%22http%3A%2F%2Fa%2F5%22%7D%5D%7D"});
+    EXPECT_EQ(events, "log ");
+    program->applicationDidFinishLaunching();
+    EXPECT_EQ(events, "log crashes window front front text(http://a/1) drop bundle(/x/y.trdownload) "
+                      "bundle(/x/z z.trdownload) text(sftp://a/3) text(http://a/5\n) "
+                      "text(http://a/2\nftp://a/4\n) ");
+    EXPECT_EQ(stored(SettingKey::kHasStartupCrash), "false");
+    const auto counted = TRMetricsManager(defaults).currentMetrics();
+    EXPECT_EQ(counted, (std::map<std::string, std::int64_t>{
+                           {"AppLaunches", 1}, {"BrowserExtAdds", 1}, {"DragAndDrops", 1}}));
+
+    events.clear();
+    EXPECT_FALSE(program->acceptDrop({}));
+    program->addStringToTarvo("http://a/6");
+    program->toggleAutorun();
+    EXPECT_EQ(events, "drop front text(http://a/6) toggle ");
+    program->getUrl("gopher://a/");
+    ASSERT_TRUE(desk.lastError);
+    EXPECT_TRUE(desk.lastError->is(ErrorDomain::Tarvo, 1032));
+}
+
+TEST_F(Tarvo2AppDelegateTest, AStartThatDidNotEndOffersToReset) {
+    defaults.set(SettingKey::kDefaultConcurrency, 7);
+    make()->applicationWillFinishLaunching(); // and is killed here
+    EXPECT_EQ(desk.asked, "");
+    make()->applicationWillFinishLaunching();
+    EXPECT_EQ(desk.asked, "Reset Settings?");
+    EXPECT_EQ(stored(SettingKey::kDefaultConcurrency), "7"); // "Cancel"
+    desk.answer = 2;
+    make()->applicationWillFinishLaunching();
+    EXPECT_NE(events.find("mail"), std::string::npos);
+    EXPECT_EQ(stored(SettingKey::kDefaultConcurrency), "7");
+    desk.answer = 0;
+    make()->applicationWillFinishLaunching();
+    EXPECT_EQ(stored(SettingKey::kDefaultConcurrency), "none");
+    EXPECT_EQ(stored(SettingKey::kHasStartupCrash), "true");
+}
+
+TEST_F(Tarvo2AppDelegateTest, TheLaunchOptionForgetsEverything) {
+    defaults.set(SettingKey::kDefaultConcurrency, 7);
+    defaults.set(SettingKey::kSavedQueueSession, QByteArray("session"));
+    ASSERT_TRUE(defaults.flush());
+    make({"--headless", "-ResetDefaults"})->applicationWillFinishLaunching();
+    EXPECT_EQ(stored(SettingKey::kSavedQueueSession), "none");
+    EXPECT_EQ(defaults.integer(SettingKey::kDefaultConcurrency), 1);
+}
+
+TEST_F(Tarvo2AppDelegateTest, ShowsItselfWhereTheSettingSays) {
+    std::string hidden;
+    const auto will = notifications.observe(kApplicationModeManagerWillHideDockIcon,
+                                            [&](const Notification&) { hidden += "will " + desk.places; });
+    const auto did = notifications.observe(kApplicationModeManagerDidHideDockIcon,
+                                           [&](const Notification&) { hidden += "did " + desk.places; });
+    const auto program = make();
+    program->applicationWillFinishLaunching();
+    EXPECT_EQ(desk.places, "item icon ");
+    const auto switchTo = [&](const char* mode) {
+        desk.places.clear();
+        defaults.set(SettingKey::kApplicationMode, QString::fromLatin1(mode));
+        return desk.places;
+    };
+    EXPECT_EQ(switchTo("Dock Only"), "noitem icon ");
+    EXPECT_EQ(switchTo("Menu Bar Only"), "item noicon ");
+    EXPECT_EQ(hidden, "will item did item noicon ");
+    EXPECT_EQ(switchTo("nonsense"), "icon ");
+}
+
+} // namespace tarvo::test
