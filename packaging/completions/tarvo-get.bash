@@ -1,0 +1,39 @@
+# shellcheck shell=bash
+# Completes the arguments of tarvo-get in bash.
+_tarvo_get() {
+    local cur=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD - 1]}
+    # bash cuts --option=value into three words.
+    if [[ $cur == '=' ]]; then
+        cur=''
+    elif [[ $option == '=' ]]; then
+        option=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
+    COMPREPLY=()
+    case $option in
+    -d | --directory)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -d -- "$cur")
+        ;;
+    -i | --input-file)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+        ;;
+    --checksum)
+        compopt -o nospace
+        mapfile -t COMPREPLY < <(compgen -W 'md5= sha1= sha256=' -- "$cur")
+        ;;
+    --user) mapfile -t COMPREPLY < <(compgen -u -- "$cur") ;;
+    -x | --connections | -j | --jobs | -o | --output | --referer | --user-agent | --proxy | --retries) ;;
+    *)
+        if [[ $cur == -* ]]; then
+            mapfile -t COMPREPLY < <(compgen -W '-d --directory -x --connections -j --jobs -i --input-file
+                -o --output --referer --user --user-agent --proxy --checksum --retries --attach --quiet --json --verbose
+                --version -h --help' -- "$cur")
+        else
+            compopt -o filenames # a bundle is a folder, and may be in one
+            mapfile -t COMPREPLY < <(compgen -d -- "$cur")
+        fi
+        ;;
+    esac
+}
+complete -F _tarvo_get tarvo-get
