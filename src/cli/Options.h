@@ -57,7 +57,4 @@ struct EarlyExit {
 /// Reads the command line; defaults come from the settings. Bad usage has status 2.
 std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings);
 
-/// Overwrites the passwords in the process's own arguments, which every user of the machine can read.
-void hidePasswords(int argc, char** argv);
-
 } // namespace tarvo

@@ -11,6 +11,7 @@
 #include "app/TRLoggingManager.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"

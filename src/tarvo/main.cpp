@@ -15,6 +15,7 @@
 #include "app/WindowlessMain.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"
@@ -219,6 +220,7 @@ int main(int argc, char** argv) {
     CommandLine line;
     if (const auto status = readCommandLine(argc, argv, line))
         return *status;
+    hidePasswords(argc, argv);
     raiseOpenFilesLimit();
     int status = 0;
     {

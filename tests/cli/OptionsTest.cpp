@@ -1,6 +1,8 @@
 // What a command line means, and that neither its errors nor the process list tell a password.
 #include "cli/Options.h"
 
+#include "base/ProcessArguments.h"
+
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

@@ -112,6 +112,16 @@ TEST_F(HeadlessTest, TheDesktopOpensLinksWithIt) {
     ends(*program);
 }
 
+TEST_F(HeadlessTest, ItsArgumentsShowNoPassword) {
+    std::string url = server.url(kSize, "auth=basic", "a");
+    url.insert(url.find("://") + 3, "bob:secret@");
+    const auto program = run({"--headless", url});
+    EXPECT_TRUE(arrives(*program, "a"));
+    EXPECT_NE(program->commandLine().find("bob:"), std::string::npos) << program->commandLine();
+    EXPECT_EQ(program->commandLine().find("secret"), std::string::npos) << program->commandLine();
+    ends(*program);
+}
+
 TEST_F(HeadlessTest, QuitsByItselfWhenAllIsDoneIfThatIsWanted) {
     home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf", "[General]\nAutoStartAfterAdd=true\n"
                                                    "AutoQuitWhenTransfersComplete=true\nDefaultDirectory=" +

@@ -1,0 +1,9 @@
+// What other users of the machine see of the process.
+#pragma once
+
+namespace tarvo {
+
+/// Overwrites the passwords in the process's own arguments, which every user of the machine can read.
+void hidePasswords(int argc, char** argv);
+
+} // namespace tarvo
