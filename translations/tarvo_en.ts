@@ -20,6 +20,8 @@
 <message id="Start"><source></source><translation>Start</translation></message>
 <message id="Stopped"><source></source><translation>Stopped</translation></message>
 <message id="Succeeded"><source></source><translation>Succeeded</translation></message>
+<message id="tr.crash-report.message"><source></source><translation>A report of what went wrong has been left in %1. Your unfinished downloads have been kept.</translation></message>
+<message id="tr.crash-report.title"><source></source><translation>Tarvo Quit Unexpectedly</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>

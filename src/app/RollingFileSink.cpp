@@ -92,10 +92,10 @@ void RollingFileSink::open(const std::string& day) {
     }
 }
 
-std::vector<std::string> RollingFileSink::logFiles() const {
+std::vector<std::string> RollingFileSink::logFilesIn(const std::string& folder) {
     std::vector<std::string> files;
     std::error_code problem;
-    for (fs::directory_iterator entry(m_folder, problem), end; !problem && entry != end;
+    for (fs::directory_iterator entry(folder, problem), end; !problem && entry != end;
          entry.increment(problem)) {
         const std::string name = entry->path().filename();
         if (name.starts_with(kPrefix) && name.ends_with(kSuffix))
@@ -107,7 +107,7 @@ std::vector<std::string> RollingFileSink::logFiles() const {
 }
 
 void RollingFileSink::removeOldest() {
-    const auto files = logFiles();
+    const auto files = logFilesIn(m_folder);
     for (std::size_t i = m_limits.files; i < files.size(); ++i)
         if (files[i] != m_path)
             ::unlink(files[i].c_str());

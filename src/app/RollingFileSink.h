@@ -43,8 +43,8 @@ public:
     void set_pattern(const std::string& pattern) override;
     void set_formatter(std::unique_ptr<spdlog::formatter> formatter) override;
 
-    /// The paths of all log files, newest first.
-    std::vector<std::string> logFiles() const;
+    /// The paths of all log files in a folder, newest first.
+    static std::vector<std::string> logFilesIn(const std::string& folder);
 
 private:
     bool isOpenFor(const std::string& day) const;

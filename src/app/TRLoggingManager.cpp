@@ -3,13 +3,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 
-#include <QDir>
 #include <QString>
 
 #include "base/Log.h"
 #include "base/SettingKeys.h"
+#include "base/StateFolder.h"
 
 namespace tarvo {
 
@@ -55,11 +54,7 @@ TRLoggingManager::~TRLoggingManager() {
 }
 
 std::string TRLoggingManager::standardLogFolder() {
-    const char* state = std::getenv("XDG_STATE_HOME");
-    // A relative path in the variable is to be ignored.
-    const bool usable = state && *state == '/';
-    const std::string base = usable ? state : QDir::homePath().toStdString() + "/.local/state";
-    return base + "/tarvo/logs";
+    return stateFolder() + "/logs";
 }
 
 void TRLoggingManager::setupLogging() {
@@ -73,7 +68,7 @@ void TRLoggingManager::setupLogging() {
     if (isDebugModeEnabled()) {
         Log::info("Debug mode is enabled. Opening Logging Window.");
         if (m_openLoggingWindow)
-            m_openLoggingWindow(m_fileLogger->logFiles());
+            m_openLoggingWindow(RollingFileSink::logFilesIn(m_logFolder));
     }
     Log::info("Logging has initialized");
 }
@@ -84,10 +79,8 @@ bool TRLoggingManager::isDebugModeEnabled() const {
 
 std::string TRLoggingManager::getLogFilesContentWithMaxSize(std::size_t maxSize) const {
     std::string text;
-    if (!m_fileLogger)
-        return text;
     // Files from before the window are not needed: reading goes backwards and ends as soon as it can.
-    for (const std::string& path : m_fileLogger->logFiles()) {
+    for (const std::string& path : RollingFileSink::logFilesIn(m_logFolder)) {
         if (const auto content = m_disk.readFile(path, kLongestLogFile))
             text.insert(0, asUtf8(*content));
         if (characterCount(text) > maxSize)

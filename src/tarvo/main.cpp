@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 
 #include <QCoreApplication>
 
 #include "app/CloudLoggerProvider.h"
+#include "app/CrashReports.h"
 #include "app/HeadlessDesk.h"
 #include "app/LaunchArgumentsProcessor.h"
 #include "app/Settings.h"
@@ -21,6 +23,7 @@
 #include "base/SettingKeys.h"
 #include "platform/ApplicationService.h"
 #include "platform/DesktopNotices.h"
+#include "platform/FatalSignals.h"
 #include "platform/InstanceSocket.h"
 #include "platform/Interrupt.h"
 #include "platform/Login1SleepInhibitor.h"
@@ -32,6 +35,7 @@ namespace {
 using namespace tarvo;
 
 constexpr int kFailed = 1;
+constexpr const char* kCrashReporter = "tarvo-crash-reporter"; // the name of the process that reports a crash
 constexpr int kBadUsage = 2;
 constexpr const char* kUsage =
     "Usage: tarvo [OPTION] [URL | BUNDLE]…\n\n"
@@ -100,7 +104,7 @@ public:
                       .presence = m_desk,
                       .setUpLogging = [this] { m_logging.setupLogging(); },
                       .emailSupport = [] {},
-                      .startCrashReporting = [] {},
+                      .startCrashReporting = [this] { startCrashReporting(); },
                       .makeMainWindow = [this] { return makeMainWindow(); }}),
           m_line(std::move(line)) {}
 
@@ -152,6 +156,11 @@ private:
         return std::make_unique<WindowlessMain>(*m_queue, m_jobs, m_settings, m_desk);
     }
 
+    void startCrashReporting() {
+        reportFatalSignals("/proc/self/exe", {kCrashReporter});
+        CrashReports(m_disk, CrashReports::standardFolder()).tellNews(m_notices);
+    }
+
     ApplicationRequests requests() {
         return {[this] { m_delegate.reopen(); },
                 [this](const std::vector<std::string>& uris) { m_delegate.open(uris); },
@@ -189,6 +198,16 @@ private:
     ApplicationService m_service{m_sessionBus, requests()};
 };
 
+/// In a process of its own, which the one that crashed has started.
+int reportCrash() {
+    PosixDisk disk;
+    const UserDefaults none("/dev/null"); // the settings may be what it crashed on
+    const TRLoggingManager logging(none, disk, TRLoggingManager::standardLogFolder());
+    const std::string trace{std::istreambuf_iterator<char>(std::cin), {}};
+    const auto written = CrashReports(disk, CrashReports::standardFolder()).write(trace, logging);
+    return written ? EXIT_SUCCESS : kFailed;
+}
+
 int run(const CommandLine& line) {
     const char* home = std::getenv("HOME");
     const std::string settings = UserDefaults::standardPath();
@@ -216,6 +235,8 @@ int run(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 1 && std::string_view(argv[0]) == kCrashReporter)
+        return reportCrash();
     QCoreApplication application(argc, argv);
     CommandLine line;
     if (const auto status = readCommandLine(argc, argv, line))

@@ -38,7 +38,7 @@ protected:
 
     std::string allText() {
         std::string text;
-        for (const auto& path : makeSink({})->logFiles())
+        for (const auto& path : RollingFileSink::logFilesIn(m_logs))
             text.insert(0, test::contentOf(path));
         return text;
     }
@@ -87,7 +87,7 @@ TEST_F(Logging, EachDayHasItsFileAndOnlyTheLastFilesStay) {
     const std::vector<std::string> expected{m_logs + "/tarvo-2026-03-08-001.log",
                                             m_logs + "/tarvo-2026-03-07-001.log",
                                             m_logs + "/tarvo-2026-03-06-001.log"};
-    EXPECT_EQ(sink->logFiles(), expected);
+    EXPECT_EQ(RollingFileSink::logFilesIn(m_logs), expected);
     EXPECT_EQ(test::contentOf(expected[1]), "ERRO 05:06:07:089 | day 3 in QueueWindowController:213\n");
     EXPECT_EQ(modeOf(m_logs), 0700u);
     EXPECT_EQ(modeOf(expected[0]), 0600u);
@@ -97,7 +97,7 @@ TEST_F(Logging, AFullFileIsFollowedByAnotherAndAnOpenOneIsContinued) {
     const RollingFileSink::Limits limits{.fileLength = 100, .files = 8};
     for (int run = 0; run < 5; ++run)
         makeSink(limits)->log(logLine("a line of about sixty bytes", spdlog::level::err));
-    const auto files = makeSink(limits)->logFiles();
+    const auto files = RollingFileSink::logFilesIn(m_logs);
     ASSERT_EQ(files.size(), 3u);
     EXPECT_EQ(nameOf(files[0]), "tarvo-2026-03-04-003.log");
     const std::string allOfIt = allText();
@@ -108,7 +108,7 @@ TEST_F(Logging, AFolderThatCantBeMadeOrWrittenCostsTheLinesOnly) {
     m_disk.failOn("makeFolders", 1, EACCES, false);
     const auto sink = makeSink({});
     sink->log(logLine("lost", spdlog::level::err));
-    EXPECT_TRUE(sink->logFiles().empty());
+    EXPECT_TRUE(RollingFileSink::logFilesIn(m_logs).empty());
     m_folder.write("file", "");
     RollingFileSink underAFile(m_disk, m_folder.path("file/logs"), std::make_shared<TRDebugLogFormatter>(),
                                {});

@@ -1,0 +1,48 @@
+// The reports' folder stays small, and each report is told of once.
+#include "app/CrashReports.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "support/FailingDisk.h"
+#include "support/TemporaryFolder.h"
+
+namespace tarvo {
+
+namespace {
+
+struct Notices : UserNotices {
+    void deliver(const UserNotice& notice) override { texts.push_back(notice.informativeText); }
+
+    std::vector<std::string> texts;
+};
+
+} // namespace
+
+TEST(CrashReports, TheNewestStayAndAreToldOfInOneNotice) {
+    const test::TemporaryFolder folder;
+    const std::string reports = folder.path("crashes");
+    std::filesystem::create_directories(reports);
+    for (int day = 10; day < 40; ++day)
+        folder.write("crashes/1999-12-" + std::to_string(day) + ".txt", "");
+    test::FailingDisk disk;
+    const UserDefaults defaults(folder.path("tarvo.conf"));
+    const TRLoggingManager logging(defaults, disk, folder.path("logs"));
+    CrashReports crashes(disk, reports);
+    ASSERT_TRUE(crashes.write("f(_ZN5tarvo3runEv+0x1)", logging));
+    using Entries = std::filesystem::directory_iterator;
+    EXPECT_EQ(std::distance(Entries(reports), {}), CrashReports::kMostReports);
+
+    Notices notices;
+    crashes.tellNews(notices);
+    ASSERT_EQ(notices.texts.size(), 1u);
+    const std::string& text = notices.texts[0];
+    const std::size_t begin = text.find(reports);
+    const std::string report = test::contentOf(text.substr(begin, text.find(".txt") + 4 - begin));
+    EXPECT_NE(report.find("f(tarvo::run()+0x1)"), std::string::npos) << text << report;
+    crashes.tellNews(notices);
+    EXPECT_EQ(notices.texts.size(), 1u);
+}
+
+} // namespace tarvo
