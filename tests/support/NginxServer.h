@@ -28,6 +28,8 @@ public:
     /// Makes a file of `size` bytes of sample data.
     void addFile(const std::string& name, std::int64_t size);
 
+    void addPage(const std::string& name, const std::string& html) { m_folder.write("files/" + name, html); }
+
     /// `path` begins with a slash. The certificate is self-signed and for another host's name.
     std::string url(const std::string& path) const { return address("http", m_port, path); }
 

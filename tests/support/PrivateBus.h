@@ -27,14 +27,20 @@ public:
 
     std::string socketPath() const { return m_folder.path("bus"); }
 
-    void start() {
+    /// `session`: the environment ("NAME=VALUE") of the services that the bus starts when they are called. An
+    /// empty one means that it starts none.
+    void start(const std::vector<std::string>& session = {}) {
         const std::string settings = m_folder.write(
-            "bus.conf", "<busconfig><type>session</type><listen>" + address() +
-                            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+            "bus.conf", "<busconfig><type>session</type><listen>" + address() + "</listen>" +
+                            (session.empty() ? "" : "<standard_session_servicedirs/>") +
+                            "<auth>EXTERNAL</auth><policy context=\"default\">"
                             "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
                             "<allow own=\"*\"/></policy></busconfig>");
-        m_bus.start({programPath("dbus-daemon", "dbus"), "--nofork", "--config-file=" + settings},
-                    m_folder.path("bus.log"), {});
+        std::vector<std::string> command{"/usr/bin/env"};
+        command.insert(command.end(), session.begin(), session.end());
+        command.insert(command.end(),
+                       {programPath("dbus-daemon", "dbus"), "--nofork", "--config-file=" + settings});
+        m_bus.start(command, m_folder.path("bus.log"), {});
         ASSERT_TRUE(turnUntil([&] { return accepts(); })) << contentOf(m_folder.path("bus.log"));
     }
 
