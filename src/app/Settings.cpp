@@ -2,9 +2,8 @@
 #include "app/Settings.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
-#include <optional>
+#include <utility>
 
 #include "base/Log.h"
 #include "base/SettingKeys.h"
@@ -67,16 +66,6 @@ QVariant defaultOf(std::string_view key) {
     return row == rows.end() ? QVariant() : row->defaultValue;
 }
 
-std::optional<std::int64_t> wholeNumber(const std::string& text) {
-    std::int64_t value = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, problem] = std::from_chars(text.data(), end, value);
-    if (problem == std::errc::result_out_of_range && stop == end)
-        return text.starts_with('-') ? std::numeric_limits<std::int64_t>::min()
-                                     : std::numeric_limits<std::int64_t>::max();
-    return problem == std::errc() && stop == end ? std::optional(value) : std::nullopt;
-}
-
 } // namespace
 
 const std::vector<Setting>& Settings::table() {
@@ -95,6 +84,12 @@ void Settings::registerDefaults(UserDefaults& defaults, const std::string& homeF
         values[std::string(row.key)] = value;
     }
     defaults.registerDefaults(values);
+}
+
+std::set<std::string> Settings::ownKeys() {
+    using namespace SettingKey;
+    return {std::string(kHasStartupCrash), std::string(kMetrics), std::string(kSavedQueueSession),
+            std::string(kSavedQueueSessionUnreadable)};
 }
 
 Settings::Settings(const UserDefaults& defaults, std::string homeFolder)
@@ -135,16 +130,18 @@ ApplicationMode Settings::applicationMode() const {
 }
 
 std::int64_t Settings::integerWithin(std::string_view key, std::int64_t least, std::int64_t most) const {
-    const auto stored = wholeNumber(m_defaults.string(key).value_or(""));
-    const std::int64_t used =
-        std::clamp<std::int64_t>(stored.value_or(defaultOf(key).toLongLong()), least, most);
+    const std::int64_t stored = m_defaults.integer(key);
+    const std::int64_t used = std::clamp(stored, least, most);
     if (stored != used)
         warnOnce(key, std::to_string(used));
     return used;
 }
 
 void Settings::warnOnce(std::string_view key, std::string_view used) const {
-    if (m_warned.lock()->emplace(key).second)
+    const std::string stored = m_defaults.string(key).value_or("");
+    auto warned = m_warned.lock();
+    const auto [last, isFirst] = warned->try_emplace(std::string(key), stored);
+    if (isFirst || std::exchange(last->second, stored) != stored)
         Log::warning("The setting {} has no usable value; \"{}\" is used", key, used);
 }
 

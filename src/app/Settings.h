@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -28,13 +29,16 @@ struct Setting {
 enum class ApplicationMode { dockOnly, menuBarOnly, dockAndMenuBar };
 
 /// Typed readers over the stored settings. A value that makes no sense is read as the nearest one that
-/// does, or as the default, and named in the log, once. Any thread.
+/// does, or as the default, and named in the log, once for each such value. Any thread.
 class Settings {
 public:
     static const std::vector<Setting>& table();
 
     /// Registers the defaults of the table; never overwrites what is stored. `homeFolder` is absolute.
     static void registerDefaults(UserDefaults& defaults, const std::string& homeFolder);
+
+    /// Those that only the running program writes: see UserDefaults::keepToItself().
+    static std::set<std::string> ownKeys();
 
     /// `defaults` outlives the object.
     Settings(const UserDefaults& defaults, std::string homeFolder);
@@ -51,7 +55,7 @@ private:
 
     const UserDefaults& m_defaults;
     const std::string m_homeFolder;
-    mutable Locked<std::set<std::string, std::less<>>> m_warned;
+    mutable Locked<std::map<std::string, std::string>> m_warned; // of which value under which key
 };
 
 } // namespace tarvo

@@ -200,6 +200,8 @@ Result<std::string> PosixDisk::readFile(const std::string& path, std::int64_t li
         return posixFailure("open", path);
     if (!S_ISREG(status.st_mode))
         return failure(Error::posix(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "read", path));
+    if (status.st_size > limit)
+        return failure(Error::posix(EFBIG, "read", path));
     std::string content;
     char block[65536];
     while (true) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -19,7 +20,8 @@ namespace tarvo {
 
 /// Keys and values that outlive the program. They stand in memory: reading and changing never wait for the
 /// disk. Changes reach the file with flush(), at the latest with the destructor. Made and destroyed on the
-/// main thread, used on any. A value of the wrong type, or none, reads as the type's zero.
+/// main thread, used on any. A stored value that can't be read as its registered default is passed over for
+/// that, and named in the log; it stays in the file. Without a default it reads as the type's zero.
 class UserDefaults : public QObject {
     Q_OBJECT
 
@@ -39,10 +41,15 @@ public:
     /// Values for keys that have none stored. Never overwrites what is stored.
     void registerDefaults(const Values& defaults);
 
+    /// Keys that nobody else may write while this object lives. A person edits the file as it was when he
+    /// opened it: what it then says under these keys is old, and is put right.
+    void keepToItself(std::set<std::string> keys);
+
     /// A value for this run only, above the stored one: what a command line option asks for.
     void setForThisRun(std::string_view key, const QVariant& value);
 
-    /// Empty when the key is absent everywhere.
+    /// Empty when the key is absent everywhere. Whole numbers that don't fit count as the nearest that does;
+    /// truth values are "true", "yes", "on" or "1", and their opposites.
     std::optional<std::string> string(std::string_view key) const;
     std::int64_t integer(std::string_view key) const;
     bool boolean(std::string_view key) const;
@@ -62,7 +69,7 @@ public:
     bool flush();
 
 Q_SIGNALS:
-    /// On the main thread, once for each change of a stored value.
+    /// On the main thread, once for each change of a stored value, whether made here or in the file.
     void changed(const std::string& key);
 
 private:
@@ -76,14 +83,26 @@ private:
     /// What a key may be found in, from the lowest layer to the highest.
     struct Layers {
         Values registered;
-        Values stored;   // as the file was when last read or written
+        Values stored;   // as the file was when last read or written; of the own keys, as they should be
         Changes changes; // not in the file yet
         Values forThisRun;
+        std::set<std::string> ownKeys;
+        std::set<std::string> passedOver; // keys whose present value is no use, as the log says
         std::uint64_t changeCount = 0;
+
+        void set(const std::string& key, const QVariant& value) { changes[key] = {value, ++changeCount}; }
+
+        QVariant storedOrChanged(const std::string& key) const;
+        QVariant effective(const std::string& key, bool& isPassedOver) const;
+        void putOwnKeysRight(Values& values, const Changes& written);
     };
 
     QVariant value(std::string_view key) const;
+    void tellOfChange(const std::string& key);
+    bool flushOnce();
+    std::set<std::string> takeOver(Values values, const Changes& written);
     Result<Values> read();
+    Result<std::string> settledText() const;
     Result<Values> write(const Changes& changes);
     Result<FileHandle> lockFile(Disk& disk);
     Result<void> keepUnreadableLines(Disk& disk);
@@ -92,8 +111,8 @@ private:
     const std::shared_ptr<int> m_life = std::make_shared<int>(); // ends with the object
     mutable Locked<Layers> m_layers;                             // never held while the disk is waited for
     std::mutex m_flushing;                                       // one flush at a time; guards what follows
-    bool m_hasUnreadableLines = false;
-    std::string m_ownText; // the file as last written here: it need not be read again
+    bool m_isCopyDue = false; // some of the file, or all, could not be read: writing would lose it
+    std::string m_knownText;  // the file as last read or written here: it need not be read again
 };
 
 } // namespace tarvo

@@ -56,6 +56,28 @@ TEST_F(SettingsTest, NumbersOutOfRangeCountAsTheNearestAndWordsAsTheDefault) {
     EXPECT_EQ(m_settings->minimumChunkSize(), 1024);
 }
 
+TEST_F(SettingsTest, WhatCanNotBeReadCountsAsTheDefaultWhoeverReadsItAndStaysInTheFile) {
+    const std::string lines = "AutoQuitWhenTransfersComplete=maybe\nAutoStartAfterAdd=yes\n"
+                              "CustomUserAgent=Agent, with a comma\nDefaultConcurrency=1, 2\n"
+                              "Metrics=none\nMinimumChunkSize=1k\nShowDockProgress=off\n"
+                              "ShowDockSpeed=@Variant(x)\nOfTheFuture=[1]\n";
+    store(lines);
+    EXPECT_FALSE(m_defaultsFromFile->boolean("AutoQuitWhenTransfersComplete"));
+    EXPECT_TRUE(m_defaultsFromFile->boolean("AutoStartAfterAdd"));
+    EXPECT_EQ(m_defaultsFromFile->string("CustomUserAgent"), "com.unregistered.Tarvo");
+    EXPECT_EQ(m_defaultsFromFile->integer("DefaultConcurrency"), 1);
+    EXPECT_TRUE(TRMetricsManager(*m_defaultsFromFile).currentMetrics().empty());
+    EXPECT_EQ(m_defaultsFromFile->integer("MinimumChunkSize"), 1024) << "as the engine reads it";
+    EXPECT_FALSE(m_defaultsFromFile->boolean("ShowDockProgress"));
+    EXPECT_FALSE(m_defaultsFromFile->boolean("ShowDockSpeed"));
+    m_defaultsFromFile->set("DefaultThreading", 3);
+    ASSERT_TRUE(m_defaultsFromFile->flush());
+    UserDefaults again(m_folder.path("other.conf"));
+    EXPECT_EQ(again.string("AutoQuitWhenTransfersComplete"), "maybe");
+    EXPECT_EQ(again.string("MinimumChunkSize"), "1k");
+    EXPECT_EQ(again.string("OfTheFuture"), "[1]");
+}
+
 TEST_F(SettingsTest, FoldersAndModes) {
     store("DefaultDirectory=~/Files\nApplicationMode=Menu Bar Only\n");
     EXPECT_EQ(m_settings->defaultDirectory(), "/home/bob/Files");

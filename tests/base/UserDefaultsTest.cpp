@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <future>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -170,6 +171,78 @@ TEST_F(UserDefaultsTest, ABrokenFileIsReadAsFarAsItGoesAndKept) {
         const UserDefaults again(path);
         return again.integer("A") == 1 && again.integer("C") == 3 && again.integer("D") == 4;
     }));
+}
+
+TEST_F(UserDefaultsTest, TellsOfWhatAPersonsEditChangesAndKeepsWhatIsItsOwn) {
+    const std::string path = m_folder.write("tarvo.conf", "[General]\nA=1\nB=1\nGone=5\nSession=old\n");
+    UserDefaults defaults(path);
+    defaults.registerDefaults({{"A", 7}, {"Gone", 5}});
+    defaults.keepToItself({"Session", "NeverSet"});
+    defaults.set("Session", QByteArray("new"));
+    ASSERT_TRUE(defaults.flush());
+    std::multiset<std::string> told;
+    QObject::connect(&defaults, &UserDefaults::changed, [&](const std::string& key) { told.insert(key); });
+    defaults.set("B", 2); // here, and not in the file yet
+    // An editor that was opened before all that, and saves in place.
+    m_folder.write("tarvo.conf", "[General]\nA=2\nB=1\nNew=x\nSession=old\nNeverSet=theirs\n");
+    EXPECT_TRUE(defaults.flush());
+    EXPECT_EQ(told, (std::multiset<std::string>{"A", "B", "NeverSet", "New"})) << "Gone reads the same";
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(path);
+        return again.integer("A") == 2 && again.integer("B") == 2 && again.data("Session") == "new" &&
+               again.data("NeverSet") == "theirs";
+    }));
+    told.clear();
+    m_folder.write("tarvo.conf", "[General]\nA=word\nB=2\nSession=older\n"); // there is nothing to write
+    EXPECT_TRUE(defaults.flush());
+    EXPECT_EQ(defaults.integer("A"), 7);
+    EXPECT_EQ(told, (std::multiset<std::string>{"A", "New"}));
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(path);
+        return again.data("Session") == "new" && again.string("A") == "word";
+    }));
+}
+
+TEST_F(UserDefaultsTest, AFileInTheMiddleOfBeingWrittenIsWaitedFor) {
+    const std::string whole = "[General]\nA=1\nB=2\n";
+    const std::string path = m_folder.write("tarvo.conf", whole);
+    UserDefaults defaults(path);
+    defaults.set("C", 3);
+    m_folder.write("tarvo.conf", ""); // as editors do before they write anew
+    auto flushed = std::async(std::launch::async, [&] { return defaults.flush(); });
+    EXPECT_EQ(flushed.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    m_folder.write("tarvo.conf", "[General]\nA=4\nB=2\n");
+    EXPECT_TRUE(flushed.get());
+    EXPECT_TRUE(inAnotherProcess([&] {
+        const UserDefaults again(path);
+        return again.integer("A") == 4 && again.integer("B") == 2 && again.integer("C") == 3;
+    }));
+}
+
+TEST_F(UserDefaultsTest, WhatIsNoFileCostsNoStartAndIsLeftAlone) {
+    const std::string path = m_folder.path("tarvo.conf");
+    const auto survives = [&](const char* what) {
+        UserDefaults defaults(path); // returns
+        defaults.registerDefaults({{"A", 1}});
+        EXPECT_EQ(defaults.integer("A"), 1) << what;
+        defaults.set("A", 2);
+        EXPECT_FALSE(defaults.flush()) << what;
+        EXPECT_EQ(defaults.integer("A"), 2) << what;
+    };
+    std::filesystem::create_directory(path);
+    survives("a folder");
+    EXPECT_TRUE(std::filesystem::is_directory(path));
+    std::filesystem::remove(path);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    survives("a pipe that nobody writes into");
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(path, path);
+    survives("a link to itself");
+    std::filesystem::remove(path);
+    m_folder.write("tarvo.conf", "[General]\nA=3\n");
+    std::filesystem::resize_file(path, 100 << 20);
+    survives("a hundred megabytes");
+    EXPECT_EQ(std::filesystem::file_size(path), 100u << 20);
 }
 
 } // namespace tarvo
