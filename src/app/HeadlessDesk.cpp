@@ -1,6 +1,7 @@
 #include "app/HeadlessDesk.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/Localized.h"
 #include "base/Log.h"
@@ -12,17 +13,41 @@ namespace {
 /// Long enough for what the program was started with to arrive.
 constexpr int kTerminationDelayMs = 2'000;
 
+constexpr int kSummaryMs = 10'000;
+constexpr std::size_t kMostNotices = 3;
+constexpr std::size_t kMostLines = 100;
+
 } // namespace
 
 HeadlessDesk::HeadlessDesk(UserNotices& notices) : m_notices(notices) {
     m_termination.setInterval(kTerminationDelayMs);
     m_termination.setSingleShot(true);
     connect(&m_termination, &QTimer::timeout, this, &HeadlessDesk::nobodyNeedsTheProgram);
+    m_summary.setInterval(kSummaryMs);
+    m_summary.setSingleShot(true);
+    connect(&m_summary, &QTimer::timeout, this, &HeadlessDesk::summarize);
 }
 
 void HeadlessDesk::presentError(const Error& error) {
-    Log::error("{}", error.sentence());
-    m_notices.deliver({"Tarvo", error.sentence(), false});
+    const std::string sentence = error.sentence();
+    if (!m_summary.isActive())
+        m_summary.start();
+    const bool isNew = m_sentences.size() < kMostLines && m_sentences.insert(sentence).second;
+    if (isNew)
+        Log::error("{}", sentence);
+    if (isNew && m_sentences.size() <= kMostNotices)
+        m_notices.deliver({"Tarvo", sentence, false});
+    else
+        ++m_notShown;
+}
+
+void HeadlessDesk::summarize() {
+    m_sentences.clear();
+    if (const std::size_t count = std::exchange(m_notShown, 0); count > 0) {
+        const std::string sentence = localized("tr.err.more-errors", {std::to_string(count)});
+        Log::error("{}", sentence);
+        m_notices.deliver({"Tarvo", sentence, false});
+    }
 }
 
 std::size_t HeadlessDesk::runAlert(const std::string& message, const std::string& informativeText,

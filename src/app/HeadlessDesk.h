@@ -4,6 +4,10 @@
 #include <QObject>
 #include <QTimer>
 
+#include <set>
+#include <string>
+#include <vector>
+
 #include "app/ApplicationPresence.h"
 #include "queue/AlertPresenter.h"
 #include "queue/AutomaticTermination.h"
@@ -24,7 +28,11 @@ public:
     /// `notices` outlives the desk.
     explicit HeadlessDesk(UserNotices& notices);
 
+    /// Alike ones become one notice, and many in a short time a few and their number.
     void presentError(const Error& error) override;
+
+    /// Tells how many errors have not become a notice, and begins anew; called some seconds after the first.
+    void summarize();
 
     /// "Cancel" where there is such a button, else the last one.
     std::size_t runAlert(const std::string& message, const std::string& informativeText,
@@ -49,6 +57,9 @@ Q_SIGNALS:
 private:
     UserNotices& m_notices;
     QTimer m_termination;
+    QTimer m_summary;                  // from the first error on
+    std::set<std::string> m_sentences; // that have been told since
+    std::size_t m_notShown = 0;
 };
 
 } // namespace tarvo

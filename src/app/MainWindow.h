@@ -2,8 +2,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "input/Pasteboard.h"
+#include "queue/AddOutcome.h"
 
 namespace tarvo {
 
@@ -12,11 +14,12 @@ class MainWindow {
 public:
     virtual ~MainWindow() = default;
 
-    /// The links in `text`, one a line.
-    virtual void addDownloadFromString(const std::string& text) = 0;
+    /// The links in `text`, one a line. Answers what became of each line, in their order; whoever called
+    /// tells the person about it.
+    virtual std::vector<AddOutcome> addDownloadFromString(const std::string& text) = 0;
 
     /// The unfinished download in the folder `bundle` (absolute path).
-    virtual void addDownloadFromBundleFile(const std::string& bundle) = 0;
+    virtual AddOutcome addDownloadFromBundleFile(const std::string& bundle) = 0;
 
     /// What was dropped or pasted. Answers whether there was anything to take.
     virtual bool acceptDrop(const Pasteboard& pasteboard) = 0;

@@ -1,12 +1,16 @@
 #include "app/Tarvo2AppDelegate.h"
 
+#include <algorithm>
 #include <filesystem>
 
+#include "app/AddFailures.h"
 #include "app/LaunchArgumentsProcessor.h"
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "base/SettingKeys.h"
 #include "base/Url.h"
 #include "input/APIDispatch.h"
+#include "input/TRStringURL.h"
 
 namespace tarvo {
 
@@ -15,7 +19,7 @@ Tarvo2AppDelegate::Tarvo2AppDelegate(Environment environment)
       m_startupErrorTracker(m_environment.defaults, m_environment.alerts, m_environment.emailSupport),
       m_appModeManager(m_environment.defaults, m_environment.settings, m_environment.notifications,
                        m_environment.presence),
-      m_metrics(m_environment.defaults) {
+      m_metrics(m_environment.defaults), m_allowance(kMostInAMinute, Seconds(60)) {
 }
 
 Tarvo2AppDelegate::~Tarvo2AppDelegate() = default;
@@ -48,41 +52,87 @@ void Tarvo2AppDelegate::reopen() {
     showMainWindow();
 }
 
-void Tarvo2AppDelegate::open(const std::vector<std::string>& what) {
+void Tarvo2AppDelegate::open(const std::vector<std::string>& what, const Told& told) {
+    const auto outcomes =
+        std::make_shared<std::vector<AddOutcome>>(what.size(), AddOutcome{AddOutcome::Kind::noLink});
     std::string links;
-    for (const auto& text : what) {
+    std::vector<std::size_t> places; // of the links among all
+    for (std::size_t i = 0; i < what.size(); ++i) {
+        const std::string& text = what[i];
         const auto url = text.starts_with("file:") ? Url::parse(text) : std::nullopt;
-        if (url || text.starts_with('/'))
-            openFile(url ? url->localPath() : text);
-        else if (text.starts_with("http://") || text.starts_with("https://") || text.starts_with("ftp://"))
+        const bool isLink =
+            text.starts_with("http://") || text.starts_with("https://") || text.starts_with("ftp://");
+        const Told toldOfIt = [outcomes, i](const std::vector<AddOutcome>& all) {
+            (*outcomes)[i] = AddOutcome::ofAll(all);
+        };
+        if (url || text.starts_with('/')) {
+            addBundleFileToTarvo(url ? url->localPath() : text, told ? toldOfIt : nullptr);
+        } else if (isLink && !hasControlCharacter(text)) {
             links += text + "\n";
-        else
-            getUrl(text);
+            places.push_back(i);
+        } else if (isLink) {
+            tell({AddOutcome::refusal(badApiCall())}, told ? toldOfIt : nullptr);
+        } else {
+            getUrl(text, told ? toldOfIt : nullptr);
+        }
     }
+    const Told toldOfLinks = [outcomes, places](const std::vector<AddOutcome>& all) {
+        for (std::size_t i = 0; i < std::min(places.size(), all.size()); ++i)
+            (*outcomes)[places[i]] = all[i];
+    };
     if (!links.empty())
-        addStringToTarvo(links);
+        addStringToTarvo(links, told ? toldOfLinks : nullptr);
+    if (!told)
+        return;
+    m_pendingAdds.push_back([outcomes, told] { told(*outcomes); }); // behind all of them
+    consumePendingAddsIfPossible();
 }
 
-void Tarvo2AppDelegate::getUrl(const std::string& text) {
+void Tarvo2AppDelegate::getUrl(const std::string& text, const Told& told) {
+    m_toldOfCall = told;
     const auto taken = tarvo::getUrl(text, m_environment.notifications,
-                                     [this](const std::string& link) { addStringToTarvo(link); });
+                                     [&](const std::string& link) { addStringToTarvo(link, told); });
+    m_toldOfCall = nullptr;
     if (!taken)
-        m_environment.alerts.presentError(taken.error());
+        tell({AddOutcome::refusal(taken.error())}, told);
 }
 
 void Tarvo2AppDelegate::onAddAction(const Notification& call) {
     if (const auto* payload = call.info<QJsonValue>(APIDispatch::kPayloadKey))
-        addStringToTarvo(linksTextOfAddPayload(*payload));
+        addStringToTarvo(linksTextOfAddPayload(*payload), m_toldOfCall);
     m_metrics.incrementAndGet(Metric::kBrowserExtAdds);
 }
 
-void Tarvo2AppDelegate::addStringToTarvo(const std::string& text) {
-    m_pendingAdds.push_back([this, text] { m_mainWindow->addDownloadFromString(text); });
+void Tarvo2AppDelegate::tell(const std::vector<AddOutcome>& outcomes, const Told& told) {
+    if (told)
+        told(outcomes);
+    else
+        presentFailures(outcomes, m_environment.alerts);
+}
+
+bool Tarvo2AppDelegate::isTooMuch(std::size_t count, const Told& told) {
+    if (m_allowance.take(m_environment.clock.now(), count))
+        return false;
+    const auto refusal =
+        AddOutcome::refusal({std::string(ErrorDomain::Tarvo), kTarvoGeneral,
+                             localized("tr.err.too-many-at-once", {std::to_string(kMostInAMinute)}),
+                             localized("tr.err.too-many-at-once-recovery")});
+    tell(std::vector<AddOutcome>(count, refusal), told);
+    return true;
+}
+
+void Tarvo2AppDelegate::addStringToTarvo(const std::string& text, const Told& told) {
+    if (isTooMuch(linesOf(text).size(), told))
+        return;
+    m_pendingAdds.push_back([this, text, told] { tell(m_mainWindow->addDownloadFromString(text), told); });
     consumePendingAddsIfPossible();
 }
 
-void Tarvo2AppDelegate::addBundleFileToTarvo(const std::string& bundle) {
-    m_pendingAdds.push_back([this, bundle] { m_mainWindow->addDownloadFromBundleFile(bundle); });
+void Tarvo2AppDelegate::addBundleFileToTarvo(const std::string& bundle, const Told& told) {
+    if (isTooMuch(1, told))
+        return;
+    m_pendingAdds.push_back(
+        [this, bundle, told] { tell({m_mainWindow->addDownloadFromBundleFile(bundle)}, told); });
     consumePendingAddsIfPossible();
 }
 

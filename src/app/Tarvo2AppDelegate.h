@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/Allowance.h"
 #include "app/ApplicationModeManager.h"
 #include "app/MainWindow.h"
 #include "app/Settings.h"
@@ -16,9 +17,12 @@
 
 namespace tarvo {
 
-/// Main thread. Additions that come before there is a main window wait for it, in their order.
+/// Main thread. Additions that come before there is a main window wait for it, in their order. More than
+/// kMostInAMinute, which only a flood brings, are refused, from whatever side they come.
 class Tarvo2AppDelegate {
 public:
+    static constexpr std::size_t kMostInAMinute = 10'000;
+
     /// Everything referred to outlives the delegate.
     struct Environment {
         std::vector<std::string> arguments; ///< of the process, without its name
@@ -26,6 +30,7 @@ public:
         UserDefaults& defaults;
         const Settings& settings;
         NotificationCenter& notifications;
+        const Clock& clock;
         AlertPresenter& alerts;
         ApplicationPresence& presence;
         std::function<void()> setUpLogging;
@@ -44,18 +49,22 @@ public:
     /// The program was asked for while it runs.
     void reopen();
 
+    /// Is told what became of something that was added, once that is known. Where nobody is to be told, what
+    /// was not taken is presented to the person.
+    using Told = std::function<void(const std::vector<AddOutcome>& outcomes)>;
+
     /// What the program was started with or is handed while it runs: addresses, API calls, and unfinished
-    /// downloads by path or file URL.
-    void open(const std::vector<std::string>& what);
+    /// downloads by path or file URL. One outcome for each, in their order.
+    void open(const std::vector<std::string>& what, const Told& told = {});
 
     /// An unfinished download, by its path.
     void openFile(const std::string& bundle) { addBundleFileToTarvo(bundle); }
 
     /// An address that was opened with this program: an API call, or one of sftp.
-    void getUrl(const std::string& text);
+    void getUrl(const std::string& text, const Told& told = {});
 
-    void addStringToTarvo(const std::string& text);
-    void addBundleFileToTarvo(const std::string& bundle);
+    void addStringToTarvo(const std::string& text, const Told& told = {});
+    void addBundleFileToTarvo(const std::string& bundle, const Told& told = {});
 
     /// Answers at once that it was taken when nobody can have looked at it yet.
     bool acceptDrop(const Pasteboard& pasteboard);
@@ -66,6 +75,8 @@ public:
 
 private:
     void onAddAction(const Notification& call);
+    void tell(const std::vector<AddOutcome>& outcomes, const Told& told);
+    bool isTooMuch(std::size_t count, const Told& told);
 
     const Environment m_environment;
     StartupErrorTracker m_startupErrorTracker;
@@ -73,6 +84,8 @@ private:
     TRMetricsManager m_metrics;
     std::deque<std::function<void()>> m_pendingAdds;
     std::unique_ptr<MainWindow> m_mainWindow;
+    Allowance m_allowance;
+    Told m_toldOfCall; // while an API call is dispatched
     NotificationCenter::Observation m_addCalls;
 };
 

@@ -1,5 +1,7 @@
 #include "app/WindowlessMain.h"
 
+#include "app/AddFailures.h"
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "input/TRPasteboardExtractor.h"
 #include "input/TRStringURL.h"
@@ -7,31 +9,58 @@
 
 namespace tarvo {
 
-void WindowlessMain::addDownloadFromString(const std::string& text) {
+std::vector<AddOutcome> WindowlessMain::addDownloadFromString(const std::string& text) {
+    std::vector<AddOutcome> outcomes;
     std::vector<QueueController::Job> jobs;
-    for (const auto& url : supportedURLs(text))
-        jobs.push_back(CURLRemoteFile::create(url, m_settings.defaultThreading(),
-                                              m_settings.defaultDirectory(), m_environment));
-    if (jobs.empty()) {
-        Log::warning("There was no address to download in what was added");
-        return;
+    std::unordered_set<std::string> identities;
+    for (const std::string_view line : linesOf(text)) {
+        const auto url = supportedURL(line);
+        outcomes.push_back(url ? outcomeOf(*url, jobs, identities) : AddOutcome{AddOutcome::Kind::noLink});
     }
-    if (const auto added = m_queue.addDownloads(jobs); !added)
-        m_alerts.presentError(added.error());
+    if (jobs.empty()) {
+        Log::info("There was no new address to download in what was added");
+        return outcomes;
+    }
+    const auto added = m_queue.addDownloads(jobs);
+    Log::assertThat(added.has_value()); // what would be refused has been left out
+    return outcomes;
 }
 
-void WindowlessMain::addDownloadFromBundleFile(const std::string& bundle) {
-    if (const auto added = m_queue.addBundleFile(bundle); !added)
-        m_alerts.presentError(added.error());
+/// What can be taken goes to the end of `jobs`.
+AddOutcome WindowlessMain::outcomeOf(const Url& url, std::vector<QueueController::Job>& jobs,
+                                     std::unordered_set<std::string>& identities) const {
+    if (jobs.size() >= m_queue.freePlaces())
+        return AddOutcome::refusal(QueueController::queueIsFull());
+    auto job = CURLRemoteFile::create(url, m_settings.defaultThreading(), m_settings.defaultDirectory(),
+                                      m_environment);
+    const std::string identity = job->identity();
+    const auto& existing = m_queue.remoteFiles().existingRemoteFiles();
+    if (existing.contains(identity) || !identities.insert(identity).second)
+        return {AddOutcome::Kind::alreadyThere};
+    jobs.push_back(std::move(job));
+    return {};
+}
+
+AddOutcome WindowlessMain::addDownloadFromBundleFile(const std::string& bundle) {
+    const auto added = m_queue.addBundleFile(bundle);
+    if (added)
+        return {};
+    if (added.error().is(ErrorDomain::Tarvo, kTarvoDuplicateEntry))
+        return {AddOutcome::Kind::alreadyThere};
+    return AddOutcome::refusal(added.error());
 }
 
 bool WindowlessMain::acceptDrop(const Pasteboard& pasteboard) {
     const auto bundles = TRPasteboardExtractor::findTarvoIncompleteFilesInPasteboard(pasteboard);
+    std::vector<AddOutcome> outcomes;
     for (const auto& bundle : bundles)
-        addDownloadFromBundleFile(bundle.localPath());
+        outcomes.push_back(addDownloadFromBundleFile(bundle.localPath()));
     const auto links = TRPasteboardExtractor::findURLsInPasteboard(pasteboard);
-    if (!links.empty())
-        addDownloadFromString(TRPasteboardExtractor::textForPasting("", links));
+    if (!links.empty()) {
+        const auto added = addDownloadFromString(TRPasteboardExtractor::textForPasting("", links));
+        outcomes.insert(outcomes.end(), added.begin(), added.end());
+    }
+    presentFailures(outcomes, m_alerts);
     return !bundles.empty() || !links.empty();
 }
 

@@ -1,6 +1,10 @@
 // What takes the window's place where there is none: the queue itself.
 #pragma once
 
+#include <string>
+#include <unordered_set>
+#include <vector>
+
 #include "app/MainWindow.h"
 #include "app/Settings.h"
 #include "queue/QueueController.h"
@@ -8,7 +12,7 @@
 namespace tarvo {
 
 /// Main thread. Addresses go into the folder and over the connections that the settings name, without a
-/// question; what was not taken is told by the port for alerts.
+/// question.
 class WindowlessMain final : public MainWindow {
 public:
     /// All of them outlive it.
@@ -16,8 +20,8 @@ public:
                    AlertPresenter& alerts)
         : m_queue(queue), m_environment(environment), m_settings(settings), m_alerts(alerts) {}
 
-    void addDownloadFromString(const std::string& text) override;
-    void addDownloadFromBundleFile(const std::string& bundle) override;
+    std::vector<AddOutcome> addDownloadFromString(const std::string& text) override;
+    AddOutcome addDownloadFromBundleFile(const std::string& bundle) override;
     bool acceptDrop(const Pasteboard& pasteboard) override;
 
     void toggleAutorun() override { m_queue.toggleAutorun(); }
@@ -25,6 +29,9 @@ public:
     void bringToFront() override {}
 
 private:
+    AddOutcome outcomeOf(const Url& url, std::vector<QueueController::Job>& jobs,
+                         std::unordered_set<std::string>& identities) const;
+
     QueueController& m_queue;
     const JobEnvironment& m_environment;
     const Settings& m_settings;

@@ -118,10 +118,15 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000}));
-    app.add_flag("--attach", options.attach, "Hand the links to the running application and end");
+    auto* attach =
+        app.add_flag("--attach", options.attach, "Hand the links to the running application and end");
     app.add_flag("--quiet", options.quiet, "Print nothing but errors");
     app.add_flag("--json", options.json, "Print one JSON object a line");
     app.add_flag("--verbose", options.verbose, "Print the log to standard error");
+    // The running application downloads by its own settings: it is handed addresses and paths, nothing else.
+    for (const auto* own : {"--directory", "--connections", "--jobs", "--output", "--referer", "--user",
+                            "--user-agent", "--proxy", "--checksum", "--retries", "--verbose"})
+        attach->excludes(app.get_option(own));
     app.footer("Running the same command again resumes. Exit status: 0 all finished, 1 some failed,\n"
                "2 bad usage, 130 interrupted with progress saved.");
 }

@@ -15,6 +15,7 @@
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"
+#include "cli/Attach.h"
 #include "cli/DownloadRunner.h"
 #include "cli/Options.h"
 #include "cli/TerminalPrompt.h"
@@ -47,25 +48,6 @@ std::unique_ptr<ProgressView> viewFor(const Options& options) {
     const char* noColour = std::getenv("NO_COLOR"); // any value that is not empty (no-color.org)
     return makeProgressView(options.json, options.quiet, std::cout, std::cerr, terminal,
                             terminal && !(noColour && *noColour));
-}
-
-/// The running application downloads by its own settings: it is handed addresses and paths, nothing else.
-int attach(const Options& options, const std::string& settings) {
-    std::vector<std::string> what;
-    what.reserve(options.targets.size());
-    for (const auto& target : options.targets)
-        what.push_back(target.url ? target.url->absoluteString() : target.bundle);
-    PosixDisk disk;
-    const std::string lockFile = InstanceSocket::standardLockFile(settings);
-    const InstanceSocket application(lockFile, InstanceSocket::standardSocketPath(lockFile), disk);
-    if (const auto taken = application.handOver(what); !taken) {
-        std::cerr << "tarvo-get: no application took the links: " << taken.error().sentence() << std::endl;
-        return DownloadRunner::kSomeFailed;
-    }
-    if (!options.quiet)
-        std::cout << "the running application has taken " << what.size()
-                  << (what.size() == 1 ? " link" : " links") << std::endl;
-    return DownloadRunner::kAllFinished;
 }
 
 int download(const Options& options, UserDefaults& defaults) {
@@ -115,8 +97,12 @@ int main(int argc, char** argv) {
             (early->status == 0 ? std::cout : std::cerr) << early->text;
             return early->status;
         }
-        if (std::get<Options>(parsed).attach)
-            return attach(std::get<Options>(parsed), UserDefaults::standardPath());
+        if (std::get<Options>(parsed).attach) {
+            PosixDisk disk;
+            const std::string lock = InstanceSocket::standardLockFile(UserDefaults::standardPath());
+            const InstanceSocket running(lock, InstanceSocket::standardSocketPath(lock), disk);
+            return attach(std::get<Options>(parsed), running, std::cout, std::cerr);
+        }
         LiveCurlSegment::startUp();
         status = download(std::get<Options>(parsed), defaults);
     }

@@ -30,6 +30,8 @@ std::optional<QByteArray> withoutEscapes(std::string_view text) {
     return QByteArray::fromPercentEncoding(QByteArray(text.data(), static_cast<qsizetype>(text.size())));
 }
 
+} // namespace
+
 bool hasControlCharacter(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](char c) {
         const auto code = static_cast<unsigned char>(c);
@@ -37,7 +39,9 @@ bool hasControlCharacter(std::string_view text) {
     });
 }
 
-} // namespace
+Error badApiCall() {
+    return badCall("tr.err.api-format");
+}
 
 std::optional<std::string> APIDispatch::prefix() const {
     const std::string text = apiUrlString();
@@ -76,19 +80,19 @@ Result<void> APIDispatch::dispatch(NotificationCenter& center) const {
     const APIDispatch call(apiUrlString()); // of now, whoever sets another meanwhile
     const std::size_t length = call.apiUrlString().size();
     if (length > APILimit::kBytes) {
-        Log::error("An API call of {} bytes is refused; {} are allowed", length, APILimit::kBytes);
-        return failure(badCall("tr.err.api-format"));
+        Log::info("An API call of {} bytes is refused; {} are allowed", length, APILimit::kBytes);
+        return failure(badApiCall());
     }
     if (!call.isValidCall()) {
-        Log::error("An API call is refused: it is not of the form tarvo://ACTION/DATA");
-        return failure(badCall("tr.err.api-format"));
+        Log::info("An API call is refused: it is not of the form tarvo://ACTION/DATA");
+        return failure(badApiCall());
     }
     Notification::UserInfo userInfo;
     if (const auto payload = call.payload()) {
         const qsizetype links = (*payload)["urls"].toArray().size();
         if (links > APILimit::kLinks) {
-            Log::error("An API call with {} links is refused; {} are allowed", links, APILimit::kLinks);
-            return failure(badCall("tr.err.api-format"));
+            Log::info("An API call with {} links is refused; {} are allowed", links, APILimit::kLinks);
+            return failure(badApiCall());
         }
         userInfo.emplace(kPayloadKey, *payload);
     }
@@ -106,7 +110,7 @@ std::string linksTextOfAddPayload(const QJsonValue& payload) {
     for (const auto& element : elements) {
         const std::string link = element.toObject()["href"].toString().toStdString();
         if (hasControlCharacter(link))
-            Log::warning("A link of an API call has control characters in it and is left out");
+            Log::info("A link of an API call has control characters in it and is left out");
         else
             text += link;
         text += '\n';
@@ -120,14 +124,13 @@ Result<void> getUrl(const std::string& text, NotificationCenter& center,
     if (text.starts_with("tarvo://"))
         return APIDispatch(text).dispatch(center);
     if (!text.starts_with("sftp://")) {
-        Log::error("An address that was opened with Tarvo is of no kind that it takes");
+        Log::info("An address that was opened with Tarvo is of no kind that it takes");
         return failure(badCall("tr.err.unknown-api-protocol"));
     }
     if (text.size() > APILimit::kBytes || hasControlCharacter(text)) {
-        Log::error(
-            "An sftp:// address of {} bytes is refused: it is too long or has control characters in it",
-            text.size());
-        return failure(badCall("tr.err.api-format"));
+        Log::info("An sftp:// address of {} bytes is refused: it is too long or has control characters in it",
+                  text.size());
+        return failure(badApiCall());
     }
     addStringToTarvo(text);
     return {};

@@ -54,9 +54,14 @@ private:
     mutable Locked<std::string> m_apiUrlString;
 };
 
+/// No address has such (RFC 3986, section 2), but a second link could hide behind one.
+bool hasControlCharacter(std::string_view text);
+
+/// The error of a call in a form that nobody understands.
+Error badApiCall();
+
 /// The links that the payload of an "add" names, each with a line feed behind it, to be read like pasted
-/// text. An element that names none, or one with a control character in it, leaves just the line feed:
-/// an address has no such characters (RFC 3986, section 2), but a second link could hide behind one.
+/// text. An element that names none, or one with a control character in it, leaves just the line feed.
 std::string linksTextOfAddPayload(const QJsonValue& payload);
 
 /// What to do with an address that was opened with this program: a tarvo:// call goes to `center`, an

@@ -182,18 +182,30 @@ std::optional<Url> TRStringURL::formattedURL() const {
     return url && !url->host().empty() ? url : std::nullopt;
 }
 
+std::optional<Url> supportedURL(std::string_view line) {
+    if (line.ends_with('\r'))
+        line.remove_suffix(1);
+    if (line.size() > kLongestLink)
+        return std::nullopt;
+    const TRStringURL candidate{std::string(line)};
+    return candidate.isSupported() ? candidate.formattedURL() : std::nullopt;
+}
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+    std::vector<std::string_view> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.push_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
 std::vector<Url> supportedURLs(std::string_view text) {
     std::vector<Url> urls;
     std::set<std::string> known;
-    for (bool isLast = false; !isLast;) {
-        const std::size_t end = text.find('\n');
-        isLast = end == std::string_view::npos;
-        std::string_view line = text.substr(0, end);
-        text.remove_prefix(isLast ? text.size() : end + 1);
-        if (line.ends_with('\r'))
-            line.remove_suffix(1);
-        const TRStringURL candidate{std::string(line)};
-        const auto url = candidate.isSupported() ? candidate.formattedURL() : std::nullopt;
+    for (const std::string_view line : linesOf(text)) {
+        const auto url = supportedURL(line);
         if (url && known.insert(url->absoluteString()).second)
             urls.push_back(*url);
     }

@@ -43,6 +43,16 @@ void ApplicationService::Activate(const QVariantMap&) {
 }
 
 void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
+    qsizetype characters = 0;
+    for (const QString& uri : uris)
+        characters += uri.size();
+    if (uris.size() > kMostUris || characters > kMostCharacters) {
+        sendErrorReply(QDBusError::LimitsExceeded,
+                       QStringLiteral("At most %1 addresses, and %2 characters, can be opened at once")
+                           .arg(kMostUris)
+                           .arg(kMostCharacters));
+        return;
+    }
     std::vector<std::string> texts;
     texts.reserve(static_cast<std::size_t>(uris.size()));
     for (const QString& uri : uris)

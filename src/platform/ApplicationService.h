@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <QDBusContext>
 #include <QObject>
 #include <QStringList>
 #include <QVariantMap>
@@ -23,13 +24,17 @@ struct ApplicationRequests {
 
 /// Desktop Entry Specification, "D-Bus Activation". The object of the name com.unregistered.Tarvo. Without a
 /// bus there is none, quietly. Main thread.
-class ApplicationService final : public QObject {
+class ApplicationService final : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
     static constexpr const char* kName = "com.unregistered.Tarvo";
     static constexpr const char* kPath = "/com/unregistered/Tarvo";
+
+    /// What one call of Open may bring.
+    static constexpr qsizetype kMostUris = 10'000;
+    static constexpr qsizetype kMostCharacters = qsizetype{4} << 20;
 
     /// `sessionBus` outlives the service.
     ApplicationService(DesktopBus& sessionBus, ApplicationRequests requests);

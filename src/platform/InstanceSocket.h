@@ -1,9 +1,11 @@
 // One program for each user: who comes second hands over what it was given, and leaves.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,7 @@
 
 #include "base/Disk.h"
 #include "base/Error.h"
+#include "queue/AddOutcome.h"
 
 namespace tarvo {
 
@@ -22,10 +25,19 @@ class InstanceSocket : public QObject {
     Q_OBJECT
 
 public:
-    using Handler = std::function<QJsonObject(const QJsonObject& request)>;
+    using Answer = std::function<void(const QJsonObject& answer)>;
 
-    /// What one request may hold.
+    /// Calls `answer` once, at once or later. A request that is no JSON object comes as an empty one.
+    using Handler = std::function<void(const QJsonObject& request, const Answer& answer)>;
+
+    /// What one request may hold: whoever sends more is not heard.
     static constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+
+    /// How many are heard at a time; the next wait in line.
+    static constexpr std::size_t kMostVisitors = 16;
+
+    /// How long one may take to send its request, and to take its answer.
+    static constexpr int kVisitMs = 3000;
 
     /// `lockFile` stands for what only one program may write; `socketPath` has at most 107 bytes (unix(7)).
     /// Their folders are made when needed. `disk` outlives the object.
@@ -47,17 +59,23 @@ public:
     Result<QJsonObject> ask(const QJsonObject& request, int limit = 5000) const;
 
     /// Asks the running program to take these: addresses, API calls, absolute paths of unfinished downloads.
-    Result<void> handOver(const std::vector<std::string>& what) const;
+    /// One outcome for each, in their order. Many are handed over in several requests; on an error some may
+    /// have been taken.
+    Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) const;
 
-    /// The texts of such a request.
-    static std::vector<std::string> handedOver(const QJsonObject& request);
+    /// The texts of such a request; none when it is something else.
+    static std::optional<std::vector<std::string>> handedOver(const QJsonObject& request);
+
+    /// The answer to such a request.
+    static QJsonObject answerOf(const std::vector<AddOutcome>& outcomes);
 
 private:
-    struct Visitor;
+    class Visitor;
 
     Result<void> listen();
     void accept();
-    void read(int descriptor);
+    void hear(std::uint64_t number, const std::string& request);
+    void dismiss(std::uint64_t number);
 
     const std::string m_lockFile;
     const std::string m_socketPath;
@@ -66,7 +84,8 @@ private:
     FileHandle m_lock;
     FileHandle m_listening;
     std::unique_ptr<QSocketNotifier> m_notifier;
-    std::map<int, std::unique_ptr<Visitor>> m_visitors;
+    std::map<std::uint64_t, std::unique_ptr<Visitor>> m_visitors; // by the order in which they came
+    std::uint64_t m_lastNumber = 0;
 };
 
 } // namespace tarvo

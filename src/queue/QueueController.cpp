@@ -8,6 +8,7 @@
 #include "queue/QueueNotifications.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace tarvo {
 
@@ -16,6 +17,7 @@ namespace {
 constexpr int kOneSecondMs = 1'000;
 constexpr int kTenSecondsMs = 10'000;
 constexpr int kIdleCheckMs = 5;
+constexpr std::size_t kMostJobs = 20'000; // above this a person no longer finds anything, and all gets slow
 
 } // namespace
 
@@ -76,7 +78,26 @@ Result<void> QueueController::addDownloads(const std::vector<Job>& jobs) {
 }
 
 Result<void> QueueController::addBundleFile(const std::string& bundleDirectory) {
-    return m_remoteFiles.addRemoteFile(CURLRemoteFile::fromBundleFile(bundleDirectory, m_environment.jobs));
+    if (freePlaces() == 0)
+        return failure(queueIsFull());
+    // Before there is a job, whose failure would be a line of the log for every call from outside.
+    const auto bundle = ProgressBundle::fromBundleDirectory(bundleDirectory);
+    if (!bundle || !bundle->progressFileExists())
+        return failure(Error::posix(bundle ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
+    const auto job = CURLRemoteFile::fromBundleFile(bundleDirectory, m_environment.jobs);
+    if (job->error())
+        return failure(*job->error());
+    return m_remoteFiles.addRemoteFile(job);
+}
+
+std::size_t QueueController::freePlaces() const {
+    return kMostJobs - std::min(m_remoteFiles.content().size(), kMostJobs);
+}
+
+Error QueueController::queueIsFull() {
+    return {std::string(ErrorDomain::Tarvo), kTarvoGeneral,
+            localized("tr.err.queue-full", {std::to_string(kMostJobs)}),
+            localized("tr.err.queue-full-recovery")};
 }
 
 void QueueController::autostartIfNeeded() {

@@ -86,7 +86,12 @@ public:
     /// RemoteFilesArrayController::addRemoteFiles().
     Result<void> addDownloads(const std::vector<Job>& jobs);
 
-    /// Adds the download of a bundle. Never starts the queue.
+    /// How many more jobs the queue takes. A restored session is taken whatever its length.
+    std::size_t freePlaces() const;
+    static Error queueIsFull();
+
+    /// Adds the download of a bundle. Never starts the queue. Error: why it can't be gone on with, that there
+    /// is no place, or kTarvoDuplicateEntry.
     Result<void> addBundleFile(const std::string& bundleDirectory);
 
     /// Starts the queue, or pauses every job.

@@ -61,9 +61,13 @@ Result<void> RemoteFilesArrayController::addRemoteFiles(const std::vector<Job>& 
     }
     if (duplicates == 0)
         return last;
-    return failure(Error{std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-                         localized("tr.err.duplicate-downloads", {std::to_string(duplicates)}),
-                         localized("tr.err.duplicate-recovery")});
+    return failure(duplicateDownloads(duplicates));
+}
+
+Error RemoteFilesArrayController::duplicateDownloads(std::size_t count) {
+    return {std::string(ErrorDomain::Tarvo), kTarvoGeneral,
+            localized("tr.err.duplicate-downloads", {std::to_string(count)}),
+            localized("tr.err.duplicate-recovery")};
 }
 
 void RemoteFilesArrayController::removeRemoteFile(const Job& job) {

@@ -48,6 +48,9 @@ public:
     /// All that are no duplicates; the others are stopped. Error: how many there were.
     Result<void> addRemoteFiles(const std::vector<Job>& jobs);
 
+    /// The error of a batch of which `count` were in the queue already.
+    static Error duplicateDownloads(std::size_t count);
+
     /// Stops the job and takes it out. Its files stay.
     void removeRemoteFile(const Job& job);
     void removeRemoteFiles(const std::vector<Job>& jobs);

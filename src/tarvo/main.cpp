@@ -21,6 +21,7 @@
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"
+#include "base/UserDefaultsWatcher.h"
 #include "platform/ApplicationService.h"
 #include "platform/DesktopNotices.h"
 #include "platform/FatalSignals.h"
@@ -57,6 +58,16 @@ std::string forAnyFolder(const std::string& text) {
     return isAddress ? text : std::filesystem::absolute(text).lexically_normal().string();
 }
 
+/// As an error may show it: without a password, and not for pages.
+std::string shown(const std::string& text) {
+    constexpr std::size_t most = 200;
+    const auto url = text.starts_with('/') ? std::nullopt : Url::parse(text);
+    if (!url && !text.starts_with('/'))
+        return "an argument that is no address";
+    const std::string whole = url ? url->withoutPassword() : text;
+    return whole.size() > most ? whole.substr(0, most) + "…" : whole;
+}
+
 /// Answers the status to end with, if the program is to end at once.
 std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line) {
     for (int i = 1; i < argc; ++i) {
@@ -82,12 +93,22 @@ std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line) {
 }
 
 int handOver(const InstanceSocket& instance, const CommandLine& line) {
-    if (const auto taken = instance.handOver(line.open); !taken) {
-        std::cerr << "tarvo: another one is running and does not answer: " << taken.error().sentence()
+    const auto outcomes = instance.handOver(line.open);
+    if (!outcomes) {
+        std::cerr << "tarvo: another one is running and does not answer: " << outcomes.error().sentence()
                   << "\n";
         return kFailed;
     }
-    return EXIT_SUCCESS;
+    int status = EXIT_SUCCESS;
+    for (std::size_t i = 0; i < outcomes->size(); ++i) {
+        const AddOutcome& outcome = (*outcomes)[i];
+        if (outcome.isFulfilled())
+            continue;
+        status = kFailed;
+        std::cerr << "tarvo: not taken: " << shown(line.open[i]) << ": "
+                  << (outcome.error ? outcome.error->sentence() : localized("tr.err.no-link")) << "\n";
+    }
+    return status;
 }
 
 /// The program without a window, from its first object to its last.
@@ -100,6 +121,7 @@ public:
                       .defaults = defaults,
                       .settings = m_settings,
                       .notifications = m_notifications,
+                      .clock = m_clock,
                       .alerts = m_desk,
                       .presence = m_desk,
                       .setUpLogging = [this] { m_logging.setupLogging(); },
@@ -117,12 +139,15 @@ public:
         m_service.start();
     }
 
-    QJsonObject answer(const QJsonObject& request) {
+    void answer(const QJsonObject& request, const InstanceSocket::Answer& answer) {
         const auto open = InstanceSocket::handedOver(request);
-        m_delegate.open(open);
-        if (open.empty())
+        if (!open)
+            return answer({{"error", "this is no request"}});
+        if (open->empty())
             m_delegate.reopen();
-        return {{"taken", static_cast<qint64>(open.size())}};
+        m_delegate.open(*open, [answer](const std::vector<AddOutcome>& outcomes) {
+            answer(InstanceSocket::answerOf(outcomes));
+        });
     }
 
     void quit() {
@@ -215,8 +240,10 @@ int run(const CommandLine& line) {
     const std::string lockFile = InstanceSocket::standardLockFile(settings);
     InstanceSocket instance(lockFile, InstanceSocket::standardSocketPath(lockFile), disk);
     Headless* running = nullptr;
-    const auto claimed = instance.claim(
-        [&](const QJsonObject& request) { return running ? running->answer(request) : QJsonObject(); });
+    const auto claimed =
+        instance.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
+            running->answer(request, answer); // nobody is heard before the main loop runs
+        });
     if (!claimed) {
         std::cerr << "tarvo: " << claimed.error().sentence() << "\n";
         return kFailed;
@@ -225,6 +252,8 @@ int run(const CommandLine& line) {
         return handOver(instance, line);
     LiveCurlSegment::startUp();
     UserDefaults defaults(settings);
+    defaults.keepToItself(Settings::ownKeys());
+    const UserDefaultsWatcher watcher(defaults, settings);
     Headless program(defaults, home ? home : "/", line);
     running = &program;
     const Interrupt interrupt([&] { program.quit(); });

@@ -3,6 +3,8 @@
 
 #include "app/LaunchArgumentsProcessor.h"
 #include "base/SettingKeys.h"
+#include "input/TRStringURL.h"
+#include "support/FakeClock.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -16,10 +18,19 @@ class Recorder final : public MainWindow {
 public:
     explicit Recorder(std::string& events) : m_events(events) {}
 
-    void addDownloadFromString(const std::string& text) override { m_events += "text(" + text + ") "; }
+    std::vector<AddOutcome> addDownloadFromString(const std::string& text) override {
+        m_events += "text(" + text + ") ";
+        std::vector<AddOutcome> outcomes;
+        for (const auto line : linesOf(text))
+            outcomes.push_back(
+                {line == "http://old/" ? AddOutcome::Kind::alreadyThere : AddOutcome::Kind::taken});
+        return outcomes;
+    }
 
-    void addDownloadFromBundleFile(const std::string& bundle) override {
+    AddOutcome addDownloadFromBundleFile(const std::string& bundle) override {
         m_events += "bundle(" + bundle + ") ";
+        return bundle.ends_with(".trdownload") ? AddOutcome()
+                                               : AddOutcome::refusal(Error::posix(EINVAL, "open", bundle));
     }
 
     bool acceptDrop(const Pasteboard& pasteboard) override {
@@ -69,6 +80,7 @@ protected:
                                            .defaults = defaults,
                                            .settings = settings,
                                            .notifications = notifications,
+                                           .clock = clock,
                                            .alerts = desk,
                                            .presence = desk,
                                            .setUpLogging = [this] { events += "log "; },
@@ -90,6 +102,7 @@ protected:
     UserDefaults defaults{folder.path("settings")};
     Settings settings{defaults, "/home/somebody"};
     NotificationCenter notifications;
+    FakeClock clock;
     Desk desk;
     std::string events;
 };
@@ -121,6 +134,49 @@ TEST_F(Tarvo2AppDelegateTest, ComesUpInItsOrderAndHandsOnWhatHasWaited) {
     program->getUrl("gopher://a/");
     ASSERT_TRUE(desk.lastError);
     EXPECT_TRUE(desk.lastError->is(ErrorDomain::Tarvo, 1032));
+}
+
+TEST_F(Tarvo2AppDelegateTest, AnswersWhatBecameOfEachOrTellsThePerson) {
+    using Kind = AddOutcome::Kind;
+    const auto program = make();
+    std::vector<Kind> kinds;
+    const auto told = [&](const std::vector<AddOutcome>& outcomes) {
+        for (const auto& outcome : outcomes)
+            kinds.push_back(outcome.kind);
+    };
+    const std::string call =
+        "tarvo://add/%7B%22urls%22%3A%5B%7B%22href%22%3A%22http%3A%2F%2Fold%2F%22%7D%5D%7D";
+    const std::vector<std::string> what{"https://a/",           "/etc/passwd", "http://old/",
+                                        "http://a/\nhttp://b/", call,          "tarvo://add/%7B%7D",
+                                        "file:///x.trdownload", "gopher://a/", "sftp://a/1"};
+    program->applicationWillFinishLaunching();
+    program->open(what, told);
+    EXPECT_TRUE(kinds.empty()) << "nobody has looked at it yet";
+    program->applicationDidFinishLaunching();
+    EXPECT_EQ(kinds,
+              (std::vector<Kind>{Kind::taken, Kind::refused, Kind::alreadyThere, Kind::refused,
+                                 Kind::alreadyThere, Kind::noLink, Kind::taken, Kind::refused, Kind::taken}));
+    EXPECT_FALSE(desk.lastError) << "who asked has the answer";
+    program->open({"/etc/passwd"});
+    ASSERT_TRUE(desk.lastError);
+    EXPECT_TRUE(desk.lastError->is(ErrorDomain::Posix, EINVAL));
+}
+
+TEST_F(Tarvo2AppDelegateTest, AFloodIsRefusedAndEbbs) {
+    const auto program = make();
+    program->applicationWillFinishLaunching();
+    program->applicationDidFinishLaunching();
+    std::size_t taken = 0;
+    const auto told = [&](const std::vector<AddOutcome>& outcomes) {
+        for (const auto& outcome : outcomes)
+            taken += outcome.isFulfilled() ? 1 : 0;
+    };
+    for (int i = 0; i < 12; ++i)
+        program->open(std::vector<std::string>(1000, "http://a/"), told);
+    EXPECT_EQ(taken, Tarvo2AppDelegate::kMostInAMinute);
+    clock.advance(Seconds(61));
+    program->open({"http://a/"}, told);
+    EXPECT_EQ(taken, Tarvo2AppDelegate::kMostInAMinute + 1);
 }
 
 TEST_F(Tarvo2AppDelegateTest, AStartThatDidNotEndOffersToReset) {

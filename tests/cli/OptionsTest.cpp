@@ -155,4 +155,15 @@ TEST(HidePasswords, LeavesOnlyWhatIsNoSecret) {
         EXPECT_EQ(texts[i], words[i].second);
 }
 
+TEST_F(OptionsTest, WhatTheApplicationWouldNotHonourIsRefusedWithAttach) {
+    EXPECT_TRUE(accepted({"--attach", "--json", "--quiet", "http://host/a"}).attach);
+    for (const auto* option :
+         {"-d/x", "-x4", "-j2", "-oname", "--referer=http://r/", "--user=bob:secret", "--user-agent=a",
+          "--proxy=http://bob:secret@p/", "--checksum=md5=d41d8cd98f00b204e9800998ecf8427e", "--retries=1",
+          "--verbose"}) {
+        const std::string text = refused({option, "--attach", "http://host/a"});
+        EXPECT_TRUE(has(text, "--attach excludes") && !has(text, "secret")) << option << ": " << text;
+    }
+}
+
 } // namespace tarvo::test

@@ -94,7 +94,7 @@ void closeOnce(int& descriptor) {
 
 Program::Program(const TemporaryFolder& home, const std::vector<std::string>& arguments,
                  const Surroundings& surroundings) {
-    std::vector<std::string> words{TARVO_PROGRAM};
+    std::vector<std::string> words{surroundings.program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = environmentFor(home, surroundings.environment);
     const auto argv = pointersTo(words);
@@ -211,7 +211,7 @@ bool Program::echoes() const {
 }
 
 std::string Program::commandLine() const {
-    return contentOf("/proc/" + std::to_string(m_pid) + "/cmdline");
+    return contentOf(procFolder() + "/cmdline");
 }
 
 } // namespace tarvo::test

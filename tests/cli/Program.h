@@ -18,6 +18,7 @@ struct Surroundings {
     bool outputFull = false;         ///< standard output is a pipe that takes one line and nobody reads
     bool everyFolderWritable = true; ///< false: root's right to write anywhere is taken away
     std::vector<std::string> environment{}; ///< "NAME=VALUE"
+    std::string program = TARVO_PROGRAM;
 };
 
 /// One run. Its home, settings and logs are in a folder of the test's; there is no session bus. It ends with
@@ -61,6 +62,9 @@ public:
 
     /// Whether its terminal shows what is typed.
     bool echoes() const;
+
+    /// Where the kernel tells about it (proc(5)).
+    std::string procFolder() const { return "/proc/" + std::to_string(m_pid); }
 
     /// Its arguments as every user of the machine sees them.
     std::string commandLine() const;

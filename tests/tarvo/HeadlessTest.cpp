@@ -73,6 +73,66 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
     ends(*heir);
 }
 
+TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {
+    Surroundings get = surroundings;
+    get.program = TARVO_GET_PROGRAM;
+    std::string url = server.url(kSize, "", "a");
+    const auto attach = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "--attach");
+        return std::make_unique<Program>(home, arguments, get);
+    };
+    const auto nobody = attach({url});
+    EXPECT_EQ(nobody->status(), 1);
+    EXPECT_NE(nobody->problems().find("no application took"), std::string::npos) << nobody->problems();
+    const auto application = run({"--headless"});
+    ASSERT_TRUE(application->runsUntil([&] {
+        return Disk::exists(home.path("XDG_CONFIG_HOME/tarvo/"
+                                      "tarvo.conf.instance.socket"));
+    }));
+    const auto taken = attach({url, "--json"});
+    EXPECT_EQ(taken->status(), 0) << taken->problems();
+    EXPECT_EQ(taken->output(), R"({"alreadyThere":false,"event":"taken","url":")" + url + "\"}\n");
+    EXPECT_TRUE(arrives(*application, "a"));
+    const auto mixed = attach({url, server.url(kSize, "", "b"), file("none.trdownload")});
+    EXPECT_EQ(mixed->status(), 1);
+    EXPECT_EQ(mixed->output(), "already there: " + url + "\ntaken: " + server.url(kSize, "", "b") + "\n");
+    EXPECT_NE(mixed->problems().find("none.trdownload"), std::string::npos) << mixed->problems();
+    EXPECT_TRUE(arrives(*application, "b"));
+    const auto second = run({"gopher://bob:secret@a/", "/etc/passwd", url});
+    EXPECT_EQ(second->status(), 1);
+    EXPECT_NE(second->problems().find("not taken: gopher://"), std::string::npos) << second->problems();
+    EXPECT_NE(second->problems().find("/etc/passwd"), std::string::npos) << second->problems();
+    EXPECT_EQ(second->problems().find("secret"), std::string::npos) << second->problems();
+    ends(*application);
+}
+
+TEST_F(HeadlessTest, FollowsAPersonWhoEditsTheSettings) {
+    const std::string settings = home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf");
+    const auto edit = [&](const std::string& concurrency) {
+        home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf", // in place
+                   "[General]\nAutoStartAfterAdd=true\nDefaultConcurrency=" + concurrency +
+                       "\nDefaultDirectory=" + home.path("files") + "\n");
+    };
+    edit("1");
+    std::vector<std::string> arguments{"--headless"};
+    for (const auto* name : {"a", "b", "c"})
+        arguments.push_back(server.url(kSize, "rate=30000", name));
+    const auto program = run(arguments);
+    const auto sent = [&](const char* name) {
+        return server.bytesSent("/file/3000001/" + std::string(name));
+    };
+    ASSERT_TRUE(program->runsUntil([&] { // the queue of three has been saved
+        return sent("a") > 60'000 && contentOf(settings).find("c.trdownload") != std::string::npos;
+    }));
+    EXPECT_LT(sent("b") + sent("c"), 10'000) << "one at a time";
+    edit("3"); // with neither the queue nor anything else that the program has written since
+    EXPECT_TRUE(program->runsUntil([&] { return sent("b") > 30'000 && sent("c") > 30'000; }, 5s));
+    program->signal(SIGKILL);
+    EXPECT_EQ(program->status(), 128 + SIGKILL);
+    EXPECT_NE(contentOf(settings).find("DefaultConcurrency=\"3\""), std::string::npos);
+    EXPECT_NE(contentOf(settings).find("c.trdownload"), std::string::npos) << "the queue is as it was";
+}
+
 TEST_F(HeadlessTest, GoesOnAfterAnEndOfAnyKind) {
     const std::string slow = server.url(kSize, "rate=60000", "slow");
     auto program = run({"--headless", slow});
@@ -110,6 +170,58 @@ TEST_F(HeadlessTest, TheDesktopOpensLinksWithIt) {
     EXPECT_EQ(call("ActivateAction", {"toggle-autorun", QVariantList(), QVariantMap()}).type(),
               QDBusMessage::ReplyMessage);
     ends(*program);
+}
+
+TEST_F(HeadlessTest, AFloodOfCallsDrownsNothing) {
+    PrivateBus bus;
+    bus.start();
+    surroundings.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.address());
+    const auto program = run({"--headless"});
+    const auto call = [&](const char* method, const QVariantList& arguments) {
+        auto message = QDBusMessage::createMethodCall(ApplicationService::kName, ApplicationService::kPath,
+                                                      "org.freedesktop.Application", method);
+        message.setArguments(arguments);
+        return message;
+    };
+    const auto answers = [&] {
+        return bus.connection().call(call("Activate", {QVariantMap()}), QDBus::Block, 1000).type() ==
+               QDBusMessage::ReplyMessage;
+    };
+    ASSERT_TRUE(program->runsUntil(answers));
+    const auto openFiles = [&] {
+        const std::filesystem::directory_iterator all(program->procFolder() + "/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = openFiles();
+    for (int i = 0; i < 2000; ++i) {
+        const QString number = QString::number(i);
+        const QStringList kinds[] = {{"tarvo://add/%7Bbroken" + number},
+                                     {"gopher://a/" + number},
+                                     {"file:///nowhere/" + number + ".trdownload"},
+                                     {"tarvo://add/%7B%22urls%22%3A%5B%7B%22href%22%3A%22file%3A%2F%2F%2Fa" +
+                                      number + "%22%7D%5D%7D"}};
+        bus.connection().send(call("Open", {kinds[i % 4], QVariantMap()}));
+        if (i % 200 == 0) {
+            bus.connection().send(call(
+                "Open", {QStringList{QString::fromStdString(server.url(10, "", "f" + std::to_string(i)))},
+                         QVariantMap()}));
+            EXPECT_TRUE(answers()) << "after " << i;
+        }
+    }
+    const QStringList tooMany(ApplicationService::kMostUris + 1, "http://127.0.0.1/");
+    EXPECT_EQ(bus.connection().call(call("Open", {tooMany, QVariantMap()})).errorName(),
+              QDBusError::errorString(QDBusError::LimitsExceeded));
+    EXPECT_TRUE(answers());
+    const QString last = QString::fromStdString(server.url(kSize, "", "last"));
+    bus.connection().send(call("Open", {QStringList{last}, QVariantMap()}));
+    EXPECT_TRUE(arrives(*program, "last"));
+    EXPECT_LT(openFiles(), before + 30);
+    std::uintmax_t logged = 0;
+    for (const auto& log : std::filesystem::directory_iterator(home.path("XDG_STATE_HOME/tarvo/logs")))
+        logged += log.file_size();
+    EXPECT_LT(logged, 100'000u);
+    ends(*program);
+    EXPECT_EQ(contentOf(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf")).find("nowhere"), std::string::npos);
 }
 
 TEST_F(HeadlessTest, ItsArgumentsShowNoPassword) {

@@ -1,0 +1,97 @@
+// Whoever connects, and however he behaves: the others are answered.
+#include "platform/InstanceSocket.h"
+
+#include <future>
+
+#include "support/JobHarness.h"
+#include "support/TemporaryFolder.h"
+
+#include <QTimer>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace tarvo::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+} // namespace
+
+class InstanceSocketTest : public ::testing::Test {
+protected:
+    /// Asks from a thread of its own while the main loop turns.
+    Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) {
+        const InstanceSocket second(folder.path("lock"), folder.path("socket"), disk);
+        auto answer = std::async(std::launch::async, [&] { return second.handOver(what); });
+        EXPECT_TRUE(turnUntil([&] { return answer.wait_for(0s) == std::future_status::ready; }));
+        return answer.get();
+    }
+
+    FileHandle connected(const std::string& sends = "") const {
+        FileHandle socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        sockaddr_un where{};
+        where.sun_family = AF_UNIX;
+        folder.path("socket").copy(where.sun_path, sizeof where.sun_path - 1);
+        EXPECT_EQ(::connect(socket.descriptor(), reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
+        EXPECT_EQ(::send(socket.descriptor(), sends.data(), sends.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(sends.size()));
+        return socket;
+    }
+
+    TemporaryFolder folder;
+    PosixDisk disk;
+    InstanceSocket first{folder.path("lock"), folder.path("socket"), disk};
+};
+
+TEST_F(InstanceSocketTest, ManyAreAnsweredOneByOneHoweverMuchThereIsToSay) {
+    const Error error{"domain", 7, std::string(2000, 'e'), ""};
+    int requests = 0;
+    ASSERT_EQ(first.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
+        ++requests;
+        std::vector<AddOutcome> outcomes;
+        const auto texts = InstanceSocket::handedOver(request);
+        for (const auto& text : texts.value_or(std::vector<std::string>()))
+            outcomes.push_back(text == "0" ? AddOutcome{AddOutcome::Kind::alreadyThere}
+                                           : AddOutcome::refusal(error));
+        QTimer::singleShot(0, &first, [=] { answer(InstanceSocket::answerOf(outcomes)); });
+    }),
+              true);
+    std::vector<std::string> what;
+    for (int i = 0; i < 1200; ++i)
+        what.push_back(std::to_string(i));
+    const auto outcomes = handOver(what);
+    ASSERT_TRUE(outcomes);
+    ASSERT_EQ(outcomes->size(), what.size());
+    EXPECT_EQ(outcomes->front().kind, AddOutcome::Kind::alreadyThere);
+    EXPECT_EQ(outcomes->back().error->sentence(), error.sentence());
+    EXPECT_TRUE(outcomes->back().error->is("domain", 7));
+    EXPECT_EQ(requests, 3) << "in pieces, so that nobody waits long";
+}
+
+TEST_F(InstanceSocketTest, TheSilentAndTheDeafKeepNobodyOut) {
+    InstanceSocket::Answer late;
+    ASSERT_EQ(first.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
+        if (request["late"].toBool())
+            late = answer;
+        else if (request.contains("open"))
+            answer(InstanceSocket::answerOf({AddOutcome()}));
+        else
+            answer({{"error", QString(1 << 20, 'e')}}); // more than fits while nobody reads it
+    }),
+              true);
+    std::vector<FileHandle> visitors;
+    visitors.push_back(connected("{\"late\":true}\n"));
+    ASSERT_TRUE(turnUntil([&] { return late != nullptr; }));
+    visitors.clear();
+    late({}); // and there is nobody any more
+    for (std::size_t i = 0; i < InstanceSocket::kMostVisitors + 4; ++i) {
+        visitors.push_back(connected(i % 2 == 0 ? "" : "garbage\n"));
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(handOver({"a"})) << "they are sent away in time";
+}
+
+} // namespace tarvo::test
