@@ -321,7 +321,7 @@ bool UserDefaults::flushOnce() {
     auto values = changes.empty() ? read() : write(changes);
     if (!values) {
         m_knownText.clear(); // what was read has not been taken over
-        Log::error("The settings could not be read and saved: {}", values.error().sentence());
+        Log::error("Could not save the settings: {}", values.error().sentence());
         return false;
     }
     for (const auto& key : takeOver(std::move(*values), changes))
