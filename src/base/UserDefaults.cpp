@@ -1,25 +1,13 @@
 #include "base/UserDefaults.h"
 
-#include <algorithm>
-#include <cctype>
-#include <cerrno>
-#include <charconv>
-#include <chrono>
-#include <cstdio>
-#include <filesystem>
-#include <limits>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include <QStandardPaths>
 #include <QThread>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "base/IniFile.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
+#include "base/SettingValue.h"
 
 namespace tarvo {
 
@@ -29,132 +17,6 @@ QString qt(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-constexpr std::chrono::milliseconds kLockLimit{5000};
-constexpr std::chrono::milliseconds kLockPause{10};
-constexpr std::chrono::milliseconds kSettlingLimit{1000};
-constexpr std::chrono::milliseconds kSettlingPause{50};
-constexpr int kMostOvertaken = 5;
-constexpr int kMostCopies = 9;
-constexpr std::int64_t kMostBytes = 32 << 20; // far above a queue of twenty thousand
-
-/// `path`, or the file that it leads to by links, so that a link stays one.
-std::string behindLinks(const std::string& path) {
-    std::error_code problem;
-    const std::filesystem::path target = std::filesystem::canonical(path, problem);
-    return problem ? path : target.string();
-}
-
-/// Empty where there is no file.
-Result<std::string> textOf(const std::string& path) {
-    auto text = PosixDisk().readFile(path, kMostBytes);
-    if (!text && text.error().is(ErrorDomain::Posix, ENOENT))
-        return std::string();
-    return text;
-}
-
-/// What of a file changes when somebody writes to it or puts another in its place.
-struct Signature {
-    dev_t device = 0;
-    ino_t node = 0;
-    off_t length = -1;
-    std::pair<time_t, long> changed;
-
-    explicit Signature(const std::string& path) {
-        struct stat status {};
-
-        if (::stat(path.c_str(), &status) != 0)
-            return;
-        device = status.st_dev;
-        node = status.st_ino;
-        length = status.st_size;
-        changed = {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-    }
-
-    bool operator==(const Signature&) const = default;
-};
-
-/// As Disk::replaceFile(), if until the last moment the file at `path` is as it was. Answers whether it was.
-Result<bool> replaceUnchanged(Disk& disk, const std::string& path, const Signature& before,
-                              const std::string& text) {
-    const std::string beside = path + ".new";
-    const auto write = [&]() -> Result<bool> {
-        auto file = disk.openOrCreate(beside);
-        if (!file)
-            return failure(file.error());
-        auto written = disk.truncate(file->descriptor(), 0, beside);
-        if (written)
-            written = disk.writeAt(file->descriptor(), text, 0, beside);
-        if (written)
-            written = disk.flush(file->descriptor(), beside);
-        if (!written)
-            return failure(written.error());
-        if (Signature(path) != before)
-            return false;
-        if (std::rename(beside.c_str(), path.c_str()) != 0)
-            return failure(Error::posix(errno, "replace", path));
-        return true;
-    };
-    auto replaced = write();
-    if (!replaced || !*replaced) {
-        ::unlink(beside.c_str());
-        return replaced;
-    }
-    if (auto flushed = disk.flushFolder(folderOf(path)); !flushed)
-        return failure(flushed.error());
-    return true;
-}
-
-std::optional<std::int64_t> wholeNumber(const QVariant& value) {
-    const std::string text = value.toString().toStdString();
-    std::int64_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, problem] = std::from_chars(text.data(), end, number);
-    if (problem == std::errc::result_out_of_range && stop == end)
-        return text.starts_with('-') ? std::numeric_limits<std::int64_t>::min()
-                                     : std::numeric_limits<std::int64_t>::max();
-    return problem == std::errc() && stop == end ? std::optional(number) : std::nullopt;
-}
-
-std::optional<bool> truthValue(const QVariant& value) {
-    const std::string text = value.toString().toLower().toStdString();
-    for (const auto* word : {"true", "yes", "on", "1"})
-        if (text == word)
-            return true;
-    for (const auto* word : {"false", "no", "off", "0"})
-        if (text == word)
-            return false;
-    return std::nullopt;
-}
-
-/// A text with a comma that stands in no quotes is a list.
-bool isOneText(const QVariant& value) {
-    const int type = value.metaType().id();
-    return type != QMetaType::QStringList && type != QMetaType::QVariantList && value.canConvert<QString>();
-}
-
-bool isReadableAs(const QVariant& value, const QVariant& model) {
-    switch (model.metaType().id()) {
-    case QMetaType::Bool:
-        return truthValue(value).has_value();
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-        return wholeNumber(value).has_value();
-    case QMetaType::QString:
-    case QMetaType::QByteArray:
-        return isOneText(value);
-    case QMetaType::QVariantMap:
-        return value.metaType().id() == QMetaType::QVariantMap;
-    default:
-        return true;
-    }
-}
-
-/// Numbers and truth values are texts in the file.
-bool readAlike(const QVariant& value, const QVariant& other) {
-    return value == other || (value.isValid() && other.isValid() && isOneText(value) && isOneText(other) &&
-                              value.toString() == other.toString());
-}
-
 QVariant valueIn(const UserDefaults::Values& values, const std::string& key) {
     const auto found = values.find(key);
     return found == values.end() ? QVariant() : found->second;
@@ -162,18 +24,11 @@ QVariant valueIn(const UserDefaults::Values& values, const std::string& key) {
 
 } // namespace
 
-UserDefaults::UserDefaults(const std::string& path) : m_path(path) {
-    auto text = textOf(path); // first: QSettings would wait for whoever writes into a pipe
-    auto content = text ? readIniFile(path) : failure(text.error());
-    m_isCopyDue = !content || !content->isWhole;
-    if (!content) {
-        Log::error("Could not read the settings: {}", content.error().sentence());
-        return;
-    }
-    if (!content->isWhole)
-        Log::warning("Some lines of the settings in {} can't be read", path);
-    m_knownText = std::move(*text);
-    m_layers.lock()->stored = std::move(content->values);
+UserDefaults::UserDefaults(const std::string& path) : m_file(path) {
+    if (auto values = m_file.open())
+        m_layers.lock()->stored = std::move(*values);
+    else
+        Log::error("Could not read the settings: {}", values.error().sentence());
 }
 
 UserDefaults::~UserDefaults() {
@@ -318,15 +173,30 @@ bool UserDefaults::flush() {
 
 bool UserDefaults::flushOnce() {
     const Changes changes = m_layers.lock()->changes;
-    auto values = changes.empty() ? read() : write(changes);
+    auto values = exchange(changes);
     if (!values) {
-        m_knownText.clear(); // what was read has not been taken over
+        m_file.forget(); // what was read has not been taken over
         Log::error("Could not save the settings: {}", values.error().sentence());
         return false;
     }
-    for (const auto& key : takeOver(std::move(*values), changes))
-        tellOfChange(key);
+    if (*values)
+        for (const auto& key : takeOver(std::move(**values), changes))
+            tellOfChange(key);
     return true;
+}
+
+/// Answers what the file holds then; none when that is what it held.
+Result<std::optional<UserDefaults::Values>> UserDefaults::exchange(const Changes& changes) {
+    if (changes.empty())
+        return m_file.readNews();
+    Values wanted;
+    for (const auto& [key, change] : changes)
+        wanted[key] = change.value;
+    const Values known = m_layers.lock()->stored;
+    auto written = m_file.write(wanted, known);
+    if (!written)
+        return failure(written.error());
+    return std::move(*written);
 }
 
 /// Answers the keys under which something else is read from now on.
@@ -360,107 +230,6 @@ void UserDefaults::Layers::putOwnKeysRight(Values& values, const Changes& writte
         if (!changes.contains(key))
             set(key, ours); // to be written over theirs
     }
-}
-
-Result<UserDefaults::Values> UserDefaults::read() {
-    auto text = settledText();
-    if (!text)
-        return failure(text.error());
-    if (*text == m_knownText)
-        return m_layers.lock()->stored;
-    auto content = readIniFile(m_path);
-    if (!content)
-        return failure(content.error());
-    m_isCopyDue |= !content->isWhole;
-    m_knownText = std::move(*text);
-    return std::move(content->values);
-}
-
-/// The file's text, or that of the moment when the wait for it ends. Many editors empty the file and fill it
-/// anew, or take it away and put another there: what is new is waited for until it stays as it is.
-Result<std::string> UserDefaults::settledText() const {
-    auto text = textOf(m_path);
-    for (auto waited = kSettlingPause; waited <= kSettlingLimit; waited += kSettlingPause) {
-        if (!text || *text == m_knownText)
-            break;
-        std::this_thread::sleep_for(kSettlingPause);
-        auto again = textOf(m_path);
-        const bool isSettled = again && *again == *text && !text->empty();
-        text = std::move(again);
-        if (isSettled)
-            break;
-    }
-    return text;
-}
-
-/// Held for as long as the answer lives, and no longer than this process, however it ends.
-Result<FileHandle> UserDefaults::lockFile(Disk& disk) {
-    const std::string path = m_path + ".lock";
-    for (auto waited = kLockPause * 0;; waited += kLockPause) {
-        auto file = disk.openOrCreate(path);
-        if (!file)
-            return file;
-        const auto locked = disk.lockExclusively(file->descriptor(), path);
-        if (locked && Disk::isStillAt(file->descriptor(), path))
-            return file;
-        if (!locked && (!locked.error().is(ErrorDomain::Posix, EWOULDBLOCK) || waited >= kLockLimit))
-            return failure(locked.error());
-        std::this_thread::sleep_for(kLockPause);
-    }
-}
-
-/// Answers what the file holds afterwards.
-Result<UserDefaults::Values> UserDefaults::write(const Changes& changes) {
-    PosixDisk disk;
-    if (auto made = disk.makeFolders(folderOf(m_path)); !made)
-        return failure(made.error());
-    const auto exclusive = lockFile(disk); // from here to the end no other Tarvo reads, changes and writes
-    if (!exclusive)
-        return failure(exclusive.error());
-    for (int attempt = 0; attempt < kMostOvertaken; ++attempt) { // but an editor may
-        const std::string target = behindLinks(m_path);
-        const Signature before(target);
-        auto values = read();
-        if (!values)
-            return values;
-        for (const auto& [key, change] : changes) {
-            if (change.value.isValid())
-                (*values)[key] = change.value;
-            else
-                values->erase(key);
-        }
-        if (auto kept = keepUnreadableLines(disk); !kept)
-            return failure(kept.error());
-        std::string text = iniText(*values);
-        const auto replaced = replaceUnchanged(disk, target, before, text);
-        if (!replaced)
-            return failure(replaced.error());
-        if (*replaced) {
-            m_knownText = std::move(text);
-            return values;
-        }
-        m_knownText.clear(); // what was read in vain is to be read again
-    }
-    return failure(Error::posix(EBUSY, "write", m_path));
-}
-
-/// Writing leaves such lines out: they may be worth something to whoever wrote them.
-Result<void> UserDefaults::keepUnreadableLines(Disk& disk) {
-    if (!m_isCopyDue)
-        return {};
-    const auto content = textOf(m_path);
-    if (!content)
-        return failure(content.error());
-    std::string copy = m_path + ".unreadable";
-    for (int number = 2; number <= kMostCopies && Disk::exists(copy); ++number)
-        copy = m_path + ".unreadable-" + std::to_string(number);
-    if (!content->empty()) {
-        if (auto kept = disk.replaceFile(copy, *content); !kept)
-            return kept;
-        Log::warning("The settings could not be read as a whole; as they were they are kept in {}", copy);
-    }
-    m_isCopyDue = false;
-    return {};
 }
 
 } // namespace tarvo

@@ -13,8 +13,8 @@
 #include <QObject>
 #include <QVariant>
 
-#include "base/Disk.h"
 #include "base/Locked.h"
+#include "base/SettingsFile.h"
 
 namespace tarvo {
 
@@ -26,7 +26,7 @@ class UserDefaults : public QObject {
     Q_OBJECT
 
 public:
-    using Values = std::map<std::string, QVariant>;
+    using Values = SettingsFile::Values;
 
     /// Stored in the INI file at `path` (absolute), which is read here, and made, for its owner only, when
     /// first written to.
@@ -101,18 +101,12 @@ private:
     void tellOfChange(const std::string& key);
     bool flushOnce();
     std::set<std::string> takeOver(Values values, const Changes& written);
-    Result<Values> read();
-    Result<std::string> settledText() const;
-    Result<Values> write(const Changes& changes);
-    Result<FileHandle> lockFile(Disk& disk);
-    Result<void> keepUnreadableLines(Disk& disk);
+    Result<std::optional<Values>> exchange(const Changes& changes);
 
-    const std::string m_path;
     const std::shared_ptr<int> m_life = std::make_shared<int>(); // ends with the object
     mutable Locked<Layers> m_layers;                             // never held while the disk is waited for
-    std::mutex m_flushing;                                       // one flush at a time; guards what follows
-    bool m_isCopyDue = false; // some of the file, or all, could not be read: writing would lose it
-    std::string m_knownText;  // the file as last read or written here: it need not be read again
+    std::mutex m_flushing;                                       // guards what follows
+    SettingsFile m_file;
 };
 
 } // namespace tarvo

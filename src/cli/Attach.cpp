@@ -43,7 +43,7 @@ void tell(const Options& options, const Target& target, const AddOutcome& outcom
 
 } // namespace
 
-int attach(const Options& options, const InstanceSocket& application, std::ostream& output,
+int attach(const Options& options, const RunningInstance& application, std::ostream& output,
            std::ostream& problems) {
     std::vector<std::string> what;
     what.reserve(options.targets.size());

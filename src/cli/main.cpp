@@ -21,6 +21,7 @@
 #include "cli/TerminalPrompt.h"
 #include "platform/InstanceSocket.h"
 #include "platform/Interrupt.h"
+#include "platform/RunningInstance.h"
 #include "platform/SecretServicePasswordStore.h"
 
 namespace {
@@ -98,9 +99,8 @@ int main(int argc, char** argv) {
             return early->status;
         }
         if (std::get<Options>(parsed).attach) {
-            PosixDisk disk;
             const std::string lock = InstanceSocket::standardLockFile(UserDefaults::standardPath());
-            const InstanceSocket running(lock, InstanceSocket::standardSocketPath(lock), disk);
+            const RunningInstance running(InstanceSocket::standardSocketPath(lock));
             return attach(std::get<Options>(parsed), running, std::cout, std::cerr);
         }
         LiveCurlSegment::startUp();

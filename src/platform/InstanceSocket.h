@@ -5,9 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include <QJsonObject>
 #include <QObject>
@@ -15,7 +13,7 @@
 
 #include "base/Disk.h"
 #include "base/Error.h"
-#include "queue/AddOutcome.h"
+#include "platform/InstanceVisitor.h"
 
 namespace tarvo {
 
@@ -30,14 +28,8 @@ public:
     /// Calls `answer` once, at once or later. A request that is no JSON object comes as an empty one.
     using Handler = std::function<void(const QJsonObject& request, const Answer& answer)>;
 
-    /// What one request may hold: whoever sends more is not heard.
-    static constexpr std::size_t kMostBytes = std::size_t{4} << 20;
-
     /// How many are heard at a time; the next wait in line.
     static constexpr std::size_t kMostVisitors = 16;
-
-    /// How long one may take to send its request, and to take its answer.
-    static constexpr int kVisitMs = 3000;
 
     /// `lockFile` stands for what only one program may write; `socketPath` has at most 107 bytes (unix(7)).
     /// Their folders are made when needed. `disk` outlives the object.
@@ -54,24 +46,7 @@ public:
     /// Answers whether this process is the one from now on; if so, `handler` answers the others' requests.
     Result<bool> claim(Handler handler);
 
-    /// What the running program answers. Waits for it, `limit` milliseconds at the most. Error: POSIX, when
-    /// nobody answers.
-    Result<QJsonObject> ask(const QJsonObject& request, int limit = 5000) const;
-
-    /// Asks the running program to take these: addresses, API calls, absolute paths of unfinished downloads.
-    /// One outcome for each, in their order. Many are handed over in several requests; on an error some may
-    /// have been taken.
-    Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) const;
-
-    /// The texts of such a request; none when it is something else.
-    static std::optional<std::vector<std::string>> handedOver(const QJsonObject& request);
-
-    /// The answer to such a request.
-    static QJsonObject answerOf(const std::vector<AddOutcome>& outcomes);
-
 private:
-    class Visitor;
-
     Result<void> listen();
     void accept();
     void hear(std::uint64_t number, const std::string& request);
@@ -84,7 +59,7 @@ private:
     FileHandle m_lock;
     FileHandle m_listening;
     std::unique_ptr<QSocketNotifier> m_notifier;
-    std::map<std::uint64_t, std::unique_ptr<Visitor>> m_visitors; // by the order in which they came
+    std::map<std::uint64_t, std::unique_ptr<InstanceVisitor>> m_visitors; // by the order in which they came
     std::uint64_t m_lastNumber = 0;
 };
 

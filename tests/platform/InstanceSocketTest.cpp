@@ -1,5 +1,7 @@
 // Whoever connects, and however he behaves: the others are answered.
 #include "platform/InstanceSocket.h"
+#include "platform/HandOver.h"
+#include "platform/RunningInstance.h"
 
 #include <future>
 
@@ -24,8 +26,8 @@ class InstanceSocketTest : public ::testing::Test {
 protected:
     /// Asks from a thread of its own while the main loop turns.
     Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) {
-        const InstanceSocket second(folder.path("lock"), folder.path("socket"), disk);
-        auto answer = std::async(std::launch::async, [&] { return second.handOver(what); });
+        const RunningInstance other(folder.path("socket"));
+        auto answer = std::async(std::launch::async, [&] { return other.handOver(what); });
         EXPECT_TRUE(turnUntil([&] { return answer.wait_for(0s) == std::future_status::ready; }));
         return answer.get();
     }
@@ -52,11 +54,11 @@ TEST_F(InstanceSocketTest, ManyAreAnsweredOneByOneHoweverMuchThereIsToSay) {
     ASSERT_EQ(first.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
         ++requests;
         std::vector<AddOutcome> outcomes;
-        const auto texts = InstanceSocket::handedOver(request);
+        const auto texts = HandOver::textsOf(request);
         for (const auto& text : texts.value_or(std::vector<std::string>()))
             outcomes.push_back(text == "0" ? AddOutcome{AddOutcome::Kind::alreadyThere}
                                            : AddOutcome::refusal(error));
-        QTimer::singleShot(0, &first, [=] { answer(InstanceSocket::answerOf(outcomes)); });
+        QTimer::singleShot(0, &first, [=] { answer(HandOver::answer(outcomes)); });
     }),
               true);
     std::vector<std::string> what;
@@ -77,7 +79,7 @@ TEST_F(InstanceSocketTest, TheSilentAndTheDeafKeepNobodyOut) {
         if (request["late"].toBool())
             late = answer;
         else if (request.contains("open"))
-            answer(InstanceSocket::answerOf({AddOutcome()}));
+            answer(HandOver::answer({AddOutcome()}));
         else
             answer({{"error", QString(1 << 20, 'e')}}); // more than fits while nobody reads it
     }),

@@ -1,0 +1,31 @@
+// The program that runs already, as another one sees it that has something for it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <QJsonObject>
+
+#include "base/Error.h"
+#include "queue/AddOutcome.h"
+
+namespace tarvo {
+
+/// Waits for the other program, which listens with an InstanceSocket. Any thread.
+class RunningInstance {
+public:
+    /// `socketPath` is that of the other's InstanceSocket.
+    explicit RunningInstance(std::string socketPath) : m_socketPath(std::move(socketPath)) {}
+
+    /// Asks it to take these: addresses, API calls, absolute paths of unfinished downloads. One outcome for
+    /// each, in their order. Many are handed over in several requests; on an error some may have been taken.
+    /// Error: POSIX, when nobody answers.
+    Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) const;
+
+private:
+    Result<QJsonObject> ask(const QJsonObject& request) const;
+
+    const std::string m_socketPath;
+};
+
+} // namespace tarvo

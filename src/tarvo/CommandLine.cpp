@@ -1,0 +1,55 @@
+#include "tarvo/CommandLine.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "app/LaunchArgumentsProcessor.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr int kBadUsage = 2;
+constexpr const char* kUsage =
+    "Usage: tarvo [OPTION] [URL | BUNDLE]…\n\n"
+    "Downloads what it is given, and goes on with what it has not finished. One runs for each user: what a\n"
+    "second one is given goes to the first.\n\n"
+    "  --headless       run without a window\n"
+    "  -ResetDefaults   put all settings back to their defaults first; the saved queue goes with them\n"
+    "  --version        print the version\n"
+    "  -h,--help        print this\n";
+
+/// An address stays what it is; a path is told as one that is good in any folder.
+std::string forAnyFolder(const std::string& text) {
+    const bool isAddress = text.find("://") != std::string::npos || text.starts_with("file:");
+    return isAddress ? text : std::filesystem::absolute(text).lexically_normal().string();
+}
+
+} // namespace
+
+/// Answers the status to end with, if the program is to end at once.
+std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string text = argv[i];
+        line.all.push_back(text);
+        if (text == "--version") {
+            std::cout << "tarvo " TARVO_VERSION "\n";
+            return EXIT_SUCCESS;
+        }
+        if (text == "--help" || text == "-h") {
+            std::cout << kUsage;
+            return EXIT_SUCCESS;
+        }
+        if (text.starts_with('-') && text != "--headless" &&
+            text != LaunchArgumentsProcessor::kResetDefaultsOption) {
+            std::cerr << "tarvo: unknown option " << text.substr(0, text.find('=')) << ".\n" << kUsage;
+            return kBadUsage;
+        }
+        if (!text.starts_with('-'))
+            line.open.push_back(forAnyFolder(text));
+    }
+    return std::nullopt;
+}
+
+} // namespace tarvo

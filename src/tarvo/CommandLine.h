@@ -1,0 +1,18 @@
+// What the application was started with.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarvo {
+
+struct CommandLine {
+    std::vector<std::string> all;  ///< for the launch options
+    std::vector<std::string> open; ///< addresses, API calls, absolute paths
+};
+
+/// Answers the status to end with, if the program is to end at once; then it has printed why.
+std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line);
+
+} // namespace tarvo

@@ -1,0 +1,94 @@
+#include "tarvo/Headless.h"
+
+#include <QCoreApplication>
+
+#include "app/CrashReports.h"
+#include "app/WindowlessMain.h"
+#include "base/Log.h"
+#include "base/SettingKeys.h"
+#include "platform/FatalSignals.h"
+#include "platform/HandOver.h"
+
+namespace tarvo {
+
+Headless::Headless(UserDefaults& defaults, const std::string& home, CommandLine line)
+    : m_defaults(defaults), m_settings(defaults, home),
+      m_delegate({.arguments = line.all,
+                  .homeFolder = home,
+                  .defaults = defaults,
+                  .settings = m_settings,
+                  .notifications = m_notifications,
+                  .clock = m_clock,
+                  .alerts = m_desk,
+                  .presence = m_desk,
+                  .setUpLogging = [this] { m_logging.setupLogging(); },
+                  .emailSupport = [] {},
+                  .startCrashReporting = [this] { startCrashReporting(); },
+                  .makeMainWindow = [this] { return makeMainWindow(); }}),
+      m_line(std::move(line)) {
+}
+
+void Headless::start() {
+    m_delegate.applicationWillFinishLaunching();
+    if (const auto remote = m_remoteLog.sharedLogger())
+        Log::attach(remote);
+    m_delegate.open(m_line.open); // waits for the window's stand-in
+    m_delegate.applicationDidFinishLaunching();
+    m_service.start();
+}
+
+void Headless::answer(const QJsonObject& request, const InstanceSocket::Answer& answer) {
+    const auto open = HandOver::textsOf(request);
+    if (!open)
+        return answer({{"error", "this is no request"}});
+    if (open->empty())
+        m_delegate.reopen();
+    m_delegate.open(
+        *open, [answer](const std::vector<AddOutcome>& outcomes) { answer(HandOver::answer(outcomes)); });
+}
+
+void Headless::quit() {
+    if (m_queue)
+        m_queue->quit();
+    else
+        QCoreApplication::exit();
+}
+
+std::unique_ptr<MainWindow> Headless::makeMainWindow() {
+    m_queue = std::make_unique<QueueController>(QueueController::Environment{.jobs = m_jobs,
+                                                                             .notifications = m_notifications,
+                                                                             .authManager = m_credentials,
+                                                                             .pages = m_desk,
+                                                                             .alerts = m_desk,
+                                                                             .session = &m_defaults,
+                                                                             .desktop = &m_desktop});
+    QObject::connect(m_queue.get(), &QueueController::ended, [] { QCoreApplication::exit(); });
+    QObject::connect(&m_desk, &HeadlessDesk::nobodyNeedsTheProgram, m_queue.get(), &QueueController::quit);
+    QObject::connect(&m_queue->remoteFiles(), &RemoteFilesArrayController::jobStateChanged, m_queue.get(),
+                     [this](const std::shared_ptr<RemoteFile>& job, rf_state_t, rf_state_t state) {
+                         if (state == rf_state_failed && !job->isRetryable())
+                             m_desk.presentError(*job->error());
+                     });
+    // Nobody is there to press a button: a restored queue goes on if additions would start it.
+    if (m_queue->remoteFiles().content().size() > 0 && m_defaults.boolean(SettingKey::kAutoStartAfterAdd))
+        m_queue->toggleAutorun();
+    return std::make_unique<WindowlessMain>(*m_queue, m_jobs, m_settings, m_desk);
+}
+
+void Headless::startCrashReporting() {
+    reportFatalSignals("/proc/self/exe", {kCrashReporter});
+    CrashReports(m_disk, CrashReports::standardFolder()).tellNews(m_notices);
+}
+
+ApplicationRequests Headless::requests() {
+    return {[this] { m_delegate.reopen(); },
+            [this](const std::vector<std::string>& uris) { m_delegate.open(uris); },
+            [this](const std::string& action) {
+                if (action == "toggle-autorun")
+                    m_delegate.toggleAutorun();
+                else
+                    m_delegate.reopen();
+            }};
+}
+
+} // namespace tarvo
