@@ -1,7 +1,6 @@
 // The ways between threads: order on a serial queue, the way to the main thread, and nobody left behind.
 #include "base/Runloop.h"
 #include "base/SerialQueue.h"
-#include "base/WorkQueue.h"
 
 #include <algorithm>
 #include <atomic>
@@ -33,16 +32,6 @@ TEST(SerialQueue, RunsInTheOrderOfHandingInAndSyncOnTheCaller) {
     ASSERT_EQ(order.size(), 102u);
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
     EXPECT_EQ(synced, std::this_thread::get_id());
-}
-
-TEST(WorkQueue, ItsEndWaitsForEveryTask) {
-    std::atomic<int> done{0};
-    {
-        WorkQueue queue;
-        for (int i = 0; i < 20; ++i)
-            queue.async([&done] { ++done; });
-    }
-    EXPECT_EQ(done, 20);
 }
 
 TEST(Runloop, AClosureMayHoldWhatHandsInAnotherAtItsEnd) {

@@ -1,6 +1,7 @@
 // A built program as a child process, and everything a person or a script can do to it.
 #pragma once
 
+#include "base/Disk.h"
 #include "support/TemporaryFolder.h"
 
 #include <chrono>
@@ -8,15 +9,14 @@
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
+#include <QProcess>
 
 namespace tarvo::test {
 
 /// What the program finds around it.
 struct Surroundings {
-    bool terminal = false;           ///< a terminal of its own instead of pipes
-    bool outputFull = false;         ///< standard output is a pipe that takes one line and nobody reads
-    bool everyFolderWritable = true; ///< false: root's right to write anywhere is taken away
+    bool terminal = false;   ///< a terminal of its own instead of pipes
+    bool outputFull = false; ///< standard output is a pipe that takes one line and nobody reads
     std::vector<std::string> environment{}; ///< "NAME=VALUE"
     std::string program = TARVO_PROGRAM;
 };
@@ -29,17 +29,14 @@ public:
             const Surroundings& surroundings = {});
     ~Program();
 
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
     /// Writes to its terminal or standard input.
-    void type(const std::string& text) const;
+    void type(const std::string& text);
 
     /// No more input; of a terminal: hangs up.
     void closeInput();
 
     /// Nobody reads its standard output any more.
-    void closeOutput();
+    void closeOutput() { m_process.closeReadChannel(QProcess::StandardOutput); }
 
     void signal(int number) const;
 
@@ -47,7 +44,7 @@ public:
     bool prints(const std::string& text);
 
     /// Reads what it prints until `done` answers true; false when that took too long or the program has ended
-    /// before.
+    /// without it.
     bool runsUntil(const std::function<bool()>& done,
                    std::chrono::milliseconds limit = std::chrono::seconds(30));
 
@@ -70,14 +67,14 @@ public:
     std::string commandLine() const;
 
 private:
-    void pump(int milliseconds);
+    void collect();
 
+    bool hasEnded() const { return m_process.state() == QProcess::NotRunning; }
+
+    QProcess m_process;
     pid_t m_pid = -1;
-    int m_input = -1; // with a terminal this is it, and the output too
-    int m_outputEnd = -1;
-    int m_problemsEnd = -1;
-    bool m_ended = false;
-    int m_status = -1;
+    FileHandle m_terminal; // its keyboard and screen
+    FileHandle m_fullPipe;
     std::string m_output;
     std::string m_problems;
 };

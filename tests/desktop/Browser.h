@@ -2,9 +2,9 @@
 #pragma once
 
 #include "base/Disk.h"
-#include "support/JobHarness.h"
 #include "support/ServerProcess.h"
 #include "support/TemporaryFolder.h"
+#include "support/TurnUntil.h"
 
 #include <array>
 #include <filesystem>

@@ -6,6 +6,7 @@
 #include "support/NginxServer.h"
 #include "support/PrivateBus.h"
 #include "support/SampleData.h"
+#include "support/TurnUntil.h"
 
 #include <csignal>
 #include <filesystem>
@@ -22,7 +23,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::int64_t kSize = 2'000'003;
-constexpr std::int64_t kSlowRate = 15'000; // of a connection; a file has ten
 
 std::string addCall(const std::vector<std::string>& links) {
     QJsonArray urls;
@@ -73,7 +73,7 @@ protected:
     }
 
     TemporaryFolder home;
-    NginxServer server{kSlowRate};
+    NginxServer server;
     PrivateBus bus;
 };
 

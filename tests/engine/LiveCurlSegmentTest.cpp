@@ -32,20 +32,6 @@ protected:
 
 } // namespace
 
-TEST_F(LiveCurlSegmentTest, AsksForItsRangeOrForTheWhole) {
-    const auto part = run(m_server.url(1000), 100, 200);
-    EXPECT_EQ(part->currentState(), CurlDownloadState::Succeeded);
-    EXPECT_EQ(lastSent("range"), "bytes=100-199");
-    EXPECT_EQ(m_receiver->content, test::sample(100, 100));
-    EXPECT_EQ(part->currentOffset(), 200);
-    EXPECT_EQ(part->segment().httpCode(), 206);
-    EXPECT_EQ(part->segment().contentLength(), 100);
-    run(m_server.url(1000));
-    EXPECT_EQ(m_server.requests().back().headers.count("range"), 0u);
-    EXPECT_EQ(m_receiver->content.substr(100), test::sample(0, 1000));
-    EXPECT_EQ(run(m_server.url(1000, "nolength"))->segment().contentLength(), 0);
-}
-
 TEST_F(LiveCurlSegmentTest, SendsWhoItIs) {
     run(m_server.url(10));
     for (const char* header : {"cookie", "user-agent", "referer", "authorization", "accept-encoding"})
@@ -60,7 +46,6 @@ TEST_F(LiveCurlSegmentTest, SendsWhoItIs) {
     EXPECT_EQ(lastSent("user-agent"), "MyAgent/1.0");
     EXPECT_EQ(lastSent("referer"), "http://page.example/a?b");
     EXPECT_EQ(lastSent("cookie"), "a=1;b=1;");
-    EXPECT_FALSE(m_server.requests().back().throughProxy);
 
     m_defaults.set("ProxyUrl", m_server.proxyUrl().c_str());
     run("http://far.example/file/10/f");
@@ -93,7 +78,7 @@ TEST_F(LiveCurlSegmentTest, ChallengesAreAnsweredAndNotTakenForTheFile) {
         const auto allowed = run(m_server.url(1000, scheme), 0, 1000);
         EXPECT_EQ(allowed->header("content-length"), "1000") << scheme;
         EXPECT_EQ(m_receiver->content, test::sample(0, 1000)) << scheme;
-        m_token = std::make_shared<TRAuthToken>("", "bob", "wrong");
+        m_token = std::make_shared<TRAuthToken>("", "eve", "secret");
         const auto refused = run(m_server.url(1000, scheme), 0, 1000);
         EXPECT_EQ(refused->segment().httpCode(), 401) << scheme;
         EXPECT_EQ(refused->header("content-length"), std::nullopt) << scheme;
@@ -106,30 +91,28 @@ TEST_F(LiveCurlSegmentTest, ChallengesAreAnsweredAndNotTakenForTheFile) {
 
 TEST_F(LiveCurlSegmentTest, OnlyTheFourSchemesAreEverFetched) {
     const std::string gopher = "gopher" + m_server.url(10).substr(4);
-    const std::string file = "file://" + m_folder.write("secret", "secret");
-    for (const std::string& target : {gopher, file, std::string("file:///etc/passwd")}) {
-        for (const std::string& address : {target, m_server.url(10, "to=" + test::knobValue(target))}) {
-            const auto refused = run(address);
-            EXPECT_EQ(refused->segment().errorCode(), CURLE_UNSUPPORTED_PROTOCOL) << address;
-            EXPECT_TRUE(refused->segment().error()->is(ErrorDomain::CurlSegment, CURLE_UNSUPPORTED_PROTOCOL));
-        }
+    for (const std::string& target : {gopher, "file://" + m_folder.write("secret", "secret")}) {
+        for (const std::string& address : {target, m_server.url(10, "to=" + test::knobValue(target))})
+            EXPECT_EQ(run(address)->segment().errorCode(), CURLE_UNSUPPORTED_PROTOCOL) << address;
     }
-    EXPECT_EQ(m_server.requests().size(), 3u);
+    EXPECT_EQ(m_server.requests().size(), 2u);
     EXPECT_EQ(m_receiver->content, "");
 }
 
-TEST_F(LiveCurlSegmentTest, FailuresAreTold) {
-    EXPECT_EQ(run(m_server.url(1000, "cut=10"))->segment().errorCode(), CURLE_PARTIAL_FILE);
-    EXPECT_EQ(run(m_server.url(1000, "redirect=11"))->segment().errorCode(), CURLE_TOO_MANY_REDIRECTS);
-    m_receiver.reset();
-    auto unheard = segment(m_server.url(10));
-    unheard->download();
-    EXPECT_EQ(unheard->segment().errorCode(), CURLE_WRITE_ERROR);
-    m_server.stop();
-    const auto refused = run(m_server.url(10));
-    EXPECT_EQ(refused->currentState(), CurlDownloadState::Failed);
-    EXPECT_TRUE(refused->segment().error()->is(ErrorDomain::CurlSegment, CURLE_COULDNT_CONNECT));
-    EXPECT_EQ(refused->segment().httpCode(), 0);
+TEST_F(LiveCurlSegmentTest, WhatIsAskedForBeforeTheStartHolds) {
+    const auto stopped = segment(m_server.url(1000));
+    stopped->requestStop();
+    stopped->download();
+    EXPECT_EQ(stopped->currentState(), CurlDownloadState::Failed);
+    EXPECT_TRUE(stopped->segment().error()) << "what was stopped has not succeeded";
+    EXPECT_TRUE(m_server.requests().empty());
+    const auto paused = segment(m_server.url(1000));
+    paused->requestPause();
+    std::thread transfer([&] { paused->download(); });
+    EXPECT_TRUE(test::turnUntil([&] { return paused->isPaused(); }));
+    paused->requestStop();
+    transfer.join();
+    EXPECT_EQ(m_receiver->count, 0);
 }
 
 } // namespace tarvo

@@ -5,26 +5,13 @@
 #include "support/FaultServer.h"
 #include "support/SampleData.h"
 #include "support/TemporaryFolder.h"
+#include "support/TurnUntil.h"
 
 #include <atomic>
-#include <chrono>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
-
-/// Waits for something that a server or another thread does; false when it has not come after ten seconds.
-template <class Condition>
-bool comesTrue(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 /// Takes what a connection brings.
 class Receiver final : public CurlDownloaderDelegate {

@@ -38,20 +38,6 @@ void expectRecord(const ProgressData& record, const std::vector<bool>& flags) {
 
 } // namespace
 
-TEST(ByteRange, ItsEndBelongsToItForGrowing) {
-    ByteRange range(0, 100);
-    EXPECT_TRUE(range.includesByte(100));
-    EXPECT_FALSE(range.includesByte(101));
-    EXPECT_FALSE(ByteRange(5, 5).includesByte(4));
-    range.increment(50, 10);
-    EXPECT_EQ(range.description(), "ByteRange[0 => 100]");
-    range.increment(100, 10);
-    range.mergeWith(ByteRange(10, 50));
-    EXPECT_EQ(range.description(), "ByteRange[0 => 110]");
-    range.mergeWith(ByteRange(90, 200));
-    EXPECT_EQ(range, ByteRange(0, 200));
-}
-
 TEST(ProgressData, AnyOrderOfWritesLeavesWhatWasWritten) {
     std::mt19937 random(20240517);
     for (int round = 0; round < 300; ++round) {

@@ -62,11 +62,4 @@ TEST(ContentRange, IsReadWholeOrNotAtAll) {
         EXPECT_FALSE(ContentRange::parse(bad)) << bad;
 }
 
-TEST(HttpStatusError, NamesTheStatus) {
-    const Error error = httpStatusError(404);
-    EXPECT_TRUE(error.is(ErrorDomain::CurlHttp, 404));
-    EXPECT_EQ(error.description, "HTTP Status 404 (Not Found)");
-    EXPECT_EQ(httpStatusError(599).description, "HTTP Status 599 (Server Error)");
-}
-
 } // namespace tarvo

@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include <QByteArray>
 #include <gtest/gtest.h>
 
 #include "input/RTFLinks.h"
@@ -18,11 +19,8 @@ Texts linksOf(const std::vector<MimeData>& data) {
     return Extractor::findURLsInPasteboard(pasteboardFromMimeData(data));
 }
 
-std::string repeated(std::string_view text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i)
-        all += text;
-    return all;
+std::string repeated(const char* text, int times) {
+    return QByteArray(text).repeated(times).toStdString();
 }
 
 } // namespace
@@ -35,7 +33,6 @@ TEST(FindURLsInHTML, FindsWhatTheExpressionFinds) {
         {R"(<p href="x"> <a href='x'> <a href=x>)", {}},
         {"<a\nhref=\"x\"> <a href=\"y\"\n>", {}}, // a line each, as "." ends with it
         {R"(<a href="x" <a href="y">)", {"x"}},   // the tag ends where the first ">" is
-        {R"(<a href="">z" href="y">)", {"\">z"}}, // at least one character
         {R"(<a href="x)", {}},
         {R"(<a href="a&#10;http://b/&#13;&#9;c">)", {"ahttp://b/c"}}, // one link stays one line
     };
@@ -46,7 +43,6 @@ TEST(FindURLsInHTML, FindsWhatTheExpressionFinds) {
 TEST(FindURLsInHTML, HostileTextCostsNoMoreThanItsLength) {
     const auto begin = std::chrono::steady_clock::now();
     constexpr int many = 300'000;
-    EXPECT_TRUE(Extractor::findURLsInHTML(repeated("<a", many)).empty());
     EXPECT_TRUE(Extractor::findURLsInHTML(repeated("<a href=\"", many)).empty());
     EXPECT_TRUE(Extractor::findURLsInHTML("<a href=\"x" + repeated("\"", many)).empty());
     EXPECT_EQ(Extractor::findURLsInHTML("<a href=\"" + repeated("&#x;", many) + "\">").size(), 1u);
@@ -68,9 +64,7 @@ TEST(LinksOfRTF, AreThoseOfItsFields) {
         {R"({\fldinst HYPERLINK "http://a/{\uc2\u233 ?!}\u232 ?!{\uc0\u234}z"})",
          {"http://a/%C3%A9%C3%A8!%C3%AAz"}},
         {"{\\fldinst HYPERLINK \"http://\r\na/\\bin3 }}}b\\~c\"}", {"http://a/b%20c"}},
-        {R"(}}}{\fldinst HYPERLINK "http://a/"})", {"http://a/"}},
         {R"({\fldinst HYPERLINK "http://a/)", {}},
-        {"{\\", {}},
         {"{\\fldinst HYPERLINK \"http://a/\\'", {}},
         {"{\\bin99999999999999999999 {\\bin-5 \\u", {}},
     };
@@ -92,23 +86,23 @@ TEST(FindURLsInPasteboard, KeepsTheOrderOfItsSourcesAndEachLinkOnce) {
                        {"application/rtf", R"({\fldinst HYPERLINK "http://r/"})"},
                        {"text/html", R"(<a href="http://h/"> <a href="http://r/">)"}}),
               (Texts{"http://h/", "http://r/", "http://p/"}));
-    EXPECT_EQ(linksOf({}), Texts{});
 }
 
 TEST(PasteboardFromMimeData, ReadsTheFormsOfDesktops) {
     const std::string utf16("\xFF\xFEh\0t\0t\0p\0:\0/\0/\0a\0/\0", 20);
-    EXPECT_EQ(linksOf({{"text/plain;charset=UTF-16LE", utf16.substr(2)}}), Texts{"http://a/"});
-    EXPECT_EQ(linksOf({{"text/plain", utf16}}), Texts{"http://a/"});
-    EXPECT_EQ(linksOf({{"text/plain", "http://first/"}, {"text/plain; charset=\"utf-8\"", "http://ü/"}}),
-              Texts{"http://ü/"});
-    EXPECT_EQ(linksOf({{"text/plain;charset=utf-8", "http://ü/"}, {"text/plain", "http://second/"}}),
-              Texts{"http://ü/"});
-    EXPECT_EQ(linksOf({{"Text/HTML;charset=iso-8859-1", "<a href=\"http://a/\xFC\">"}}), Texts{"http://a/ü"});
-    EXPECT_EQ(linksOf({{"text/plain;charset=x-unheard-of", "http://a/"}, {"image/png", "http://b/"}}),
-              Texts{"http://a/"});
-    EXPECT_EQ(linksOf({{"text/uri-list", "# a comment\r\nhttp://a/x\r\nfile:///tmp/y\r\n"}}),
-              Texts{"http://a/x"});
-    EXPECT_EQ(linksOf({{"text/plain", "http://a/" + std::string(40 << 20, 'x')}}), Texts{});
+    const std::pair<std::vector<MimeData>, Texts> cases[] = {
+        {{{"text/plain;charset=UTF-16LE", utf16.substr(2)}}, {"http://a/"}},
+        {{{"text/plain", utf16}}, {"http://a/"}},
+        {{{"text/plain", "http://first/"}, {"text/plain; charset=\"utf-8\"", "http://ü/"}}, {"http://ü/"}},
+        {{{"text/plain;charset=utf-8", "http://ü/"}, {"text/plain", "http://second/"}}, {"http://ü/"}},
+        {{{"Text/HTML;charset=iso-8859-1", "<a href=\"http://a/\xFC\">"}}, {"http://a/ü"}},
+        {{{"text/plain;charset=x-unheard-of", "http://a/"}, {"image/png", "http://b/"}}, {"http://a/"}},
+        {{{"text/uri-list", "# a comment\r\nhttp://a/x\r\nfile:///tmp/y\r\n"}}, {"http://a/x"}},
+        {{{"text/plain", "http://a/" + std::string(40 << 20, 'x')}}, {}},
+        {{}, {}},
+    };
+    for (const auto& [data, links] : cases)
+        EXPECT_EQ(linksOf(data), links);
 }
 
 TEST(DraggedFiles, AreTakenOnlyIfTheyAreUnfinishedDownloads) {
@@ -128,12 +122,6 @@ TEST(DraggedFiles, AreTakenOnlyIfTheyAreUnfinishedDownloads) {
     EXPECT_EQ(suggested(drag("http://a/")), DragOperation::copy);
     EXPECT_EQ(suggested(pasteboardFromMimeData({{"text/rtf", "{}"}})), DragOperation::copy);
     EXPECT_EQ(suggested(pasteboardFromMimeData({{"image/png", "x"}})), DragOperation::none);
-}
-
-TEST(TextForPasting, BeginsOnALineOfItsOwn) {
-    EXPECT_EQ(Extractor::textForPasting("", {"a", "b"}), "\na\nb");
-    EXPECT_EQ(Extractor::textForPasting("x", {"a"}), "\na");
-    EXPECT_EQ(Extractor::textForPasting("x\n", {"a", "b"}), "a\nb");
 }
 
 } // namespace tarvo

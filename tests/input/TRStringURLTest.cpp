@@ -20,38 +20,6 @@ std::string addressOf(const std::string& text) {
 
 } // namespace
 
-TEST(TRStringURL, TakesATextApart) {
-    const TRStringURL url("\t https://user:pw:x@host:8080:9/a/b (1).zip?x=1?y=2 ");
-    EXPECT_EQ(url.scheme(), "https");
-    EXPECT_EQ(url.authority(), "user:pw:x@host:8080:9");
-    EXPECT_EQ(url.otherHalfOfAuthority(), "/a/b (1).zip?x=1?y=2");
-    EXPECT_EQ(url.path(), "/a/b (1).zip");
-    EXPECT_EQ(url.query(), "x=1");
-    EXPECT_EQ(url.userpass(), "user:pw:x");
-    EXPECT_EQ(url.hostport(), "host:8080:9");
-    EXPECT_EQ(url.username(), "user");
-    EXPECT_EQ(url.password(), "pw");
-    EXPECT_EQ(url.hostname(), "host");
-    EXPECT_EQ(url.port(), "8080");
-}
-
-TEST(TRStringURL, WhatIsMissingReadsAsNone) {
-    const TRStringURL bare("ftp://host");
-    EXPECT_EQ(bare.otherHalfOfAuthority(), std::nullopt);
-    EXPECT_EQ(bare.path(), std::nullopt);
-    EXPECT_EQ(bare.query(), std::nullopt);
-    EXPECT_EQ(bare.userpass(), std::nullopt);
-    EXPECT_EQ(bare.port(), std::nullopt);
-    EXPECT_EQ(TRStringURL("ftp://user:@host/").password(), std::nullopt);
-    for (const TRStringURL& none : {TRStringURL("host/x"), TRStringURL("")}) {
-        EXPECT_EQ(none.scheme(), std::nullopt);
-        EXPECT_EQ(none.authority(), std::nullopt);
-        EXPECT_EQ(none.formattedURL(), std::nullopt);
-    }
-    EXPECT_FALSE(TRStringURL(std::nullopt).isSupported());
-    EXPECT_EQ(TRStringURL(std::nullopt).decodedString(), std::nullopt);
-}
-
 TEST(TRStringURL, OnlyTransfersAreSupported) {
     EXPECT_EQ(addressOf("sftp://host/file"), "sftp://host/file");
     EXPECT_EQ(addressOf("ftp://host/file"), "ftp://host/file");

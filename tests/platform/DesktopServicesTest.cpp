@@ -5,24 +5,15 @@
 
 #include "support/PrivateBus.h"
 
-#include <cerrno>
-#include <chrono>
-
 #include <QDBusArgument>
 #include <QDBusPendingReply>
+#include <cerrno>
 
 namespace tarvo::test {
 
 namespace {
 
 using namespace std::chrono_literals;
-
-/// How long `action` takes.
-std::chrono::steady_clock::duration timeOf(const std::function<void()>& action) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::steady_clock::now() - start;
-}
 
 /// Writes down the badge's signals.
 class Launcher final : public QObject {
@@ -31,7 +22,9 @@ class Launcher final : public QObject {
 public:
     std::vector<QDBusMessage> updates;
 
-    QVariantMap properties() const { return qdbus_cast<QVariantMap>(updates.back().arguments().value(1)); }
+    QVariantMap properties(int update) const {
+        return qdbus_cast<QVariantMap>(updates.at(update).arguments().value(1));
+    }
 
 public Q_SLOTS:
 
@@ -84,24 +77,17 @@ protected:
 
 TEST_F(Login1SleepInhibitorTest, HoldsALockUntilItIsReleased) {
     bus.play("org.freedesktop.login1", {"--template", "logind"});
-    EXPECT_EQ(outcomeOf("Downloading"), 0);
-    EXPECT_EQ(locks(), QStringList{"idle:sleep|Tarvo|Downloading|block"});
+    inhibitor.release(inhibitor.inhibit("Early", [](int) { FAIL() << "released before it came"; }));
+    EXPECT_EQ(outcomeOf("First"), 0); // answered after the early one
     const auto first = last;
     EXPECT_EQ(outcomeOf("More"), 0);
-    EXPECT_EQ(locks().size(), 2);
+    EXPECT_TRUE(turnUntil([&] {
+        return locks() == QStringList{"idle:sleep|Tarvo|First|block", "idle:sleep|Tarvo|More|block"};
+    }));
     inhibitor.release(first);
     EXPECT_TRUE(turnUntil([&] { return locks() == QStringList{"idle:sleep|Tarvo|More|block"}; }));
     inhibitor.release(last);
     EXPECT_TRUE(turnUntil([&] { return locks().isEmpty(); }));
-}
-
-TEST_F(Login1SleepInhibitorTest, ALockThatComesAfterItsReleaseIsNotKept) {
-    bus.play("org.freedesktop.login1", {"--template", "logind"});
-    bool told = false;
-    inhibitor.release(inhibitor.inhibit("Early", [&](int) { told = true; }));
-    EXPECT_EQ(outcomeOf("Late"), 0); // answered after the first
-    EXPECT_TRUE(turnUntil([&] { return locks() == QStringList{"idle:sleep|Tarvo|Late|block"}; }));
-    EXPECT_FALSE(told);
 }
 
 TEST_F(Login1SleepInhibitorTest, WhoMayNotKeepTheComputerAwakeKeepsItFromBeingIdle) {
@@ -122,46 +108,26 @@ TEST_F(Login1SleepInhibitorTest, WhoMayNotKeepTheComputerAwakeKeepsItFromBeingId
     EXPECT_EQ(outcomeOf("Downloading"), 0);
     allowOnly("nothing");
     EXPECT_EQ(outcomeOf("Downloading"), EACCES);
-    inhibitor.release(last);
-    EXPECT_GT(last, 1u);
 }
 
 TEST_F(Login1SleepInhibitorTest, SaysWhatIsMissing) {
     EXPECT_EQ(outcomeOf("Nobody there"), ENOENT);
-    DesktopBus none("");
-    DesktopBus gone(bus.address() + "-of-nobody");
-    for (DesktopBus* missing : {&none, &gone}) {
-        Login1SleepInhibitor alone(*missing);
-        std::optional<int> outcome;
-        const auto id = alone.inhibit("No bus", [&](int result) { outcome = result; });
-        EXPECT_TRUE(turnUntil([&] { return outcome.has_value(); }));
-        EXPECT_EQ(outcome, ENOTCONN);
-        alone.release(id);
-    }
+    bus.stop();
+    EXPECT_EQ(outcomeOf("No bus"), ENOTCONN);
 }
 
 class DesktopNoticesTest : public DesktopServicesTest {
 protected:
-    /// What the notification service was asked to show: as soon as it was, once.
+    /// What the notification service was asked to show, as soon as it was.
     QVariantList shown() {
-        QVariantList arguments;
+        QList<std::pair<quint64, QVariantList>> calls;
         EXPECT_TRUE(turnUntil([&] {
             const auto answer = bus.call("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
                                          "org.freedesktop.DBus.Mock", "GetMethodCalls", {"Notify"});
-            const auto list = answer.arguments().value(0).value<QDBusArgument>();
-            int calls = 0;
-            list.beginArray();
-            for (; !list.atEnd(); ++calls) {
-                quint64 time = 0;
-                arguments.clear();
-                list.beginStructure();
-                list >> time >> arguments;
-                list.endStructure();
-            }
-            list.endArray();
-            return calls == 1;
+            calls = qdbus_cast<decltype(calls)>(answer.arguments().value(0));
+            return calls.size() == 1;
         }));
-        return arguments;
+        return calls.value(0).second;
     }
 
     DesktopNotices notices{desktop};
@@ -171,24 +137,17 @@ TEST_F(DesktopNoticesTest, ShowsFileNamesAsTheyAreWhereMarkupIsRead) {
     bus.play("org.freedesktop.Notifications", {"--template", "notification_daemon"});
     notices.deliver({"This & that", "Tarvo downloaded <b>&amp;ä.zip", true});
     const auto arguments = shown();
-    ASSERT_EQ(arguments.size(), 8);
-    EXPECT_EQ(arguments[0], "Tarvo");
-    EXPECT_EQ(arguments[1], 0);
-    EXPECT_EQ(arguments[3], "This & that");
-    EXPECT_EQ(arguments[4], "Tarvo downloaded &lt;b&gt;&amp;amp;ä.zip");
-    EXPECT_EQ(qdbus_cast<QVariantMap>(arguments[6]),
+    EXPECT_EQ(arguments.value(3), "This & that");
+    EXPECT_EQ(arguments.value(4), "Tarvo downloaded &lt;b&gt;&amp;amp;ä.zip");
+    EXPECT_EQ(qdbus_cast<QVariantMap>(arguments.value(6)),
               (QVariantMap{{"desktop-entry", "com.unregistered.Tarvo"}, {"sound-name", "complete"}}));
-    EXPECT_EQ(arguments[7], -1);
 }
 
 TEST_F(DesktopNoticesTest, AndWhereItIsNot) {
     bus.play("org.freedesktop.Notifications",
              {"--template", "notification_daemon", "--parameters", R"({"capabilities": "body"})"});
     notices.deliver({"Title", "<b>&amp;ä.zip", false});
-    const auto arguments = shown();
-    ASSERT_EQ(arguments.size(), 8);
-    EXPECT_EQ(arguments[4], "<b>&amp;ä.zip");
-    EXPECT_FALSE(qdbus_cast<QVariantMap>(arguments[6]).contains("sound-name"));
+    EXPECT_EQ(shown().value(4), "<b>&amp;ä.zip");
 }
 
 class UnityLauncherBadgeTest : public DesktopServicesTest {};
@@ -203,32 +162,28 @@ TEST_F(UnityLauncherBadgeTest, TellsEveryChangeAndWhoAsksLater) {
     badge.show({std::nullopt, 5'000'000'000});
     ASSERT_TRUE(turnUntil([&] { return launcher.updates.size() == 2; }));
     EXPECT_EQ(launcher.updates[0].arguments().value(0), "application://com.unregistered.Tarvo.desktop");
-    EXPECT_EQ(qdbus_cast<QVariantMap>(launcher.updates[0].arguments().value(1)),
+    EXPECT_EQ(launcher.properties(0),
               (QVariantMap{
                   {"progress", 0.25}, {"progress-visible", true}, {"count", 0LL}, {"count-visible", false}}));
     const QVariantMap second{
         {"progress", 0.0}, {"progress-visible", false}, {"count", 5'000'000'000LL}, {"count-visible", true}};
-    EXPECT_EQ(launcher.properties(), second);
+    EXPECT_EQ(launcher.properties(1), second);
 
-    QDBusPendingReply<QString, QVariantMap> status = bus.connection().asyncCall(
+    const QDBusPendingReply<QString, QVariantMap> status = bus.connection().asyncCall(
         QDBusMessage::createMethodCall(launcher.updates[0].service(), launcher.updates[0].path(),
                                        "com.canonical.Unity.LauncherEntry", "Query"));
     ASSERT_TRUE(turnUntil([&] { return status.isFinished(); }));
-    ASSERT_FALSE(status.isError()) << status.error().message().toStdString();
     EXPECT_EQ(status.argumentAt<0>(), "application://com.unregistered.Tarvo.desktop");
     EXPECT_EQ(status.argumentAt<1>(), second);
 }
 
 TEST(DesktopBus, NobodyWaitsForABusThatIsMissingEmptyOrHangs) {
-    const PrivateBus places;
+    PrivateBus hanging;
+    hanging.hang();
     PrivateBus empty;
     empty.start();
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_un place = places.place();
-    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
-    ASSERT_EQ(::listen(listener, 8), 0); // and never answers
     for (const std::string& address :
-         {std::string(), places.address() + "-of-nobody", empty.address(), places.address()}) {
+         {std::string(), empty.address() + "-of-nobody", empty.address(), hanging.address()}) {
         const auto took = timeOf([&] {
             DesktopBus desktop(address);
             DesktopNotices notices(desktop);
@@ -243,7 +198,6 @@ TEST(DesktopBus, NobodyWaitsForABusThatIsMissingEmptyOrHangs) {
         });
         EXPECT_LT(took, 1s) << address;
     }
-    ::close(listener);
 }
 
 TEST(DesktopBus, OutlivesTheBusAndFindsTheNextOne) {

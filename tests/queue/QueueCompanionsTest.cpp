@@ -9,74 +9,50 @@
 
 namespace tarvo::test {
 
-namespace {
+/// Stands for the desktop, and writes down what is asked of it.
+class QueueCompanionsTest : public QueueFixture,
+                            private UserNotices,
+                            private SleepInhibitor,
+                            private AutomaticTermination,
+                            private LauncherBadge {
+protected:
+    void deliver(const UserNotice& notice) override { steps.push_back(notice.informativeText); }
 
-class RecordedNotices final : public UserNotices {
-public:
-    void deliver(const UserNotice& notice) override { notices.push_back(notice); }
-
-    std::vector<UserNotice> notices;
-};
-
-/// Writes down what is asked of it; the numbers of requests count up from 1.
-class RecordedInhibitor final : public SleepInhibitor {
-public:
-    std::uint32_t inhibit(const std::string& reason, std::function<void(int)> outcome) override {
-        steps.push_back("inhibit: " + reason);
-        if (refuses)
-            outcome(EACCES);
-        return ++m_last;
+    std::uint32_t inhibit(const std::string&, std::function<void(int)> outcome) override {
+        steps.emplace_back("inhibit");
+        outcome(EACCES); // refused, which is no reason to ask again
+        return 7;
     }
 
     void release(std::uint32_t id) override { steps.push_back("release " + std::to_string(id)); }
 
-    std::vector<std::string> steps;
-    bool refuses = false;
+    void enableAutomaticTermination(const std::string&) override { steps.emplace_back("enable"); }
 
-private:
-    std::uint32_t m_last = 0;
-};
+    void disableAutomaticTermination(const std::string&) override { steps.emplace_back("disable"); }
 
-class RecordedTermination final : public AutomaticTermination {
-public:
-    void enableAutomaticTermination(const std::string& reason) override {
-        steps.push_back("enable " + reason);
+    void show(const LauncherStatus& status) override {
+        shown = status;
+        steps.emplace_back("badge");
     }
 
-    void disableAutomaticTermination(const std::string& reason) override {
-        steps.push_back("disable " + reason);
-    }
+    UserNotices& notices() { return *this; }
+
+    SleepInhibitor& inhibitor() { return *this; }
+
+    AutomaticTermination& termination() { return *this; }
+
+    LauncherBadge& badge() { return *this; }
 
     std::vector<std::string> steps;
+    LauncherStatus shown;
 };
 
-class RecordedBadge final : public LauncherBadge {
-public:
-    void show(const LauncherStatus& status) override { shown.push_back(status); }
-
-    std::vector<LauncherStatus> shown;
-};
-
-const std::string kInhibit = "inhibit: Tarvo is downloading a file. Pause to enable sleep.";
-
-} // namespace
-
-class UserNotifierTest : public QueueFixture {
-protected:
-    /// The text of the notice that a completion brings.
-    std::string textOfCompletion() {
+TEST_F(QueueCompanionsTest, ANoticeNamesTheOneNewFileAndCountsSeveral) {
+    const UserNotifier notifier(queue, notifications, notices());
+    const auto textOfCompletion = [this] {
         complete();
-        EXPECT_FALSE(notices.notices.empty());
-        EXPECT_EQ(notices.notices.back().title, "All Downloads Finished");
-        EXPECT_TRUE(notices.notices.back().playsSound);
-        return notices.notices.back().informativeText;
-    }
-
-    RecordedNotices notices;
-    UserNotifier notifier{queue, notifications, notices};
-};
-
-TEST_F(UserNotifierTest, NamesTheOneNewFileAndCountsSeveral) {
+        return steps.empty() ? "" : steps.back();
+    };
     const auto first = add("one.zip", rf_state_succeeded);
     EXPECT_EQ(textOfCompletion(), "Tarvo downloaded one.zip");
     EXPECT_EQ(textOfCompletion(), "Tarvo downloaded 0 files");
@@ -87,50 +63,26 @@ TEST_F(UserNotifierTest, NamesTheOneNewFileAndCountsSeveral) {
     add("one.zip", rf_state_succeeded); // announced before
     add("two.zip", rf_state_succeeded);
     EXPECT_EQ(textOfCompletion(), "Tarvo downloaded two.zip");
-    EXPECT_EQ(notices.notices.size(), 4u);
-}
-
-TEST_F(UserNotifierTest, OnlyWhatHasSucceededIsAnnouncedForGood) {
     add("stopped", rf_state_stopped);
-    add("a", rf_state_succeeded);
-    EXPECT_EQ(textOfCompletion(), "Tarvo downloaded 2 files");
     EXPECT_EQ(textOfCompletion(), "Tarvo downloaded stopped");
+    EXPECT_EQ(textOfCompletion(), "Tarvo downloaded stopped") << "it has not succeeded";
 }
 
-TEST(QuitAndSleepManager, OneRequestSpansAStretchOfDownloads) {
-    RecordedInhibitor inhibitor;
+TEST_F(QueueCompanionsTest, OneLockKeepsTheComputerAwakeForAStretchOfDownloads) {
     {
-        QuitAndSleepManager manager(inhibitor);
+        QuitAndSleepManager manager(inhibitor());
         for (const std::size_t running : {0, 2, 3, 1, 0, 0})
             manager.setActiveDownloads(running);
-        EXPECT_EQ(inhibitor.steps, (std::vector<std::string>{kInhibit, "release 1"}));
-        manager.enableSleep(); // nothing to release
+        EXPECT_EQ(steps, (std::vector<std::string>{"inhibit", "release 7"}));
         manager.setActiveDownloads(1);
-        EXPECT_EQ(inhibitor.steps.size(), 3u);
     }
-    EXPECT_EQ(inhibitor.steps.back(), "release 2"); // with the manager's end
-    EXPECT_EQ(inhibitor.steps.size(), 4u);
+    EXPECT_EQ(steps.size(), 4u);
+    EXPECT_EQ(steps.back(), "release 7"); // with the manager's end
 }
 
-TEST(QuitAndSleepManager, LosesNoRequestAndAsksNotAgainWhenRefused) {
-    RecordedInhibitor inhibitor;
-    inhibitor.refuses = true;
-    QuitAndSleepManager manager(inhibitor);
-    manager.setActiveDownloads(1);
-    manager.setActiveDownloads(2);
-    EXPECT_EQ(inhibitor.steps.size(), 1u);
-    manager.disableSleep();
-    EXPECT_EQ(inhibitor.steps, (std::vector<std::string>{kInhibit, "release 1", kInhibit}));
-    manager.setActiveDownloads(0);
-    EXPECT_EQ(inhibitor.steps.back(), "release 2");
-}
-
-class AutomaticTerminationUpdaterTest : public QueueFixture {};
-
-TEST_F(AutomaticTerminationUpdaterTest, MayBeEndedWhenAllHasFinishedBehindAHiddenWindowIfThatIsWanted) {
+TEST_F(QueueCompanionsTest, TheProgramMayEndWhenAllHasFinishedBehindAHiddenWindowIfThatIsWanted) {
     bool visible = true;
-    RecordedTermination termination;
-    AutomaticTerminationUpdater updater([&] { return visible; }, queue, harness.defaults, termination);
+    AutomaticTerminationUpdater updater([&] { return visible; }, queue, harness.defaults, termination());
     const auto mayEnd = [&] {
         updater.updateAutomaticTerminationStatus();
         return updater.canBeAutomaticallyTerminated();
@@ -139,83 +91,42 @@ TEST_F(AutomaticTerminationUpdaterTest, MayBeEndedWhenAllHasFinishedBehindAHidde
     visible = false;
     EXPECT_FALSE(mayEnd()); // not wanted
     harness.defaults.set("AutoQuitWhenTransfersComplete", true);
-    EXPECT_TRUE(mayEnd()); // nor is there anything to wait for
-    EXPECT_TRUE(mayEnd());
-    EXPECT_EQ(termination.steps, (std::vector<std::string>{"enable QueueWindowSuggestion"}));
-
+    EXPECT_TRUE(mayEnd() && mayEnd());
     // From here on the queue's own changes are enough.
-    add("a", rf_state_succeeded);
-    const auto failed = add("b", rf_state_failed);
+    const auto failed = add("a", rf_state_failed);
     EXPECT_FALSE(updater.canBeAutomaticallyTerminated());
-    EXPECT_EQ(termination.steps.back(), "disable QueueWindowSuggestion");
     failed->setCurrentState(rf_state_succeeded);
     EXPECT_TRUE(updater.canBeAutomaticallyTerminated());
-    visible = true;
-    EXPECT_FALSE(mayEnd());
-    EXPECT_EQ(termination.steps.size(), 4u);
+    EXPECT_EQ(steps, (std::vector<std::string>{"enable", "disable", "enable"}));
 }
 
-class LauncherStatusFeederTest : public QueueFixture {
-protected:
-    LauncherStatusFeederTest() { harness.defaults.set("ShowDockProgress", true); }
-
-    LauncherStatus afterBroadcast() {
+TEST_F(QueueCompanionsTest, TheLauncherShowsWholePercentsAndOnlyWhatChanges) {
+    harness.defaults.set("ShowDockProgress", true);
+    const LauncherStatusFeeder feeder(queue, notifications, harness.defaults, badge());
+    StatsBroadcaster broadcaster(queue, notifications);
+    broadcaster.broadcastStats();
+    EXPECT_TRUE(steps.empty());
+    const auto job = add("a", rf_state_running, 10'000, 0, 5000);
+    const std::pair<std::int64_t, double> progress[] = {
+        {2900, 0.29}, {2999, 0.29}, {9999, 0.99}, {10'001, 1.0}}; // full only when it is
+    for (const auto& [done, fraction] : progress) {
+        job->done = done;
         broadcaster.broadcastStats();
-        return badge.shown.empty() ? LauncherStatus() : badge.shown.back();
+        EXPECT_EQ(shown, (LauncherStatus{fraction, std::nullopt})) << done;
     }
-
-    static LauncherStatus status(std::optional<double> progress, std::optional<std::int64_t> number = {}) {
-        return {progress, number};
-    }
-
-    RecordedBadge badge;
-    LauncherStatusFeeder feeder{queue, notifications, harness.defaults, badge};
-    StatsBroadcaster broadcaster{queue, notifications};
-};
-
-TEST_F(LauncherStatusFeederTest, ShowsWholePercentsOfWhatIsUnderwayAndOnlyWhatChanges) {
-    afterBroadcast();
-    EXPECT_TRUE(badge.shown.empty());
-    const auto job = add("a", rf_state_running, 10'000, 2900, 5000);
-    EXPECT_EQ(afterBroadcast(), status(0.29));
-    job->done = 2999;
-    EXPECT_EQ(afterBroadcast(), status(0.29));
-    EXPECT_EQ(badge.shown.size(), 1u);
-    job->done = 9999;
-    EXPECT_EQ(afterBroadcast(), status(0.99)); // full only when it is
-    job->done = 10'001;
-    EXPECT_EQ(afterBroadcast(), status(1.0));
-    job->setFileSize(-1);
-    EXPECT_EQ(afterBroadcast(), status(std::nullopt));
-}
-
-TEST_F(LauncherStatusFeederTest, FollowsTheSettings) {
-    const auto job = add("a", rf_state_running, 100, 50, 5000);
+    EXPECT_EQ(steps.size(), 3u);
     harness.defaults.set("ShowDockSpeed", true);
-    EXPECT_EQ(afterBroadcast(), status(0.5, 5));
     harness.defaults.set("ShowDockProgress", false);
-    EXPECT_EQ(afterBroadcast(), status(std::nullopt, 5));
-    job->speed = 511;
-    EXPECT_EQ(afterBroadcast(), status(std::nullopt));
-}
-
-TEST_F(LauncherStatusFeederTest, StaysOverTheChangeFromOneJobToTheNextAndGoesWhenNothingFollows) {
-    const auto first = add("a", rf_state_running, 100, 50);
-    const auto second = add("b", rf_state_ready, 100, 0);
-    EXPECT_EQ(afterBroadcast(), status(0.25));
-    first->done = 100;
-    first->setCurrentState(rf_state_succeeded);
-    EXPECT_EQ(afterBroadcast(), status(0.5)); // the second has not yet begun
-    second->setCurrentState(rf_state_running);
-    EXPECT_EQ(afterBroadcast(), status(0.5));
-    second->setCurrentState(rf_state_ready);
+    broadcaster.broadcastStats();
+    EXPECT_EQ(shown, (LauncherStatus{std::nullopt, 5}));
+    job->setCurrentState(rf_state_ready); // perhaps only the change to the next job
+    job->speed = 0;
+    harness.defaults.set("ShowDockProgress", true);
     for (int each = 0; each < LauncherStatusFeeder::kGrace; ++each)
-        EXPECT_EQ(afterBroadcast(), status(0.5));
-    EXPECT_EQ(afterBroadcast(), status(std::nullopt)); // it waits for the user
-    second->setCurrentState(rf_state_running);
-    EXPECT_EQ(afterBroadcast(), status(0.5));
-    second->setCurrentState(rf_state_succeeded);
-    EXPECT_EQ(afterBroadcast(), status(std::nullopt));
+        broadcaster.broadcastStats();
+    EXPECT_EQ(shown, (LauncherStatus{1.0, std::nullopt}));
+    broadcaster.broadcastStats();
+    EXPECT_EQ(shown, LauncherStatus()) << "it waits for the user";
 }
 
 } // namespace tarvo::test

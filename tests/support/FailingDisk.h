@@ -36,19 +36,11 @@ public:
 
     void recover() { *m_plan.lock() = {}; }
 
-    Result<FileHandle> openOrCreate(const std::string& path) override {
-        return fails("openOrCreate") ? refuse("open", path) : PosixDisk::openOrCreate(path);
-    }
-
     Result<void> writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
                          const std::string& path) override {
         if (offset >= m_plan.lock()->lostFrom)
             return {};
         return fails("writeAt") ? refuse("write", path) : PosixDisk::writeAt(descriptor, bytes, offset, path);
-    }
-
-    Result<void> truncate(int descriptor, std::int64_t length, const std::string& path) override {
-        return fails("truncate") ? refuse("truncate", path) : PosixDisk::truncate(descriptor, length, path);
     }
 
     Result<void> flush(int descriptor, const std::string& path) override {
@@ -73,10 +65,6 @@ public:
 
     Result<void> makeFolders(const std::string& path) override {
         return fails("makeFolders") ? refuse("create", path) : PosixDisk::makeFolders(path);
-    }
-
-    Result<void> removeTree(const std::string& path) override {
-        return fails("removeTree") ? refuse("remove", path) : PosixDisk::removeTree(path);
     }
 
 private:

@@ -1,149 +1,92 @@
-// The table of all knobs by name, and how a query is read with it.
+// The names of all knobs by what their values are, and how a query is read.
 #include "support/FaultKnobs.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <random>
-#include <variant>
 
 #include <QByteArray>
+#include <QList>
 
 namespace tarvo::test {
 namespace {
 
-using Flag = bool FaultKnobs::*;
-using Number = std::optional<std::int64_t> FaultKnobs::*;
-using Text = std::optional<std::string> FaultKnobs::*;
+using namespace std::string_view_literals;
 
-struct Knob {
-    std::string_view name;
-    std::variant<Flag, Number, Text> value;
-};
+constexpr std::array kFlags{"spareprobe"sv, "reset"sv,   "silent"sv,     "norange"sv,      "whole200"sv,
+                            "nolength"sv,   "chunked"sv, "untilclose"sv, "norangeheader"sv};
+constexpr std::array kNumbers{"from"sv,   "until"sv, "redirect"sv, "rate"sv,   "delay"sv,
+                              "status"sv, "shift"sv, "short"sv,    "excess"sv, "overrun"sv,
+                              "total"sv,  "cut"sv,   "stall"sv,    "random"sv};
+constexpr std::array kTexts{"type"sv, "disposition"sv, "to"sv, "auth"sv};
+constexpr std::array kNoFaults{"from"sv,  "until"sv, "spareprobe"sv,  "redirect"sv, "rate"sv,
+                               "delay"sv, "type"sv,  "disposition"sv, "to"sv,       "auth"sv};
 
-const std::array kKnobs{
-    Knob{"from", &FaultKnobs::from},
-    Knob{"until", &FaultKnobs::until},
-    Knob{"every", &FaultKnobs::every},
-    Knob{"spareprobe", &FaultKnobs::spareprobe},
-
-    Knob{"type", &FaultKnobs::type},
-    Knob{"disposition", &FaultKnobs::disposition},
-    Knob{"etag", &FaultKnobs::etag},
-    Knob{"to", &FaultKnobs::to},
-    Knob{"redirect", &FaultKnobs::redirect},
-    Knob{"auth", &FaultKnobs::auth},
-    Knob{"setcookie", &FaultKnobs::setcookie},
-    Knob{"rate", &FaultKnobs::rate},
-    Knob{"delay", &FaultKnobs::delay},
-    Knob{"connections", &FaultKnobs::connections},
-
-    Knob{"status", &FaultKnobs::status},
-    Knob{"reset", &FaultKnobs::reset},
-    Knob{"silent", &FaultKnobs::silent},
-    Knob{"norange", &FaultKnobs::norange},
-    Knob{"whole200", &FaultKnobs::whole200},
-    Knob{"nolength", &FaultKnobs::nolength},
-    Knob{"chunked", &FaultKnobs::chunked},
-    Knob{"untilclose", &FaultKnobs::untilclose},
-    Knob{"shift", &FaultKnobs::shift},
-    Knob{"short", &FaultKnobs::shorten},
-    Knob{"excess", &FaultKnobs::excess},
-    Knob{"overrun", &FaultKnobs::overrun},
-    Knob{"total", &FaultKnobs::total},
-    Knob{"norangeheader", &FaultKnobs::norangeheader},
-    Knob{"cut", &FaultKnobs::cut},
-    Knob{"cutevery", &FaultKnobs::cutevery},
-    Knob{"stall", &FaultKnobs::stall},
-    Knob{"random", &FaultKnobs::random},
-};
-
-std::optional<std::int64_t> numberIn(std::string_view text) {
-    std::int64_t number = 0;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (problem != std::errc() || end != text.data() + text.size() || number < 0)
-        return std::nullopt;
-    return number;
+bool isIn(const auto& names, std::string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-bool setKnob(FaultKnobs& knobs, const Knob& knob, std::optional<std::string_view> value) {
-    if (const auto* flag = std::get_if<Flag>(&knob.value)) {
-        knobs.*(*flag) = true;
-        return !value;
-    }
-    if (!value)
-        return false;
-    if (const auto* number = std::get_if<Number>(&knob.value)) {
-        knobs.*(*number) = numberIn(*value);
-        return (knobs.*(*number)).has_value();
-    }
-    const QByteArray encoded(value->data(), static_cast<qsizetype>(value->size()));
-    knobs.*std::get<Text>(knob.value) = QByteArray::fromPercentEncoding(encoded).toStdString();
-    return true;
+QByteArray bytesOf(std::string_view text) {
+    return {text.data(), static_cast<qsizetype>(text.size())};
 }
 
-/// Values that the table alone lets through although they can't be meant.
-bool makesSense(const FaultKnobs& knobs) {
-    return knobs.every != 0 && knobs.rate != 0 && knobs.cutevery != 0 &&
-           (!knobs.status || (*knobs.status >= 200 && *knobs.status <= 599)) &&
-           (!knobs.auth || *knobs.auth == "basic" || *knobs.auth == "digest");
-}
-
-void addRandomFault(Faults& faults, std::int64_t seed, std::int64_t requestNumber) {
-    constexpr std::uint64_t furthestCut = 10'000;
-    std::mt19937_64 random(static_cast<std::uint64_t>(seed) << 32 |
-                           static_cast<std::uint64_t>(requestNumber));
-    if (random() % 3 != 0)
-        return;
-    switch (random() % 4) {
-    case 0:
-        faults.reset = true;
-        return;
-    case 1:
-        faults.status = 503;
-        return;
-    case 2:
-        faults.cut = static_cast<std::int64_t>(random() % furthestCut);
-        return;
-    default:
-        faults.silent = true;
-    }
+bool isGood(std::string_view name, const std::optional<QByteArray>& value) {
+    bool isNumber = false;
+    if (value)
+        value->toULongLong(&isNumber);
+    if (name == "auth")
+        return value == "basic" || value == "digest";
+    return isIn(kFlags, name) ? !value : isIn(kNumbers, name) ? isNumber : value.has_value();
 }
 
 } // namespace
 
+std::optional<std::string> FaultKnobs::text(std::string_view name) const {
+    const auto found = m_values.find(name);
+    return found == m_values.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::int64_t> FaultKnobs::number(std::string_view name) const {
+    const auto value = text(name);
+    return value ? std::optional<std::int64_t>(std::stoll(*value)) : std::nullopt;
+}
+
 FaultKnobs FaultKnobs::at(std::int64_t requestNumber, bool isProbe) const {
     FaultKnobs knobs = *this;
-    const bool show = requestNumber >= from.value_or(requestNumber) &&
-                      requestNumber <= until.value_or(requestNumber) &&
-                      requestNumber % every.value_or(1) == 0 && !(spareprobe && isProbe);
-    if (!show)
-        static_cast<Faults&>(knobs) = {};
-    if (knobs.random)
-        addRandomFault(knobs, *knobs.random, requestNumber);
+    if (requestNumber < number("from").value_or(1) ||
+        requestNumber > number("until").value_or(requestNumber) || (has("spareprobe") && isProbe))
+        std::erase_if(knobs.m_values, [](const auto& knob) { return !isIn(kNoFaults, knob.first); });
+    if (const auto seed = knobs.number("random")) {
+        std::mt19937_64 random(static_cast<std::uint64_t>(*seed) << 32 |
+                               static_cast<std::uint64_t>(requestNumber));
+        if (random() % 3 == 0) {
+            const std::pair<const char*, std::string> faults[] = {
+                {"reset", ""}, {"status", "503"}, {"cut", std::to_string(random() % 10'000)}, {"silent", ""}};
+            knobs.m_values.insert(faults[random() % 4]);
+        }
+    }
     return knobs;
 }
 
-std::optional<std::string> readKnobs(std::string_view query, FaultKnobs& knobs) {
-    while (!query.empty()) {
-        const std::string_view term = query.substr(0, query.find('&'));
-        query.remove_prefix(std::min(query.size(), term.size() + 1));
-        const std::size_t equals = term.find('=');
-        const std::string_view name = term.substr(0, equals);
+std::string FaultKnobs::read(std::string_view query) {
+    if (query.empty())
+        return "";
+    for (const QByteArray& term : bytesOf(query).split('&')) {
+        const auto equals = term.indexOf('=');
+        const std::string name = term.left(equals < 0 ? term.size() : equals).toStdString();
         const auto value =
-            equals == std::string_view::npos ? std::nullopt : std::optional(term.substr(equals + 1));
-        const auto* knob = std::find_if(kKnobs.begin(), kKnobs.end(),
-                                        [&](const Knob& candidate) { return candidate.name == name; });
-        if (knob == kKnobs.end())
-            return "unknown knob: " + std::string(term);
-        if (!setKnob(knobs, *knob, value) || !makesSense(knobs))
-            return "wrong value: " + std::string(term);
+            equals < 0 ? std::nullopt : std::optional(QByteArray::fromPercentEncoding(term.mid(equals + 1)));
+        if (!isIn(kFlags, name) && !isIn(kNumbers, name) && !isIn(kTexts, name))
+            return "unknown knob: " + term.toStdString();
+        if (!isGood(name, value))
+            return "wrong value: " + term.toStdString();
+        m_values[name] = value.value_or("").toStdString();
     }
-    return std::nullopt;
+    return "";
 }
 
 std::string knobValue(std::string_view text) {
-    return QByteArray(text.data(), static_cast<qsizetype>(text.size())).toPercentEncoding().toStdString();
+    return bytesOf(text).toPercentEncoding().toStdString();
 }
 
 } // namespace tarvo::test

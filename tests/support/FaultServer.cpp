@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstring>
+#include <regex>
 
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
@@ -74,112 +74,25 @@ std::optional<std::string> readHead(int socket, std::string& buffer) {
 }
 
 /// The size in /file/SIZE/NAME.
-std::optional<std::int64_t> sizeIn(std::string_view path) {
-    constexpr std::string_view prefix = "/file/";
-    if (!path.starts_with(prefix))
-        return std::nullopt;
-    path.remove_prefix(prefix.size());
-    std::int64_t size = 0;
-    const auto [end, problem] = std::from_chars(path.data(), path.data() + path.size(), size);
-    if (problem != std::errc() || size < 0 || end == path.data() + path.size() || *end != '/')
-        return std::nullopt;
-    return size;
+std::optional<std::int64_t> sizeIn(const std::string& path) {
+    static const std::regex form("/file/(\\d{1,18})/.*");
+    std::smatch match;
+    return std::regex_match(path, match, form) ? std::optional<std::int64_t>(std::stoll(match[1]))
+                                               : std::nullopt;
+}
+
+bool sendPiece(int socket, std::string_view bytes, bool isChunked) {
+    if (!isChunked)
+        return sendAll(socket, bytes);
+    return sendAll(socket, fmt::format("{:x}\r\n", bytes.size()), MSG_MORE) &&
+           sendAll(socket, bytes, MSG_MORE) && sendAll(socket, "\r\n");
+}
+
+bool sendText(int socket, const HttpRequest& request, const HttpAnswer& answer) {
+    return sendAll(socket, answer.head() + (request.method == "HEAD" ? "" : answer.text));
 }
 
 } // namespace
-
-/// The body of one answer on its way, with the faults that show while it flows. Counts as a running transfer
-/// of its path for as long as it lives.
-class FaultServer::Transfer {
-public:
-    Transfer(FaultServer& server, int socket, const HttpRequest& request, const FaultKnobs& knobs)
-        : m_server(server), m_socket(socket), m_path(request.path), m_knobs(knobs) {
-        auto books = m_server.m_books.lock();
-        std::int64_t& active = books->paths[m_path].active;
-        m_runs = active < knobs.connections.value_or(active + 1);
-        active += m_runs ? 1 : 0;
-    }
-
-    ~Transfer() { leave(); }
-
-    Transfer(const Transfer&) = delete;
-    Transfer& operator=(const Transfer&) = delete;
-
-    /// False when as many as the knob "connections" allows were there before.
-    bool mayRun() const { return m_runs; }
-
-    /// Sends the body; false when the connection must end.
-    bool run(const HttpAnswer& answer) {
-        const bool isChunked = answer.framing == HttpAnswer::Framing::chunked;
-        const std::int64_t length = answer.length + m_knobs.overrun.value_or(0);
-        const std::int64_t cut = std::min(length, m_knobs.cut.value_or(length));
-        const bool stalls = m_knobs.stall.value_or(cut) < cut;
-        const std::int64_t end = stalls ? *m_knobs.stall : cut;
-        const Clock::time_point begin = Clock::now();
-        std::vector<char> buffer(static_cast<std::size_t>(std::min(end, pieceSize())));
-        for (std::int64_t sent = 0; sent < end;) {
-            const std::int64_t count = std::min(end - sent, static_cast<std::int64_t>(buffer.size()));
-            const std::span<char> bytes(buffer.data(), static_cast<std::size_t>(count));
-            if (m_knobs.rate && isGoneBy(m_socket, begin + timeFor(sent + count)))
-                return false;
-            fillSample(answer.offset + sent, bytes);
-            sent += count;
-            const bool isCutHere = account(count);
-            if (sent == end && !stalls)
-                leave();
-            if (!sendPiece({bytes.data(), bytes.size()}, isChunked) || isCutHere)
-                return false;
-        }
-        if (stalls)
-            fallSilent(m_socket);
-        if (end < length)
-            return false;
-        return (!isChunked || sendAll(m_socket, "0\r\n\r\n")) &&
-               answer.framing != HttpAnswer::Framing::untilClose && !m_knobs.overrun;
-    }
-
-private:
-    /// Small enough to come to the point where a fault is due, and for a steady flow where there is a rate.
-    std::int64_t pieceSize() const {
-        const std::int64_t smoothPiece = std::max<std::int64_t>(1, m_knobs.rate.value_or(kBlock * 100) / 100);
-        return std::min({kBlock, smoothPiece, m_knobs.cutevery.value_or(kBlock)});
-    }
-
-    Clock::duration timeFor(std::int64_t bytes) const {
-        return std::chrono::duration_cast<Clock::duration>(
-            std::chrono::duration<double>(static_cast<double>(bytes) / static_cast<double>(*m_knobs.rate)));
-    }
-
-    bool sendPiece(std::string_view bytes, bool isChunked) {
-        if (!isChunked)
-            return sendAll(m_socket, bytes);
-        return sendAll(m_socket, fmt::format("{:x}\r\n", bytes.size()), MSG_MORE) &&
-               sendAll(m_socket, bytes, MSG_MORE) && sendAll(m_socket, "\r\n");
-    }
-
-    /// Counts what is about to be sent, so that whoever has received it finds it counted. True when the knob
-    /// "cutevery" is due after it.
-    bool account(std::int64_t count) {
-        auto books = m_server.m_books.lock();
-        std::int64_t& sent = books->paths[m_path].sent;
-        sent += count;
-        return m_knobs.cutevery && sent / *m_knobs.cutevery != (sent - count) / *m_knobs.cutevery;
-    }
-
-    /// No longer counts as running: before the last piece goes out, so that whoever has received it may come
-    /// back at once for the next.
-    void leave() {
-        if (m_runs)
-            --m_server.m_books.lock()->paths[m_path].active;
-        m_runs = false;
-    }
-
-    FaultServer& m_server;
-    int m_socket;
-    std::string m_path;
-    const FaultKnobs& m_knobs;
-    bool m_runs = false;
-};
 
 FaultServer::FaultServer() {
     start();
@@ -233,11 +146,11 @@ void FaultServer::acceptConnections() {
     while (!m_stopping) {
         const int socket = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (socket >= 0)
-            admit(socket);
+            admit(socket, ++m_connectionCount);
     }
 }
 
-void FaultServer::admit(int socket) {
+void FaultServer::admit(int socket, int number) {
     const int yes = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     std::list<Connection> ended;
@@ -250,8 +163,7 @@ void FaultServer::admit(int socket) {
         }
         Connection& connection = all->emplace_back();
         connection.socket = socket;
-        connection.number = ++m_connectionCount;
-        connection.thread = std::thread([this, &connection, socket, number = connection.number] {
+        connection.thread = std::thread([this, &connection, socket, number] {
             serve(socket, number);
             auto guard = m_connections.lock();
             ::close(socket);
@@ -284,21 +196,19 @@ void FaultServer::serve(int socket, int number) {
 bool FaultServer::answer(int socket, const HttpRequest& request) {
     const auto size = sizeIn(request.path);
     if (!size)
-        return send(socket, request, textAnswer(404, "There is no such thing"));
-    if (request.method != "GET" && request.method != "HEAD")
-        return send(socket, request, textAnswer(405, "Only GET and HEAD")) && false;
-    std::string problem;
-    const FaultKnobs knobs = knobsOf(request, problem);
+        return sendText(socket, request, textAnswer(404, "There is no such thing"));
+    const auto changedKnobs = m_books.lock()->paths[request.path].changedKnobs;
+    FaultKnobs knobs;
+    const std::string problem = knobs.read(changedKnobs.value_or(request.query));
     if (!problem.empty()) {
         noteProblem(problem);
-        return send(socket, request, textAnswer(400, problem));
+        return sendText(socket, request, textAnswer(400, problem));
     }
-    if (knobs.delay && isGoneBy(socket, Clock::now() + std::chrono::milliseconds(*knobs.delay)))
+    const std::chrono::milliseconds delay(knobs.number("delay").value_or(0));
+    if (delay.count() > 0 && isGoneBy(socket, Clock::now() + delay))
         return false;
-    if (const auto redirect = redirectAnswer(request, knobs))
-        return send(socket, request, *redirect);
-    if (const auto challenge = challengeAnswer(request, knobs))
-        return send(socket, request, *challenge);
+    if (const auto before = answerBeforeTheFile(request, knobs))
+        return sendText(socket, request, *before);
     return answerFile(socket, request, knobs, *size);
 }
 
@@ -306,40 +216,46 @@ bool FaultServer::answerFile(int socket, const HttpRequest& request, const Fault
                              std::int64_t size) {
     const std::int64_t number = ++m_books.lock()->paths[request.path].asked;
     const FaultKnobs knobs = urlKnobs.at(number, request.isProbe());
-    if (knobs.reset) {
+    if (knobs.has("reset")) {
         const linger atOnce{1, 0}; // close() sends the reset
         ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
         return false;
     }
-    if (knobs.silent) {
+    if (knobs.has("silent")) {
         fallSilent(socket);
         return false;
     }
-    if (knobs.status)
-        return send(socket, request, textAnswer(static_cast<int>(*knobs.status), "As you asked for"));
+    if (const auto status = knobs.number("status"))
+        return sendText(socket, request, textAnswer(static_cast<int>(*status), "As you asked for"));
     const HttpAnswer answer = fileAnswer(request, knobs, size);
     if (!answer.isFile || request.method == "HEAD")
-        return send(socket, request, answer) && answer.framing != HttpAnswer::Framing::untilClose;
-    Transfer transfer(*this, socket, request, knobs);
-    if (!transfer.mayRun())
-        return send(socket, request, textAnswer(503, "Too many at once"));
-    return sendAll(socket, answer.head()) && transfer.run(answer);
+        return sendText(socket, request, answer) && !answer.endsConnection;
+    return sendAll(socket, answer.head()) && sendBody(socket, answer, knobs);
 }
 
-bool FaultServer::send(int socket, const HttpRequest& request, const HttpAnswer& answer) {
-    const bool hasBody = request.method != "HEAD" && !answer.isFile;
-    return sendAll(socket, answer.head() + (hasBody ? answer.text : ""));
-}
-
-FaultKnobs FaultServer::knobsOf(const HttpRequest& request, std::string& problem) {
-    const auto changed = m_books.lock()->paths[request.path].changedKnobs;
-    FaultKnobs knobs;
-    problem = readKnobs(changed.value_or(request.query), knobs).value_or("");
-    return knobs;
-}
-
-void FaultServer::noteProblem(std::string problem) {
-    m_books.lock()->problems.push_back(std::move(problem));
+/// Sends the body with the faults that show while it flows; false when the connection must end.
+bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnobs& knobs) {
+    const std::int64_t overrun = knobs.number("overrun").value_or(0);
+    const std::int64_t length = answer.length + overrun;
+    const std::int64_t stall = knobs.number("stall").value_or(length);
+    const std::int64_t end = std::min({length, stall, knobs.number("cut").value_or(length)});
+    const auto rate = knobs.number("rate");
+    const Clock::time_point begin = Clock::now();
+    std::vector<char> buffer(std::clamp<std::int64_t>(rate.value_or(kBlock * 100) / 100, 1, kBlock));
+    for (std::int64_t sent = 0; sent < end;) {
+        const std::span bytes(buffer.data(), std::min<std::size_t>(buffer.size(), end - sent));
+        fillSample(answer.offset + sent, bytes);
+        sent += std::ssize(bytes);
+        if (rate && isGoneBy(socket, begin + std::chrono::milliseconds(sent * 1000 / *rate)))
+            return false;
+        m_sent += std::ssize(bytes); // before it goes out: whoever has received it finds it counted
+        if (!sendPiece(socket, {bytes.data(), bytes.size()}, answer.isChunked))
+            return false;
+    }
+    if (end == stall && stall < length)
+        fallSilent(socket);
+    return end == length && (!answer.isChunked || sendAll(socket, "0\r\n\r\n")) && !answer.endsConnection &&
+           overrun == 0;
 }
 
 std::string FaultServer::address(std::string_view path) const {
@@ -356,20 +272,6 @@ void FaultServer::change(std::string_view path, std::string_view knobs) {
 
 std::vector<HttpRequest> FaultServer::requests() const {
     return m_books.lock()->requests;
-}
-
-std::int64_t FaultServer::bytesSent() const {
-    std::int64_t sum = 0;
-    auto books = m_books.lock();
-    for (const auto& [path, state] : books->paths)
-        sum += state.sent;
-    return sum;
-}
-
-std::int64_t FaultServer::bytesSent(std::string_view path) const {
-    auto books = m_books.lock();
-    const auto found = books->paths.find(path);
-    return found == books->paths.end() ? 0 : found->second.sent;
 }
 
 std::vector<std::string> FaultServer::problems() const {

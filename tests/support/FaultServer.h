@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <list>
 #include <map>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -56,17 +55,14 @@ public:
 
     /// Bytes of bodies that were sent. All that a client has received are counted; of a transfer that was
     /// broken off, up to some megabytes more, which lay in the kernel's buffers.
-    std::int64_t bytesSent() const;
-    std::int64_t bytesSent(std::string_view path) const;
+    std::int64_t bytesSent() const { return m_sent; }
 
     /// What a test did wrong: unknown knobs, requests that can't be read. Should be empty at its end.
     std::vector<std::string> problems() const;
 
 private:
     struct Path {
-        std::int64_t asked = 0;  // requests that came as far as the file
-        std::int64_t active = 0; // transfers that run now
-        std::int64_t sent = 0;
+        std::int64_t asked = 0; // requests that came as far as the file
         std::optional<std::string> changedKnobs;
     };
 
@@ -78,27 +74,25 @@ private:
 
     struct Connection {
         int socket = -1;
-        int number = 0;
         bool ended = false; // its thread is about to return
         std::thread thread;
     };
 
-    class Transfer;
-
     void acceptConnections();
-    void admit(int socket);
+    void admit(int socket, int number);
     void serve(int socket, int number);
     bool answer(int socket, const HttpRequest& request);
     bool answerFile(int socket, const HttpRequest& request, const FaultKnobs& urlKnobs, std::int64_t size);
-    bool send(int socket, const HttpRequest& request, const HttpAnswer& answer);
-    FaultKnobs knobsOf(const HttpRequest& request, std::string& problem);
-    void noteProblem(std::string problem);
+    bool sendBody(int socket, const HttpAnswer& answer, const FaultKnobs& knobs);
+
+    void noteProblem(const std::string& problem) { m_books.lock()->problems.push_back(problem); }
 
     int m_port = 0;
     int m_listener = -1;
     std::thread m_acceptor;
     std::atomic<bool> m_stopping{false};
     int m_connectionCount = 0; // the acceptor's own
+    std::atomic<std::int64_t> m_sent{0};
     Locked<std::list<Connection>> m_connections;
     mutable Locked<Books> m_books;
 };

@@ -7,9 +7,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 namespace tarvo::test {
 
@@ -20,7 +17,6 @@ struct HttpRequest {
     std::string target;                         ///< as sent, with host (if it came through a proxy) and query
     std::string path;                           ///< the target without host and query
     std::string query;                          ///< after the '?'
-    bool throughProxy = false;                  ///< the target named a host (RFC 9112, section 3.2.2)
     std::map<std::string, std::string> headers; ///< names in lower case, values trimmed
 
     /// The value of a header, empty when it wasn't sent. `name` in lower case.
@@ -31,32 +27,28 @@ struct HttpRequest {
 };
 
 /// Reads request line and header fields, without the empty line at the end. None for what is no request.
-std::optional<HttpRequest> parseRequest(std::string_view head);
+std::optional<HttpRequest> parseRequest(const std::string& head);
 
 /// Status, header fields and where the body comes from: `text`, or `length` sample bytes from `offset` on.
 struct HttpAnswer {
-    enum class Framing { contentLength, chunked, untilClose };
-
     int status = 200;
-    std::vector<std::pair<std::string, std::string>> headers;
-    std::string text;
+    std::string fields{}; ///< a line each
+    std::string text{};
     bool isFile = false;
+    bool isChunked = false;
+    bool endsConnection = false; ///< and so the body, whose length is told nowhere
     std::int64_t offset = 0;
     std::int64_t length = 0;
-    Framing framing = Framing::contentLength;
 
     /// The status line and all header fields, those of the framing included, up to the empty line.
     std::string head() const;
 };
 
 /// An answer of one line of text.
-HttpAnswer textAnswer(int status, std::string_view text);
+HttpAnswer textAnswer(int status, const std::string& text, const std::string& fields = {});
 
-/// The redirect that the knobs ask for, if they do.
-std::optional<HttpAnswer> redirectAnswer(const HttpRequest& request, const FaultKnobs& knobs);
-
-/// The challenge (401) for a request that doesn't carry what the knob "auth" asks for.
-std::optional<HttpAnswer> challengeAnswer(const HttpRequest& request, const FaultKnobs& knobs);
+/// The redirect, or the challenge for a request without the right credentials, if the knobs want them.
+std::optional<HttpAnswer> answerBeforeTheFile(const HttpRequest& request, const FaultKnobs& knobs);
 
 /// The file of `size` bytes or the asked range of it (RFC 9110, section 14), with the faults of `knobs`.
 HttpAnswer fileAnswer(const HttpRequest& request, const FaultKnobs& knobs, std::int64_t size);

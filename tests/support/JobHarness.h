@@ -10,29 +10,11 @@
 #include "jobs/CURLRemoteFile.h"
 #include "support/FailingDisk.h"
 #include "support/TemporaryFolder.h"
-
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QEventLoop>
+#include "support/TurnUntil.h"
 
 #include <atomic>
-#include <chrono>
-#include <thread>
 
 namespace tarvo::test {
-
-/// Turns the main loop until `done` answers true; false when that took longer than `limit`.
-template <class Condition>
-bool turnUntil(Condition done, std::chrono::milliseconds limit = std::chrono::seconds(30)) {
-    const QDeadlineTimer deadline(limit);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 class JobHarness {
 public:

@@ -2,9 +2,6 @@
 #include "support/PamService.h"
 
 #include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -18,24 +15,10 @@ namespace {
 constexpr const char* kServices = "/etc/pam.d/";
 constexpr const char* kPrefix = "tarvo-test-";
 
-/// Takes away what tests left behind that were killed.
-void removeLeftovers() {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(kServices, ignored)) {
-        const std::string name = entry.path().filename();
-        if (!name.starts_with(kPrefix))
-            continue;
-        const int pid = std::atoi(name.c_str() + std::string(kPrefix).size());
-        if (pid > 0 && ::kill(pid, 0) != 0 && errno == ESRCH)
-            std::filesystem::remove(entry.path(), ignored);
-    }
-}
-
 } // namespace
 
 PamService::PamService(const std::string& user, const std::string& password, const std::string& folder) {
     static std::atomic<int> count{0};
-    removeLeftovers();
     m_name = fmt::format("{}{}-{}", kPrefix, ::getpid(), ++count);
     const std::string script = folder + "/compare-password";
     std::ofstream(script) << "given=$(tr -d '\\0')\n"

@@ -1,9 +1,9 @@
 // A message bus of the test's own, with services on it that python3-dbusmock plays.
 #pragma once
 
-#include "support/JobHarness.h"
+#include "base/Disk.h"
 #include "support/ServerProcess.h"
-#include "support/TemporaryFolder.h"
+#include "support/TurnUntil.h"
 
 #include <memory>
 #include <string>
@@ -14,7 +14,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 namespace tarvo::test {
 
@@ -23,9 +22,7 @@ public:
     ~PrivateBus() { QDBusConnection::disconnectFromBus(m_name); }
 
     /// Where the bus is, once it runs.
-    std::string address() const { return "unix:path=" + socketPath(); }
-
-    std::string socketPath() const { return m_folder.path("bus"); }
+    std::string address() const { return "unix:path=" + m_folder.path("bus"); }
 
     /// `session`: the environment ("NAME=VALUE") of the services that the bus starts when they are called. An
     /// empty one means that it starts none.
@@ -49,23 +46,21 @@ public:
     /// Plays the service `name`: a template of dbusmock, or name, path and interface of an empty one.
     void play(const std::string& name, const std::vector<std::string>& arguments) {
         // Debian's own python: another one knows nothing of Debian's modules.
-        std::vector<std::string> command{"/usr/bin/env",
-                                         "DBUS_SESSION_BUS_ADDRESS=" + address(),
-                                         "DBUS_SYSTEM_BUS_ADDRESS=" + address(),
-                                         "/usr/bin/python3",
-                                         "-m",
-                                         "dbusmock"};
-        command.insert(command.end(), arguments.begin(), arguments.end());
+        std::vector<std::string> command = arguments;
+        command.insert(command.begin(),
+                       {"/usr/bin/env", "DBUS_SESSION_BUS_ADDRESS=" + address(),
+                        "DBUS_SYSTEM_BUS_ADDRESS=" + address(), "/usr/bin/python3", "-m", "dbusmock"});
         m_services.push_back(std::make_unique<ServerProcess>());
         m_services.back()->start(command, m_folder.path("service.log"), {});
-        ASSERT_TRUE(turnUntil([&] {
-            return call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                        "NameHasOwner", {QString::fromStdString(name)})
-                .arguments()
-                .value(0)
-                .toBool();
-        })) << "Debian package python3-dbusmock: "
-            << contentOf(m_folder.path("service.log"));
+        ASSERT_TRUE(turnUntil([&] { return has(name); }))
+            << "Debian package python3-dbusmock: " << contentOf(m_folder.path("service.log"));
+    }
+
+    /// Whether somebody owns the name.
+    bool has(const std::string& name) {
+        const auto answer = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                 "NameHasOwner", {QString::fromStdString(name)});
+        return answer.arguments().value(0).toBool();
     }
 
     /// The test's own way to the bus.
@@ -81,28 +76,33 @@ public:
         return connection().call(message);
     }
 
-    /// The bus's socket, for who connects to it or takes its place.
-    sockaddr_un place() const {
-        sockaddr_un where{};
-        where.sun_family = AF_UNIX;
-        socketPath().copy(where.sun_path, sizeof where.sun_path - 1);
-        return where;
+    /// In place of a bus: somebody who listens and never answers.
+    void hang() {
+        m_hanging = FileHandle(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const sockaddr_un where = place();
+        ASSERT_EQ(::bind(m_hanging.descriptor(), reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
+        ASSERT_EQ(::listen(m_hanging.descriptor(), 8), 0);
     }
 
 private:
+    sockaddr_un place() const {
+        sockaddr_un where{};
+        where.sun_family = AF_UNIX;
+        m_folder.path("bus").copy(where.sun_path, sizeof where.sun_path - 1);
+        return where;
+    }
+
     /// The socket is there a moment before somebody listens at it.
     bool accepts() const {
-        const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const FileHandle socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const sockaddr_un where = place();
-        const bool connected =
-            ::connect(socket, reinterpret_cast<const sockaddr*>(&where), sizeof where) == 0;
-        ::close(socket);
-        return connected;
+        return ::connect(socket.descriptor(), reinterpret_cast<const sockaddr*>(&where), sizeof where) == 0;
     }
 
     TemporaryFolder m_folder;
     const QString m_name = QString::fromStdString(m_folder.path());
     ServerProcess m_bus;
+    FileHandle m_hanging;
     std::vector<std::unique_ptr<ServerProcess>> m_services;
 };
 

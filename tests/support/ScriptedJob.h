@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <string>
-#include <utility>
 
 namespace tarvo::test {
 
@@ -37,30 +36,17 @@ public:
     std::int64_t done = 0;
     std::int64_t speed = 0;
     std::string folder = "/";
-    std::optional<std::string> finalPath;
     std::int64_t connections = 1;
     bool retryable = true;
     bool recovery = true;
-    bool control = true;
-    bool renaming = false;
     std::optional<Error> shownError; ///< in place of what the job has failed with
     std::optional<TimePoint> shownErrorDate;
 
-    mutable int urlsAsked = 0; ///< how often somebody wanted the address, and so perhaps the identity
     int savesDone = 0;
 
     using RemoteFileBase::clearError;
     using RemoteFileBase::setCurrentState;
     using RemoteFileBase::setFileSize;
-
-    void setSupportsMultipartDownloads(bool supports) { m_supportsMultipartDownloads = supports; }
-
-    void setRecoveredSession(bool recovered) { m_recoveredSession = recovered; }
-
-    std::optional<Url> url() const override {
-        ++urlsAsked;
-        return m_url;
-    }
 
     std::string description() const override { return "ScriptedJob " + fileName(); }
 
@@ -78,19 +64,15 @@ public:
 
     std::string basePath() const override { return folder; }
 
-    std::optional<std::string> finalFilePath() const override { return finalPath; }
+    std::optional<std::string> finalFilePath() const override { return std::nullopt; }
 
-    std::optional<std::string> activeFile() const override { return finalPath; }
+    std::optional<std::string> activeFile() const override { return std::nullopt; }
 
     std::int64_t userRequestedPartitions() const override { return connections; }
 
     std::int64_t activeConnections() const override { return connections; }
 
-    bool supportsControl() const override { return control; }
-
     bool supportsRecovery() const override { return recovery; }
-
-    bool supportsRenaming() const override { return renaming; }
 
     bool isRetryable() const override { return retryable; }
 

@@ -1,10 +1,14 @@
 // A real server as a child process of the test, on a loopback address of the test's own.
 #pragma once
 
+#include "support/TemporaryFolder.h"
+
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
+#include <QProcess>
 
 namespace tarvo::test {
 
@@ -24,15 +28,10 @@ std::string programPath(const std::string& name, const std::string& package);
 void runProgram(const std::vector<std::string>& command);
 
 /// A program that runs until the object is destroyed. Whatever it has started ends with it; it ends, too,
-/// when the test crashes. To be made and destroyed on a thread that lives as long as the object.
+/// when the test crashes. To be made and destroyed on the main thread.
 class ServerProcess {
 public:
-    ServerProcess() = default;
-
     ~ServerProcess() { stop(); }
-
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
 
     /// Starts `command` (its first word an absolute path) and waits until it listens on all of `ports`.
     /// Its output goes to the file at `logPath`. Fails the test when it doesn't come up.
@@ -43,7 +42,25 @@ public:
     void stop();
 
 private:
-    pid_t m_pid = -1;
+    std::unique_ptr<QProcess> m_process;
+};
+
+/// What the servers of files have in common: a folder of sample files, and a process that listens.
+class FileServer {
+public:
+    FileServer();
+
+    /// Makes a file of `size` bytes of sample data.
+    void addFile(const std::string& name, std::int64_t size) const;
+
+    void addFolder(const std::string& name) const;
+
+    void stop() { m_process.stop(); }
+
+protected:
+    TemporaryFolder m_folder; // with the folder "files"
+    int m_port = freePort();
+    ServerProcess m_process;
 };
 
 } // namespace tarvo::test

@@ -2,8 +2,6 @@
 // called like the program.
 #include "support/SshServer.h"
 
-#include "support/SampleData.h"
-
 #include <filesystem>
 
 #include <pwd.h>
@@ -11,18 +9,9 @@
 #include <unistd.h>
 
 namespace tarvo::test {
-namespace {
-
-std::string userName() {
-    const passwd* user = ::getpwuid(::geteuid());
-    return user != nullptr ? user->pw_name : "root";
-}
-
-} // namespace
 
 SshServer::SshServer()
-    : m_port(freePort()), m_user(userName()), m_passwords(m_user, "secret", m_folder.path()) {
-    std::filesystem::create_directory(m_folder.path("files"));
+    : m_user(::getpwuid(::geteuid())->pw_name), m_passwords(m_user, "secret", m_folder.path()) {
     std::filesystem::create_directory(m_folder.path("keys"));
     std::filesystem::create_directories("/run/sshd"); // sshd's own, missing where no sshd was started yet
     std::filesystem::create_symlink(programPath("sshd", "openssh-server"), m_folder.path(m_passwords.name()));
@@ -54,14 +43,6 @@ std::string SshServer::configuration() const {
 void SshServer::start() {
     m_process.start({m_folder.path(m_passwords.name()), "-D", "-e", "-f", m_folder.path("sshd_config")},
                     m_folder.path("sshd.log"), {m_port});
-}
-
-void SshServer::addFile(const std::string& name, std::int64_t size) {
-    writeSampleFile(m_folder.path("files/" + name), size);
-}
-
-void SshServer::addFolder(const std::string& name) {
-    std::filesystem::create_directory(m_folder.path("files/" + name));
 }
 
 std::string SshServer::url(const std::string& name) const {

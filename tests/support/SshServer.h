@@ -3,23 +3,16 @@
 
 #include "support/PamService.h"
 #include "support/ServerProcess.h"
-#include "support/TemporaryFolder.h"
 
-#include <cstdint>
 #include <string>
 
 namespace tarvo::test {
 
 /// Serves sample files from a folder of its own to the user who runs the test (user()), who logs in with the
 /// password "secret" or with the key in keyFolder(). Needs root.
-class SshServer {
+class SshServer : public FileServer {
 public:
     SshServer();
-
-    /// Makes a file of `size` bytes of sample data.
-    void addFile(const std::string& name, std::int64_t size);
-
-    void addFolder(const std::string& name);
 
     /// The address of a file by its name, without user and password.
     std::string url(const std::string& name) const;
@@ -29,20 +22,15 @@ public:
     /// The absolute path of a folder with id_rsa (PEM, no passphrase) and id_rsa.pub.
     std::string keyFolder() const { return m_folder.path("keys"); }
 
-    void stop() { m_process.stop(); }
-
-    /// Also after stop(), on the same port.
+    /// After stop(), on the same port.
     void start();
 
 private:
     void makeKeys() const;
     std::string configuration() const;
 
-    TemporaryFolder m_folder;
-    int m_port;
     std::string m_user;
     PamService m_passwords;
-    ServerProcess m_process;
 };
 
 } // namespace tarvo::test

@@ -1,17 +1,21 @@
-// A whole queue with nobody at it: no passwords, no browser, nobody to tell or to ask.
+// A whole queue with nobody at it: no passwords, no browser, nobody to tell or to ask. Tests let somebody
+// be there by overriding.
 #pragma once
 
 #include "queue/QueueController.h"
 
 namespace tarvo::test {
 
-class UnattendedQueue : private PasswordStore, private PageOpener, private AlertPresenter {
+class UnattendedQueue : public AuthenticationPrompt,
+                        private PasswordStore,
+                        private PageOpener,
+                        private AlertPresenter {
 public:
     /// Everything referred to outlives it. `session` may be null.
     UnattendedQueue(const JobEnvironment& environment, UserDefaults* session, Seconds retryDelay)
-        : m_credentials(*this, nullptr, environment.defaults, environment.clock),
+        : m_credentials(*this, this, environment.defaults, environment.clock),
           controller({.jobs = environment,
-                      .notifications = m_notifications,
+                      .notifications = notifications,
                       .authManager = m_credentials,
                       .pages = *this,
                       .alerts = *this,
@@ -25,6 +29,10 @@ public:
     }
 
 private:
+    std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion&) override {
+        return {};
+    }
+
     std::vector<std::string> accounts(const std::string&) override { return {}; }
 
     std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
@@ -43,10 +51,10 @@ private:
         return buttons.size() - 1;
     }
 
-    NotificationCenter m_notifications;
     AuthenticationManager m_credentials;
 
 public:
+    NotificationCenter notifications;
     QueueController controller;
 };
 
