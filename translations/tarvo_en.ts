@@ -39,6 +39,7 @@
 <message id="tr.err.incomplete"><source></source><translation>The server ended the transfer before the whole file had arrived.</translation></message>
 <message id="tr.err.incomplete-recovery"><source></source><translation>What has arrived is kept; try again to fetch the rest.</translation></message>
 <message id="tr.err.more-errors"><source></source><translation>More problems have come up (%1); the log names the first of them.</translation></message>
+<message id="tr.err.no-bundle"><source></source><translation>&quot;%1&quot; is no unfinished download: the names of those end in .trdownload.</translation></message>
 <message id="tr.err.no-create-data-file"><source></source><translation>The data file of the download could not be created.</translation></message>
 <message id="tr.err.no-create-progress-file"><source></source><translation>The progress file of the download could not be created.</translation></message>
 <message id="tr.err.no-link"><source></source><translation>There is nothing in it that can be downloaded.</translation></message>

@@ -14,6 +14,22 @@
 
 namespace tarvo {
 
+namespace {
+
+/// Of a path or a file URL.
+std::optional<std::string> localPath(const std::string& text) {
+    if (text.starts_with('/'))
+        return text;
+    const auto url = text.starts_with("file:") ? Url::parse(text) : std::nullopt;
+    return url ? std::optional(url->localPath()) : std::nullopt;
+}
+
+bool isWebAddress(const std::string& text) {
+    return text.starts_with("http://") || text.starts_with("https://") || text.starts_with("ftp://");
+}
+
+} // namespace
+
 Tarvo2AppDelegate::Tarvo2AppDelegate(Environment environment)
     : m_environment(std::move(environment)),
       m_startupErrorTracker(m_environment.defaults, m_environment.alerts, m_environment.emailSupport),
@@ -55,36 +71,30 @@ void Tarvo2AppDelegate::reopen() {
 void Tarvo2AppDelegate::open(const std::vector<std::string>& what, const Told& told) {
     const auto outcomes =
         std::make_shared<std::vector<AddOutcome>>(what.size(), AddOutcome{AddOutcome::Kind::noLink});
-    std::string links;
+    std::string links;               // added in one go: the queue is a list of thousands
     std::vector<std::size_t> places; // of the links among all
     for (std::size_t i = 0; i < what.size(); ++i) {
         const std::string& text = what[i];
-        const auto url = text.starts_with("file:") ? Url::parse(text) : std::nullopt;
-        const bool isLink =
-            text.starts_with("http://") || text.starts_with("https://") || text.starts_with("ftp://");
         const Told toldOfIt = [outcomes, i](const std::vector<AddOutcome>& all) {
             (*outcomes)[i] = AddOutcome::ofAll(all);
         };
-        if (url || text.starts_with('/')) {
-            addBundleFileToTarvo(url ? url->localPath() : text, told ? toldOfIt : nullptr);
-        } else if (isLink && !hasControlCharacter(text)) {
+        if (const auto bundle = localPath(text)) {
+            addBundleFileToTarvo(*bundle, toldOfIt);
+        } else if (!isWebAddress(text)) {
+            getUrl(text, toldOfIt);
+        } else if (hasControlCharacter(text)) {
+            toldOfIt({AddOutcome::refusal(badApiCall())});
+        } else {
             links += text + "\n";
             places.push_back(i);
-        } else if (isLink) {
-            tell({AddOutcome::refusal(badApiCall())}, told ? toldOfIt : nullptr);
-        } else {
-            getUrl(text, told ? toldOfIt : nullptr);
         }
     }
-    const Told toldOfLinks = [outcomes, places](const std::vector<AddOutcome>& all) {
-        for (std::size_t i = 0; i < std::min(places.size(), all.size()); ++i)
-            (*outcomes)[places[i]] = all[i];
-    };
     if (!links.empty())
-        addStringToTarvo(links, told ? toldOfLinks : nullptr);
-    if (!told)
-        return;
-    m_pendingAdds.push_back([outcomes, told] { told(*outcomes); }); // behind all of them
+        addStringToTarvo(links, [outcomes, places](const std::vector<AddOutcome>& all) {
+            for (std::size_t i = 0; i < std::min(places.size(), all.size()); ++i)
+                (*outcomes)[places[i]] = all[i];
+        });
+    m_pendingAdds.push_back([this, outcomes, told] { tell(*outcomes, told); }); // behind all of them
     consumePendingAddsIfPossible();
 }
 

@@ -53,6 +53,7 @@ AddOutcome WindowlessMain::addDownloadFromBundleFile(const std::string& bundle) 
 bool WindowlessMain::acceptDrop(const Pasteboard& pasteboard) {
     const auto bundles = TRPasteboardExtractor::findTarvoIncompleteFilesInPasteboard(pasteboard);
     std::vector<AddOutcome> outcomes;
+    outcomes.reserve(bundles.size());
     for (const auto& bundle : bundles)
         outcomes.push_back(addDownloadFromBundleFile(bundle.localPath()));
     const auto links = TRPasteboardExtractor::findURLsInPasteboard(pasteboard);

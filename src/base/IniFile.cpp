@@ -99,10 +99,10 @@ std::string line(const QString& key, const QVariant& value) {
     return text + '\n';
 }
 
-/// QSettings names keys of a section without a name, and such with several slashes, but then looks for
-/// another key, without the slashes that it takes for needless.
+/// QSettings names keys without a name, of a section without a name, and such with several slashes, but then
+/// looks for another key, without the slashes that it takes for needless.
 bool isFound(const QString& key) {
-    return !key.startsWith(QLatin1Char('/')) && !key.endsWith(QLatin1Char('/')) &&
+    return !key.isEmpty() && !key.startsWith(QLatin1Char('/')) && !key.endsWith(QLatin1Char('/')) &&
            !key.contains(QLatin1String("//"));
 }
 

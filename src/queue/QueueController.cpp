@@ -82,8 +82,11 @@ Result<void> QueueController::addBundleFile(const std::string& bundleDirectory) 
         return failure(queueIsFull());
     // Before there is a job, whose failure would be a line of the log for every call from outside.
     const auto bundle = ProgressBundle::fromBundleDirectory(bundleDirectory);
-    if (!bundle || !bundle->progressFileExists())
-        return failure(Error::posix(bundle ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
+    if (!bundle)
+        return failure(Error{std::string(ErrorDomain::Tarvo), kTarvoGeneral,
+                             localized("tr.err.no-bundle", {bundleDirectory}), ""});
+    if (!bundle->progressFileExists())
+        return failure(Error::posix(ENOENT, "open the bundle", bundleDirectory));
     const auto job = CURLRemoteFile::fromBundleFile(bundleDirectory, m_environment.jobs);
     if (job->error())
         return failure(*job->error());

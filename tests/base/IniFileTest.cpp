@@ -44,6 +44,7 @@ TEST(IniFile, WhatCannotBeReadHidesNothingElse) {
     ASSERT_TRUE(content);
     EXPECT_FALSE(content->isWhole);
     EXPECT_TRUE(content->values == (std::map<std::string, QVariant>{{"key", "1"}}));
+    EXPECT_FALSE(readIniFile(folder.write("b.conf", "=1\n"))->isWhole);
     EXPECT_TRUE(readIniFile(folder.path("none.conf"))->values.empty());
     EXPECT_FALSE(readIniFile(folder.path())) << "a folder is no empty file";
 }
