@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include <QPointer>
-#include <QTimer>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -69,6 +68,8 @@ Result<void> InstanceSocket::listen() {
     m_listening = std::move(socket);
     m_notifier = std::make_unique<QSocketNotifier>(m_listening.descriptor(), QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &InstanceSocket::accept);
+    m_fullPause.setSingleShot(true);
+    connect(&m_fullPause, &QTimer::timeout, this, [this] { m_notifier->setEnabled(true); });
     return {};
 }
 
@@ -78,7 +79,7 @@ void InstanceSocket::accept() {
     FileHandle socket(::accept4(m_listening.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket && (errno == EMFILE || errno == ENFILE)) { // it stays in line, and would be told of for ever
         m_notifier->setEnabled(false);
-        QTimer::singleShot(kFullPauseMs, m_notifier.get(), [this] { m_notifier->setEnabled(true); });
+        m_fullPause.start(kFullPauseMs);
     }
     if (!socket)
         return;

@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include "base/Disk.h"
 #include "base/Error.h"
@@ -59,6 +60,7 @@ private:
     FileHandle m_lock;
     FileHandle m_listening;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    QTimer m_fullPause; // while there are no more descriptors
     std::map<std::uint64_t, std::unique_ptr<InstanceVisitor>> m_visitors; // by the order in which they came
     std::uint64_t m_lastNumber = 0;
 };

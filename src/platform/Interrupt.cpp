@@ -22,8 +22,13 @@ void onSignal(int) {
     [[maybe_unused]] const auto ignored = ::write(pipeEnds[1], &wake, 1);
 }
 
-int makePipe() {
-    [[maybe_unused]] const int ignored = ::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK);
+/// Made once and never closed: a handler may still be writing to it on another thread.
+int emptyPipe() {
+    if (pipeEnds[0] < 0) [[maybe_unused]]
+        const int ignored = ::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK);
+    char byte = 0;
+    while (::read(pipeEnds[0], &byte, 1) > 0) {
+    }
     return pipeEnds[0];
 }
 
@@ -43,7 +48,7 @@ bool isIgnored(int signal) {
 
 } // namespace
 
-Interrupt::Interrupt(std::function<void()> interrupted) : m_notifier(makePipe(), QSocketNotifier::Read) {
+Interrupt::Interrupt(std::function<void()> interrupted) : m_notifier(emptyPipe(), QSocketNotifier::Read) {
     QObject::connect(&m_notifier, &QSocketNotifier::activated, &m_notifier,
                      [this, call = std::move(interrupted)] {
                          m_notifier.setEnabled(false);
@@ -60,8 +65,6 @@ Interrupt::~Interrupt() {
     handle(SIGINT, SIG_DFL);
     handle(SIGTERM, SIG_DFL);
     m_notifier.setEnabled(false);
-    ::close(pipeEnds[0]);
-    ::close(pipeEnds[1]);
 }
 
 int Interrupt::descriptor() {

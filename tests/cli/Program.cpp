@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,7 +18,7 @@ namespace tarvo::test {
 
 namespace {
 
-QProcessEnvironment environmentFor(const TemporaryFolder& home, const std::vector<std::string>& more) {
+std::vector<std::string> environmentFor(const TemporaryFolder& home, const std::vector<std::string>& more) {
     static const QRegularExpression personal("^(HOME$|XDG_|DBUS_|LANG|LC_|TERM$|NO_COLOR$|.*_proxy$)");
     auto all = QProcessEnvironment::systemEnvironment();
     for (const QString& name : all.keys().filter(personal))
@@ -31,90 +32,102 @@ QProcessEnvironment environmentFor(const TemporaryFolder& home, const std::vecto
         const QString text = QString::fromStdString(variable);
         all.insert(text.section('=', 0, 0), text.section('=', 1));
     }
-    return all;
+    std::vector<std::string> environment;
+    for (const QString& variable : all.toStringList())
+        environment.push_back(variable.toStdString());
+    return environment;
 }
 
-/// Between fork and exec: only calls that are safe there. A descriptor of -1 stays as it is.
-void settle(int terminal, int output) {
+/// In the child: only calls that are safe there.
+void settle(bool hasTerminal) {
     ::setsid(); // or a prompt would find the terminal that the tests run on
-    if (terminal >= 0)
-        ::ioctl(terminal, TIOCSCTTY, 0);
-    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        ::dup2(terminal, standard);
-    ::dup2(output, STDOUT_FILENO);
+    if (hasTerminal)
+        ::ioctl(STDIN_FILENO, TIOCSCTTY, 0);
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
         ::signal(number, SIG_DFL);
 }
 
-/// A pipe of a page with room for a line of some hundred characters, not for two: the end to write to.
-FileHandle makeFullPipe(FileHandle& otherEnd) {
-    constexpr int page = 4096;
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    otherEnd = FileHandle(ends[0]);
-    EXPECT_EQ(::fcntl(ends[1], F_SETPIPE_SZ, page), page);
-    const std::string block(page - 300, '.');
-    EXPECT_EQ(::write(ends[1], block.data(), block.size()), std::ssize(block));
-    return FileHandle(ends[1]);
+struct Pipe {
+    Pipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+        read = FileHandle(ends[0]);
+        write = FileHandle(ends[1]);
+    }
+
+    /// Leaves room for a line of some hundred characters, not for two.
+    void fill() const {
+        constexpr int page = 4096;
+        EXPECT_EQ(::fcntl(write.descriptor(), F_SETPIPE_SZ, page), page);
+        const std::string block(page - 300, '.');
+        EXPECT_EQ(::write(write.descriptor(), block.data(), block.size()), std::ssize(block));
+    }
+
+    FileHandle read;
+    FileHandle write;
+};
+
+/// What has come to be read, without waiting.
+void appendWhatIsThere(std::string& text, const FileHandle& end) {
+    ::fcntl(end.descriptor(), F_SETFL, O_NONBLOCK);
+    char block[4096];
+    for (ssize_t count = 0; (count = ::read(end.descriptor(), block, sizeof block)) > 0;)
+        text.append(block, static_cast<std::size_t>(count));
 }
 
 } // namespace
 
 Program::Program(const TemporaryFolder& home, const std::vector<std::string>& arguments,
                  const Surroundings& surroundings) {
-    QStringList words;
-    for (const std::string& argument : arguments)
-        words.push_back(QString::fromStdString(argument));
-    int keyboard = -1;
-    int terminal = -1;
+    std::vector<std::string> command{surroundings.program};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    ChildProcess::Surroundings around{.environment = environmentFor(home, surroundings.environment),
+                                      .settle = [terminal = surroundings.terminal] { settle(terminal); }};
     if (surroundings.terminal) {
+        int keyboard = -1;
+        int terminal = -1;
         const winsize size{24, 80, 0, 0};
         EXPECT_EQ(::openpty(&keyboard, &terminal, nullptr, nullptr, &size), 0);
         ::fcntl(keyboard, F_SETFD, FD_CLOEXEC);
-        ::fcntl(keyboard, F_SETFL, O_NONBLOCK);
+        m_terminal = FileHandle(keyboard);
+        const FileHandle otherSide(terminal);
+        around.input = around.output = around.problems = terminal;
+        m_process.start(command, around);
+        return;
     }
-    m_terminal = FileHandle(keyboard);
-    const FileHandle otherSide(terminal);
-    const FileHandle output = surroundings.outputFull ? makeFullPipe(m_fullPipe) : FileHandle();
-    m_process.setProcessEnvironment(environmentFor(home, surroundings.environment));
-    m_process.setChildProcessModifier([terminal, end = output.descriptor()] { settle(terminal, end); });
-    m_process.start(QString::fromStdString(surroundings.program), words);
-    EXPECT_TRUE(m_process.waitForStarted());
-    m_pid = static_cast<pid_t>(m_process.processId());
-}
-
-Program::~Program() {
-    m_process.kill();
-    m_process.waitForFinished();
+    Pipe input;
+    Pipe output;
+    Pipe problems;
+    if (surroundings.outputFull)
+        output.fill();
+    around.input = input.read.descriptor();
+    around.output = output.write.descriptor();
+    around.problems = problems.write.descriptor();
+    m_process.start(command, around);
+    m_input = std::move(input.write);
+    m_problemsEnd = std::move(problems.read);
+    (surroundings.outputFull ? m_fullPipe : m_outputEnd) = std::move(output.read);
 }
 
 void Program::type(const std::string& text) {
-    if (m_terminal.descriptor() < 0)
-        m_process.write(text.data(), std::ssize(text));
-    else
-        EXPECT_EQ(::write(m_terminal.descriptor(), text.data(), text.size()), std::ssize(text));
+    const FileHandle& keyboard = m_terminal ? m_terminal : m_input;
+    EXPECT_EQ(::write(keyboard.descriptor(), text.data(), text.size()), std::ssize(text));
 }
 
 void Program::closeInput() {
-    m_process.closeWriteChannel();
+    m_input.close();
     m_terminal.close();
 }
 
-void Program::signal(int number) const {
-    EXPECT_TRUE(m_pid > 0 && ::kill(m_pid, number) == 0);
-}
-
 void Program::collect() {
-    m_output += m_process.readAllStandardOutput().toStdString();
-    m_problems += m_process.readAllStandardError().toStdString();
-    char block[4096];
-    for (ssize_t count = 0; (count = ::read(m_terminal.descriptor(), block, sizeof block)) > 0;)
-        m_output.append(block, static_cast<std::size_t>(count));
+    appendWhatIsThere(m_output, m_terminal);
+    appendWhatIsThere(m_output, m_outputEnd);
+    appendWhatIsThere(m_problems, m_problemsEnd);
 }
 
 bool Program::runsUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
     const auto isOver = [&] {
-        const bool ended = hasEnded(); // before what it has left is read
+        const bool ended = m_process.hasEnded(); // before what it has left is read
         collect();
         return done() || ended;
     };
@@ -126,10 +139,10 @@ bool Program::prints(const std::string& text) {
 }
 
 int Program::status(std::chrono::milliseconds limit) {
-    if (!runsUntil([this] { return hasEnded(); }, limit))
+    if (!runsUntil([this] { return m_process.hasEnded(); }, limit))
         return -1;
     collect();
-    return m_process.exitCode() + (m_process.exitStatus() == QProcess::CrashExit ? 128 : 0);
+    return m_process.status();
 }
 
 bool Program::echoes() const {

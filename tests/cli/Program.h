@@ -2,14 +2,13 @@
 #pragma once
 
 #include "base/Disk.h"
+#include "support/ChildProcess.h"
 #include "support/TemporaryFolder.h"
 
 #include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
-
-#include <QProcess>
 
 namespace tarvo::test {
 
@@ -27,7 +26,6 @@ class Program {
 public:
     Program(const TemporaryFolder& home, const std::vector<std::string>& arguments,
             const Surroundings& surroundings = {});
-    ~Program();
 
     /// Writes to its terminal or standard input.
     void type(const std::string& text);
@@ -36,9 +34,9 @@ public:
     void closeInput();
 
     /// Nobody reads its standard output any more.
-    void closeOutput() { m_process.closeReadChannel(QProcess::StandardOutput); }
+    void closeOutput() { m_outputEnd.close(); }
 
-    void signal(int number) const;
+    void signal(int number) const { m_process.signal(number); }
 
     /// Reads what it prints until that holds `text`.
     bool prints(const std::string& text);
@@ -61,7 +59,7 @@ public:
     bool echoes() const;
 
     /// Where the kernel tells about it (proc(5)).
-    std::string procFolder() const { return "/proc/" + std::to_string(m_pid); }
+    std::string procFolder() const { return "/proc/" + std::to_string(m_process.pid()); }
 
     /// Its arguments as every user of the machine sees them.
     std::string commandLine() const;
@@ -69,11 +67,11 @@ public:
 private:
     void collect();
 
-    bool hasEnded() const { return m_process.state() == QProcess::NotRunning; }
-
-    QProcess m_process;
-    pid_t m_pid = -1;
+    ChildProcess m_process;
     FileHandle m_terminal; // its keyboard and screen
+    FileHandle m_input;
+    FileHandle m_outputEnd;
+    FileHandle m_problemsEnd;
     FileHandle m_fullPipe;
     std::string m_output;
     std::string m_problems;

@@ -1,6 +1,7 @@
 // Children started and ended by number, never by name.
 #include "support/ServerProcess.h"
 
+#include "base/Disk.h"
 #include "support/SampleData.h"
 #include "support/TurnUntil.h"
 
@@ -10,10 +11,10 @@
 
 #include <QStandardPaths>
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spdlog/fmt/fmt.h>
 #include <spdlog/fmt/ranges.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -22,7 +23,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kGrace = 200; // milliseconds between SIGTERM and SIGKILL
+constexpr auto kGrace = std::chrono::milliseconds(200); // between SIGTERM and SIGKILL
+constexpr auto kLongestRun = std::chrono::seconds(30);
 
 /// A socket, and an address of ours for it.
 struct Place {
@@ -46,21 +48,14 @@ bool isListening(int port) {
     return ::connect(place.socket, place.raw(), place.size) == 0;
 }
 
-std::unique_ptr<QProcess> spawn(const std::vector<std::string>& command, const std::string& logPath) {
-    auto process = std::make_unique<QProcess>();
-    QStringList words;
-    for (const std::string& word : command)
-        words.push_back(QString::fromStdString(word));
-    process->setProcessChannelMode(QProcess::MergedChannels);
-    process->setStandardInputFile(QProcess::nullDevice());
-    process->setStandardOutputFile(QString::fromStdString(logPath), QIODevice::Append);
-    process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    process->start(words.takeFirst(), words);
-    return process;
+/// Its output goes to the end of the file at `logPath`.
+void spawn(ChildProcess& process, const std::vector<std::string>& command, const std::string& logPath) {
+    const FileHandle log(::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+    process.start(command, {.output = log.descriptor(), .problems = log.descriptor()});
 }
 
 /// The children of a process and theirs: a server for each connection, for example.
-std::vector<pid_t> descendantsOf(std::int64_t pid) {
+std::vector<pid_t> descendantsOf(pid_t pid) {
     std::vector<pid_t> all;
     std::ifstream children(fmt::format("/proc/{0}/task/{0}/children", pid));
     for (pid_t child = 0; children >> child;) {
@@ -96,35 +91,33 @@ std::string programPath(const std::string& name, const std::string& package) {
 
 void runProgram(const std::vector<std::string>& command) {
     const TemporaryFolder folder;
-    const auto process = spawn(command, folder.path("output"));
-    EXPECT_TRUE(process->waitForFinished() && process->exitStatus() == QProcess::NormalExit &&
-                process->exitCode() == 0)
+    ChildProcess process;
+    spawn(process, command, folder.path("output"));
+    EXPECT_TRUE(process.endsWithin(kLongestRun) && process.status() == 0)
         << fmt::format("{}: {}", fmt::join(command, " "), contentOf(folder.path("output")));
 }
 
 void ServerProcess::start(const std::vector<std::string>& command, const std::string& logPath,
                           const std::vector<int>& ports) {
     stop();
-    m_process = spawn(command, logPath);
-    const auto hasEnded = [&] { return m_process->state() == QProcess::NotRunning; };
+    spawn(m_process, command, logPath);
+    const auto hasEnded = [&] { return m_process.hasEnded(); };
     const auto listens = [&] { return std::all_of(ports.begin(), ports.end(), isListening); };
     EXPECT_TRUE(turnUntil([&] { return hasEnded() || listens(); }) && !hasEnded())
         << fmt::format("{} doesn't listen: {}", fmt::join(command, " "), contentOf(logPath));
 }
 
 void ServerProcess::stop() {
-    if (!m_process)
+    if (m_process.hasEnded())
         return;
-    const std::vector<pid_t> descendants = descendantsOf(m_process->processId());
-    m_process->terminate();
+    const std::vector<pid_t> descendants = descendantsOf(m_process.pid());
+    m_process.signal(SIGTERM);
     for (const pid_t pid : descendants)
         ::kill(pid, SIGTERM);
-    if (!m_process->waitForFinished(kGrace))
-        m_process->kill();
-    m_process->waitForFinished();
+    m_process.endsWithin(kGrace);
+    m_process.end();
     for (const pid_t pid : descendants)
         ::kill(pid, SIGKILL);
-    m_process.reset();
 }
 
 FileServer::FileServer() {

@@ -1,14 +1,12 @@
 // A real server as a child process of the test, on a loopback address of the test's own.
 #pragma once
 
+#include "support/ChildProcess.h"
 #include "support/TemporaryFolder.h"
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
-
-#include <QProcess>
 
 namespace tarvo::test {
 
@@ -42,7 +40,7 @@ public:
     void stop();
 
 private:
-    std::unique_ptr<QProcess> m_process;
+    ChildProcess m_process;
 };
 
 /// What the servers of files have in common: a folder of sample files, and a process that listens.
