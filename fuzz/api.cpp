@@ -39,8 +39,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(links.size() <= 3 * text.size() + 1, "links are no longer than the call");
     require(elements <= APILimit::kLinks, "there are not too many links");
     require(std::count(links.begin(), links.end(), '\n') == elements, "an element is one line");
-    for (const Url& url : supportedURLs(links))
-        require(isTransferScheme(url.scheme()) && fuzz::isPrintableAscii(url.absoluteString()),
+    for (const std::string_view line : linesOf(links)) {
+        const auto url = supportedURL(line);
+        require(!url || (isTransferScheme(url->scheme()) && fuzz::isPrintableAscii(url->absoluteString())),
                 "links are addresses");
+    }
     return 0;
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <set>
 
 #include "base/Log.h"
 
@@ -199,17 +198,6 @@ std::vector<std::string_view> linesOf(std::string_view text) {
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return lines;
-}
-
-std::vector<Url> supportedURLs(std::string_view text) {
-    std::vector<Url> urls;
-    std::set<std::string> known;
-    for (const std::string_view line : linesOf(text)) {
-        const auto url = supportedURL(line);
-        if (url && known.insert(url->absoluteString()).second)
-            urls.push_back(*url);
-    }
-    return urls;
 }
 
 } // namespace tarvo

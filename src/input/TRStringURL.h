@@ -49,14 +49,10 @@ private:
 /// What a link may have in bytes. Servers take a tenth of it.
 inline constexpr std::size_t kLongestLink = 1u << 16;
 
-/// The address that a line holds, if that is a supported one.
+/// The address that a line holds, if that is a supported one. The line may end with "\r".
 std::optional<Url> supportedURL(std::string_view line);
 
 /// The lines of a text, without the "\n" that each but the last must have at its end.
 std::vector<std::string_view> linesOf(std::string_view text);
-
-/// The addresses in a text with one a line, each once, in the order of the lines. What is no supported
-/// address is passed over. Lines end with "\n", also with "\r\n".
-std::vector<Url> supportedURLs(std::string_view text);
 
 } // namespace tarvo

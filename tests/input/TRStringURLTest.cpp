@@ -57,12 +57,13 @@ TEST(TRStringURL, NothingIsSmuggledIntoTheAddress) {
         EXPECT_EQ(addressOf(text), "none") << text;
 }
 
-TEST(TRStringURL, ReadsTheAddressesOfAListOnce) {
-    const auto urls =
-        supportedURLs("http://a/x y\r\n\nftp://b/\nfile:///x\nhttp://a/x%20y\nhttp://:\nsftp://c/");
+TEST(TRStringURL, ReadsTheAddressesOfAList) {
+    const std::string tooLong = "http://a/" + std::string(kLongestLink, 'x');
+    const std::string list = "http://a/x y\r\n\nftp://b/\nfile:///x\nhttp://:\n" + tooLong + "\nsftp://c/";
     std::vector<std::string> texts;
-    for (const Url& url : urls)
-        texts.push_back(url.absoluteString());
+    for (const std::string_view line : linesOf(list))
+        if (const auto url = supportedURL(line))
+            texts.push_back(url->absoluteString());
     EXPECT_EQ(texts, (std::vector<std::string>{"http://a/x%20y", "ftp://b/", "sftp://c/"}));
 }
 
