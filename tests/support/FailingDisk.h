@@ -67,6 +67,14 @@ public:
         return fails("makeFolders") ? refuse("create", path) : PosixDisk::makeFolders(path);
     }
 
+    /// What freeSpace() answers from here on; below 0: the truth.
+    void pretendFree(std::int64_t bytes) { m_free = bytes; }
+
+    std::optional<std::int64_t> freeSpace(const std::string& path) override {
+        const std::int64_t pretended = m_free;
+        return pretended < 0 ? PosixDisk::freeSpace(path) : pretended;
+    }
+
 private:
     struct Plan {
         std::string operation;
@@ -94,6 +102,7 @@ private:
     }
 
     Locked<Plan> m_plan;
+    std::atomic<std::int64_t> m_free{-1};
     std::atomic<bool> m_holdsNextFlush{false};
     std::atomic<bool> m_holding{false};
 };

@@ -26,6 +26,9 @@ namespace tarvo::test {
 ///     auth=basic|digest    RFC 7617, RFC 7616: bob, secret (of a digest only the name is looked at)
 ///     rate=N               bytes per second, for each connection
 ///     delay=N              milliseconds before the answer begins
+///     version=N            other bytes of the same number (SampleData.h); 0, the usual ones, without
+///     etag=TEXT            ETag, obeyed in If-Range (RFC 9110, 13.1.5)
+///     modified=TEXT        Last-Modified, obeyed too; a Date of 2026 goes with it
 ///
 /// The faults:
 ///

@@ -244,7 +244,7 @@ bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnob
     std::vector<char> buffer(std::clamp<std::int64_t>(rate.value_or(kBlock * 100) / 100, 1, kBlock));
     for (std::int64_t sent = 0; sent < end;) {
         const std::span bytes(buffer.data(), std::min<std::size_t>(buffer.size(), end - sent));
-        fillSample(answer.offset + sent, bytes);
+        fillSample(answer.offset + sent, bytes, answer.version);
         sent += std::ssize(bytes);
         if (rate && isGoneBy(socket, begin + std::chrono::milliseconds(sent * 1000 / *rate)))
             return false;

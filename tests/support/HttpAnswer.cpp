@@ -47,7 +47,8 @@ bool HttpRequest::isProbe() const {
 }
 
 std::optional<HttpRequest> parseRequest(const std::string& head) {
-    static const std::regex lineForm("(\\S+) ((?:http://[^/ ]*)?([^? ]*)(?:\\?(\\S*))?) HTTP/1\\.[01]\r\n");
+    static const std::regex lineForm(
+        "(\\S+) ((?:(?:http|ftp)://[^/ ]*)?([^? ]*)(?:\\?(\\S*))?) HTTP/1\\.[01]\r\n");
     static const std::regex fieldForm("([^:\r\n]+):[ \t]*([^\r\n]*)\r\n");
     std::smatch line;
     if (!std::regex_search(head, line, lineForm, std::regex_constants::match_continuous))
@@ -92,15 +93,24 @@ std::optional<HttpAnswer> answerBeforeTheFile(const HttpRequest& request, const 
 }
 
 HttpAnswer fileAnswer(const HttpRequest& request, const FaultKnobs& knobs, std::int64_t size) {
-    HttpAnswer answer{.isFile = true, .length = size};
+    HttpAnswer answer{.isFile = true, .length = size, .version = knobs.number("version").value_or(0)};
     answer.fields = "Content-Type: " + knobs.text("type").value_or("application/octet-stream") + "\r\n";
     if (const auto disposition = knobs.text("disposition"))
         answer.fields += "Content-Disposition: " + *disposition + "\r\n";
+    const std::string etag = knobs.text("etag").value_or("");
+    const std::string modified = knobs.text("modified").value_or("");
+    if (!etag.empty())
+        answer.fields += "ETag: " + etag + "\r\n";
+    if (!modified.empty())
+        answer.fields += "Last-Modified: " + modified + "\r\nDate: Mon, 23 Nov 2026 12:00:00 GMT\r\n";
     answer.isChunked = knobs.has("nolength") || knobs.has("chunked");
     answer.endsConnection = knobs.has("untilclose");
     if (knobs.has("norange") || knobs.has("nolength") || (knobs.has("whole200") && !request.isProbe()))
         return answer;
     answer.fields += "Accept-Ranges: bytes\r\n";
+    const std::string wanted = request.header("if-range");
+    if (!wanted.empty() && wanted != etag && wanted != modified)
+        return answer;
     const auto asked = askedRange(request, size);
     if (asked && asked->second < asked->first)
         return textAnswer(416, "There are no such bytes", fmt::format("Content-Range: bytes */{}\r\n", size));

@@ -39,6 +39,7 @@ struct HttpAnswer {
     bool endsConnection = false; ///< and so the body, whose length is told nowhere
     std::int64_t offset = 0;
     std::int64_t length = 0;
+    std::int64_t version = 0; ///< of the sample data
 
     /// The status line and all header fields, those of the framing included, up to the empty line.
     std::string head() const;

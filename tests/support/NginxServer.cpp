@@ -31,6 +31,7 @@ http {
         ssl_certificate FOLDER/certificate.pem;
         ssl_certificate_key FOLDER/key.pem;
         root FOLDER/files;
+        location /untagged/ { alias FOLDER/files/; etag off; }
         location /slow/ { alias FOLDER/files/; limit_rate SLOW_RATE; }
     }
 }

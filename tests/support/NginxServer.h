@@ -16,6 +16,7 @@ public:
     /// once.
     static constexpr int kSlowRate = 15'000;
 
+    /// Files below /untagged/ have no entity tag.
     NginxServer();
 
     void addPage(const std::string& name, const std::string& html) { m_folder.write("files/" + name, html); }

@@ -40,20 +40,21 @@ void fillBlock(std::int64_t number, char* bytes) {
 }
 
 template <class Take>
-void forEachPiece(std::int64_t size, Take take) {
+void forEachPiece(std::int64_t size, std::int64_t version, Take take) {
     std::vector<char> buffer(kStreamed);
     for (std::int64_t offset = 0; offset < size; offset += kStreamed) {
         const std::span<char> bytes(buffer.data(),
                                     static_cast<std::size_t>(std::min(kStreamed, size - offset)));
-        fillSample(offset, bytes);
+        fillSample(offset, bytes, version);
         take(bytes);
     }
 }
 
 } // namespace
 
-void fillSample(std::int64_t offset, std::span<char> bytes) {
+void fillSample(std::int64_t offset, std::span<char> bytes, std::int64_t version) {
     std::array<char, kBlock> partial;
+    const std::span<char> all = bytes;
     while (!bytes.empty()) {
         const auto inBlock = static_cast<std::size_t>(offset % kBlock);
         const std::size_t count = std::min(bytes.size(), kBlock - inBlock);
@@ -66,6 +67,8 @@ void fillSample(std::int64_t offset, std::span<char> bytes) {
         bytes = bytes.subspan(count);
         offset += static_cast<std::int64_t>(count);
     }
+    if (version != 0)
+        std::for_each(all.begin(), all.end(), [&](char& byte) { byte = static_cast<char>(byte ^ version); });
 }
 
 std::string sample(std::int64_t offset, std::int64_t length) {
@@ -76,22 +79,24 @@ std::string sample(std::int64_t offset, std::int64_t length) {
 
 std::string sampleSha256(std::int64_t size) {
     QCryptographicHash hash(QCryptographicHash::Sha256);
-    forEachPiece(size, [&](std::span<const char> bytes) { hash.addData({bytes.data(), std::ssize(bytes)}); });
+    forEachPiece(size, 0, [&](std::span<const char> bytes) {
+        hash.addData({bytes.data(), std::ssize(bytes)});
+    });
     return hash.result().toHex().toStdString();
 }
 
-void writeSampleFile(const std::string& path, std::int64_t size) {
+void writeSampleFile(const std::string& path, std::int64_t size, std::int64_t version) {
     std::ofstream file(path, std::ios::binary);
-    forEachPiece(size, [&](std::span<const char> bytes) {
+    forEachPiece(size, version, [&](std::span<const char> bytes) {
         file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     });
 }
 
-std::string fileIsSample(const std::string& path, std::int64_t size) {
+std::string fileIsSample(const std::string& path, std::int64_t size, std::int64_t version) {
     std::ifstream file(path, std::ios::binary);
     std::string problem = file ? "" : "can't open " + path;
     std::int64_t offset = 0;
-    forEachPiece(size, [&](std::span<const char> right) {
+    forEachPiece(size, version, [&](std::span<const char> right) {
         std::vector<char> actual(right.size());
         if (!problem.empty() || (file.read(actual.data(), std::ssize(actual)), file.gcount() == 0))
             return;

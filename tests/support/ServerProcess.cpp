@@ -16,6 +16,7 @@
 #include <spdlog/fmt/fmt.h>
 #include <spdlog/fmt/ranges.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tarvo::test {
@@ -128,6 +129,17 @@ FileServer::FileServer() {
 void FileServer::addFile(const std::string& name, std::int64_t size) const {
     writeSampleFile(m_folder.path("files/" + name), size);
     fs::permissions(m_folder.path("files/" + name), fs::perms(0644));
+}
+
+void FileServer::replaceFile(const std::string& name, std::int64_t size, std::int64_t version) const {
+    const std::string path = m_folder.path("files/" + name);
+    const std::string beside = m_folder.path(name + ".new");
+    writeSampleFile(beside, size, version);
+    fs::permissions(beside, fs::perms(0644));
+    const timespec time{1'767'225'600 + version, 0};
+    const timespec times[] = {time, time};
+    EXPECT_EQ(::utimensat(AT_FDCWD, beside.c_str(), times, 0), 0);
+    fs::rename(beside, path);
 }
 
 void FileServer::addFolder(const std::string& name) const {

@@ -51,6 +51,10 @@ public:
     /// Makes a file of `size` bytes of sample data.
     void addFile(const std::string& name, std::int64_t size) const;
 
+    /// Puts a file of this version of the sample data in the place of the one that is there, as a rename
+    /// does. It says that it was changed `version` seconds after 2026 began.
+    void replaceFile(const std::string& name, std::int64_t size, std::int64_t version) const;
+
     void addFolder(const std::string& name) const;
 
     void stop() { m_process.stop(); }

@@ -7,7 +7,7 @@
 
 namespace tarvo::test {
 
-VsftpdServer::VsftpdServer(FtpLogin login) {
+VsftpdServer::VsftpdServer(FtpLogin login, const std::string& more) {
     std::filesystem::create_directory(m_folder.path("empty"));
     if (login == FtpLogin::password)
         m_passwords.emplace("bob", "secret", m_folder.path());
@@ -25,7 +25,7 @@ VsftpdServer::VsftpdServer(FtpLogin login) {
     // vsftpd takes the end of any child for that of its own and waits for it, in vain when it was the script
     // of PamService. It does without the signal: it notices the end of its own by their closed sockets.
     m_process.start({programPath("env", "coreutils"), "--block-signal=CHLD", programPath("vsftpd", "vsftpd"),
-                     m_folder.write("vsftpd.conf", configuration)},
+                     m_folder.write("vsftpd.conf", configuration + more)},
                     m_folder.path("output.log"), {m_port});
 }
 

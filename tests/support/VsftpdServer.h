@@ -15,7 +15,8 @@ enum class FtpLogin { anonymous, password };
 /// With FtpLogin::password only bob with the password secret is let in. Needs root.
 class VsftpdServer : public FileServer {
 public:
-    explicit VsftpdServer(FtpLogin login = FtpLogin::anonymous);
+    /// `more` are further lines of its configuration.
+    explicit VsftpdServer(FtpLogin login = FtpLogin::anonymous, const std::string& more = {});
 
     /// `path` begins with a slash.
     std::string url(const std::string& path) const;
