@@ -28,7 +28,14 @@
 <message id="tr.err.authentication"><source></source><translation>The server asks for a user name and a password.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Another download is working on &quot;%1&quot;.</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Wait for it to end, or stop it, and try again.</translation></message>
+<message id="tr.err.bundle-is-link"><source></source><translation>&quot;%1&quot; is a link: an unfinished download is not followed through it.</translation></message>
+<message id="tr.err.bundle-of-another-user"><source></source><translation>&quot;%1&quot; belongs to another user.</translation></message>
+<message id="tr.err.bundle-refused-recovery"><source></source><translation>Move or remove it, and try again.</translation></message>
+<message id="tr.err.changed-on-server"><source></source><translation>The file has changed on the server: what has arrived is of an older version.</translation></message>
+<message id="tr.err.changed-on-server-recovery"><source></source><translation>The next attempt begins anew.</translation></message>
 <message id="tr.err.could-not-rename-file"><source></source><translation>No free name was found for the file: too many files of that name are in the folder.</translation></message>
+<message id="tr.err.data-file-shrank"><source></source><translation>Another program has made the data file &quot;%1&quot; shorter.</translation></message>
+<message id="tr.err.data-file-shrank-recovery"><source></source><translation>What it still holds is kept; try again to fetch the rest.</translation></message>
 <message id="tr.err.disk-full-recovery"><source></source><translation>Free some space and try again; the download continues where it stopped.</translation></message>
 <message id="tr.err.duplicate-downloads"><source></source><translation>%1 of the downloads were in the queue already.</translation></message>
 <message id="tr.err.duplicate-recovery"><source></source><translation>They go on as they are; nothing was added twice.</translation></message>
@@ -44,6 +51,7 @@
 <message id="tr.err.no-create-progress-file"><source></source><translation>The progress file of the download could not be created.</translation></message>
 <message id="tr.err.no-link"><source></source><translation>There is nothing in it that can be downloaded.</translation></message>
 <message id="tr.err.no-open-progress-file"><source></source><translation>The progress file of the download could not be opened.</translation></message>
+<message id="tr.err.no-space"><source></source><translation>There is not enough space for the download: %1 are missing, and %2 are free.</translation></message>
 <message id="tr.err.progress-file-mismatch"><source></source><translation>The unfinished download in the folder belongs to another file than the one the server offers now.</translation></message>
 <message id="tr.err.progress-file-recovery"><source></source><translation>Move or remove the unfinished download and try again.</translation></message>
 <message id="tr.err.progress.data-corrupt"><source></source><translation>The progress file is corrupt: the progress data could not be loaded.</translation></message>

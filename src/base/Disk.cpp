@@ -3,12 +3,14 @@
 #include "base/Log.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace tarvo {
@@ -60,10 +62,6 @@ void FileHandle::close() {
         ::close(std::exchange(m_descriptor, -1));
 }
 
-FileHandle FileHandle::duplicate() const {
-    return FileHandle(m_descriptor < 0 ? -1 : ::fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0));
-}
-
 bool Disk::isStillAt(int descriptor, const std::string& path) {
     struct stat open {};
 
@@ -83,6 +81,37 @@ std::int64_t Disk::lengthOfFile(const std::string& path) {
     struct stat status {};
 
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
+}
+
+Result<std::string> Disk::readAt(int descriptor, std::int64_t offset, std::size_t count,
+                                 const std::string& path) {
+    std::string bytes(count, '\0');
+    std::size_t have = 0;
+    while (have < count) {
+        const ssize_t got =
+            ::pread(descriptor, bytes.data() + have, count - have, offset + static_cast<std::int64_t>(have));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return posixFailure("read", path);
+        if (got == 0)
+            break;
+        have += static_cast<std::size_t>(got);
+    }
+    bytes.resize(have);
+    return bytes;
+}
+
+std::optional<std::uint32_t> Disk::ownerOfNewFilesIn(const std::string& folder) {
+    std::string name = folder + "/.tarvo-XXXXXX";
+    const FileHandle file(::mkostemp(name.data(), O_CLOEXEC));
+
+    struct stat status {};
+
+    if (!file || ::fstat(file.descriptor(), &status) != 0)
+        return std::nullopt;
+    ::unlink(name.c_str());
+    return status.st_uid;
 }
 
 bool Disk::removeEmptyFolder(const std::string& path) {
@@ -191,6 +220,15 @@ Result<void> PosixDisk::removeTree(const std::string& path) {
     if (problem)
         return failure(Error::posix(problem.value(), "remove", path));
     return {};
+}
+
+std::optional<std::int64_t> PosixDisk::freeSpace(const std::string& path) {
+    struct statvfs status {};
+
+    if (::statvfs(path.c_str(), &status) != 0 || status.f_blocks == 0)
+        return std::nullopt;
+    const auto blocks = ::geteuid() == 0 ? status.f_bfree : status.f_bavail;
+    return static_cast<std::int64_t>(blocks) * static_cast<std::int64_t>(status.f_frsize);
 }
 
 Result<std::string> PosixDisk::readFile(const std::string& path, std::int64_t limit) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,9 +29,6 @@ public:
 
     /// Closes the file and with it releases any lock on it.
     void close();
-
-    /// Another handle on the same open file; empty when this one is, or when there are too many.
-    FileHandle duplicate() const;
 
     int descriptor() const { return m_descriptor; }
 
@@ -69,8 +67,8 @@ public:
     virtual Result<void> replaceFile(const std::string& path, std::string_view bytes,
                                      bool durable = true) = 0;
 
-    /// Takes the file for this open handle alone until the last duplicate of it is closed; EWOULDBLOCK
-    /// when another holds it, in this process or any other (flock).
+    /// Takes the file for this open handle alone until it is closed; EWOULDBLOCK when another holds it, in
+    /// this process or any other (flock).
     virtual Result<void> lockExclusively(int descriptor, const std::string& path) = 0;
 
     /// Gives an open file the permissions of one that any program would have made here: 0666 less the
@@ -93,6 +91,13 @@ public:
     /// The whole content of a file; EFBIG when it is longer than `limit` bytes.
     virtual Result<std::string> readFile(const std::string& path, std::int64_t limit) = 0;
 
+    /// Bytes that this process can still write to the file system of `path`; none where it does not say.
+    virtual std::optional<std::int64_t> freeSpace(const std::string& path) = 0;
+
+    /// The bytes at `offset` of an open file; fewer at its end. Error: POSIX.
+    static Result<std::string> readAt(int descriptor, std::int64_t offset, std::size_t count,
+                                      const std::string& path);
+
     /// Whether `path` is still the file that is open, and not another one put in its place.
     static bool isStillAt(int descriptor, const std::string& path);
 
@@ -101,6 +106,9 @@ public:
 
     /// The length in bytes of the plain file at `path`, -1 when there is none.
     static std::int64_t lengthOfFile(const std::string& path);
+
+    /// The user to whom a file belongs that this process makes in a folder; none when it can't make one.
+    static std::optional<std::uint32_t> ownerOfNewFilesIn(const std::string& folder);
 
     /// Removes a folder that holds nothing (rmdir). Answers whether there was one.
     static bool removeEmptyFolder(const std::string& path);
@@ -126,6 +134,7 @@ public:
     Result<void> makeFolders(const std::string& path) override;
     Result<void> removeTree(const std::string& path) override;
     Result<std::string> readFile(const std::string& path, std::int64_t limit) override;
+    std::optional<std::int64_t> freeSpace(const std::string& path) override;
 };
 
 /// The folder part of a path, "/" for one directly under the root.

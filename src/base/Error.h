@@ -40,6 +40,7 @@ enum RemoteFileError : std::int64_t {
 enum TarvoError : std::int64_t {
     kTarvoGeneral = 0,
     kTarvoUnexpectedSegmentSize = 10,
+    kTarvoChangedOnServer = 11,
     kTarvoSchedulerTimeout = 100,
     kTarvoBadApiCall = 1032,
     kTarvoDuplicateEntry = 9000,

@@ -43,6 +43,13 @@ std::string Url::host() const {
     return parsed(m_text).host().toStdString();
 }
 
+std::string Url::origin() const {
+    return parsed(m_text)
+        .adjusted(QUrl::RemoveUserInfo | QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment)
+        .toEncoded()
+        .toStdString();
+}
+
 std::string Url::path() const {
     return parsed(m_text).path(QUrl::FullyDecoded).toStdString();
 }

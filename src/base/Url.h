@@ -22,7 +22,8 @@ public:
 
     std::string scheme() const; ///< in lower case
     std::string host() const;
-    std::string path() const; ///< decoded
+    std::string origin() const; ///< scheme, host and port, as RFC 6454 has it: "http://host:8080"
+    std::string path() const;   ///< decoded
     std::string lastPathComponent() const;
     std::string localPath() const; ///< empty unless the scheme is "file"
 

@@ -16,6 +16,13 @@ std::int64_t usableConnections(std::int64_t asked) {
     return std::clamp<std::int64_t>(asked, 1, kMostConnections);
 }
 
+/// Whether trying again may help, without the user.
+bool canHeal(const Error& error) {
+    return !isFinalRefusal(error) && !error.is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode) &&
+           !error.is(ErrorDomain::RemoteFile, HTMLPageErrorCode) &&
+           !error.is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory);
+}
+
 std::string nameFromUrl(const Url& url) {
     const std::string last = url.lastPathComponent();
     return last.empty() || last == "/" ? url.withoutCredentials().absoluteString() : last;
@@ -52,6 +59,10 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
     const auto bundle = named ? ProgressBundle::fromBundleBookmark(named->bundleDirectory()) : std::nullopt;
     if (!bundle) {
         job->failWithError(Error::posix(named ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
+        return job;
+    }
+    if (const auto own = bundle->checkIsOwn(); !own) {
+        job->failWithError(own.error());
         return job;
     }
     job->m_bundleBookmark = bundle->bundleDirectory();
@@ -137,12 +148,12 @@ std::int64_t CURLRemoteFile::activeConnections() const {
 }
 
 bool CURLRemoteFile::isRetryable() const {
-    const auto& failed = error();
-    if (failed && (failed->is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode) ||
-                   failed->is(ErrorDomain::RemoteFile, HTMLPageErrorCode) ||
-                   failed->is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory)))
-        return false;
-    return !m_didMakeReady || supportsMultipartDownloads();
+    return !error() || canHeal(*error());
+}
+
+/// What a single stream has brought is worth more than a fresh start: the server may only be slow.
+bool CURLRemoteFile::failsWhenStalled() const {
+    return isRetryable() && (supportsMultipartDownloads() || totalBytesDownloaded() == 0);
 }
 
 std::optional<std::string> CURLRemoteFile::activeFile() const {
@@ -185,64 +196,108 @@ Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {
 
 Result<void> CURLRemoteFile::saveProgress() {
     Log::info("Begin save all progress");
-    std::optional<ProgressState> state;
-    std::optional<std::string> bookmark;
-    bool failed = false;
-    const bool asked = onMain([&] {
-        failed = error().has_value();
-        bookmark = m_bundleBookmark;
-        if (m_url)
-            state = ProgressState{*m_url, fileSize(), nullptr, m_referer, m_requestedPartitions};
-    });
-    FileHandle file;
-    std::string path;
-    {
-        auto intake = m_intake.lock();
-        failed = failed || intake->refusal;
-        if (state && intake->record)
-            state->progressData = intake->record->copy();
-        file = intake->file.duplicate();
-        path = intake->path;
-    }
-    if (failed)
+    const Save save = takeSave();
+    if (save.isUnderFault)
         return failure(
             Error::localized(ErrorDomain::RemoteFile, kRemoteFileSaveWithFault, "tr.err.save-with-fault"));
-    if (!asked || !state || !state->progressData) {
+    if (!save.state) {
         Log::warning("Refusing to save without progress data");
         return failure(
             Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.illegal-state"));
     }
-    if (!bookmark) {
+    if (!save.bookmark) {
         Log::warning("Refusing to save without bundle bookmark");
         return {};
     }
-    return writeRecord(*state, *bookmark, file, path);
-}
-
-Result<void> CURLRemoteFile::writeRecord(const ProgressState& state, const std::string& bookmark,
-                                         const FileHandle& file, const std::string& path) {
-    // The bytes first, then the record that names them; and outside the queue, for a flush may take long.
-    if (file && state.progressData->totalBytesDownloaded() > 0) {
-        if (const auto flushed = environment().disk.flush(file.descriptor(), path); !flushed) {
-            failWithError(writeFailure(flushed.error()));
-            return flushed;
-        }
+    if (auto flushed = flushData(save); !flushed) {
+        failWithError(flushed.error());
+        return flushed;
     }
-    bool resolved = true;
-    const auto written = environment().remoteFileSavingQueue.sync([&]() -> Result<void> {
-        if (m_finalized) // while the flush took its time
-            return {};
-        const auto bundle = ProgressBundle::fromBundleBookmark(bookmark);
-        resolved = bundle.has_value();
-        if (!bundle)
-            return failure(Error::posix(ENOENT, "open the bundle", bookmark));
-        return ProgressFile(bundle->progressFile(), environment().disk).writeData(state);
-    });
-    if (!resolved) {
+    auto written = writeRecord(save);
+    if (!written && !Disk::exists(*save.bookmark)) {
         Log::error("Unable to resolve bookmark to auto-save file. Failing File.");
         failWithError({std::string(ErrorDomain::Posix), EMFILE, written.error().description, ""});
     }
     return written;
+}
+
+CURLRemoteFile::Save CURLRemoteFile::takeSave() {
+    Save save;
+    onMain([&] {
+        save.isUnderFault = error().has_value();
+        save.bookmark = m_bundleBookmark;
+        if (m_url)
+            save.state = ProgressState{*m_url, fileSize(), nullptr, m_referer, m_requestedPartitions};
+    });
+    auto intake = m_intake.lock();
+    save.isUnderFault = save.isUnderFault || intake->refusal;
+    save.file = intake->file;
+    save.path = intake->path;
+    if (!intake->record)
+        save.state.reset();
+    if (save.state) {
+        save.state->progressData = intake->record->copy();
+        save.state->validator = intake->validator;
+        save.state->timesChanged = intake->timesChanged;
+    }
+    return save;
+}
+
+/// The bytes come before the record that names them; and outside the saving queue, for it may take long.
+Result<void> CURLRemoteFile::flushData(const Save& save) {
+    if (!save.file || save.state->progressData->totalBytesDownloaded() == 0)
+        return {};
+    const auto flushed = environment().disk.flush(save.file->descriptor(), save.path);
+    return flushed ? flushed : failure(writeFailure(flushed.error()));
+}
+
+Result<void> CURLRemoteFile::writeRecord(const Save& save) {
+    return environment().remoteFileSavingQueue.sync([&]() -> Result<void> {
+        if (m_finalized) // while the flush took its time
+            return {};
+        const auto bundle = ProgressBundle::fromBundleBookmark(*save.bookmark);
+        if (!bundle)
+            return failure(Error::posix(ENOENT, "open the bundle", *save.bookmark));
+        return ProgressFile(bundle->progressFile(), environment().disk).writeData(*save.state);
+    });
+}
+
+/// What has arrived is good, unless the file has changed on the server: then nothing of it is.
+void CURLRemoteFile::saveBeforeFailing(const Error& cause) {
+    Save save = takeSave();
+    if (!save.state || !save.bookmark || !save.file)
+        return; // given up already: the job was stopped
+    if (cause.is(ErrorDomain::Tarvo, kTarvoChangedOnServer)) {
+        save.state->progressData = std::make_shared<ProgressData>(save.state->fileSize);
+        save.state->validator = {};
+        save.state->timesChanged += 1;
+        setRecord(save.state->progressData->copy(), save.state->fileSize);
+    }
+    save.state->progressData->forgetFrom(Disk::lengthOf(save.file->descriptor()));
+    if (!flushData(save))
+        return;
+    const auto written = writeRecord(save);
+    const bool isFull = !written && (written.error().is(ErrorDomain::Posix, ENOSPC) ||
+                                     written.error().is(ErrorDomain::Posix, EDQUOT));
+    if (isFull && makeRoomForRecord(save))
+        writeRecord(save);
+}
+
+/// On a full disk the record of all bytes is worth more than the last of them.
+bool CURLRemoteFile::makeRoomForRecord(Save& save) {
+    constexpr std::int64_t room = 256 * 1024; // a hundred ranges and more
+    const ByteRanges done = save.state->progressData->readout();
+    if (done.empty())
+        return false;
+    const std::int64_t end = std::max(done.back()->lowerBound, done.back()->upperBound - room);
+    save.state->progressData->forgetFrom(end);
+    setRecord(save.state->progressData->copy(), save.state->fileSize);
+    return environment().disk.truncate(save.file->descriptor(), end, save.path).has_value();
+}
+
+Error CURLRemoteFile::changedOnServer() {
+    return Error::localized(ErrorDomain::Tarvo, kTarvoChangedOnServer, "tr.err.changed-on-server",
+                            "tr.err.changed-on-server-recovery");
 }
 
 Error CURLRemoteFile::writeFailure(const Error& cause) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -83,11 +84,16 @@ public:
 private:
     /// What the data path touches, and nothing else. Whoever holds it excludes a block being written.
     struct Intake {
-        FileHandle file;                      // the bundle's data file, locked against other jobs
+        std::shared_ptr<FileHandle> file;     // the bundle's data file, locked against other jobs
         std::string path;                     // its path, for errors
+        std::int64_t dataEnd = 0;             // what the data file's length is at least
         std::shared_ptr<ProgressData> record; // what of it is done
         std::int64_t fileSize = 0;            // of the whole file; below 1: unknown
-        std::optional<Error> refusal;         // set once the job failed or was stopped
+        Validator validator;                  // of the version that the record is of
+        std::int64_t timesChanged = 0;        // see ProgressState
+        std::set<std::int64_t> unproven; // holes before which old bytes lie, of what version is not known
+        std::optional<Error> refusal;    // set once the job failed or was stopped
+        bool isTransferring = false;     // the transfer thread saves before it gives the file up
         std::optional<TimePoint> lastBytesDownloadedEvent;
         std::shared_ptr<WriteBehind> writeBehind; // while a transfer runs
     };
@@ -102,6 +108,14 @@ private:
         bool supportsMultipartDownloads = false;
         std::int64_t contentLength = 0;
         std::string suggestedFileName;
+        Validator validator;
+    };
+
+    /// What a preparation takes over of the bundle's record.
+    struct Adopted {
+        std::shared_ptr<ProgressData> record;
+        std::int64_t timesChanged = 0;     // see Intake
+        std::set<std::int64_t> unproven{}; // see Intake
     };
 
     /// What a preparation goes by and what it has found out; the worker's between the two visits to the
@@ -126,12 +140,25 @@ private:
         std::int64_t length = 0;
     };
 
+    /// What a save writes: taken at one moment, written while the transfer goes on.
+    struct Save {
+        std::optional<ProgressState> state{};  // none: there is nothing to be saved
+        std::optional<std::string> bookmark{}; // none: there is no bundle
+        std::shared_ptr<FileHandle> file{};    // none: the job does not have the bundle
+        std::string path{};
+        bool isUnderFault = false;
+    };
+
     explicit CURLRemoteFile(const JobEnvironment& environment);
 
-    Result<void> writeRecord(const ProgressState& state, const std::string& bookmark, const FileHandle& file,
-                             const std::string& path);
+    Save takeSave();
+    Result<void> flushData(const Save& save);
+    Result<void> writeRecord(const Save& save);
+    void saveBeforeFailing(const Error& cause);
+    bool makeRoomForRecord(Save& save);
     void setRecord(const std::shared_ptr<ProgressData>& record, std::int64_t size);
     static Error writeFailure(const Error& cause);
+    static Error changedOnServer();
     std::shared_ptr<CURLRemoteFile> self();
 
     // Preparation (CURLRemoteFilePreparation.cpp)
@@ -145,6 +172,8 @@ private:
     Result<ProgressBundle> createBundle(const std::string& wantedName, const std::string& folder);
     Result<void> takeDataFile(const ProgressBundle& bundle);
     Result<void> adoptOrStartRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
+    Result<Adopted> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
+    Result<void> startOver(const ProgressBundle& bundle, const ProgressState& saved);
     Result<void> ensureBundleSubfiles(const ProgressBundle& bundle);
     HandleCreator::Handles handlesFor(const std::shared_ptr<const ProgressData>& record,
                                       const std::optional<Url>& referer, std::int64_t count);
@@ -152,19 +181,26 @@ private:
     // Transfer (CURLRemoteFileTransfer.cpp)
     Result<void> doDownload() override;
     void didDownload() override;
+    Result<void> checkSpace();
+    Result<void> transferAndFinish();
     Result<void> runLoops();
     Result<void> runLoopOnce();
     std::shared_ptr<CurlMulti> makeLoop();
     void createHandles();
     std::optional<Error> firstErrorOf(const HandleCreator::Handles& handles);
+    std::optional<Error> takeBlock(Intake& intake, const CurlRequest& request, std::span<const char> data,
+                                   std::int64_t offset);
+    std::optional<Error> compareBlock(Intake& intake, std::span<const char> data, std::int64_t offset);
     std::optional<Error> writeBlock(Intake& intake, std::span<const char> data, std::int64_t offset);
     bool updateTotalBytesDownloaded(Intake& intake) const;
-    RangeVerdict judge(const CurlDownloader& downloader, std::size_t count, std::int64_t offset,
-                       std::int64_t fileSize) const;
+    static RangeVerdict judge(const Intake& intake, const CurlDownloader& downloader, std::size_t count,
+                              std::int64_t offset);
+    static RangeVerdict judgeHead(const Intake& intake, const CurlDownloader& downloader);
     Result<void> finish(const std::string& name);
     Result<std::string> finalizeFile(const std::string& name);
     void setFinalFileExtendedAttributes(const std::string& file) const;
 
+    bool failsWhenStalled() const override;
     void aboutToEnter(rf_state_t state) override;
     void onStart() override;
     void onPause() override;
@@ -173,7 +209,6 @@ private:
     void onStop() override;
     void stopTransfers();
 
-    bool m_didMakeReady = false;
     std::string m_basePath;
     std::optional<Url> m_referer;
     HandleCreator::Handles m_easyHandles;

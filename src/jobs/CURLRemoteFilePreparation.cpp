@@ -27,6 +27,18 @@ Error mismatch() {
                            "tr.err.progress-file-recovery");
 }
 
+/// So much before a hole is fetched again, to see whether the server still has what lies before it.
+constexpr std::int64_t kProof = 64 * 1024;
+
+/// Where the proof of the bytes before `hole` begins: no earlier than the done range that ends there.
+std::int64_t startOfProof(const ProgressData& record, std::int64_t hole) {
+    for (const auto& done : record.readout()) {
+        if (done->upperBound == hole)
+            return std::max(done->lowerBound, hole - kProof);
+    }
+    return hole;
+}
+
 /// The text of `key`, followed by the system's own account of `cause`.
 Error becauseOf(std::string_view key, const Error& cause) {
     return {cause.domain, cause.code, localized(key) + " " + cause.description, cause.recoverySuggestion};
@@ -84,7 +96,6 @@ void CURLRemoteFile::didMakeReady() {
     if (!found.succeeded)
         return;
     m_easyHandles.swap(found.handles);
-    m_didMakeReady = true;
     Q_EMIT totalBytesDownloadedChanged();
 }
 
@@ -102,6 +113,8 @@ Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& a
     const auto bundle = ensureBundle(*probe);
     if (!bundle)
         return failure(bundle.error());
+    if (auto own = bundle->checkIsOwn(); !own)
+        return own;
     // Nothing of the bundle is read before it is ours.
     if (auto taken = takeDataFile(*bundle); !taken)
         return taken;
@@ -160,7 +173,7 @@ CURLRemoteFile::tryScoutConnection(const Url& url, const std::shared_ptr<const T
     if (scout->isFtpDirectory())
         return failure(remoteFileError(kRemoteFileFtpDirectory, "tr.err.ftp-directory"));
     return ProbeAnswers{scout->supportsMultipartDownloads(), scout->contentLength(),
-                        scout->suggestedFilename()};
+                        scout->suggestedFilename(), scout->validator()};
 }
 
 Result<ProgressBundle> CURLRemoteFile::ensureBundle(const ProbeAnswers& probe) {
@@ -220,7 +233,7 @@ Result<void> CURLRemoteFile::takeDataFile(const ProgressBundle& bundle) {
             auto intake = m_intake.lock();
             if (intake->refusal)
                 return failure(*intake->refusal);
-            intake->file = std::move(*file);
+            intake->file = std::make_shared<FileHandle>(std::move(*file));
             intake->path = path;
             return {};
         }
@@ -233,57 +246,110 @@ Result<void> CURLRemoteFile::takeDataFile(const ProgressBundle& bundle) {
 }
 
 Result<void> CURLRemoteFile::adoptOrStartRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {
-    auto record = std::make_shared<ProgressData>(probe.contentLength);
-    if (bundle.progressFileExists()) {
-        const auto saved = ProgressFile(bundle.progressFile(), environment().disk).readData();
-        if (!saved || saved->url != m_preparation.url || saved->fileSize != probe.contentLength)
-            return failure(mismatch());
-        // A single stream can't be continued: it always starts over.
-        if (probe.supportsMultipartDownloads && !saved->progressData->isIndeterminateSize())
-            record = saved->progressData;
-        m_preparation.referer = saved->referer ? saved->referer : m_preparation.referer;
-        m_preparation.requestedPartitions =
-            std::clamp<std::int64_t>(saved->requestedConnections, 1, kMostConnections);
-        m_preparation.recoveredSession = true;
-    }
+    auto adopted = adoptRecord(bundle, probe);
+    if (!adopted)
+        return failure(adopted.error());
+    const auto record = adopted->record;
     auto intake = m_intake.lock();
     if (!intake->file) // given up meanwhile: the job was stopped
         return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.already-stopped"));
     // Never believe in bytes that the data file does not hold.
-    const std::int64_t length = Disk::lengthOf(intake->file.descriptor());
+    const std::int64_t length = Disk::lengthOf(intake->file->descriptor());
     record->forgetFrom(std::max<std::int64_t>(length, 0));
     const std::int64_t wanted = record->totalBytesDownloaded() == 0 ? 0 : probe.contentLength;
     if (length > wanted) {
-        if (auto cut = environment().disk.truncate(intake->file.descriptor(), wanted, intake->path); !cut)
+        if (auto cut = environment().disk.truncate(intake->file->descriptor(), wanted, intake->path); !cut)
             return cut;
     }
+    intake->dataEnd = std::min(length, wanted);
+    intake->validator = probe.validator;
+    intake->timesChanged = adopted->timesChanged;
+    intake->unproven = std::move(adopted->unproven);
     m_preparation.record = record;
     m_preparation.fileSize = probe.contentLength;
     return {};
 }
 
+/// The bundle's record, if the download can go on with it, else a fresh one.
+Result<CURLRemoteFile::Adopted> CURLRemoteFile::adoptRecord(const ProgressBundle& bundle,
+                                                            const ProbeAnswers& probe) {
+    Adopted adopted{.record = std::make_shared<ProgressData>(probe.contentLength)};
+    if (!bundle.progressFileExists())
+        return adopted;
+    const auto saved = ProgressFile(bundle.progressFile(), environment().disk).readData();
+    if (!saved || saved->url != m_preparation.url || saved->fileSize != probe.contentLength)
+        return failure(mismatch());
+    m_preparation.referer = saved->referer ? saved->referer : m_preparation.referer;
+    m_preparation.requestedPartitions =
+        std::clamp<std::int64_t>(saved->requestedConnections, 1, kMostConnections);
+    m_preparation.recoveredSession = true;
+    const bool isEmpty = saved->progressData->totalBytesDownloaded() == 0;
+    if (isEmpty)
+        adopted.timesChanged = saved->timesChanged;
+    // A single stream can't be continued: it always starts over.
+    if (isEmpty || !probe.supportsMultipartDownloads || saved->progressData->isIndeterminateSize())
+        return adopted;
+    const Sameness sameness = compare(saved->validator, probe.validator);
+    if (sameness == Sameness::different) {
+        const auto started = startOver(bundle, *saved);
+        return failure(started ? changedOnServer() : started.error());
+    }
+    adopted.record = saved->progressData;
+    if (sameness == Sameness::unknown) {
+        for (const auto& hole : adopted.record->readoutHoles())
+            adopted.unproven.insert(hole->lowerBound);
+        adopted.unproven.erase(0); // nothing lies before it
+    }
+    return adopted;
+}
+
+/// Forgets what is there of another version; the next attempt begins with an empty data file.
+Result<void> CURLRemoteFile::startOver(const ProgressBundle& bundle, const ProgressState& saved) {
+    ProgressState fresh = saved;
+    fresh.progressData = std::make_shared<ProgressData>(saved.fileSize);
+    fresh.validator = {};
+    fresh.timesChanged = saved.timesChanged + 1;
+    m_preparation.record = fresh.progressData;
+    m_preparation.fileSize = saved.fileSize;
+    return environment().remoteFileSavingQueue.sync(
+        [&] { return ProgressFile(bundle.progressFile(), environment().disk).writeData(fresh); });
+}
+
 HandleCreator::Handles CURLRemoteFile::handlesFor(const std::shared_ptr<const ProgressData>& record,
                                                   const std::optional<Url>& referer, std::int64_t count) {
+    // Where every answer is of another version, servers that take turns for instance, one answer has to do.
+    constexpr std::int64_t mostChanges = 2;
     LiveCurlDownloaderFactory factory(environment().transfers, nullptr);
     const HandleCreator creator(record, *m_url, m_authToken, referer, self(), environment().defaults,
                                 factory);
-    return m_supportsMultipartDownloads ? creator.createHandles(count) : creator.createWholeHandle();
+    auto intake = m_intake.lock();
+    const std::int64_t most = intake->timesChanged < mostChanges ? count : 1;
+    auto handles = m_supportsMultipartDownloads ? creator.createHandles(most) : creator.createWholeHandle();
+    for (const auto& handle : handles) {
+        CurlRequest& request = handle->segment().request();
+        request.ifRange = intake->validator.ifRange();
+        if (intake->unproven.contains(request.lowerBound))
+            handle->beginAt(startOfProof(*record, request.lowerBound));
+    }
+    return handles;
 }
 
 Result<void> CURLRemoteFile::ensureBundleSubfiles(const ProgressBundle& bundle) {
     // The data file is there since it was taken; the progress file comes into being whole, with its
     // first record, for an empty one could not be resumed.
-    FileHandle file;
-    std::string path;
+    Save save{.state = ProgressState{*m_preparation.url, m_preparation.fileSize, m_preparation.record,
+                                     m_preparation.referer, m_preparation.requestedPartitions},
+              .bookmark = m_preparation.bookmark};
     {
         auto intake = m_intake.lock();
-        path = intake->path;
-        if (m_preparation.record->totalBytesDownloaded() > 0)
-            file = intake->file.duplicate();
+        save.file = intake->file;
+        save.path = intake->path;
+        save.state->validator = intake->validator;
+        save.state->timesChanged = intake->timesChanged;
     }
-    const ProgressState state{*m_preparation.url, m_preparation.fileSize, m_preparation.record,
-                              m_preparation.referer, m_preparation.requestedPartitions};
-    const auto saved = writeRecord(state, *m_preparation.bookmark, file, path);
+    auto saved = flushData(save);
+    if (saved)
+        saved = writeRecord(save);
     if (saved || bundle.progressFileExists())
         return saved;
     return failure(becauseOf("tr.err.no-create-progress-file", saved.error()));

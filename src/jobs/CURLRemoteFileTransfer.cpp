@@ -9,7 +9,11 @@
 #include "engine/transfer/RangeAnswer.h"
 #include "jobs/FileFinalizer.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
+
+#include <QLocale>
 
 namespace tarvo {
 
@@ -17,6 +21,10 @@ namespace {
 
 constexpr Seconds kBetweenNotices{0.01};
 constexpr int kLastVersion = 99;
+
+std::string readable(std::int64_t bytes) {
+    return QLocale::c().formattedDataSize(bytes, 1).toStdString();
+}
 
 Error unexpectedSegmentSize() {
     return Error::localized(ErrorDomain::Tarvo, kTarvoUnexpectedSegmentSize, "tr.err.unexpected-segment-size",
@@ -28,12 +36,13 @@ Error incomplete() {
                             "tr.err.incomplete-recovery");
 }
 
-Error stopped() {
-    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.already-stopped");
+Error dataFileShrank(const std::string& path) {
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileWriteFailure,
+            localized("tr.err.data-file-shrank", {path}), localized("tr.err.data-file-shrank-recovery")};
 }
 
-bool isWeb(const CurlDownloader& downloader) {
-    return downloader.segment().request().url.scheme().starts_with("http");
+Error stopped() {
+    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.already-stopped");
 }
 
 ResponseHead headOf(const CurlDownloader& downloader) {
@@ -48,11 +57,39 @@ bool asksForRange(const CurlDownloader& downloader) {
 } // namespace
 
 Result<void> CURLRemoteFile::doDownload() {
+    m_intake.lock()->isTransferring = true;
+    auto ended = checkSpace();
+    if (ended)
+        ended = transferAndFinish();
+    if (!ended)
+        saveBeforeFailing(ended.error());
+    auto intake = m_intake.lock();
+    intake->isTransferring = false;
+    intake->file.reset(); // and with it the lock on the bundle
+    return ended;
+}
+
+Result<void> CURLRemoteFile::checkSpace() {
+    std::int64_t missing = 0;
+    std::string path;
+    {
+        auto intake = m_intake.lock();
+        if (intake->record && !intake->record->isIndeterminateSize())
+            missing = intake->fileSize - intake->record->totalBytesDownloaded();
+        path = intake->path;
+    }
+    const auto free = environment().disk.freeSpace(folderOf(path));
+    if (!free || *free >= missing)
+        return {};
+    return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileWriteFailure,
+                         localized("tr.err.no-space", {readable(missing), readable(*free)}),
+                         localized("tr.err.disk-full-recovery")});
+}
+
+Result<void> CURLRemoteFile::transferAndFinish() {
     m_intake.lock()->writeBehind = std::make_shared<WriteBehind>(environment().disk);
     auto ended = runLoops();
     m_intake.lock()->writeBehind.reset();
-    if (!ended)
-        saveProgress(); // what has arrived is good, and once the job has failed it could not be saved
     HandleCreator::Handles done; // they go on this thread, and with them their buffers
     std::string name;
     const bool asked = onMain([&] {
@@ -125,7 +162,8 @@ void CURLRemoteFile::createHandles() {
         referer = m_referer;
         count = partitionCount();
     });
-    auto handles = handlesFor(m_intake.lock()->record, referer, count);
+    const auto record = m_intake.lock()->record;
+    auto handles = handlesFor(record, referer, count);
     onMain([&] {
         m_easyHandles.swap(handles);
         Q_EMIT totalBytesDownloadedChanged();
@@ -136,28 +174,40 @@ std::optional<Error> CURLRemoteFile::firstErrorOf(const HandleCreator::Handles& 
     const std::int64_t wholeSize = m_intake.lock()->fileSize;
     for (const auto& handle : handles) {
         // The server's own refusal says more than the write error by which its text was turned away.
-        if (isWeb(*handle) && handle->segment().httpCode() >= 400)
+        if (handle->isAnsweredByWeb() && handle->segment().httpCode() >= 400)
             return httpStatusError(handle->segment().httpCode());
         if (auto problem = handle->segment().error())
             return problem;
-        if (isWeb(*handle) && !asksForRange(*handle) &&
+        if (handle->isAnsweredByWeb() && !asksForRange(*handle) &&
             judgeWholeAnswer(headOf(*handle), wholeSize) != RangeVerdict::accepted)
             return unexpectedSegmentSize();
     }
     return std::nullopt;
 }
 
-RangeVerdict CURLRemoteFile::judge(const CurlDownloader& downloader, std::size_t count, std::int64_t offset,
-                                   std::int64_t fileSize) const {
+RangeVerdict CURLRemoteFile::judge(const Intake& intake, const CurlDownloader& downloader, std::size_t count,
+                                   std::int64_t offset) {
     const CurlRequest& request = downloader.segment().request();
-    const std::int64_t end = asksForRange(downloader) ? request.upperBound : fileSize;
-    if (end > 0 && static_cast<std::int64_t>(count) > end - offset)
-        return RangeVerdict::unexpected;
-    if (offset != request.lowerBound || !isWeb(downloader))
-        return RangeVerdict::accepted; // judged with its first block
-    if (!asksForRange(downloader))
-        return judgeWholeAnswer(headOf(downloader), fileSize);
-    return judgeRangeAnswer(headOf(downloader), ByteRange(request.lowerBound, request.upperBound), fileSize);
+    const std::int64_t end = asksForRange(downloader) ? request.upperBound : intake.fileSize;
+    const auto verdict =
+        offset == request.lowerBound ? judgeHead(intake, downloader) : RangeVerdict::accepted;
+    const bool isTooLong = end > 0 && static_cast<std::int64_t>(count) > end - offset;
+    return verdict == RangeVerdict::accepted && isTooLong ? RangeVerdict::unexpected : verdict;
+}
+
+/// With the first block of an answer.
+RangeVerdict CURLRemoteFile::judgeHead(const Intake& intake, const CurlDownloader& downloader) {
+    const CurlRequest& request = downloader.segment().request();
+    const bool isWeb = downloader.isAnsweredByWeb();
+    if (isWeb && downloader.segment().httpCode() >= 400)
+        return RangeVerdict::httpError;
+    if (!asksForRange(downloader)) // one answer is of one version
+        return isWeb ? judgeWholeAnswer(headOf(downloader), intake.fileSize) : RangeVerdict::accepted;
+    // First of all, for another version is sent whole (If-Range), and may be of another size.
+    if (compare(intake.validator, downloader.validator()) == Sameness::different)
+        return RangeVerdict::changed;
+    const ByteRange asked(request.lowerBound, request.upperBound);
+    return isWeb ? judgeRangeAnswer(headOf(downloader), asked, intake.fileSize) : RangeVerdict::accepted;
 }
 
 std::int64_t CURLRemoteFile::downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
@@ -170,18 +220,20 @@ std::int64_t CURLRemoteFile::downloaderHasData(CurlDownloader& downloader, std::
             Log::warning("Refusing to write under error");
             return 0;
         }
-        const auto verdict = judge(downloader, data.size(), offset, intake->fileSize);
+        const auto verdict = judge(*intake, downloader, data.size(), offset);
         if (verdict == RangeVerdict::httpError)
             return 0; // this connection's failure alone, told when the loop has ended
-        fault = verdict == RangeVerdict::accepted ? writeBlock(*intake, data, offset)
-                                                  : std::optional(unexpectedSegmentSize());
+        if (verdict == RangeVerdict::accepted)
+            fault = takeBlock(*intake, downloader.segment().request(), data, offset);
+        else
+            fault = verdict == RangeVerdict::changed ? changedOnServer() : unexpectedSegmentSize();
         if (fault)
             intake->refusal = fault;
         else
             announces = updateTotalBytesDownloaded(*intake);
     }
-    if (fault) {
-        failWithError(*fault);
+    if (fault) { // the job fails once the loop has ended and what is good has been saved
+        stopTransfers();
         return -1;
     }
     if (announces) {
@@ -193,13 +245,42 @@ std::int64_t CURLRemoteFile::downloaderHasData(CurlDownloader& downloader, std::
     return static_cast<std::int64_t>(data.size());
 }
 
+std::optional<Error> CURLRemoteFile::takeBlock(Intake& intake, const CurlRequest& request,
+                                               std::span<const char> data, std::int64_t offset) {
+    if (Disk::lengthOf(intake.file->descriptor()) < intake.dataEnd)
+        return dataFileShrank(intake.path);
+    const auto size = static_cast<std::int64_t>(data.size());
+    const std::int64_t known = std::clamp<std::int64_t>(request.compareBelow - offset, 0, size);
+    if (known > 0) {
+        if (auto problem = compareBlock(intake, data.first(static_cast<std::size_t>(known)), offset))
+            return problem;
+        if (offset + known == request.compareBelow)
+            intake.unproven.erase(request.compareBelow);
+    }
+    if (known == size)
+        return std::nullopt;
+    return writeBlock(intake, data.subspan(static_cast<std::size_t>(known)), offset + known);
+}
+
+std::optional<Error> CURLRemoteFile::compareBlock(Intake& intake, std::span<const char> data,
+                                                  std::int64_t offset) {
+    const auto present = Disk::readAt(intake.file->descriptor(), offset, data.size(), intake.path);
+    if (!present)
+        return writeFailure(present.error());
+    speedometer().noteBytesReceived(static_cast<std::int64_t>(data.size()));
+    if (std::equal(present->begin(), present->end(), data.begin(), data.end()))
+        return std::nullopt;
+    return changedOnServer();
+}
+
 std::optional<Error> CURLRemoteFile::writeBlock(Intake& intake, std::span<const char> data,
                                                 std::int64_t offset) {
-    const auto written =
-        environment().disk.writeAt(intake.file.descriptor(), {data.data(), data.size()}, offset, intake.path);
+    const auto written = environment().disk.writeAt(intake.file->descriptor(), {data.data(), data.size()},
+                                                    offset, intake.path);
     if (!written)
         return writeFailure(written.error());
     const auto count = static_cast<std::int64_t>(data.size());
+    intake.dataEnd = std::max(intake.dataEnd, offset + count);
     speedometer().noteBytesReceived(count);
     intake.record->recordBytesDownloaded(offset, count);
     m_totalDone = intake.record->totalBytesDownloaded();
@@ -218,8 +299,9 @@ bool CURLRemoteFile::updateTotalBytesDownloaded(Intake& intake) const {
 
 void CURLRemoteFile::downloaderHasParsedHeader(CurlDownloader& downloader, const std::string& key,
                                                const std::string& value) {
-    if (key != "content-length" || !isWeb(downloader) || !asksForRange(downloader) ||
-        downloader.segment().httpCode() >= 400)
+    // Of a range only: what is sent whole may be another version, and is judged with its first block.
+    if (key != "content-length" || !downloader.isAnsweredByWeb() || !asksForRange(downloader) ||
+        downloader.segment().httpCode() != 206)
         return;
     const CurlRequest& request = downloader.segment().request();
     const std::int64_t expected = request.upperBound - request.lowerBound;
@@ -227,23 +309,30 @@ void CURLRemoteFile::downloaderHasParsedHeader(CurlDownloader& downloader, const
     if (actual == expected)
         return;
     Log::warning("Expected contentLength of {} but actual was {}", expected, actual);
-    failWithError(unexpectedSegmentSize());
+    {
+        auto intake = m_intake.lock();
+        if (!intake->refusal)
+            intake->refusal = unexpectedSegmentSize();
+    }
+    stopTransfers();
 }
 
 Result<void> CURLRemoteFile::finish(const std::string& name) {
-    FileHandle file;
+    std::shared_ptr<FileHandle> file;
     std::string path;
     std::int64_t expectedLength = 0;
     {
         auto intake = m_intake.lock();
-        file = intake->file.duplicate();
+        file = intake->file;
         path = intake->path;
         expectedLength = intake->record->totalBytesDownloaded();
     }
-    if (!file || Disk::lengthOf(file.descriptor()) != expectedLength)
-        return failure(incomplete());
+    if (!file)
+        return failure(stopped());
+    if (Disk::lengthOf(file->descriptor()) != expectedLength)
+        return failure(dataFileShrank(path));
     // Before the name says that the file is whole, the disk must hold it.
-    if (const auto flushed = environment().disk.flush(file.descriptor(), path); !flushed)
+    if (const auto flushed = environment().disk.flush(file->descriptor(), path); !flushed)
         return failure(writeFailure(flushed.error()));
     const auto finished = environment().remoteFileSavingQueue.sync([&]() -> Result<std::string> {
         if (const auto refusal = m_intake.lock()->refusal)
@@ -260,7 +349,6 @@ Result<void> CURLRemoteFile::finish(const std::string& name) {
         Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
                    removed.error().description);
     setFinalFileExtendedAttributes(*finished);
-    m_intake.lock()->file.close();
     m_finished = {*finished, expectedLength};
     return {};
 }
@@ -269,8 +357,10 @@ Result<std::string> CURLRemoteFile::finalizeFile(const std::string& name) {
     std::string dataFile;
     {
         auto intake = m_intake.lock();
+        if (!intake->file)
+            return failure(stopped());
         dataFile = intake->path;
-        environment().disk.setUsualPermissions(intake->file.descriptor());
+        environment().disk.setUsualPermissions(intake->file->descriptor());
     }
     const auto bundle = ProgressBundle::fromBundleDirectory(folderOf(dataFile));
     if (!bundle || !bundle->bundleExists()) {
@@ -303,8 +393,9 @@ void CURLRemoteFile::aboutToEnter(rf_state_t state) {
     auto intake = m_intake.lock();
     if (!intake->refusal)
         intake->refusal = state == rf_state_stopped ? stopped() : error().value_or(incomplete());
-    // The lock on the bundle ends with the file: whoever comes next may have it.
-    intake->file.close();
+    // The lock on the bundle ends with the file: the next job may have it. A transfer that fails saves first.
+    if (state == rf_state_stopped || !intake->isTransferring)
+        intake->file.reset();
 }
 
 void CURLRemoteFile::onStart() {

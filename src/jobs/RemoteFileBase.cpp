@@ -210,7 +210,7 @@ void RemoteFileBase::failWithError(const Error& error) {
 }
 
 void RemoteFileBase::speedometerDetectedTimeout(Speedometer&, Seconds) {
-    if (m_error || !isRetryable())
+    if (m_error || !failsWhenStalled())
         return;
     Log::warning("No bytes sent in awhile, speedometer will fail this download so it can restart: {}",
                  url() ? url()->withoutPassword() : identity());

@@ -81,6 +81,9 @@ protected:
 
     virtual void didDownload() {}
 
+    /// Whether a transfer that receives nothing for too long is better tried again than waited for.
+    virtual bool failsWhenStalled() const { return isRetryable(); }
+
     /// Before anybody hears of the new state: the moment to refuse what must not happen in it.
     virtual void aboutToEnter(rf_state_t /*state*/) {}
 

@@ -1,7 +1,5 @@
 #include "jobs/WriteBehind.h"
 
-#include <memory>
-
 namespace tarvo {
 
 namespace {
@@ -11,13 +9,13 @@ constexpr std::int64_t kStep = 32 * 1024 * 1024;
 
 } // namespace
 
-void WriteBehind::noteWritten(const FileHandle& file, std::int64_t count) {
+void WriteBehind::noteWritten(const std::shared_ptr<const FileHandle>& file, std::int64_t count) {
     m_unflushed += count;
     if (m_unflushed < kStep || m_busy.exchange(true))
         return;
     m_unflushed = 0;
-    m_queue.async([this, handle = std::make_shared<FileHandle>(file.duplicate())] {
-        m_disk.beginFlush(handle->descriptor());
+    m_queue.async([this, file] {
+        m_disk.beginFlush(file->descriptor());
         m_busy = false;
     });
 }

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "base/Disk.h"
 #include "base/SerialQueue.h"
@@ -16,7 +17,7 @@ public:
     explicit WriteBehind(Disk& disk) : m_disk(disk) {}
 
     /// `count` more bytes of `file` are in memory.
-    void noteWritten(const FileHandle& file, std::int64_t count);
+    void noteWritten(const std::shared_ptr<const FileHandle>& file, std::int64_t count);
 
 private:
     Disk& m_disk;

@@ -1,6 +1,12 @@
 #include "storage/ProgressBundle.h"
 
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "base/Disk.h"
+#include "base/Localized.h"
 #include "base/Log.h"
 
 namespace tarvo {
@@ -22,6 +28,11 @@ bool resolves(const std::string& bookmark) {
         return true;
     Log::error("URL {} could not be accessed. Stale? false", bookmark);
     return false;
+}
+
+Error refusal(int code, std::string_view key, const std::string& path) {
+    return {std::string(ErrorDomain::Posix), code, localized(key, {path}),
+            localized("tr.err.bundle-refused-recovery")};
 }
 
 } // namespace
@@ -65,6 +76,21 @@ std::string ProgressBundle::tempFile() const {
 
 std::string ProgressBundle::progressFile() const {
     return bundleDirectory() + "/progress";
+}
+
+Result<void> ProgressBundle::checkIsOwn() const {
+    for (const auto& path : {bundleDirectory(), tempFile(), progressFile()}) {
+        struct stat status {};
+
+        if (::lstat(path.c_str(), &status) != 0)
+            continue;
+        if (S_ISLNK(status.st_mode))
+            return failure(refusal(ELOOP, "tr.err.bundle-is-link", path));
+        // Some file systems give every file to one user, whoever makes it: then that one is as good.
+        if (status.st_uid != ::geteuid() && status.st_uid != Disk::ownerOfNewFilesIn(m_baseFolder))
+            return failure(refusal(EPERM, "tr.err.bundle-of-another-user", path));
+    }
+    return {};
 }
 
 bool ProgressBundle::bundleExists() const {

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "base/Error.h"
+
 namespace tarvo {
 
 /// movie.mp4 downloading into Downloads lives in Downloads/movie.mp4.trdownload/ with the members
@@ -33,6 +35,10 @@ public:
     std::string finalFile() const;
     std::string tempFile() const;
     std::string progressFile() const;
+
+    /// Whether the bundle, and what is in it, is this user's own and stands where its path says. Error: POSIX
+    /// (EPERM, ELOOP); what is not there is no error.
+    Result<void> checkIsOwn() const;
 
     bool bundleExists() const;
     bool progressFileExists() const;

@@ -41,6 +41,21 @@ Result<ByteRanges> rangesOfLegacyRecords(const Records& records, std::int64_t fi
     return ranges;
 }
 
+/// Keys of its own: earlier versions pass over them.
+void encode(KeyedArchiver& archiver, const Validator& validator) {
+    archiver.encodeString("entityTag", validator.entityTag);
+    archiver.encodeString("lastModified", validator.lastModified);
+    archiver.encodeInteger("isModificationStrong", validator.isModificationStrong ? 1 : 0);
+    archiver.encodeString("validatorOrigin", validator.origin);
+}
+
+Validator decodeValidator(KeyedUnarchiver& unarchiver) {
+    return {.entityTag = unarchiver.decodeString("entityTag").value_or(""),
+            .lastModified = unarchiver.decodeString("lastModified").value_or(""),
+            .isModificationStrong = unarchiver.decodeInteger("isModificationStrong") == 1,
+            .origin = unarchiver.decodeString("validatorOrigin").value_or("")};
+}
+
 } // namespace
 
 Result<void> ProgressFile::writeData(const ProgressState& state) const {
@@ -52,6 +67,8 @@ Result<void> ProgressFile::writeData(const ProgressState& state) const {
     archiver.encodeUrl("HTTPReferer", state.referer);
     archiver.encodeInteger("requestedConnections", state.requestedConnections);
     archiver.encodeInteger("totalBytesDownloaded", done);
+    encode(archiver, state.validator);
+    archiver.encodeInteger("timesChanged", state.timesChanged);
     Log::info("Begin file save");
     // A record that claims nothing is worth no flush: losing it loses nothing.
     auto written = m_disk.replaceFile(m_filepath, archiver.finish(), done > 0);
@@ -79,6 +96,8 @@ Result<ProgressState> ProgressFile::readData() const {
     const auto legacy = unarchiver.decodeArray("easyHandles", CurlEasy::make);
     auto record = std::dynamic_pointer_cast<ProgressData>(unarchiver.decodeObject("progressData"));
     auto connections = unarchiver.decodeInteger("requestedConnections");
+    auto validator = decodeValidator(unarchiver);
+    const auto timesChanged = unarchiver.decodeInteger("timesChanged");
     if (unarchiver.firstError() || !url)
         return failure(corrupt());
     if (legacy) {
@@ -90,7 +109,7 @@ Result<ProgressState> ProgressFile::readData() const {
     }
     if (!record || !record->isSound() || record->sizeInBytes != fileSize)
         return failure(corrupt());
-    return ProgressState{*url, fileSize, record, referer, connections};
+    return ProgressState{*url, fileSize, record, referer, connections, std::move(validator), timesChanged};
 }
 
 } // namespace tarvo

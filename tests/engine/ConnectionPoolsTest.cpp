@@ -68,8 +68,8 @@ private:
     void serve() const {
         const FileHandle client(::accept(m_listener.descriptor(), nullptr, nullptr));
         char command[256];
-        for (const std::string answer :
-             {"220 hello", "230 welcome", "257 \"/\"", "200 fine", "213 10", "350 go on"}) {
+        for (const std::string answer : {"220 hello", "230 welcome", "257 \"/\"", "213 20200101000000",
+                                         "200 fine", "213 10", "350 go on"}) {
             ::send(client.descriptor(), (answer + "\r\n").data(), answer.size() + 2, MSG_NOSIGNAL);
             ::recv(client.descriptor(), command, sizeof command, 0);
         }

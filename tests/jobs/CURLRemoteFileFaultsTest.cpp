@@ -3,12 +3,17 @@
 #include "support/FaultServer.h"
 #include "support/JobHarness.h"
 #include "support/SampleData.h"
+#include "support/SmallDisk.h"
 #include "support/Text.h"
 
 #include <cerrno>
 #include <ctime>
+#include <filesystem>
+#include <limits>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace tarvo::test {
 
@@ -210,6 +215,131 @@ TEST_F(CURLRemoteFileFaults, AVanishedBundleFailsTheSaveAndIsMadeAgain) {
     ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
     EXPECT_TRUE(job->error()->is(ErrorDomain::Posix, EMFILE));
     expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, NoRecordIsWrittenUnflushedWhenThereAreNoDescriptorsLeft) {
+    const auto job = runningJob();
+    const std::string before = contentOf(harness.folder.path("sample.bin.trdownload/progress"));
+    harness.disk.failOn("flush", 1, EIO);
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none{0, usual.rlim_max};
+    std::atomic<bool> isOver{false};
+    harness.savingQueue.async([&] { // the record has to wait until there are descriptors again
+        while (!isOver)
+            std::this_thread::sleep_for(1ms);
+        ::setrlimit(RLIMIT_NOFILE, &usual);
+    });
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    harness.workers.async([&] { EXPECT_FALSE(job->saveProgress()); });
+    turnUntil([&] { return job->error().has_value(); }, 300ms);
+    isOver = true;
+    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle() && harness.savingQueue.isIdle(); }));
+    EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/progress")), before);
+}
+
+TEST_F(CURLRemoteFileFaults, ADataFileThatShrinksFailsTheJob) {
+    const auto job = runningJob();
+    ASSERT_EQ(::truncate(harness.folder.path("sample.bin.trdownload/data").c_str(), 1000), 0);
+    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    ASSERT_TRUE(job->error());
+    EXPECT_TRUE(has(job->error()->sentence(), "shorter")) << job->error()->sentence();
+    EXPECT_FALSE(harness.exists("sample.bin"));
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, TooLittleSpaceIsToldBeforeAByteIsWrittenAndTriedAgain) {
+    harness.disk.pretendFree(kSize - 1);
+    const auto job = harness.job(server.url(kSize));
+    const auto problem = harness.run(job);
+    ASSERT_TRUE(problem);
+    EXPECT_TRUE(problem->is(ErrorDomain::RemoteFile, kRemoteFileWriteFailure));
+    EXPECT_TRUE(has(problem->sentence(), "2.9 MiB")) << problem->sentence();
+    EXPECT_TRUE(job->isRetryable());
+    EXPECT_EQ(Disk::lengthOfFile(harness.folder.path("sample.bin.trdownload/data")), 0);
+    harness.disk.pretendFree(kSize);
+    expectARetryFinishes(job);
+}
+
+TEST_F(CURLRemoteFileFaults, AFullDiskLosesNothingOfWhatHasArrived) {
+    constexpr int capacity = 2'000'000;
+    const SmallDisk small(harness.folder.path("small"), capacity);
+    if (!small)
+        GTEST_SKIP() << "no file system can be mounted";
+    harness.disk.pretendFree(std::numeric_limits<std::int64_t>::max());
+    const auto job =
+        CURLRemoteFile::create(*Url::parse(server.url(kSize)), 4, small.path, harness.environment);
+    const auto problem = harness.run(job);
+    ASSERT_TRUE(problem);
+    EXPECT_TRUE(has(problem->sentence(), "No space left")) << problem->sentence();
+    small.resize(10'000'000);
+    const std::int64_t before = server.bytesSent();
+    const auto retry = job->copy();
+    const auto again = harness.run(retry);
+    ASSERT_FALSE(again) << again->sentence();
+    EXPECT_EQ(fileIsSample(small.path + "/sample.bin", kSize), "");
+    EXPECT_LT(server.bytesSent() - before, kSize - capacity + 1'000'000) << "the last blocks at the most";
+}
+
+TEST_F(CURLRemoteFileFaults, ABundleThatIsNotTheUsersOwnIsLeftAlone) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can give files away";
+    constexpr uid_t another = 65'534;
+    const std::string bundle = harness.folder.path("sample.bin.trdownload");
+    for (const std::string part : {"", "/data", "/progress"}) {
+        SCOPED_TRACE(part);
+        const auto first = harness.job(server.url(kSize));
+        ASSERT_FALSE(harness.prepare(first));
+        first->stop();
+        ASSERT_EQ(::chown((bundle + part).c_str(), another, another), 0);
+        for (const auto& job : {harness.job(server.url(kSize)), harness.jobFromBundle("sample.bin")}) {
+            const auto problem = job->error() ? job->error() : harness.run(job);
+            ASSERT_TRUE(problem);
+            EXPECT_TRUE(problem->is(ErrorDomain::Posix, EPERM)) << problem->sentence();
+            EXPECT_TRUE(has(problem->sentence(), "another user"));
+        }
+        EXPECT_FALSE(harness.exists("sample.bin"));
+        harness.disk.removeTree(bundle);
+    }
+    harness.folder.write("elsewhere", "");
+    std::filesystem::create_directory_symlink(harness.folder.path(), bundle);
+    EXPECT_TRUE(harness.jobFromBundle("sample.bin")->error()->is(ErrorDomain::Posix, ELOOP));
+}
+
+TEST_F(CURLRemoteFileFaults, OnlyWhatCanHealIsTriedAgain) {
+    const std::pair<int, bool> cases[] = {{400, false}, {403, false}, {404, false}, {405, false},
+                                          {410, false}, {451, false}, {501, false}, {408, true},
+                                          {429, true},  {503, true}};
+    for (const auto& [status, canHeal] : cases) {
+        const auto job = harness.job(server.url(kSize, "status=" + std::to_string(status)));
+        EXPECT_TRUE(harness.run(job)->is(ErrorDomain::CurlHttp, status));
+        EXPECT_EQ(job->isRetryable(), canHeal) << status;
+    }
+    // A stream that can't be continued begins again.
+    const auto stream = harness.job(server.url(kSize, "norange&cut=500000&spareprobe"));
+    ASSERT_TRUE(harness.run(stream));
+    EXPECT_TRUE(stream->isRetryable());
+    expectARetryFinishes(stream);
+}
+
+TEST_F(CURLRemoteFileFaults, AWebProxysAnswersForAnFtpServerAreJudgedAsSuch) {
+    harness.defaults.setForThisRun("ProxyUrl", QString::fromStdString(server.proxyUrl()));
+    const std::string path = "/file/" + std::to_string(kSize) + "/sample.bin";
+    const auto viaProxy = [&](const std::string& knobs) {
+        server.change(path, knobs);
+        return harness.job("ftp://files.example" + path);
+    };
+    for (const auto& [knobs, status] :
+         {std::pair("status=404", 404), std::pair("status=502&spareprobe", 502)}) {
+        EXPECT_TRUE(harness.run(viaProxy(knobs))->is(ErrorDomain::CurlHttp, status)) << knobs;
+        EXPECT_FALSE(harness.exists("sample.bin"));
+        harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+    }
+    const auto before = server.requests().size();
+    const auto problem = harness.run(viaProxy(""));
+    ASSERT_FALSE(problem) << problem->sentence();
+    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(server.requests().size() - before, 3u) << "the file comes over one connection";
 }
 
 } // namespace tarvo::test

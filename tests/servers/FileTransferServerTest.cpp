@@ -1,4 +1,5 @@
 // Whole downloads from vsftpd and OpenSSH: logins, keys, several connections, what is no file.
+#include "support/FaultServer.h"
 #include "support/JobHarness.h"
 #include "support/SampleData.h"
 #include "support/SshServer.h"
@@ -54,6 +55,21 @@ TEST_F(FileTransferServer, FtpGivesAnyoneAFileOfAnySizeOverSeveralConnections) {
     EXPECT_EQ(outcome(server.url("/folder")), kMissing) << server.log();
     EXPECT_EQ(outcome(server.url("/missing.bin")), kMissing) << server.log();
     EXPECT_FALSE(harness.exists("missing.bin.trdownload"));
+}
+
+TEST_F(FileTransferServer, FtpThatBeginsNoFileInTheMiddleGivesItWhole) {
+    VsftpdServer server(FtpLogin::anonymous, "cmds_denied=REST\n");
+    server.addFile("a.bin", kSize);
+    EXPECT_EQ(outcome(server.url("/a.bin")), "") << server.log();
+    EXPECT_EQ(outcome(server.url("/missing.bin")), kMissing) << server.log();
+}
+
+TEST_F(FileTransferServer, AWebServerMaySendItsClientsToAFileServer) {
+    FaultServer web;
+    VsftpdServer server;
+    server.addFile("a.bin", kSize);
+    EXPECT_EQ(outcome(web.url(1, "to=" + knobValue(server.url("/a.bin")))), "") << server.log();
+    EXPECT_EQ(outcome(web.url(1, "to=" + knobValue(server.url("/missing.bin")))), kMissing) << server.log();
 }
 
 TEST_F(FileTransferServer, FtpOpensToTheRightPasswordOnly) {

@@ -9,6 +9,7 @@
 #include "base/Error.h"
 #include "base/Url.h"
 #include "engine/progress/ByteRange.h"
+#include "engine/progress/Validator.h"
 
 namespace tarvo {
 
@@ -75,6 +76,8 @@ struct ProgressState {
     std::shared_ptr<ProgressData> progressData;
     std::optional<Url> referer;
     std::int64_t requestedConnections = 0;
+    Validator validator{};         ///< of the version that the done ranges are of
+    std::int64_t timesChanged = 0; ///< how often in a row the download began anew for a new version
 };
 
 } // namespace tarvo

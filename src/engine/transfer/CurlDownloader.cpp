@@ -38,6 +38,10 @@ bool isOnTheWay(std::int64_t status) {
            status == 407;
 }
 
+bool isOfValidator(std::string_view name) {
+    return name == "etag" || name == "last-modified" || name == "date";
+}
+
 bool isStatusLine(std::string_view line) {
     return line.starts_with("HTTP/");
 }
@@ -57,6 +61,24 @@ std::shared_ptr<CurlDownloader> CurlDownloader::create(std::unique_ptr<CurlSegme
 std::optional<std::string> CurlDownloader::header(const std::string& name) const {
     const auto found = m_headers.find(name);
     return found == m_headers.end() ? std::nullopt : std::optional(found->second);
+}
+
+Validator CurlDownloader::validator() const {
+    const auto url = m_segment->effectiveUrl();
+    std::string origin = url ? url->origin() : std::string();
+    if (!isAnsweredByWeb())
+        return Validator::ofModificationTime(m_segment->modificationTime(), std::move(origin));
+    const auto value = [this](const char* name) {
+        const auto found = m_validatorHeaders.find(name);
+        return found == m_validatorHeaders.end() ? std::string() : found->second;
+    };
+    return Validator::ofWebAnswer(value("etag"), value("last-modified"), value("date"), std::move(origin));
+}
+
+void CurlDownloader::beginAt(std::int64_t offset) {
+    m_segment->request().compareBelow = m_currentOffset;
+    m_segment->request().lowerBound = offset;
+    m_currentOffset = offset;
 }
 
 void CurlDownloader::willStart() {
@@ -121,13 +143,17 @@ std::int64_t CurlDownloader::applyRequests() {
 }
 
 void CurlDownloader::curlHasHeader(CurlSegment& layer, std::string_view line) {
-    if (isStatusLine(line))
-        m_headers.clear(); // a new answer begins; an earlier one was on the way to it
+    if (isStatusLine(line)) { // a new answer begins; an earlier one was on the way to it
+        m_headers.clear();
+        m_validatorHeaders.clear();
+    }
     if (isOnTheWay(layer.httpCode())) {
         Log::debug("Redirect Header: {}", trimmed(line));
         return;
     }
     const std::size_t colon = line.find(':');
+    if (const std::string name(trimmed(lowered(line.substr(0, colon)))); isOfValidator(name))
+        m_validatorHeaders[name] = trimmed(line.substr(colon + 1));
     if (colon == std::string_view::npos || line.find(':', colon + 1) != std::string_view::npos) {
         Log::debug("Unparsable header: {}", trimmed(line));
         return;

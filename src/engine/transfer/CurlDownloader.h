@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/progress/Validator.h"
 #include "engine/transfer/CurlSegment.h"
 
 namespace tarvo {
@@ -69,6 +70,16 @@ public:
     /// The value of one header.
     std::optional<std::string> header(const std::string& name) const;
 
+    /// Whether a web server, or a web proxy, gives the answer, whatever the scheme of the address.
+    bool isAnsweredByWeb() const { return m_segment->protocol().starts_with("http"); }
+
+    /// Of which version of the file the answer is.
+    Validator validator() const;
+
+    /// Has the transfer begin earlier, at `offset`: what comes up to its first byte so far is to be compared.
+    /// Before it starts.
+    void beginAt(std::int64_t offset);
+
     /// Called by the loop before the transfer starts. A request made before stays in force.
     void willStart();
 
@@ -114,6 +125,7 @@ private:
     bool m_refused = false;      // the delegate took less than it was given
     std::atomic<CurlDownloadState> m_state{CurlDownloadState::Init};
     Headers m_headers;
+    Headers m_validatorHeaders; // those that name the version; m_headers holds no value with a colon
 };
 
 /// Makes downloaders, so that tests of the planner need no transfer.

@@ -45,6 +45,9 @@ struct CurlRequest {
     std::shared_ptr<const TRAuthToken> authToken;
     std::optional<Url> referer;
     std::optional<Url> proxyUrl;
+    std::string ifRange{}; ///< for a range of the web: of which version only (RFC 9110, 13.1.5); may be empty
+    /// The bytes below this offset are on the disk already; what comes is compared with them.
+    std::int64_t compareBelow = 0;
     std::int64_t timeoutMs = 0;    ///< for the whole transfer, in milliseconds; 0: no limit
     bool headRequestOnly = false;  ///< headers only, no body
     bool debugModeEnabled = false; ///< libcurl's trace goes to the log
@@ -95,6 +98,14 @@ public:
 
     /// The body length that the server announced, in bytes; 0 when unknown.
     virtual std::int64_t contentLength() const = 0;
+
+    /// What the answer was spoken in, as the scheme of an address ("http", "ftp"): after a redirect, or
+    /// through a proxy, another one than that of the address. Until there is a connection that of the
+    /// address.
+    virtual std::string protocol() const = 0;
+
+    /// When the file was last changed, as a file server says, in seconds since 1970; -1 when unknown.
+    virtual std::int64_t modificationTime() const = 0;
 
     /// The last response code (HTTP, FTP); 0 when there was none (SFTP has none at all).
     virtual std::int64_t httpCode() const = 0;

@@ -107,6 +107,7 @@ LiveCurlSegment::LiveCurlSegment(CurlRequest request, const TransferEnvironment&
 
 LiveCurlSegment::~LiveCurlSegment() {
     curl_easy_cleanup(m_handle);
+    curl_slist_free_all(m_headers);
 }
 
 void LiveCurlSegment::configure() {
@@ -143,6 +144,7 @@ void LiveCurlSegment::configureRequest() {
     set(m_handle, CURLOPT_TIMEOUT_MS, static_cast<long>(request().timeoutMs));
     set(m_handle, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
     set(m_handle, CURLOPT_TCP_KEEPALIVE, 1L);
+    set(m_handle, CURLOPT_FILETIME, 1L); // a file server is asked for it
     const auto userAgent = m_environment.defaults.string("CustomUserAgent");
     set(m_handle, CURLOPT_USERAGENT, userAgent ? userAgent->c_str() : nullptr);
     set(m_handle, CURLOPT_HEADERFUNCTION, &Callbacks::onHeader);
@@ -171,6 +173,9 @@ void LiveCurlSegment::configureBody() {
     if (request().upperBound != 0) {
         set(m_handle, CURLOPT_RANGE, fmt::format("{}-{}", request().lowerBound, request().upperBound - 1));
         expected = request().upperBound - request().lowerBound;
+        if (!request().ifRange.empty() && !m_headers)
+            m_headers = curl_slist_append(nullptr, ("If-Range: " + request().ifRange).c_str());
+        set(m_handle, CURLOPT_HTTPHEADER, m_headers);
     }
     set(m_handle, CURLOPT_BUFFERSIZE,
         static_cast<long>(std::clamp(expected, kSmallestReceiveBuffer, kLargestReceiveBuffer)));
@@ -274,6 +279,25 @@ std::int64_t LiveCurlSegment::contentLength() const {
     if (m_handle)
         curl_easy_getinfo(m_handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     return length > 0 ? length : 0;
+}
+
+std::string LiveCurlSegment::protocol() const {
+    const char* scheme = nullptr;
+    if (m_handle)
+        curl_easy_getinfo(m_handle, CURLINFO_SCHEME, &scheme);
+    if (!scheme)
+        return request().url.scheme();
+    std::string protocol(scheme);
+    std::transform(protocol.begin(), protocol.end(), protocol.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return protocol;
+}
+
+std::int64_t LiveCurlSegment::modificationTime() const {
+    curl_off_t time = -1;
+    if (m_handle)
+        curl_easy_getinfo(m_handle, CURLINFO_FILETIME_T, &time);
+    return time;
 }
 
 std::int64_t LiveCurlSegment::httpCode() const {

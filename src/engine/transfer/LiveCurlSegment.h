@@ -7,6 +7,8 @@
 #include "engine/transfer/CookieStore.h"
 #include "engine/transfer/CurlSegment.h"
 
+struct curl_slist;
+
 namespace tarvo {
 
 /// What every transfer needs to know of the program. All of it outlives the transfers.
@@ -45,6 +47,8 @@ public:
     std::optional<Error> error() const override;
     std::optional<Url> effectiveUrl() const override;
     std::int64_t contentLength() const override;
+    std::string protocol() const override;
+    std::int64_t modificationTime() const override;
     std::int64_t httpCode() const override;
 
 private:
@@ -62,6 +66,7 @@ private:
     const TransferEnvironment& m_environment;
     const std::shared_ptr<ConnectionPool> m_pool;
     void* m_handle = nullptr;
+    curl_slist* m_headers = nullptr;
     bool m_runsAlone = false;
 };
 

@@ -2,8 +2,12 @@
 
 #include "base/Localized.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <map>
+
+#include <curl/curl.h>
 
 namespace tarvo {
 
@@ -113,6 +117,14 @@ RangeVerdict judgeWholeAnswer(const ResponseHead& head, std::int64_t fileSize) {
         return RangeVerdict::unexpected;
     const auto length = head.contentLength ? parseLength(*head.contentLength) : std::nullopt;
     return fileSize < 1 || !length || *length == fileSize ? RangeVerdict::accepted : RangeVerdict::unexpected;
+}
+
+bool isFinalRefusal(const Error& error) {
+    constexpr std::array<std::int64_t, 8> statuses{400, 401, 403, 404, 405, 410, 451, 501};
+    if (error.domain == ErrorDomain::CurlHttp)
+        return std::find(statuses.begin(), statuses.end(), error.code) != statuses.end();
+    return error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_FILE_NOT_FOUND) ||
+           error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_ACCESS_DENIED);
 }
 
 Error httpStatusError(std::int64_t status) {

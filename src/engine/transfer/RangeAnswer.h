@@ -20,6 +20,7 @@ struct ResponseHead {
 enum class RangeVerdict {
     accepted,   ///< the body is what was asked for
     httpError,  ///< a status of 400 or more: the server's own refusal
+    changed,    ///< of another version of the file than what is on the disk
     unexpected, ///< anything else: not a byte of it may be used
 };
 
@@ -47,5 +48,9 @@ RangeVerdict judgeWholeAnswer(const ResponseHead& head, std::int64_t fileSize);
 
 /// The error of a status of 400 or more, with the status's standard phrase.
 Error httpStatusError(std::int64_t status);
+
+/// Whether a transfer's error is a refusal that means the same tomorrow: a status of RFC 9110, section 15.5
+/// and 15.6, or RFC 7725, that time does not heal, and "not found" and "no permission" of file servers.
+bool isFinalRefusal(const Error& error);
 
 } // namespace tarvo

@@ -74,17 +74,18 @@ bool Scout::oneByteIsAll() const {
     const CurlSegment& segment = m_bodyDownload->segment();
     if (family() == Family::web)
         return segment.httpCode() == 206;
-    return segment.request().url.scheme() == "sftp"; // FTP can't end a transfer and keep its connection
+    return segment.protocol() == "sftp"; // FTP can't end a transfer and keep its connection
 }
 
 std::optional<Error> Scout::runAndGetError() {
     m_headDownload->download();
     m_bodyDownload->download();
     const int code = m_bodyDownload->segment().errorCode();
-    if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile())
+    if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile() && !rangesAreRefused())
         return m_bodyDownload->segment().error();
     auto error = extractBodyHttpError();
-    Log::assertThat(error || code == CURLE_WRITE_ERROR || rangeIsBeyondTheFile() || m_bytesDownloaded <= 1,
+    Log::assertThat(error || code == CURLE_WRITE_ERROR || rangeIsBeyondTheFile() || rangesAreRefused() ||
+                        m_bytesDownloaded <= 1,
                     "Should have been a forced error here");
     return error;
 }
@@ -116,16 +117,30 @@ bool Scout::rangeIsBeyondTheFile() const {
     return body.httpCode() == kRangeNotSatisfiable && head.httpCode() >= 200 && head.httpCode() < 300;
 }
 
+/// An FTP server that begins no file in the middle says so to REST (RFC 3659, section 5) or only to RETR; the
+/// whole file it may give all the same.
+bool Scout::rangesAreRefused() const {
+    const CurlSegment& body = m_bodyDownload->segment();
+    const bool isRefusal =
+        body.errorCode() == CURLE_FTP_COULDNT_USE_REST || body.errorCode() == CURLE_FTP_COULDNT_RETR_FILE;
+    return isRefusal && m_headDownload->segment().errorCode() == CURLE_OK;
+}
+
 /// The downloader whose answer describes the file, not the server's refusal.
 const CurlDownloader& Scout::fileAnswer() const {
     return rangeIsBeyondTheFile() ? *m_headDownload : *m_bodyDownload;
 }
 
+/// By what was really spoken: a web proxy answers for a file server, a redirect leads from one to the other.
 Scout::Family Scout::family() const {
-    const std::string scheme = m_bodyDownload->segment().request().url.scheme();
-    if (scheme == "http" || scheme == "https")
+    const std::string protocol = m_bodyDownload->segment().protocol();
+    if (protocol == "http" || protocol == "https")
         return Family::web;
-    return scheme == "ftp" || scheme == "sftp" ? Family::fileTransfer : Family::other;
+    return protocol == "ftp" || protocol == "sftp" ? Family::fileTransfer : Family::other;
+}
+
+bool Scout::asksForFtp() const {
+    return m_bodyDownload->segment().request().url.scheme() == "ftp";
 }
 
 bool Scout::hasRun() const {
@@ -154,10 +169,10 @@ std::int64_t Scout::contentLength() const {
 bool Scout::supportsMultipartDownloads() const {
     hasRun();
     switch (family()) {
-    case Family::web:
-        return m_bytesDownloaded == 1 && bodyAnswerIsTheRange();
+    case Family::web: // a proxy opens one connection to an FTP server at a time
+        return m_bytesDownloaded == 1 && bodyAnswerIsTheRange() && !asksForFtp();
     case Family::fileTransfer:
-        return m_bodyDownload->segment().contentLength() > 0;
+        return m_bodyDownload->segment().contentLength() > 0 && !rangesAreRefused();
     case Family::other:
         break;
     }
@@ -180,7 +195,7 @@ bool Scout::requiresAuthentication() const {
 }
 
 bool Scout::isHtmlPage() const {
-    if (family() != Family::web)
+    if (family() != Family::web || asksForFtp()) // an FTP server has files, also those that hold pages
         return false;
     const QString type = QString::fromStdString(fileAnswer().header("content-type").value_or(""));
     return type.toLower().startsWith(QStringLiteral("text/html"));
@@ -188,8 +203,10 @@ bool Scout::isHtmlPage() const {
 
 bool Scout::isFtpDirectory() const {
     // Without the slash it is taken for a file, and a folder fails as one; no length is an empty file then.
-    return family() == Family::fileTransfer && m_bodyDownload->segment().contentLength() == 0 &&
-           m_bodyDownload->segment().request().url.path().ends_with('/');
+    const bool isFolder = m_bodyDownload->segment().request().url.path().ends_with('/');
+    if (family() == Family::web) // a proxy makes a page of the folder
+        return isFolder && asksForFtp();
+    return family() == Family::fileTransfer && isFolder && m_bodyDownload->segment().contentLength() == 0;
 }
 
 std::string Scout::nameFromAddress() const {

@@ -32,6 +32,9 @@ public:
     /// Whether several connections can fetch different parts of the file.
     bool supportsMultipartDownloads() const;
 
+    /// Of which version of the file the answers are.
+    Validator validator() const { return fileAnswer().validator(); }
+
     bool requiresAuthentication() const;
     bool isHtmlPage() const;
     bool isFtpDirectory() const;
@@ -53,6 +56,8 @@ private:
     const CurlDownloader& fileAnswer() const;
     bool oneByteIsAll() const;
     bool rangeIsBeyondTheFile() const;
+    bool rangesAreRefused() const;
+    bool asksForFtp() const;
     bool bodyAnswerIsTheRange() const;
     std::string nameFromAddress() const;
     std::optional<std::string> extensionFromType() const;

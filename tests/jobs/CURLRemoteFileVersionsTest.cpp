@@ -1,0 +1,129 @@
+// A file that is replaced by another of the same name and size: its bytes never stand beside the old ones.
+#include "storage/ProgressFile.h"
+#include "support/FaultServer.h"
+#include "support/JobHarness.h"
+#include "support/SampleData.h"
+
+#include <gtest/gtest.h>
+
+namespace tarvo::test {
+
+namespace {
+
+constexpr std::int64_t kSize = 3'000'001;
+
+const std::string kTagged = "etag=" + knobValue("\"one\"");
+const std::string kTaggedAnew = "version=7&etag=" + knobValue("\"two\"");
+const std::string kDated = "modified=" + knobValue("Mon, 05 Jan 2026 10:00:00 GMT");
+const std::string kDatedAnew = "version=7&modified=" + knobValue("Tue, 06 Jan 2026 10:00:00 GMT");
+const std::string kWeak = "etag=" + knobValue("W/\"one\"");
+const std::string kWeakAnew = "version=7&etag=" + knobValue("W/\"one\"");
+
+} // namespace
+
+class CURLRemoteFileVersions : public ::testing::Test {
+protected:
+    void TearDown() override { EXPECT_TRUE(server.problems().empty()); }
+
+    /// A bundle with part of the file.
+    std::string leaveUnfinished(const std::string& knobs) {
+        const std::string url = server.url(kSize);
+        server.change(path, knobs + (knobs.empty() ? "" : "&") + "rate=1000000");
+        const auto job = harness.job(url);
+        harness.start(job);
+        EXPECT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 500'000; }));
+        job->pause();
+        harness.onWorker([&] { EXPECT_TRUE(job->saveProgress()); });
+        job->stop();
+        EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+        return url;
+    }
+
+    void expectChanged(const std::optional<Error>& problem) {
+        ASSERT_TRUE(problem);
+        EXPECT_TRUE(problem->is(ErrorDomain::Tarvo, kTarvoChangedOnServer)) << problem->sentence();
+        EXPECT_FALSE(harness.exists("sample.bin"));
+    }
+
+    void expectWholeAtNextAttempt(const RemoteFile& failed, std::int64_t version) {
+        EXPECT_TRUE(failed.isRetryable());
+        const auto job = failed.copy();
+        const auto problem = harness.run(job);
+        ASSERT_FALSE(problem) << problem->sentence();
+        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize, version), "");
+        harness.disk.removeTree(harness.folder.path("sample.bin"));
+    }
+
+    const std::string path = "/file/" + std::to_string(kSize) + "/sample.bin";
+    FaultServer server;
+    JobHarness harness;
+};
+
+TEST_F(CURLRemoteFileVersions, BetweenTwoRunsTheOldBytesAreGivenUp) {
+    // Where nothing names the version, the bytes themselves do.
+    const std::pair<std::string, std::string> cases[] = {
+        {kTagged, kTaggedAnew}, {kDated, kDatedAnew}, {kWeak, kWeakAnew}, {"", "version=7"}};
+    for (const auto& [before, after] : cases) {
+        SCOPED_TRACE(before);
+        const auto job = harness.job(leaveUnfinished(before));
+        server.change(path, after);
+        expectChanged(harness.run(job));
+        expectWholeAtNextAttempt(*job, 7);
+    }
+}
+
+TEST_F(CURLRemoteFileVersions, TheSameVersionIsGoneOnWith) {
+    for (const auto& knobs : {kTagged, kDated, kWeak, std::string()}) {
+        SCOPED_TRACE(knobs);
+        const auto job = harness.job(leaveUnfinished(knobs));
+        server.change(path, knobs);
+        const std::int64_t before = server.bytesSent();
+        const auto problem = harness.run(job);
+        ASSERT_FALSE(problem) << problem->sentence();
+        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+        EXPECT_LT(server.bytesSent() - before, kSize - 200'000) << "what was there is not fetched again";
+        harness.disk.removeTree(harness.folder.path("sample.bin"));
+    }
+}
+
+TEST_F(CURLRemoteFileVersions, BetweenTwoConnectionsOfOneRunTheyAreNotJoined) {
+    const std::pair<std::string, std::string> cases[] = {{kTagged, kTaggedAnew}, {kDated, kDatedAnew}};
+    for (const auto& [before, after] : cases) {
+        SCOPED_TRACE(before);
+        server.change(path, before);
+        const auto atOnce = harness.job(server.url(kSize));
+        ASSERT_FALSE(harness.prepare(atOnce));
+        server.change(path, after);
+        harness.onWorker([&] { atOnce->downloadAndBlock(); });
+        expectChanged(atOnce->error());
+        EXPECT_EQ(atOnce->totalBytesDownloaded(), 0);
+        expectWholeAtNextAttempt(*atOnce, 7);
+
+        // The bodies end early without an error, and what is missing is asked for after the change.
+        server.change(path, "untilclose&cut=400000&rate=1000000&spareprobe&" + before);
+        const auto later = harness.job(server.url(kSize), 2);
+        harness.start(later);
+        server.change(path, after);
+        ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+        expectChanged(later->error());
+        expectWholeAtNextAttempt(*later, 7);
+    }
+}
+
+TEST_F(CURLRemoteFileVersions, ServersThatNeverAgreeAreAskedOverOneConnection) {
+    // As mirrors behind one name, of which each makes tags of its own.
+    int version = 0;
+    auto job = harness.job(server.url(kSize, kTagged), 4);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        ASSERT_FALSE(harness.prepare(job));
+        server.change(path, "etag=" + knobValue("\"" + std::to_string(++version) + "\""));
+        harness.onWorker([&] { job->downloadAndBlock(); });
+        expectChanged(job->error());
+        job = std::static_pointer_cast<CURLRemoteFile>(job->copy());
+    }
+    const std::size_t before = server.requests().size();
+    ASSERT_FALSE(harness.run(job));
+    EXPECT_EQ(server.requests().size() - before, 3u) << "a probe of two requests, and the file";
+}
+
+} // namespace tarvo::test
