@@ -102,6 +102,7 @@ private:
     struct Running {
         std::shared_ptr<Scout> probe;
         std::shared_ptr<CurlMulti> loop;
+        std::shared_ptr<CurlDownloader> check; // of the version, at the end
     };
 
     struct ProbeAnswers {
@@ -185,6 +186,7 @@ private:
     Result<void> transferAndFinish();
     Result<void> runLoops();
     Result<void> runLoopOnce();
+    Result<void> confirmVersion(const CurlDownloader& part);
     std::shared_ptr<CurlMulti> makeLoop();
     void createHandles();
     std::optional<Error> firstErrorOf(const HandleCreator::Handles& handles);
@@ -218,7 +220,8 @@ private:
     bool m_recordOnDisk = false; // the bundle holds this download's record
     std::optional<std::string> m_finalFileBookmark;
     Preparation m_preparation;
-    Finished m_finished; // set by the transfer thread, taken over on the main thread
+    Finished m_finished;                        // set by the transfer thread, taken over on the main thread
+    std::shared_ptr<CurlDownloader> m_lastPart; // the transfer thread's: one of those that came in last
     /// The data file has its final name: there is no record to save any more.
     std::atomic<bool> m_finalized{false};
     Locked<Intake> m_intake;

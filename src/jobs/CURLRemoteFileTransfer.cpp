@@ -90,6 +90,8 @@ Result<void> CURLRemoteFile::transferAndFinish() {
     m_intake.lock()->writeBehind = std::make_shared<WriteBehind>(environment().disk);
     auto ended = runLoops();
     m_intake.lock()->writeBehind.reset();
+    if (const auto part = std::exchange(m_lastPart, nullptr); ended && part)
+        ended = confirmVersion(*part);
     HandleCreator::Handles done; // they go on this thread, and with them their buffers
     std::string name;
     const bool asked = onMain([&] {
@@ -137,10 +139,38 @@ Result<void> CURLRemoteFile::runLoopOnce() {
         return failure(stopped());
     loop->downloadAndBlock();
     m_running.lock()->loop.reset();
+    if (!loop->downloaders().empty())
+        m_lastPart = loop->downloaders().back();
     if (const auto refusal = m_intake.lock()->refusal)
         return failure(*refusal);
     if (const auto problem = firstErrorOf(loop->downloaders()))
         return failure(*problem);
+    return {};
+}
+
+/// A file server tells the time of the last change before it opens the file, and not after: a part may be of
+/// a version that came in between. What it tells when all parts are there holds for all of them.
+Result<void> CURLRemoteFile::confirmVersion(const CurlDownloader& part) {
+    if (part.isAnsweredByWeb() || !asksForRange(part))
+        return {};
+    const TransferEnvironment& transfers = environment().transfers;
+    CurlRequest request = part.segment().request();
+    request.headRequestOnly = true;
+    request.timeoutMs = std::chrono::ceil<std::chrono::milliseconds>(transfers.probeTimeLimit).count();
+    LiveCurlSegmentFactory segments(transfers, transfers.connectionPools->lend(request.url));
+    const auto check = CurlDownloader::create(segments.createSegment(request));
+    m_running.lock()->check = check;
+    if (m_intake.lock()->refusal) // stopped before there was a check to stop
+        check->requestStop();
+    check->download();
+    m_running.lock()->check.reset();
+    auto intake = m_intake.lock();
+    if (intake->refusal)
+        return failure(*intake->refusal);
+    if (const auto problem = check->segment().error())
+        return failure(*problem);
+    if (compare(intake->validator, check->validator()) == Sameness::different)
+        return failure(changedOnServer());
     return {};
 }
 
@@ -431,6 +461,8 @@ void CURLRemoteFile::stopTransfers() {
         running->probe->requestStop();
     if (running->loop)
         running->loop->requestStop();
+    if (running->check)
+        running->check->requestStop();
 }
 
 } // namespace tarvo

@@ -27,15 +27,18 @@ class ReplacedFile : public ::testing::Test {
 protected:
     /// What is left after as many attempts as it takes: empty when it is the file of one version.
     std::string outcome(std::shared_ptr<RemoteFile> job, const Token& token) {
+        std::string problems;
         for (int attempt = 0; attempt < 5; ++attempt) {
-            if (!harness.run(job, token)) {
+            const auto problem = harness.run(job, token);
+            if (!problem) {
                 const std::string file = job->finalFilePath().value_or("");
                 const bool isOld = fileIsSample(file, kSize, 1).empty();
                 return isOld ? "" : fileIsSample(file, kSize, 2);
             }
+            problems += problem->sentence() + " ";
             job = job->copy();
         }
-        return "it never ended: " + job->error().value_or(Error{}).sentence();
+        return "it never ended: " + problems;
     }
 
     void checkMoments(const FileServer& server, const std::string& url, const Token& token = nullptr) {

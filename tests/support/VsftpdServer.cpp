@@ -18,6 +18,7 @@ VsftpdServer::VsftpdServer(FtpLogin login, const std::string& more) {
         "anonymous_enable={}\nno_anon_password=YES\nanon_root={}/files\n"
         "local_enable={}\nguest_enable=YES\nguest_username=ftp\nlocal_root={}/files\n"
         "pam_service_name={}\nuserlist_enable=NO\ncheck_shell=NO\n"
+        "max_clients=0\nmax_per_ip=0\n" // it is not told of those that have ended
         "pasv_enable=YES\nport_enable=NO\nconnect_from_port_20=NO\nuse_localtime=NO\n"
         "xferlog_enable=YES\nlog_ftp_protocol=YES\nvsftpd_log_file={}/vsftpd.log\n",
         loopbackAddress(), m_port, m_folder.path(), yesIf(!m_passwords), m_folder.path(),
