@@ -61,14 +61,14 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
         job->failWithError(Error::posix(named ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
         return job;
     }
-    if (const auto own = bundle->checkIsOwn(); !own) {
-        job->failWithError(own.error());
-        return job;
-    }
     job->m_bundleBookmark = bundle->bundleDirectory();
     job->m_recordOnDisk = true;
     // The bundle's own name is the job's, whatever the server may suggest.
     job->setOverridenFileName(bundle->fileName());
+    if (const auto own = bundle->checkIsOwn(); !own) {
+        job->failWithError(own.error());
+        return job;
+    }
     if (!bundle->progressFileExists()) {
         job->failWithError(Error::localized(ErrorDomain::Posix, ENOENT, "tr.err.no-open-progress-file"));
         return job;
