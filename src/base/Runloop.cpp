@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -18,6 +19,7 @@ namespace {
 /// One closure on its way to the main thread. The waiting worker and the queue share it.
 struct Hop {
     std::function<void()> closure;
+    std::uint64_t number = 0;       // in the order of handing in
     std::condition_variable served; // its own: the end of one hop wakes nobody else
     bool done = false;
     bool ran = false;
@@ -26,6 +28,8 @@ struct Hop {
 struct MainQueue {
     std::mutex mutex;
     std::deque<std::shared_ptr<Hop>> hops;
+    std::uint64_t handedIn = 0;
+    bool isEventPosted = false; // which will serve all that wait by then
     bool open = false;
     std::atomic<std::thread::id> mainThread;
     std::unique_ptr<QObject> receiver;
@@ -47,20 +51,31 @@ void finish(MainQueue& queue, const std::shared_ptr<Hop>& hop, bool ran) {
     hop->served.notify_one();
 }
 
+/// Under the queue's lock.
+void postEventIfNeeded(MainQueue& queue) {
+    if (queue.hops.empty() || queue.isEventPosted || !queue.receiver)
+        return;
+    queue.isEventPosted = true;
+    QCoreApplication::postEvent(queue.receiver.get(), new QEvent(QEvent::User));
+}
+
 void runWaitingHops() {
     MainQueue& queue = mainQueue();
     std::unique_lock lock(queue.mutex);
+    queue.isEventPosted = false;
     // Hops that a closure adds get a turn of their own, so that events are served in between.
-    for (std::size_t count = queue.hops.size(); count > 0 && !queue.hops.empty(); --count) {
+    const std::uint64_t last = queue.handedIn;
+    while (!queue.hops.empty() && queue.hops.front()->number <= last) {
         auto hop = queue.hops.front();
         queue.hops.pop_front();
+        // The closure may turn the loop itself, for a question to the user: the others are served there.
+        postEventIfNeeded(queue);
         lock.unlock();
         hop->closure();
         finish(queue, hop, true);
         lock.lock();
     }
-    if (!queue.hops.empty() && queue.receiver)
-        QCoreApplication::postEvent(queue.receiver.get(), new QEvent(QEvent::User));
+    postEventIfNeeded(queue);
 }
 
 class Receiver : public QObject {
@@ -79,10 +94,9 @@ std::shared_ptr<Hop> enqueue(std::function<void()> closure) {
     std::lock_guard lock(queue.mutex);
     if (!queue.open)
         return nullptr;
+    hop->number = ++queue.handedIn;
     queue.hops.push_back(hop);
-    // One event serves all that wait; only the first of them needs to post it.
-    if (queue.hops.size() == 1)
-        QCoreApplication::postEvent(queue.receiver.get(), new QEvent(QEvent::User));
+    postEventIfNeeded(queue);
     return hop;
 }
 
@@ -122,6 +136,7 @@ Runloop::Main::Main() {
     std::lock_guard lock(queue.mutex);
     queue.mainThread = std::this_thread::get_id();
     queue.receiver = std::make_unique<Receiver>();
+    queue.isEventPosted = false;
     queue.open = true;
 }
 

@@ -5,6 +5,8 @@
 
 namespace tarvo {
 
+/// Closures run in the order in which they come. One that turns a loop of its own (QEventLoop) holds nobody
+/// else back: the others are served inside it.
 class Runloop {
 public:
     /// Runs `closure` on the main thread and waits for it; at once when already there. Answers whether

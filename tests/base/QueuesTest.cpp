@@ -7,10 +7,13 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -32,6 +35,30 @@ TEST(SerialQueue, RunsInTheOrderOfHandingInAndSyncOnTheCaller) {
     ASSERT_EQ(order.size(), 102u);
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
     EXPECT_EQ(synced, std::this_thread::get_id());
+}
+
+TEST(Runloop, ALoopInsideAClosureServesThoseWhoWaitAndThoseWhoCome) {
+    std::vector<std::string> order;
+    QEventLoop dialog;
+    QTimer::singleShot(std::chrono::seconds(5), &dialog,
+                       &QEventLoop::quit); // a dialog that starves them ends, too
+    std::thread worker;
+    bool ended = false;
+    Runloop::runOnNextTurn([&] {
+        order.emplace_back("opens");
+        worker = std::thread([&] {
+            Runloop::runOnMainAndWait([&] { order.emplace_back("came"); });
+            Runloop::runOnMainAndWait([&] { ended = true; });
+            dialog.quit();
+        });
+        dialog.exec();
+        order.emplace_back("closed");
+    });
+    Runloop::runOnNextTurn([&] { order.emplace_back("waited"); });
+    while (!ended || order.size() < 4)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    worker.join();
+    EXPECT_EQ(order, (std::vector<std::string>{"opens", "waited", "came", "closed"}));
 }
 
 TEST(Runloop, AClosureMayHoldWhatHandsInAnotherAtItsEnd) {
