@@ -44,6 +44,8 @@ void tell(const char* what, double measured) {
 class Nobody final : public PageOpener, public AlertPresenter, public PasswordStore {
     BrowserEndReason openBrowserFor(const Job&, Job&) override { return BrowserEndReason::cancelled; }
 
+    void closePages() override {}
+
     void presentError(const Error&) override {}
 
     std::size_t runAlert(const std::string&, const std::string&, const std::vector<std::string>&) override {

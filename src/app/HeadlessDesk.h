@@ -50,6 +50,8 @@ public:
     BrowserEndReason openBrowserFor(const std::shared_ptr<RemoteFile>& job,
                                     std::shared_ptr<RemoteFile>& replacement) override;
 
+    void closePages() override {}
+
 Q_SIGNALS:
     /// Automatic termination has been enabled for a while, in which nothing has come.
     void nobodyNeedsTheProgram();

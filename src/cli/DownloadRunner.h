@@ -65,6 +65,9 @@ private:
     DownloadSnapshot snapshot(const Job& job) const;
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
+
+    void closePages() override {}
+
     void presentError(const Error& error) override;
     std::size_t runAlert(const std::string& message, const std::string& informativeText,
                          const std::vector<std::string>& buttons) override;

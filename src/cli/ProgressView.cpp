@@ -196,26 +196,37 @@ public:
     }
 
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override {
-        clear();
-        PlainView::finished(download, result);
+        onLinesOfItsOwn([&] { PlainView::finished(download, result); });
     }
 
     void failed(const DownloadSnapshot& download, const Error& error) override {
-        clear();
-        PlainView::failed(download, error);
+        onLinesOfItsOwn([&] { PlainView::failed(download, error); });
     }
 
     void notice(const std::string& text) override {
-        clear();
-        PlainView::notice(text);
+        onLinesOfItsOwn([&] { PlainView::notice(text); });
     }
 
-    void clear() override {
+    void makeRoomFor(const std::string& question) override {
+        clear();
+        m_question = question;
+    }
+
+private:
+    template <class Write>
+    void onLinesOfItsOwn(Write write) {
+        clear();
+        if (!m_question.empty()) // what the user has typed so far stays as it is
+            output() << "\n" << std::flush;
+        write();
+        output() << m_question << std::flush;
+    }
+
+    void clear() {
         output() << toFirstLine() << (m_drawn.empty() ? "" : "\x1b[J") << std::flush;
         m_drawn.clear();
     }
 
-private:
     /// What takes the cursor from the end of the last line to the beginning of the first.
     std::string toFirstLine() const {
         const std::string up = m_drawn.size() > 1 ? fmt::format("\x1b[{}A", m_drawn.size() - 1) : "";
@@ -223,6 +234,8 @@ private:
     }
 
     void draw(std::vector<std::string> lines) {
+        if (!m_question.empty())
+            return;
         std::string text = toFirstLine();
         for (std::size_t i = 0; i < lines.size(); ++i)
             text += (i == 0 ? "\r" : "\n") + lines[i] + "\x1b[K";
@@ -233,6 +246,7 @@ private:
     }
 
     const bool m_colour;
+    std::string m_question;           // that waits for the user; empty: none
     std::vector<std::string> m_drawn; // the lines that stand on the terminal
 };
 

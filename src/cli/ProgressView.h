@@ -57,8 +57,9 @@ public:
     /// Something a person should know that is neither result nor progress.
     virtual void notice(const std::string& text) = 0;
 
-    /// Makes room for somebody else who is about to write to the terminal.
-    virtual void clear() {}
+    /// From now on `question` stands in the terminal's last line, where it waits for the user, until it is
+    /// empty: nothing is drawn over it, and after a line that must be written it is shown again.
+    virtual void makeRoomFor(const std::string& /*question*/) {}
 };
 
 /// The view for these options: JSON lines, nothing, live lines on a terminal, else plain lines.

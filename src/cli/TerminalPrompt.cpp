@@ -1,11 +1,13 @@
 #include "cli/TerminalPrompt.h"
 
 #include "base/Disk.h"
+#include "base/Log.h"
 
-#include <iostream>
+#include <algorithm>
+#include <cerrno>
 
+#include <QSocketNotifier>
 #include <fcntl.h>
-#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -44,30 +46,31 @@ void say(int terminal, const std::string& text) {
 
 } // namespace
 
-/// One line, as the terminal hands it over; none when the input ends or the program is to end.
-std::optional<std::string> TerminalPrompt::readLine(int terminal) const {
+/// One line, as the terminal hands it over; none when the input ends or the question is cancelled.
+std::optional<std::string> TerminalPrompt::readLine(int terminal) {
     std::string line;
-    while (true) {
-        pollfd ready[2] = {{terminal, POLLIN, 0}, {m_cancelDescriptor, POLLIN, 0}};
-        if (::poll(ready, 2, -1) < 0 && errno == EINTR)
-            continue;
-        if (ready[1].revents != 0) {
-            m_cancelled();
-            return std::nullopt;
-        }
-        char character = 0;
-        const ssize_t count = ::read(terminal, &character, 1);
+    bool isWhole = false;
+    QSocketNotifier typed(terminal, QSocketNotifier::Read);
+    QObject::connect(&typed, &QSocketNotifier::activated, &typed, [&] {
+        char characters[256];
+        const ssize_t count = ::read(terminal, characters, sizeof characters);
         if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return std::nullopt;
-        if (character == '\n')
-            return line;
-        line += character;
-    }
+            return;
+        line.append(characters, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        isWhole = line.ends_with('\n'); // a read never goes beyond it (termios(3), canonical mode)
+        if (isWhole || count <= 0)
+            m_waiting.quit();
+    });
+    if (!m_isCancelled)
+        m_waiting.exec();
+    if (m_isCancelled || !isWhole)
+        return std::nullopt;
+    line.pop_back();
+    return line;
 }
 
-std::optional<std::string> TerminalPrompt::ask(int terminal, const std::string& question, bool echo) const {
+std::optional<std::string> TerminalPrompt::ask(int terminal, const std::string& question, bool echo) {
+    m_view.makeRoomFor(question);
     say(terminal, question);
     if (echo)
         return readLine(terminal);
@@ -80,33 +83,50 @@ std::optional<std::string> TerminalPrompt::ask(int terminal, const std::string& 
     return line;
 }
 
-std::optional<AuthenticationAnswer>
-TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
-    m_aboutToAsk();
-    const FileHandle terminal(::open(m_device.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY));
-    if (!terminal) {
-        std::cerr << "tarvo-get: " << question.service
-                  << " asks for a user name and a password, and there is no terminal to ask on. "
-                     "Give them with --user, or store them in the keyring."
-                  << std::endl;
-        return std::nullopt;
-    }
-    const int device = terminal.descriptor();
-    say(device, question.service + " asks for a user name and a password" +
-                    (question.shouldShowKeypairHint ? " (or accepts one of your SSH keys)" : "") + ".\n");
+std::optional<AuthenticationAnswer> TerminalPrompt::converse(int terminal,
+                                                             const AuthenticationQuestion& question) {
     const std::string shown = question.username.empty() ? "" : " [" + question.username + "]";
-    auto name = ask(device, "User name" + shown + ": ", true);
+    auto name = ask(terminal, "User name" + shown + ": ", true);
     if (!name)
         return std::nullopt;
     if (name->empty())
         name = question.username;
-    const auto password = ask(device, "Password: ", false);
+    const auto password = ask(terminal, "Password: ", false);
     if (!password)
         return std::nullopt;
-    const auto save = ask(device, "Save it in the keyring? [y/N] ", true);
+    const auto save = ask(terminal, "Save it in the keyring? [y/N] ", true);
     if (!save)
         return std::nullopt;
     return AuthenticationAnswer{*name, *password, *save == "y" || *save == "Y"};
+}
+
+std::optional<AuthenticationAnswer>
+TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
+    if (!Log::assertThat(!m_isAsking, "A question inside a question"))
+        return std::nullopt;
+    const FileHandle terminal(::open(m_device.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY));
+    if (!terminal) {
+        m_view.notice(question.service +
+                      " asks for a user name and a password, and there is no terminal to ask on. "
+                      "Give them with --user, or store them in the keyring.");
+        return std::nullopt;
+    }
+    m_isAsking = true;
+    m_isCancelled = false;
+    const std::string asks = question.service + " asks for a user name and a password" +
+                             (question.shouldShowKeypairHint ? " (or accepts one of your SSH keys)" : "") +
+                             ".\n";
+    m_view.makeRoomFor(asks);
+    say(terminal.descriptor(), asks);
+    auto answer = converse(terminal.descriptor(), question);
+    m_view.makeRoomFor("");
+    m_isAsking = false;
+    return answer;
+}
+
+void TerminalPrompt::cancelPrompt() {
+    m_isCancelled = true;
+    m_waiting.quit();
 }
 
 } // namespace tarvo

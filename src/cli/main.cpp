@@ -68,8 +68,7 @@ int download(const Options& options, UserDefaults& defaults) {
     DownloadRunner* running = nullptr;
     Interrupt interrupt([&] { running->interrupt(); });
     const auto view = viewFor(options);
-    TerminalPrompt prompt(
-        "/dev/tty", Interrupt::descriptor(), [&] { running->interrupt(); }, [&] { view->clear(); });
+    TerminalPrompt prompt("/dev/tty", *view);
     SecretServicePasswordStore passwords;
     AuthenticationManager credentials(passwords, &prompt, defaults, clock);
 

@@ -87,6 +87,11 @@ bool AuthenticationManager::promptUserForCredentialsForURL(const Url& url) {
     return m_popupDidSucceed;
 }
 
+void AuthenticationManager::cancelPrompt() {
+    if (m_prompt)
+        m_prompt->cancelPrompt();
+}
+
 void AuthenticationManager::cacheResultForService(const std::string& service, const std::string& username,
                                                   const std::string& password) {
     if (Log::assertThat(!service.empty(), "No service"))

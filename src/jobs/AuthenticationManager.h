@@ -43,6 +43,9 @@ public:
     /// getCredentialsForURL() then gives the answer. Main thread.
     bool promptUserForCredentialsForURL(const Url& url);
 
+    /// Has the question that is open, if any, end as if the user had cancelled it. Main thread.
+    void cancelPrompt();
+
     /// Remembers the credentials of a service in the place of earlier ones.
     void cacheResultForService(const std::string& service, const std::string& username,
                                const std::string& password);

@@ -24,9 +24,13 @@ class AuthenticationPrompt {
 public:
     virtual ~AuthenticationPrompt() = default;
 
-    /// Asks the user and waits for the answer; none when the user cancelled. Main thread.
+    /// Asks the user and waits for the answer, turning the main loop meanwhile; none when the user, or
+    /// cancelPrompt(), cancelled. One question at a time. Main thread.
     virtual std::optional<AuthenticationAnswer>
     promptAuthentication(const AuthenticationQuestion& question) = 0;
+
+    /// Has the question that is open, if any, end without an answer. Main thread.
+    virtual void cancelPrompt() = 0;
 };
 
 } // namespace tarvo

@@ -67,8 +67,4 @@ Interrupt::~Interrupt() {
     m_notifier.setEnabled(false);
 }
 
-int Interrupt::descriptor() {
-    return pipeEnds[0];
-}
-
 } // namespace tarvo

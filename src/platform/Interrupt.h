@@ -16,9 +16,6 @@ public:
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
-    /// Readable once a signal has come: for who waits for a terminal instead of the main loop.
-    static int descriptor();
-
 private:
     QSocketNotifier m_notifier;
 };

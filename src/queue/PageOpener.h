@@ -21,6 +21,10 @@ public:
     /// `replacement` is the new job. On a worker.
     virtual BrowserEndReason openBrowserFor(const std::shared_ptr<RemoteFile>& job,
                                             std::shared_ptr<RemoteFile>& replacement) = 0;
+
+    /// The program ends: openBrowserFor() answers `cancelled` now and from now on, for one may just be on its
+    /// way to a page. Main thread.
+    virtual void closePages() = 0;
 };
 
 } // namespace tarvo

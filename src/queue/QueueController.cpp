@@ -321,6 +321,10 @@ BrowserEndReason QueueController::openBrowserFor(const Job& job, Job& replacemen
     return reason;
 }
 
+void QueueController::closePages() {
+    m_environment.pages.closePages();
+}
+
 void QueueController::schedulerAddedFiles() {
     autostartIfNeeded();
 }

@@ -110,7 +110,7 @@ public:
     void saveAllProgress();
 
     /// Suspends what runs, saves its progress, ends every worker and then emits ended(). Nothing starts any
-    /// more.
+    /// more, and questions and pages that are open end without an answer.
     void quit();
 
 Q_SIGNALS:
@@ -136,6 +136,7 @@ private:
     void endWhenIdle();
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
+    void closePages() override;
     void schedulerAddedFiles() override;
     void schedulerFailed(const Error& error) override;
 

@@ -32,12 +32,17 @@ TRQueueScheduler::~TRQueueScheduler() {
 }
 
 void TRQueueScheduler::stopScheduling() {
-    m_stopped = true;
+    if (m_stopped.exchange(true))
+        return;
+    m_environment.authManager.cancelPrompt();
+    m_delegate.closePages();
 }
 
 void TRQueueScheduler::forget(const Job& job) {
     for (JobSet* set : {&m_pausedSet, &m_runningSet, &m_awaitingPreparation, &m_starting})
         set->erase(job);
+    if (m_askedFor == job)
+        m_environment.authManager.cancelPrompt();
 }
 
 void TRQueueScheduler::invokeAutorunPass() {
@@ -132,10 +137,16 @@ void TRQueueScheduler::makeReadyAndHandleFailures(const Job& job) {
 
 void TRQueueScheduler::promptUserForAuthCredentials(const Job& job) {
     bool answered = false;
+    // The job may leave the queue before the question comes up, and while it is open.
+    const auto isWanted = [&] {
+        return !m_stopped && job->currentState() == rf_state_failed && m_remoteFiles.content().contains(*job);
+    };
     Runloop::runOnMainAndWait([&] {
-        // Nobody is asked for a job that has left the queue meanwhile.
-        if (!m_stopped && job->currentState() == rf_state_failed && m_remoteFiles.content().contains(*job))
-            answered = m_environment.authManager.promptUserForCredentialsForURL(*job->url());
+        if (!isWanted())
+            return;
+        m_askedFor = job;
+        answered = m_environment.authManager.promptUserForCredentialsForURL(*job->url()) && isWanted();
+        m_askedFor.reset();
     });
     if (answered)
         makeReadyAndHandleFailures(job);

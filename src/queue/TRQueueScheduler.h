@@ -72,7 +72,7 @@ public:
     /// Takes finished jobs out of the queue.
     void clearCompleted();
 
-    /// From now on nothing is prepared or started.
+    /// From now on nothing is prepared or started; a prompt or page that is open ends without an answer.
     void stopScheduling();
 
     /// Whether no preparation is under way.
@@ -108,6 +108,7 @@ private:
     JobSet m_awaitingPreparation;
     /// Handed to the work queue and still in rf_state_ready: started as good as they will be.
     JobSet m_starting;
+    Job m_askedFor; ///< whose prompt is open
     std::atomic<bool> m_stopped{false};
     NotificationCenter::Observation m_removals;
 

@@ -48,10 +48,32 @@ TEST_F(PasswordTest, TheTerminalIsAskedUntilTheServerIsContent) {
         EXPECT_FALSE(has(program.output(), password));
 }
 
-TEST_F(PasswordTest, CtrlCAtThePromptEndsItAndMendsTheTerminal) {
+TEST_F(PasswordTest, TheOthersGoOnWhileItIsAsked) {
+    const std::string other = server.url(kSize, "rate=200000", "other.bin"); // 1.5 s
+    Program program(home, arguments({"-x", "1", other, url}), {.terminal = true});
+    ASSERT_TRUE(program.prints("User name"));
+    program.type("bob\n");
+    ASSERT_TRUE(program.prints("Password: "));
+    ASSERT_TRUE(program.prints("finished " + file("other.bin"))) << program.output();
+    ASSERT_TRUE(program.runsUntil([&] { return countOf(program.output(), "Password: ") == 2; }));
+    const std::string asked = program.output().substr(program.output().find("Password: "));
+    EXPECT_EQ(asked.find("Password: \r\nfinished "), 0u) << asked; // nothing was drawn over the question
+    EXPECT_TRUE(asked.ends_with("\r\nPassword: ")) << asked;
+    EXPECT_EQ(fileIsSample(file("other.bin"), kSize), "");
+    program.type("secret\n");
+    ASSERT_TRUE(program.prints("keyring?"));
+    program.type("\n");
+    EXPECT_EQ(program.status(), 0) << program.output();
+    EXPECT_EQ(fileIsSample(file(), kSize), "");
+}
+
+TEST_F(PasswordTest, CtrlCAtThePromptSavesTheOthersAndMendsTheTerminal) {
+    const std::string slow = server.url(kSize, "rate=20000", "slow.bin");
     for (const bool atPassword : {false, true}) {
-        Program program(home, arguments({url}), {.terminal = true});
+        const std::int64_t before = server.bytesSent();
+        Program program(home, arguments({"-x", "1", slow, url}), {.terminal = true});
         ASSERT_TRUE(program.prints("User name"));
+        ASSERT_TRUE(program.runsUntil([&] { return server.bytesSent() > before + 20'000; }));
         if (atPassword) {
             program.type("bob\n");
             ASSERT_TRUE(program.runsUntil([&] { return !program.echoes(); }));
@@ -60,6 +82,7 @@ TEST_F(PasswordTest, CtrlCAtThePromptEndsItAndMendsTheTerminal) {
         EXPECT_EQ(program.status(std::chrono::seconds(3)), 130) << program.output();
         EXPECT_TRUE(program.echoes());
         EXPECT_FALSE(has(program.output(), "tarvo-get: http")); // no failure
+        EXPECT_GT(savedBytes(bundle("slow.bin")), atPassword ? 20'000 : 0);
     }
 }
 

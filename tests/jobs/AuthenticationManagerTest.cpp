@@ -44,6 +44,8 @@ public:
         return answer;
     }
 
+    void cancelPrompt() override {}
+
     std::optional<AuthenticationQuestion> asked;
     std::optional<AuthenticationAnswer> answer;
 };

@@ -6,6 +6,8 @@
 #include "support/Text.h"
 #include "support/UnattendedQueue.h"
 
+#include <QEventLoop>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
@@ -22,9 +24,13 @@ public:
     BrowserEndReason openBrowserFor(const std::shared_ptr<RemoteFile>&,
                                     std::shared_ptr<RemoteFile>& found) override {
         ++pagesOpened;
+        while (pagesStayOpen)
+            std::this_thread::sleep_for(1ms);
         found = replacement;
         return reason;
     }
+
+    void closePages() override { pagesStayOpen = false; }
 
     void presentError(const Error& error) override { errors.push_back(error); }
 
@@ -36,10 +42,20 @@ public:
 
     std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion&) override {
         ++prompts;
+        if (whileAsked) {
+            QTimer::singleShot(0, &question, whileAsked);
+            QTimer::singleShot(10s, &question, &QEventLoop::quit); // a test that fails ends, too
+            question.exec();
+        }
         return prompts <= answersGiven ? std::optional(AuthenticationAnswer{"bob", "secret", false})
                                        : std::nullopt;
     }
 
+    void cancelPrompt() override { question.quit(); }
+
+    std::function<void()> whileAsked; ///< with it, questions stay open until they are cancelled
+    std::atomic<bool> pagesStayOpen{false};
+    QEventLoop question;
     BrowserEndReason reason = BrowserEndReason::cancelled;
     std::shared_ptr<RemoteFile> replacement;
     std::atomic<int> pagesOpened{0};
@@ -261,6 +277,40 @@ TEST_F(QueueControllerTest, AsksForCredentialsAsLongAsTheUserAnswers) {
     EXPECT_EQ(asked, 3);
     EXPECT_EQ(queue.prompts, 3);
     EXPECT_EQ(job->currentState(), rf_state_failed);
+}
+
+TEST_F(QueueControllerTest, AnOpenQuestionEndsWithItsJobAndWhateverIsOpenWithTheQueue) {
+    AttendedQueue asking{environment, nullptr, kRetryDelay};
+    AttendedQueue showing{environment, nullptr, kRetryDelay};
+    std::atomic<int> preparations{0};
+    const auto addRefused = [&](AttendedQueue& to, const std::string& name, RemoteFileError code) {
+        const auto job = make(name);
+        job->makeReady = [&preparations, code](const auto&) {
+            ++preparations;
+            return failure(jobError(code));
+        };
+        EXPECT_TRUE(to.controller.addDownloads({job}));
+        return job;
+    };
+    asking.answersGiven = 9; // an answer that comes when it is no longer wanted changes nothing
+    const auto removed = addRefused(asking, "removed", kRemoteFileAuthenticationErrorCode);
+    addRefused(asking, "asks", kRemoteFileAuthenticationErrorCode);
+    asking.whileAsked = [&] {
+        if (asking.prompts == 1)
+            asking.controller.remoteFiles().removeRemoteFile(removed);
+        else
+            asking.controller.quit();
+    };
+    showing.pagesStayOpen = true;
+    addRefused(showing, "shows a page", HTMLPageErrorCode);
+
+    int ended = 0;
+    for (auto* one : {&asking, &showing})
+        QObject::connect(&one->controller, &QueueController::ended, [&] { ++ended; });
+    ASSERT_TRUE(turnUntil([&] { return asking.prompts == 2 && showing.pagesOpened == 1; }, 5s));
+    showing.controller.quit();
+    EXPECT_TRUE(turnUntil([&] { return ended == 2; }, 5s));
+    EXPECT_EQ(preparations, 3);
 }
 
 TEST_F(QueueControllerTest, APageIsFollowedToWhereTheUserGoes) {

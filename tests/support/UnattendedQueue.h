@@ -33,6 +33,8 @@ private:
         return {};
     }
 
+    void cancelPrompt() override {}
+
     std::vector<std::string> accounts(const std::string&) override { return {}; }
 
     std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
@@ -43,6 +45,8 @@ private:
                                     std::shared_ptr<RemoteFile>&) override {
         return BrowserEndReason::cancelled;
     }
+
+    void closePages() override {}
 
     void presentError(const Error&) override {}
 
