@@ -2,6 +2,7 @@
 
 #include "base/Log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -52,6 +53,47 @@ Result<void> linkAndUnlink(const std::string& from, const std::string& to) {
         return posixFailure("move the download to", to);
     if (::unlink(from.c_str()) != 0)
         return posixFailure("remove", from);
+    return {};
+}
+
+/// Copies the `length` bytes from `offset` on.
+Result<void> copyRange(int source, const std::string& from, int copy, const std::string& to,
+                       std::int64_t offset, std::int64_t length) {
+    constexpr std::int64_t blockSize = 1 << 20;
+    std::string block(static_cast<std::size_t>(std::min(blockSize, length)), '\0');
+    while (length > 0) {
+        const auto wanted = static_cast<std::size_t>(std::min(blockSize, length));
+        const ssize_t count = ::pread(source, block.data(), wanted, offset);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return posixFailure("read", from);
+        if (count == 0) // it has become shorter
+            return failure(Error::posix(EIO, "read", from));
+        if (auto written = writeAll(copy, {block.data(), static_cast<std::size_t>(count)}, offset, to);
+            !written)
+            return written;
+        offset += count;
+        length -= count;
+    }
+    return {};
+}
+
+/// Copies what is no hole; the copy has its length already.
+Result<void> copyData(int source, const std::string& from, int copy, const std::string& to,
+                      std::int64_t length) {
+    for (std::int64_t end = 0; end < length;) {
+        const std::int64_t begin = ::lseek(source, end, SEEK_DATA);
+        if (begin < 0 && errno == ENXIO) // nothing but a hole is left
+            return {};
+        if (begin < 0)
+            return posixFailure("read", from);
+        end = ::lseek(source, begin, SEEK_HOLE);
+        if (end < 0)
+            return posixFailure("read", from);
+        if (auto copied = copyRange(source, from, copy, to, begin, std::min(end, length) - begin); !copied)
+            return copied;
+    }
     return {};
 }
 
@@ -116,6 +158,17 @@ std::optional<std::uint32_t> Disk::ownerOfNewFilesIn(const std::string& folder) 
 
 bool Disk::removeEmptyFolder(const std::string& path) {
     return ::rmdir(path.c_str()) == 0;
+}
+
+Result<void> Disk::makeNewFolder(const std::string& path) {
+    if (::mkdir(path.c_str(), 0700) != 0)
+        return posixFailure("create the folder", path);
+    return {};
+}
+
+bool Disk::isFolder(const std::string& path) {
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 bool Disk::exists(const std::string& path) {
@@ -188,6 +241,26 @@ Result<void> PosixDisk::renameNoReplace(const std::string& from, const std::stri
         return linkAndUnlink(from, to);
     }
     return {};
+}
+
+Result<void> PosixDisk::copyFile(const std::string& from, const std::string& to) {
+    const FileHandle source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!source)
+        return posixFailure("open", from);
+    const FileHandle copy(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly));
+    if (!copy)
+        return posixFailure("create", to);
+    const std::int64_t length = lengthOf(source.descriptor());
+    Result<void> result;
+    if (::ftruncate(copy.descriptor(), length) != 0)
+        result = posixFailure("set the length of", to);
+    if (result)
+        result = copyData(source.descriptor(), from, copy.descriptor(), to, length);
+    if (result && ::fsync(copy.descriptor()) != 0)
+        result = posixFailure("flush", to);
+    if (!result)
+        ::unlink(to.c_str());
+    return result;
 }
 
 Result<void> PosixDisk::flushFolder(const std::string& path) {
@@ -263,6 +336,14 @@ std::string folderOf(const std::string& path) {
 
 std::string nameOf(const std::string& path) {
     return path.substr(path.find_last_of('/') + 1);
+}
+
+Result<std::string> absolutePath(const std::string& path) {
+    std::error_code problem;
+    const auto whole = std::filesystem::absolute(path, problem);
+    if (path.empty() || problem)
+        return failure(Error::posix(path.empty() ? ENOENT : problem.value(), "find", path));
+    return whole.lexically_normal().string();
 }
 
 } // namespace tarvo

@@ -79,6 +79,11 @@ public:
     /// the new place has returned.
     virtual Result<void> renameNoReplace(const std::string& from, const std::string& to) = 0;
 
+    /// Copies a plain file to a name that nobody has, EEXIST when somebody does, for its owner only. Holes
+    /// stay holes (lseek(2), SEEK_DATA). Returns once the copy has reached the disk, though not its name:
+    /// see flushFolder(). After an error there is no copy.
+    virtual Result<void> copyFile(const std::string& from, const std::string& to) = 0;
+
     /// Returns once the names in a folder have reached the disk (fsync).
     virtual Result<void> flushFolder(const std::string& path) = 0;
 
@@ -113,8 +118,14 @@ public:
     /// Removes a folder that holds nothing (rmdir). Answers whether there was one.
     static bool removeEmptyFolder(const std::string& path);
 
+    /// Makes a folder for its owner only; EEXIST when its name is taken, ENOENT without its parent.
+    static Result<void> makeNewFolder(const std::string& path);
+
     /// Whether something stands at `path`; any error counts as no.
     static bool exists(const std::string& path);
+
+    /// Whether a folder stands at `path`, and no link to one.
+    static bool isFolder(const std::string& path);
 };
 
 /// The disk of this machine.
@@ -130,6 +141,7 @@ public:
     Result<void> lockExclusively(int descriptor, const std::string& path) override;
     void setUsualPermissions(int descriptor) override;
     Result<void> renameNoReplace(const std::string& from, const std::string& to) override;
+    Result<void> copyFile(const std::string& from, const std::string& to) override;
     Result<void> flushFolder(const std::string& path) override;
     Result<void> makeFolders(const std::string& path) override;
     Result<void> removeTree(const std::string& path) override;
@@ -142,5 +154,9 @@ std::string folderOf(const std::string& path);
 
 /// The last part of a path.
 std::string nameOf(const std::string& path);
+
+/// `path` from the root on, without "." and "..". ENOENT for an empty one, and for a relative one when the
+/// working folder is gone.
+Result<std::string> absolutePath(const std::string& path);
 
 } // namespace tarvo

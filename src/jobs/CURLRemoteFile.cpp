@@ -2,7 +2,9 @@
 #include "jobs/CURLRemoteFile.h"
 
 #include "base/FileName.h"
+#include "base/Localized.h"
 #include "base/Log.h"
+#include "storage/BundleMove.h"
 #include "storage/ProgressFile.h"
 
 #include <algorithm>
@@ -26,6 +28,23 @@ bool canHeal(const Error& error) {
 std::string nameFromUrl(const Url& url) {
     const std::string last = url.lastPathComponent();
     return last.empty() || last == "/" ? url.withoutCredentials().absoluteString() : last;
+}
+
+/// Takes the bundle's data file, so that nobody works on the bundle as long as the handle lives; an empty one
+/// when the bundle has no data file.
+Result<FileHandle> takeAtRest(const ProgressBundle& bundle, Disk& disk) {
+    const std::string path = bundle.tempFile();
+    if (!Disk::exists(path))
+        return FileHandle();
+    auto file = disk.openOrCreate(path);
+    if (!file)
+        return file;
+    const auto locked = disk.lockExclusively(file->descriptor(), path);
+    if (!locked && locked.error().is(ErrorDomain::Posix, EWOULDBLOCK))
+        return failure(Error{std::string(ErrorDomain::Posix), EWOULDBLOCK,
+                             localized("tr.err.bundle-in-use", {bundle.bundleDirectory()}),
+                             localized("tr.err.bundle-in-use-recovery")});
+    return locked ? std::move(file) : failure(locked.error());
 }
 
 } // namespace
@@ -63,6 +82,7 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
     }
     job->m_bundleBookmark = bundle->bundleDirectory();
     job->m_recordOnDisk = true;
+    job->m_ownsBundle = true;
     // The bundle's own name is the job's, whatever the server may suggest.
     job->setOverridenFileName(bundle->fileName());
     if (const auto own = bundle->checkIsOwn(); !own) {
@@ -97,6 +117,7 @@ std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
     job->m_referer = m_referer;
     job->m_bundleBookmark = m_bundleBookmark;
     job->m_recordOnDisk = m_recordOnDisk;
+    job->m_ownsBundle = m_ownsBundle;
     job->m_recoveredSession = m_recoveredSession;
     if (overridenFileName())
         job->setOverridenFileName(*overridenFileName());
@@ -171,14 +192,42 @@ std::string CURLRemoteFile::description() const {
 }
 
 std::optional<Error> CURLRemoteFile::removeFiles() {
+    // What was under way may still give the file its final name.
+    waitForSteps();
+    std::optional<std::string> finalFile;
+    std::optional<ProgressBundle> bundle;
+    std::optional<Url> url;
+    onMain([&] {
+        finalFile = m_finalFileBookmark;
+        url = m_url;
+        if (m_ownsBundle && m_bundleBookmark)
+            bundle = ProgressBundle::fromBundleDirectory(*m_bundleBookmark);
+    });
     std::optional<Error> problem;
-    for (const auto& place : {m_finalFileBookmark, m_bundleBookmark}) {
-        if (!place || !Disk::exists(*place))
-            continue;
-        if (const auto removed = environment().disk.removeTree(*place); !removed)
+    if (finalFile && Disk::exists(*finalFile)) {
+        if (const auto removed = environment().disk.removeTree(*finalFile); !removed)
             problem = removed.error();
     }
+    if (bundle && bundle->bundleExists()) {
+        if (auto kept = removeBundle(*bundle, url))
+            problem = std::move(kept);
+    }
     return problem;
+}
+
+/// Answers why the bundle could not be removed. One that has become another download's is left without a
+/// word.
+std::optional<Error> CURLRemoteFile::removeBundle(const ProgressBundle& bundle,
+                                                  const std::optional<Url>& url) {
+    const bool isHeld = static_cast<bool>(m_intake.lock()->file);
+    const auto taken = isHeld ? FileHandle() : takeAtRest(bundle, environment().disk);
+    if (!taken)
+        return taken.error();
+    const auto record = ProgressFile(bundle.progressFile(), environment().disk).readData();
+    if (record && record->url != url)
+        return std::nullopt;
+    const auto removed = environment().disk.removeTree(bundle.bundleDirectory());
+    return removed ? std::nullopt : std::optional(removed.error());
 }
 
 Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {
@@ -186,12 +235,38 @@ Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {
         return failure(Error::posix(ENOENT, "move the download to", folder));
     if (folder == m_basePath)
         return {};
-    const std::string target = ProgressBundle(folder, fileName()).bundleDirectory();
+    if (currentState() == rf_state_preparing || currentState() == rf_state_running ||
+        currentState() == rf_state_paused)
+        return failure(
+            Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.illegal-state"));
+    const auto source = ProgressBundle::fromBundleBookmark(*m_bundleBookmark);
+    if (!source)
+        return failure(Error::posix(ENOENT, "open the bundle", *m_bundleBookmark));
+    const ProgressBundle target(folder, fileName());
+    const bool isHeld = static_cast<bool>(m_intake.lock()->file);
+    const auto taken = isHeld ? FileHandle() : takeAtRest(*source, environment().disk);
+    if (!taken)
+        return failure(taken.error());
+    if (auto moved = moveBundle(*source, target, environment().disk); !moved)
+        return moved;
     m_basePath = folder;
-    const std::string source = *m_bundleBookmark;
-    m_bundleBookmark.reset(); // the next preparation finds and adopts the moved bundle under its name
-    const auto moved = environment().disk.renameNoReplace(source, target);
-    return moved ? environment().disk.flushFolder(folder) : moved;
+    m_bundleBookmark = target.bundleDirectory();
+    if (auto held = isHeld ? takeMovedDataFile(target) : Result<void>(); !held)
+        failWithError(held.error()); // moved it is, and the next preparation goes on with it
+    return {};
+}
+
+/// The data file of a job that is ready, at its new place: after a copy it is another one.
+Result<void> CURLRemoteFile::takeMovedDataFile(const ProgressBundle& bundle) {
+    auto intake = m_intake.lock();
+    intake->path = bundle.tempFile();
+    if (Disk::isStillAt(intake->file->descriptor(), intake->path))
+        return {};
+    auto copy = takeAtRest(bundle, environment().disk);
+    if (!copy)
+        return failure(copy.error());
+    intake->file = std::make_shared<FileHandle>(std::move(*copy));
+    return {};
 }
 
 Result<void> CURLRemoteFile::saveProgress() {

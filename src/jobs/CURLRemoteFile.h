@@ -131,6 +131,7 @@ private:
         std::int64_t fileSize = 0;
         HandleCreator::Handles handles;
         bool recordOnDisk = false;
+        bool ownsBundle = false;
         bool recoveredSession = false;
         bool succeeded = false;
         std::optional<std::string> finalFile; // it turned out to be finished already
@@ -157,6 +158,8 @@ private:
     Result<void> writeRecord(const Save& save);
     void saveBeforeFailing(const Error& cause);
     bool makeRoomForRecord(Save& save);
+    std::optional<Error> removeBundle(const ProgressBundle& bundle, const std::optional<Url>& url);
+    Result<void> takeMovedDataFile(const ProgressBundle& bundle);
     void setRecord(const std::shared_ptr<ProgressData>& record, std::int64_t size);
     static Error writeFailure(const Error& cause);
     static Error changedOnServer();
@@ -217,6 +220,7 @@ private:
     std::shared_ptr<const TRAuthToken> m_authToken;
     std::int64_t m_requestedPartitions = 1;
     std::optional<std::string> m_bundleBookmark;
+    bool m_ownsBundle = false;   // it was made by this download, or taken over from an earlier run of it
     bool m_recordOnDisk = false; // the bundle holds this download's record
     std::optional<std::string> m_finalFileBookmark;
     Preparation m_preparation;

@@ -60,6 +60,7 @@ void CURLRemoteFile::aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& 
     m_preparation.requestedPartitions = m_requestedPartitions;
     m_preparation.bookmark = m_bundleBookmark;
     m_preparation.recordOnDisk = m_recordOnDisk;
+    m_preparation.ownsBundle = m_ownsBundle;
     m_preparation.recoveredSession = m_recoveredSession;
 }
 
@@ -82,6 +83,7 @@ void CURLRemoteFile::didMakeReady() {
     m_preparation = {};
     m_bundleBookmark = found.bookmark;
     m_recordOnDisk = found.recordOnDisk;
+    m_ownsBundle = found.ownsBundle;
     m_referer = found.referer;
     m_requestedPartitions = found.requestedPartitions;
     m_recoveredSession = found.recoveredSession;
@@ -120,6 +122,7 @@ Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& a
         return taken;
     if (auto adopted = adoptOrStartRecord(*bundle, *probe); !adopted)
         return adopted;
+    m_preparation.ownsBundle = true;
     m_preparation.handles =
         handlesFor(m_preparation.record, m_preparation.referer, m_preparation.requestedPartitions);
     const auto made = ensureBundleSubfiles(*bundle);
@@ -206,11 +209,14 @@ Result<ProgressBundle> CURLRemoteFile::createBundle(const std::string& wantedNam
         const ProgressBundle bundle(folder, renamedFileOrBareFile(wantedName, version, kBundleSuffixBytes));
         if (bundle.finalFileExists())
             continue;
+        const bool isNew = !Disk::exists(bundle.bundleDirectory());
         const auto made = environment().disk.makeFolders(bundle.bundleDirectory());
-        if (!made && made.error().is(ErrorDomain::Posix, EEXIST))
-            continue;
         if (!made)
             return failure(made.error());
+        if (!Disk::isFolder(
+                bundle.bundleDirectory())) // a file or a link has the name: no bundle, and not ours
+            continue;
+        m_preparation.ownsBundle = isNew;
         m_preparation.name = bundle.fileName();
         m_preparation.bookmark = bundle.bundleDirectory();
         return bundle;

@@ -96,10 +96,13 @@ public:
     /// disk.
     virtual Result<void> saveProgress() = 0;
 
-    /// Moves the unfinished download to another folder.
+    /// Moves the unfinished download, on which nobody may be working, to another folder; what is kept and
+    /// what is refused: see moveBundle(). To another file system it takes as long as the disks need.
     virtual Result<void> moveBundleTo(const std::string& folder) = 0;
 
-    /// Deletes what the job has on disk, finished or not. The last failure, if there was one.
+    /// Deletes what is the job's on disk, finished or not; a bundle that it was refused, or that another
+    /// program works on, stays. The last failure, if there was one. On a worker, once the job was stopped:
+    /// it waits for the end of what was under way, and for the disk.
     virtual std::optional<Error> removeFiles() = 0;
 
     /// A fresh job for the same download, in the state rf_state_initializing.

@@ -23,6 +23,32 @@ Error alreadyStopped() {
 
 } // namespace
 
+/// From the first to the last that a worker does for a step, its visits to the main thread included.
+class RemoteFileBase::InsideStep {
+public:
+    explicit InsideStep(RemoteFileBase& job) : m_job(job) {
+        std::lock_guard lock(m_job.m_stepsMutex);
+        ++m_job.m_steps;
+    }
+
+    ~InsideStep() {
+        std::lock_guard lock(m_job.m_stepsMutex);
+        --m_job.m_steps;
+        m_job.m_stepEnded.notify_all();
+    }
+
+    InsideStep(const InsideStep&) = delete;
+    InsideStep& operator=(const InsideStep&) = delete;
+
+private:
+    RemoteFileBase& m_job;
+};
+
+void RemoteFileBase::waitForSteps() {
+    std::unique_lock lock(m_stepsMutex);
+    m_stepEnded.wait(lock, [this] { return m_steps == 0; });
+}
+
 std::string statusText(int state) {
     switch (state) {
     case rf_state_initializing:
@@ -120,6 +146,7 @@ void RemoteFileBase::onStop() {
 }
 
 Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) {
+    const InsideStep here(*this);
     bool allowed = false;
     onMain([&] {
         allowed = m_currentState == rf_state_initializing || m_currentState == rf_state_failed;
@@ -146,6 +173,7 @@ Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken
 }
 
 bool RemoteFileBase::downloadAndBlock() {
+    const InsideStep here(*this);
     bool allowed = false;
     onMain([&] {
         allowed = m_currentState == rf_state_ready;

@@ -1,6 +1,9 @@
 // What all jobs share: the state machine, failing once, the speed and the values shown.
 #pragma once
 
+#include <condition_variable>
+#include <mutex>
+
 #include <QTimer>
 
 #include "jobs/JobEnvironment.h"
@@ -71,6 +74,10 @@ protected:
     /// Returns when the transfer has ended and the file is finished. On a worker.
     virtual Result<void> doDownload() = 0;
 
+    /// Returns once no worker is inside one of the two steps, which end by themselves or by stop(). On a
+    /// worker.
+    void waitForSteps();
+
     /// What a step needs from the main thread and brings back to it, on the same visit there as its change
     /// of state, for a visit costs as much as a request to a server: before rf_state_preparing; before
     /// what doMakeReady() leads to, unless it failed; before rf_state_succeeded after doDownload(). The last
@@ -113,6 +120,8 @@ protected:
     bool m_recoveredSession = false;
 
 private:
+    class InsideStep;
+
     static void destroyOnMain(RemoteFile* job);
     void speedometerDetectedTimeout(Speedometer& speedometer, Seconds silence) override;
     void callHook(rf_state_t from, rf_state_t to);
@@ -127,6 +136,9 @@ private:
     std::optional<TimePoint> m_errorDate;
     Speedometer m_speedometer;
     QTimer m_speedometerTimer;
+    std::mutex m_stepsMutex;
+    std::condition_variable m_stepEnded;
+    int m_steps = 0; // that a worker is in; under the mutex
 };
 
 } // namespace tarvo

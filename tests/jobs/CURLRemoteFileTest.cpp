@@ -4,8 +4,10 @@
 #include "support/JobHarness.h"
 #include "support/SampleData.h"
 
+#include <cerrno>
 #include <filesystem>
 
+#include <QTimer>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -15,10 +17,15 @@ namespace {
 
 constexpr std::int64_t kSize = 3'000'001;
 
-mode_t modeOf(const std::string& path) {
+struct stat statusOf(const std::string& path) {
     struct stat status {};
 
-    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+    ::stat(path.c_str(), &status);
+    return status;
+}
+
+mode_t modeOf(const std::string& path) {
+    return statusOf(path).st_mode & 07777;
 }
 
 } // namespace
@@ -36,6 +43,10 @@ protected:
         harness.onWorker([&] { EXPECT_TRUE(job->saveProgress()); });
         job->stop();
         EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    }
+
+    void removeFilesOf(const std::shared_ptr<CURLRemoteFile>& job) {
+        EXPECT_TRUE(harness.onWorker([&] { job->removeFiles(); }));
     }
 
     FaultServer server;
@@ -131,13 +142,19 @@ TEST_F(CURLRemoteFileTest, CanBeRecoveredOnceItsFirstRecordIsOnTheDisk) {
 TEST_F(CURLRemoteFileTest, WhatHasTheNameIsLeftAloneWheneverItCame) {
     harness.folder.write("sample.bin", "mine");
     harness.folder.write("sample (2).bin", "mine too");
+    // What has a bundle's name and is no folder.
+    const auto file = harness.folder.write("sample (3).bin.trdownload", "a file");
+    std::filesystem::create_symlink(harness.folder.path("nowhere"),
+                                    harness.folder.path("sample (4).bin.trdownload"));
     const auto job = harness.job(server.url(kSize));
-    ASSERT_FALSE(harness.prepare(job));
-    EXPECT_EQ(job->fileName(), "sample (3).bin");
-    harness.folder.write("sample (3).bin", "foreign");
+    ASSERT_FALSE(harness.prepare(job)) << job->error()->sentence();
+    EXPECT_EQ(job->fileName(), "sample (5).bin");
+    EXPECT_EQ(contentOf(file), "a file");
+    EXPECT_FALSE(harness.exists("nowhere"));
+    harness.folder.write("sample (5).bin", "foreign");
     harness.onWorker([&] { job->downloadAndBlock(); });
     EXPECT_EQ(contentOf(harness.folder.path("sample.bin")), "mine");
-    EXPECT_EQ(contentOf(harness.folder.path("sample (3).bin")), "foreign");
+    EXPECT_EQ(contentOf(harness.folder.path("sample (5).bin")), "foreign");
     EXPECT_EQ(fileIsSample(*job->finalFilePath(), kSize), "");
 }
 
@@ -149,7 +166,36 @@ TEST_F(CURLRemoteFileTest, ABundleOfAnotherFileIsRefusedAndKept) {
     ASSERT_TRUE(problem);
     EXPECT_TRUE(problem->is(ErrorDomain::RemoteFile, kRemoteFileProgressMismatch));
     EXPECT_FALSE(problem->recoverySuggestion.empty());
+    removeFilesOf(other);
     EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/data")), before);
+}
+
+TEST_F(CURLRemoteFileTest, RemovingLeavesABundleThatAnotherJobWorksOn) {
+    const std::string url = server.url(kSize, "rate=400000");
+    const auto working = harness.job(url);
+    harness.start(working);
+    const auto refused = harness.job(url); // as a second program would have it
+    const auto restored = harness.jobFromBundle("sample.bin");
+    for (const auto& job : {refused, restored}) {
+        EXPECT_TRUE(harness.prepare(job)->is(ErrorDomain::Posix, EWOULDBLOCK));
+        removeFilesOf(job);
+    }
+    EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    EXPECT_FALSE(working->error());
+    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+}
+
+TEST_F(CURLRemoteFileTest, RemovingWaitsForTheEndOfWhatIsUnderWay) {
+    const auto job = harness.job(server.url(kSize));
+    ASSERT_FALSE(harness.prepare(job));
+    harness.disk.holdNextFolderFlush(); // the file has its final name then, and the job does not know it
+    job->resumeOrStart(harness.workers);
+    ASSERT_TRUE(turnUntil([&] { return harness.disk.isHolding(); }));
+    job->stop();
+    QTimer::singleShot(200, [&] { harness.disk.letFlushGoOn(); });
+    removeFilesOf(job);
+    EXPECT_FALSE(harness.exists("sample.bin"));
+    EXPECT_FALSE(harness.exists("sample.bin.trdownload"));
 }
 
 TEST_F(CURLRemoteFileTest, ACopyStaysTheSameDownloadWhateverItsBundleSays) {
@@ -198,19 +244,54 @@ TEST_F(CURLRemoteFileTest, TheBundleIsForItsOwnerAndTheFileForEverybody) {
     EXPECT_EQ(modeOf(harness.folder.path("sample.bin")), 0666u & ~mask);
 }
 
-TEST_F(CURLRemoteFileTest, MovesAndRemovesWhatItHasOnDisk) {
-    const auto job = harness.job(server.url(kSize));
+/// Moves the half of a download from a folder to others, one of them on another file system.
+class MovedBundle : public CURLRemoteFileTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(MovedBundle, GoesOnWhereItIsAndAfterAFailureWhereItWas) {
+    if (!Disk::isFolder(GetParam()))
+        GTEST_SKIP() << "no other file system at " << GetParam();
+    const TemporaryFolder elsewhere{GetParam()};
+    const bool isFar = statusOf(elsewhere.path()).st_dev != statusOf(harness.folder.path()).st_dev;
+    const std::string url = server.url(kSize, "rate=400000");
+    leaveUnfinished(url); // with holes
+    const auto job = harness.jobFromBundle("sample.bin");
     ASSERT_FALSE(harness.prepare(job));
-    std::filesystem::create_directory(harness.folder.path("elsewhere"));
-    ASSERT_TRUE(job->moveBundleTo(harness.folder.path("elsewhere")));
-    EXPECT_TRUE(harness.exists("elsewhere/sample.bin.trdownload/progress"));
-    EXPECT_FALSE(harness.exists("sample.bin.trdownload"));
-    const auto copy = job->copy();
-    job->stop();
-    ASSERT_FALSE(harness.run(copy));
-    EXPECT_EQ(fileIsSample(harness.folder.path("elsewhere/sample.bin"), kSize), "");
-    EXPECT_FALSE(copy->removeFiles());
-    EXPECT_FALSE(harness.exists("elsewhere/sample.bin"));
+    const std::string source = harness.folder.path("sample.bin.trdownload");
+    const std::string target = elsewhere.path("sample.bin.trdownload");
+    const auto blocks = statusOf(source + "/data").st_blocks;
+    const auto done = job->totalBytesDownloaded();
+
+    const auto fails = [&](int errorNumber) {
+        const auto moved = job->moveBundleTo(elsewhere.path());
+        EXPECT_TRUE(!moved && moved.error().is(ErrorDomain::Posix, errorNumber));
+        EXPECT_EQ(job->activeFile(), source);
+        EXPECT_TRUE(Disk::exists(source + "/progress"));
+    };
+    harness.disk.failOn(isFar ? "copyFile" : "renameNoReplace", isFar ? 2 : 1, ENOSPC, false);
+    fails(ENOSPC);
+    EXPECT_FALSE(Disk::exists(target));
+    std::filesystem::create_directory(target);
+    elsewhere.write("sample.bin.trdownload/data", "mine");
+    fails(EEXIST);
+    EXPECT_EQ(contentOf(target + "/data"), "mine");
+    std::filesystem::remove_all(target);
+
+    ASSERT_TRUE(job->moveBundleTo(elsewhere.path()));
+    EXPECT_FALSE(Disk::exists(source));
+    EXPECT_EQ(job->activeFile(), target);
+    EXPECT_LE(statusOf(target + "/data").st_blocks, blocks);
+    EXPECT_LT(blocks * 512, kSize);
+    const auto intruder = CURLRemoteFile::fromBundleFile(target, harness.environment);
+    EXPECT_TRUE(harness.prepare(intruder)->is(ErrorDomain::Posix, EWOULDBLOCK)); // it is still the job's
+    const std::int64_t sent = server.bytesSent();
+    harness.onWorker([&] { job->downloadAndBlock(); });
+    EXPECT_EQ(fileIsSample(elsewhere.path("sample.bin"), kSize), "");
+    EXPECT_EQ(server.bytesSent() - sent, kSize - done);
+    EXPECT_FALSE(Disk::exists(target));
+    removeFilesOf(job);
+    EXPECT_FALSE(Disk::exists(elsewhere.path("sample.bin")));
 }
+
+INSTANTIATE_TEST_SUITE_P(To, MovedBundle, ::testing::Values("/tmp", "/dev/shm"));
 
 } // namespace tarvo::test

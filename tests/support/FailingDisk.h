@@ -27,8 +27,10 @@ public:
     /// From here on, what is written at `offset` or later is lost, and nobody is told.
     void loseWritesFrom(std::int64_t offset) { m_plan.lock()->lostFrom = offset; }
 
-    /// The next flush waits until the test lets it go on.
+    /// The next flush, of a file or of a folder, waits until the test lets it go on.
     void holdNextFlush() { m_holdsNextFlush = true; }
+
+    void holdNextFolderFlush() { m_holdsNextFolderFlush = true; }
 
     bool isHolding() const { return m_holding; }
 
@@ -44,10 +46,7 @@ public:
     }
 
     Result<void> flush(int descriptor, const std::string& path) override {
-        if (m_holdsNextFlush.exchange(false)) {
-            for (m_holding = true; m_holding;)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        holdIf(m_holdsNextFlush);
         return fails("flush") ? refuse("flush", path) : PosixDisk::flush(descriptor, path);
     }
 
@@ -59,7 +58,12 @@ public:
         return fails("renameNoReplace") ? refuse("move", to) : PosixDisk::renameNoReplace(from, to);
     }
 
+    Result<void> copyFile(const std::string& from, const std::string& to) override {
+        return fails("copyFile") ? refuse("copy", to) : PosixDisk::copyFile(from, to);
+    }
+
     Result<void> flushFolder(const std::string& path) override {
+        holdIf(m_holdsNextFolderFlush);
         return fails("flushFolder") ? refuse("flush the folder", path) : PosixDisk::flushFolder(path);
     }
 
@@ -84,6 +88,13 @@ private:
         std::int64_t lostFrom = std::numeric_limits<std::int64_t>::max();
     };
 
+    void holdIf(std::atomic<bool>& isAsked) {
+        if (!isAsked.exchange(false))
+            return;
+        for (m_holding = true; m_holding;)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
     bool fails(std::string_view operation) {
         auto plan = m_plan.lock();
         if (operation != plan->operation || plan->callsLeft == 0)
@@ -104,6 +115,7 @@ private:
     Locked<Plan> m_plan;
     std::atomic<std::int64_t> m_free{-1};
     std::atomic<bool> m_holdsNextFlush{false};
+    std::atomic<bool> m_holdsNextFolderFlush{false};
     std::atomic<bool> m_holding{false};
 };
 

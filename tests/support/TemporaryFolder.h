@@ -10,8 +10,8 @@ namespace tarvo::test {
 
 class TemporaryFolder {
 public:
-    TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tarvo-test-XXXXXX").string();
+    explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string pattern = (parent / "tarvo-test-XXXXXX").string();
         m_path = ::mkdtemp(pattern.data());
     }
 
