@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include <QString>
+#include <unistd.h>
 
 #include "base/Log.h"
 #include "base/SettingKeys.h"
@@ -51,6 +52,8 @@ TRLoggingManager::TRLoggingManager(const UserDefaults& defaults, Disk& disk, std
 TRLoggingManager::~TRLoggingManager() {
     if (m_fileLogger)
         Log::detach(m_fileLogger);
+    if (m_standardErrorCopy)
+        Log::detach(m_standardErrorCopy);
 }
 
 std::string TRLoggingManager::standardLogFolder() {
@@ -71,6 +74,14 @@ void TRLoggingManager::setupLogging() {
             m_openLoggingWindow(RollingFileSink::logFilesIn(m_logFolder));
     }
     Log::info("Logging has initialized");
+}
+
+void TRLoggingManager::copyToStandardError() {
+    if (!Log::assertThat(!m_standardErrorCopy))
+        return;
+    m_standardErrorCopy = std::make_shared<StandardErrorSink>(STDERR_FILENO);
+    m_standardErrorCopy->set_level(Log::threshold(LogLevel::warning));
+    Log::attach(m_standardErrorCopy);
 }
 
 bool TRLoggingManager::isDebugModeEnabled() const {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/RollingFileSink.h"
+#include "app/StandardErrorSink.h"
 #include "base/Disk.h"
 #include "base/UserDefaults.h"
 
@@ -25,7 +26,7 @@ public:
     TRLoggingManager(const UserDefaults& defaults, Disk& disk, std::string logFolder,
                      WindowOpener openLoggingWindow = {});
 
-    /// Ends the log file.
+    /// Ends the log file, and the copy.
     ~TRLoggingManager();
 
     TRLoggingManager(const TRLoggingManager&) = delete;
@@ -37,6 +38,10 @@ public:
     /// Begins the log file: with every level in debug mode, else with errors and warnings. Once per
     /// process; again is a logged assertion. That the file can't be written is no failure.
     void setupLogging();
+
+    /// From now on warnings and errors go to standard error, too, whatever the settings say. Once per
+    /// process.
+    void copyToStandardError();
 
     /// The setting "DebugModeEnabled".
     bool isDebugModeEnabled() const;
@@ -53,7 +58,8 @@ private:
     Disk& m_disk;
     const std::string m_logFolder;
     const WindowOpener m_openLoggingWindow;
-    std::shared_ptr<RollingFileSink> m_fileLogger; // null until set up
+    std::shared_ptr<RollingFileSink> m_fileLogger;          // null until set up
+    std::shared_ptr<StandardErrorSink> m_standardErrorCopy; // null: none is made
 };
 
 } // namespace tarvo

@@ -339,10 +339,12 @@ std::string nameOf(const std::string& path) {
 }
 
 Result<std::string> absolutePath(const std::string& path) {
+    if (path.empty())
+        return failure(Error::posix(EINVAL, "open", path));
     std::error_code problem;
     const auto whole = std::filesystem::absolute(path, problem);
-    if (path.empty() || problem)
-        return failure(Error::posix(path.empty() ? ENOENT : problem.value(), "find", path));
+    if (problem)
+        return failure(Error::posix(problem.value(), "open the working folder", "."));
     return whole.lexically_normal().string();
 }
 

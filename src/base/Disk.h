@@ -155,7 +155,7 @@ std::string folderOf(const std::string& path);
 /// The last part of a path.
 std::string nameOf(const std::string& path);
 
-/// `path` from the root on, without "." and "..". ENOENT for an empty one, and for a relative one when the
+/// `path` from the root on, without "." and "..". EINVAL for an empty one, ENOENT for a relative one when the
 /// working folder is gone.
 Result<std::string> absolutePath(const std::string& path);
 

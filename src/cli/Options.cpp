@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -37,10 +36,6 @@ std::string trimmed(const std::string& line) {
     if (first == std::string::npos)
         return {};
     return line.substr(first, line.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-std::string absolutePath(const std::string& path) {
-    return std::filesystem::absolute(path).lexically_normal().string();
 }
 
 /// A text that is no address, as an error may show it: a password that it has in it is left out.
@@ -78,9 +73,11 @@ std::optional<EarlyExit> readInputFile(const std::string& name, std::vector<std:
 }
 
 std::variant<Target, EarlyExit> targetOf(const std::string& text) {
-    const std::string path = absolutePath(text);
     if (text.find("://") == std::string::npos) {
-        if (auto bundle = ProgressBundle::fromBundleDirectory(path))
+        const auto path = absolutePath(text);
+        if (!path)
+            return badUsage(path.error().sentence());
+        if (auto bundle = ProgressBundle::fromBundleDirectory(*path))
             return Target{std::nullopt, bundle->bundleDirectory()};
         return badUsage(shown(text) +
                         " is neither an address (http, https, ftp, sftp) nor a .trdownload bundle.");
@@ -167,7 +164,10 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
         if (colon != std::string::npos)
             options.password = raw.user.substr(colon + 1);
     }
-    options.directory = absolutePath(options.directory);
+    const auto directory = absolutePath(options.directory);
+    if (!directory)
+        return badUsage("--directory: " + directory.error().sentence());
+    options.directory = *directory;
     return std::nullopt;
 }
 

@@ -1,10 +1,10 @@
 #include "tarvo/CommandLine.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 
 #include "app/LaunchArgumentsProcessor.h"
+#include "base/Disk.h"
 
 namespace tarvo {
 
@@ -21,9 +21,9 @@ constexpr const char* kUsage =
     "  -h,--help        print this\n";
 
 /// An address stays what it is; a path is told as one that is good in any folder.
-std::string forAnyFolder(const std::string& text) {
+Result<std::string> forAnyFolder(const std::string& text) {
     const bool isAddress = text.find("://") != std::string::npos || text.starts_with("file:");
-    return isAddress ? text : std::filesystem::absolute(text).lexically_normal().string();
+    return isAddress ? Result<std::string>(text) : absolutePath(text);
 }
 
 } // namespace
@@ -46,8 +46,14 @@ std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line) {
             std::cerr << "tarvo: unknown option " << text.substr(0, text.find('=')) << ".\n" << kUsage;
             return kBadUsage;
         }
-        if (!text.starts_with('-'))
-            line.open.push_back(forAnyFolder(text));
+        if (text.starts_with('-'))
+            continue;
+        auto whole = forAnyFolder(text);
+        if (!whole) {
+            std::cerr << "tarvo: " << whole.error().sentence() << "\n";
+            return kBadUsage;
+        }
+        line.open.push_back(std::move(*whole));
     }
     return std::nullopt;
 }

@@ -21,7 +21,7 @@ Headless::Headless(UserDefaults& defaults, const std::string& home, CommandLine 
                   .clock = m_clock,
                   .alerts = m_desk,
                   .presence = m_desk,
-                  .setUpLogging = [this] { m_logging.setupLogging(); },
+                  .setUpLogging = [this] { setUpLogging(); },
                   .emailSupport = [] {},
                   .startCrashReporting = [this] { startCrashReporting(); },
                   .makeMainWindow = [this] { return makeMainWindow(); }}),
@@ -52,6 +52,11 @@ void Headless::quit() {
         m_queue->quit();
     else
         QCoreApplication::exit();
+}
+
+void Headless::setUpLogging() {
+    m_logging.setupLogging();
+    m_logging.copyToStandardError(); // without a window, this is where a person looks first
 }
 
 std::unique_ptr<MainWindow> Headless::makeMainWindow() {

@@ -41,6 +41,7 @@ public:
     void quit();
 
 private:
+    void setUpLogging();
     std::unique_ptr<MainWindow> makeMainWindow();
     void startCrashReporting();
     ApplicationRequests requests();

@@ -1,4 +1,5 @@
 // tarvo: runs the application, or hands what it was given to the one that runs already.
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -6,6 +7,7 @@
 #include <QCoreApplication>
 
 #include "app/CrashReports.h"
+#include "app/LaunchArgumentsProcessor.h"
 #include "base/Localized.h"
 #include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
@@ -32,6 +34,16 @@ std::string shown(const std::string& text) {
         return "tarvo://" + url->host() + "/…";
     const std::string whole = url ? url->withoutPassword() : text;
     return whole.size() > most ? whole.substr(0, most) + "…" : whole;
+}
+
+/// What concerns the start of the program is too late for the one that runs.
+int refuseToReset(int status, const CommandLine& line) {
+    const auto& all = line.all;
+    if (std::find(all.begin(), all.end(), LaunchArgumentsProcessor::kResetDefaultsOption) == all.end())
+        return status;
+    std::cerr << "tarvo: another one is running, so nothing was reset. End it, and start again with "
+              << LaunchArgumentsProcessor::kResetDefaultsOption << ".\n";
+    return kFailed;
 }
 
 int handOver(const RunningInstance& instance, const CommandLine& line) {
@@ -80,7 +92,7 @@ int run(const CommandLine& line) {
         return kFailed;
     }
     if (!*claimed)
-        return handOver(RunningInstance(socketPath), line);
+        return refuseToReset(handOver(RunningInstance(socketPath), line), line);
     LiveCurlSegment::startUp();
     UserDefaults defaults(settings);
     defaults.keepToItself(Settings::ownKeys());

@@ -4,8 +4,10 @@
 #include <ctime>
 #include <filesystem>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "LogLine.h"
 #include "app/TRLoggingManager.h"
@@ -114,6 +116,24 @@ TEST_F(Logging, DebugModeDecidesWhatReachesTheFile) {
     }
     Log::error("after the end");
     EXPECT_FALSE(test::has(allText(), "after the end"));
+}
+
+TEST_F(Logging, ACopyWaitsForNoReader) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    const FileHandle reader(ends[0]);
+    FileHandle writer(ends[1]);
+    StandardErrorSink sink(writer.descriptor());
+    const std::string text(3000, 'x');
+    for (int i = 0; i < 100; ++i) // more than the pipe holds
+        sink.log(logLine(text, spdlog::level::warn));
+    writer.close();
+    std::string copied;
+    char block[4096];
+    for (ssize_t count = 0; (count = ::read(reader.descriptor(), block, sizeof block)) > 0;)
+        copied.append(block, static_cast<std::size_t>(count));
+    EXPECT_GT(copied.size(), 10'000u);
+    EXPECT_TRUE(copied.starts_with("WARN ") && copied.ends_with("\n"));
 }
 
 TEST_F(Logging, ACrashReportGetsTheEndLessItsLastCharacter) {

@@ -80,6 +80,7 @@ TEST_F(OptionsTest, SaysWhatIsWrongAndEndsWithTwo) {
         {{"-o", "", "http://h/a"}, "--directory"},
         {{"-o", "a/b", "http://h/a"}, "--directory"},
         {{"-o", "a", "/x/b.trdownload"}, "--output"},
+        {{"-d", "", "http://h/a"}, "--directory"},
         {{"--referer", "here", "http://h/a"}, "--referer \"here\""},
         {{"--checksum", "sha1=1", "http://h/a"}, "--checksum"},
         {{"-i", missing.c_str()}, missing + "\": No such file"},

@@ -1,14 +1,17 @@
 // The application without a window, as its user meets it: one for all, fed from every side, and hard to stop.
 #include "cli/Program.h"
 
+#include "app/RollingFileSink.h"
 #include "base/Disk.h"
 #include "platform/ApplicationService.h"
 #include "support/FaultServer.h"
 #include "support/PrivateBus.h"
 #include "support/SampleData.h"
+#include "support/Text.h"
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -58,8 +61,12 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
     const auto second = run({server.url(kSize, "", "b"), "--headless"});
     EXPECT_EQ(second->status(3s), 0) << second->problems();
     EXPECT_TRUE(arrives(*first, "b"));
+    const auto reset = run({"-ResetDefaults", server.url(kSize, "", "c")});
+    EXPECT_EQ(reset->status(3s), 1);
+    EXPECT_NE(reset->problems().find("nothing was reset"), std::string::npos) << reset->problems();
+    EXPECT_TRUE(arrives(*first, "c"));
     first->signal(SIGSTOP); // runs, and does not answer
-    const auto third = run({server.url(kSize, "", "c")});
+    const auto third = run({server.url(kSize, "", "d")});
     EXPECT_EQ(third->status(10s), 1);
     EXPECT_NE(third->problems().find("does not answer"), std::string::npos) << third->problems();
     first->signal(SIGCONT);
@@ -68,8 +75,8 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
     EXPECT_EQ(next->status(500ms), -1);
     next->signal(SIGKILL);
     EXPECT_EQ(next->status(), 128 + SIGKILL);
-    const auto heir = run({"--headless", server.url(kSize, "", "d")});
-    EXPECT_TRUE(arrives(*heir, "d"));
+    const auto heir = run({"--headless", server.url(kSize, "", "e")});
+    EXPECT_TRUE(arrives(*heir, "e"));
     ends(*heir);
 }
 
@@ -227,14 +234,47 @@ TEST_F(HeadlessTest, AFloodOfCallsDrownsNothing) {
     EXPECT_EQ(contentOf(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf")).find("nowhere"), std::string::npos);
 }
 
-TEST_F(HeadlessTest, ItsArgumentsShowNoPassword) {
-    std::string url = server.url(kSize, "auth=basic", "a");
-    url.insert(url.find("://") + 3, "bob:secret@");
-    const auto program = run({"--headless", url});
+TEST_F(HeadlessTest, ItsArgumentsAndItsMessagesShowNoPassword) {
+    std::ofstream(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf"), std::ios::app) << "DebugModeEnabled=true\n";
+    std::vector<std::string> arguments{"--headless", server.url(kSize, "auth=basic", "a"),
+                                       server.url(kSize, "status=404", "gone")};
+    for (auto& url : {&arguments[1], &arguments[2]})
+        url->insert(url->find("://") + 3, "bob:secret@");
+    const auto program = run(arguments);
     EXPECT_TRUE(arrives(*program, "a"));
+    ASSERT_TRUE(program->prints("failed with error"));
     EXPECT_NE(program->commandLine().find("bob:"), std::string::npos) << program->commandLine();
     EXPECT_EQ(program->commandLine().find("secret"), std::string::npos) << program->commandLine();
     ends(*program);
+    for (const auto* unwanted : {"secret", "INFO ", "DBUG ", "VRBS "})
+        EXPECT_EQ(program->problems().find(unwanted), std::string::npos) << program->problems();
+    std::string log;
+    for (const auto& path : RollingFileSink::logFilesIn(home.path("XDG_STATE_HOME/tarvo/logs")))
+        log += contentOf(path);
+    EXPECT_GT(countOf(log, "INFO "), 0);
+    EXPECT_EQ(countOf(log, "failed with error"), countOf(program->problems(), "failed with error"));
+}
+
+TEST_F(HeadlessTest, AWorkingFolderThatIsGoneIsNamed) {
+    surroundings.program = "/bin/sh";
+    const auto fromNowhere = [&](std::vector<std::string> command) {
+        const std::string folder = home.path("gone");
+        std::filesystem::create_directory(folder);
+        command.insert(command.begin(), {"-c", "cd \"$0\" && rmdir \"$0\" && exec \"$@\"", folder});
+        return run(command);
+    };
+    const std::string url = server.url(kSize);
+    const std::vector<std::string> refused[] = {{TARVO_PROGRAM, "x.trdownload"},
+                                                {TARVO_GET_PROGRAM, "x.trdownload"},
+                                                {TARVO_GET_PROGRAM, "-d", "files", url}};
+    for (const auto& command : refused) {
+        const auto program = fromNowhere(command);
+        EXPECT_EQ(program->status(), 2) << command[0];
+        EXPECT_NE(program->problems().find("working folder"), std::string::npos) << program->problems();
+    }
+    EXPECT_EQ(run({"-c", "exec \"$0\" ''", TARVO_PROGRAM})->status(), 2);
+    const auto needsNone = fromNowhere({TARVO_GET_PROGRAM, "-d", home.path("files"), url});
+    EXPECT_EQ(needsNone->status(), 0) << needsNone->problems();
 }
 
 TEST_F(HeadlessTest, QuitsByItselfWhenAllIsDoneIfThatIsWanted) {
