@@ -100,6 +100,8 @@ void addAddresses() {
 class Silent final : public TRQueueSchedulerDelegate {
     BrowserEndReason openBrowserFor(const Job&, Job&) override { return BrowserEndReason::cancelled; }
 
+    void closePages() override {}
+
     void schedulerAddedFiles() override {}
 
     void schedulerFailed(const Error&) override {}
