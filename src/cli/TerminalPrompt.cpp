@@ -2,6 +2,7 @@
 
 #include "base/Disk.h"
 #include "base/Log.h"
+#include "platform/Interrupt.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,28 +16,38 @@ namespace tarvo {
 
 namespace {
 
-/// Switches the terminal's echo off for as long as it lives.
+/// The terminal whose echo is off, and its settings before: where a signal's handler finds them.
+int unechoedTerminal = -1;
+termios settingsBefore{};
+
+void echoAgain() {
+    ::tcsetattr(unechoedTerminal, TCSANOW, &settingsBefore);
+}
+
+/// Switches the terminal's echo off for as long as it lives. One at a time.
 class Unechoed {
 public:
-    explicit Unechoed(int terminal) : m_terminal(terminal), m_changed(::tcgetattr(terminal, &m_before) == 0) {
+    explicit Unechoed(int terminal) : m_changed(::tcgetattr(terminal, &settingsBefore) == 0) {
         if (!m_changed)
             return;
-        termios quiet = m_before;
+        unechoedTerminal = terminal;
+        Interrupt::beforeAbruptEnd(&echoAgain);
+        termios quiet = settingsBefore;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         ::tcsetattr(terminal, TCSAFLUSH, &quiet);
     }
 
     ~Unechoed() {
-        if (m_changed)
-            ::tcsetattr(m_terminal, TCSAFLUSH, &m_before);
+        if (!m_changed)
+            return;
+        ::tcsetattr(unechoedTerminal, TCSAFLUSH, &settingsBefore);
+        Interrupt::beforeAbruptEnd(nullptr);
     }
 
     Unechoed(const Unechoed&) = delete;
     Unechoed& operator=(const Unechoed&) = delete;
 
 private:
-    const int m_terminal;
-    termios m_before{};
     const bool m_changed;
 };
 

@@ -14,10 +14,14 @@ constexpr int kInterruptedStatus = 130;
 
 int pipeEnds[2] = {-1, -1};
 std::atomic<int> signalsSeen{0};
+std::atomic<void (*)()> restoreBeforeEnd{nullptr};
 
 void onSignal(int) {
-    if (signalsSeen.fetch_add(1) > 0)
+    if (signalsSeen.fetch_add(1) > 0) {
+        if (auto* const restore = restoreBeforeEnd.load())
+            restore();
         ::_exit(kInterruptedStatus);
+    }
     const char wake = '!';
     [[maybe_unused]] const auto ignored = ::write(pipeEnds[1], &wake, 1);
 }
@@ -59,6 +63,10 @@ Interrupt::Interrupt(std::function<void()> interrupted) : m_notifier(emptyPipe()
     if (!isIgnored(SIGHUP)) // as nohup(1) leaves it
         handle(SIGHUP, onSignal);
     handle(SIGPIPE, SIG_IGN);
+}
+
+void Interrupt::beforeAbruptEnd(void (*restore)()) {
+    restoreBeforeEnd = restore;
 }
 
 Interrupt::~Interrupt() {

@@ -16,6 +16,10 @@ public:
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
+    /// What must not be left behind when the second signal ends the process. Called inside the signal's
+    /// handler: async-signal-safe calls only (signal-safety(7)). Any thread; null: nothing.
+    static void beforeAbruptEnd(void (*restore)());
+
 private:
     QSocketNotifier m_notifier;
 };

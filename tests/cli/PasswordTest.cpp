@@ -86,6 +86,18 @@ TEST_F(PasswordTest, CtrlCAtThePromptSavesTheOthersAndMendsTheTerminal) {
     }
 }
 
+TEST_F(PasswordTest, TheSecondSignalMendsTheTerminalToo) {
+    Program program(home, arguments({url}), {.terminal = true});
+    ASSERT_TRUE(program.prints("User name"));
+    program.type("bob\n");
+    ASSERT_TRUE(program.runsUntil([&] { return !program.echoes(); }));
+    program.signal(SIGSTOP); // so that both come before it has answered the first
+    for (const int number : {SIGINT, SIGTERM, SIGCONT})
+        program.signal(number);
+    EXPECT_EQ(program.status(std::chrono::seconds(3)), 130);
+    EXPECT_TRUE(program.echoes());
+}
+
 TEST_F(PasswordTest, WithoutATerminalItSaysWhatToDo) {
     Program program(home, arguments({"--json", url}));
     EXPECT_EQ(program.status(), 1);
