@@ -239,7 +239,7 @@ void QueueController::removeSelectedWithData() {
     const auto button = m_environment.alerts.runAlert(
         localized("Remove Data?"), localized("Existing data will be removed. This cannot be undone."),
         {localized("OK"), localized("Cancel")});
-    if (button != 0)
+    if (button != 0 || m_isQuitting) // no worker may begin behind the end of all
         return;
     for (const auto& job : jobs) {
         if (m_remoteFiles.content().contains(*job)) // and not gone while the question was open
