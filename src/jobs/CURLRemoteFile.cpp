@@ -82,7 +82,6 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
     }
     job->m_bundleBookmark = bundle->bundleDirectory();
     job->m_recordOnDisk = true;
-    job->m_ownsBundle = true;
     // The bundle's own name is the job's, whatever the server may suggest.
     job->setOverridenFileName(bundle->fileName());
     if (const auto own = bundle->checkIsOwn(); !own) {
@@ -93,6 +92,7 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
         job->failWithError(Error::localized(ErrorDomain::Posix, ENOENT, "tr.err.no-open-progress-file"));
         return job;
     }
+    job->m_ownsBundle = true;
     const auto saved = ProgressFile(bundle->progressFile(), environment.disk).readData();
     if (!saved) {
         job->failWithError(saved.error());
