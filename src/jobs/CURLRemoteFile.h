@@ -158,12 +158,12 @@ private:
     Result<void> writeRecord(const Save& save);
     void saveBeforeFailing(const Error& cause);
     bool makeRoomForRecord(Save& save);
-    std::optional<Error> removeBundle(const ProgressBundle& bundle, const std::optional<Url>& url);
-    Result<void> takeMovedDataFile(const ProgressBundle& bundle);
     void setRecord(const std::shared_ptr<ProgressData>& record, std::int64_t size);
     static Error writeFailure(const Error& cause);
     static Error changedOnServer();
     std::shared_ptr<CURLRemoteFile> self();
+    std::optional<Error> removeBundle(const ProgressBundle& bundle, const std::optional<Url>& url);
+    Result<void> takeMovedDataFile(const ProgressBundle& bundle);
 
     // Preparation (CURLRemoteFilePreparation.cpp)
     void aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& auth) override;
