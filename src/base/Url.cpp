@@ -13,6 +13,17 @@ QUrl parsed(const std::string& text) {
     return QUrl::fromEncoded(QByteArray::fromStdString(text));
 }
 
+/// The port that a scheme has where the address names none (RFC 9110, RFC 959, RFC 4251); 0 for others.
+int usualPort(std::string_view scheme) {
+    if (scheme == "http")
+        return 80;
+    if (scheme == "https")
+        return 443;
+    if (scheme == "ftp")
+        return 21;
+    return scheme == "sftp" ? 22 : 0;
+}
+
 std::string encoded(const QUrl& url) {
     return url.toEncoded(QUrl::FullyEncoded).toStdString();
 }
@@ -48,6 +59,11 @@ std::string Url::origin() const {
         .adjusted(QUrl::RemoveUserInfo | QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment)
         .toEncoded()
         .toStdString();
+}
+
+std::optional<int> Url::unusualPort() const {
+    const int port = parsed(m_text).port(0);
+    return port == 0 || port == usualPort(scheme()) ? std::nullopt : std::optional(port);
 }
 
 std::string Url::path() const {
@@ -88,6 +104,14 @@ std::string Url::withoutPassword() const {
 
 Url Url::withoutCredentials() const {
     return Url(parsed(m_text).toEncoded(QUrl::FullyEncoded | QUrl::RemoveUserInfo).toStdString());
+}
+
+std::string Url::origin() const {
+    const std::string host = parsed(m_text).host(QUrl::FullyEncoded).toStdString();
+    const bool isAddress = host.find(':') != std::string::npos; // of IPv6
+    const auto port = unusualPort();
+    return scheme() + "://" + (isAddress ? "[" + host + "]" : host) +
+           (port ? ":" + std::to_string(*port) : "");
 }
 
 std::optional<Url> Url::resolved(std::string_view reference) const {

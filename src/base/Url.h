@@ -23,7 +23,8 @@ public:
     std::string scheme() const; ///< in lower case
     std::string host() const;
     std::string origin() const; ///< scheme, host and port, as RFC 6454 has it: "http://host:8080"
-    std::string path() const;   ///< decoded
+    std::optional<int> unusualPort() const; ///< the port, unless it is the scheme's usual one
+    std::string path() const;               ///< decoded
     std::string lastPathComponent() const;
     std::string localPath() const; ///< empty unless the scheme is "file"
 
@@ -37,6 +38,10 @@ public:
 
     /// The address without user name and password.
     Url withoutCredentials() const;
+
+    /// Scheme, host in its ASCII form and port, as in "https://host:8443": the port is left out where it is
+    /// the scheme's usual one (RFC 6454, section 6.2).
+    std::string origin() const;
 
     /// What `reference` means on a page with this address (RFC 3986, section 5.2); none when it is malformed.
     std::optional<Url> resolved(std::string_view reference) const;

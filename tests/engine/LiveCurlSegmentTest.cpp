@@ -71,6 +71,17 @@ TEST_F(LiveCurlSegmentTest, ARedirectTakesNoSecretsElsewhere) {
     EXPECT_EQ(lastSent("cookie"), "b=1;") << "each host gets its own";
 }
 
+TEST_F(LiveCurlSegmentTest, ARedirectIsToldWhereItComesFromAndNoMore) {
+    const test::FaultServer other;
+    run(m_server.url(10, "redirect=1"));
+    EXPECT_EQ(lastSent("referer"), m_server.url(10, "redirect=1"));
+    run(m_server.url(10, "to=" + test::knobValue(other.url(10, "auth=basic"))));
+    EXPECT_EQ(other.requests().back().header("referer"), m_server.proxyUrl() + "/");
+    m_referer = Url::parse("http://page.example/a?b");
+    run(m_server.url(10, "to=" + test::knobValue(other.url(10))));
+    EXPECT_EQ(other.requests().back().header("referer"), "http://page.example/a?b") << "as the user has it";
+}
+
 TEST_F(LiveCurlSegmentTest, ChallengesAreAnsweredAndNotTakenForTheFile) {
     for (const char* scheme : {"auth=basic", "auth=digest"}) {
         m_token = std::make_shared<TRAuthToken>("", "bob", "secret");

@@ -3,6 +3,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "engine/transfer/CookieHelper.h"
+#include "engine/transfer/Referer.h"
 
 #include <algorithm>
 #include <mutex>
@@ -57,7 +58,9 @@ struct LiveCurlSegment::Callbacks {
 
     /// Before each request, those of redirects among them.
     static int onRequest(void* segment, char*, char*, int, int) {
-        static_cast<LiveCurlSegment*>(segment)->setCookies();
+        auto* self = static_cast<LiveCurlSegment*>(segment);
+        self->setCookies();
+        self->setReferer();
         return CURL_PREREQFUNC_OK;
     }
 
@@ -136,7 +139,6 @@ void LiveCurlSegment::configureRequest() {
     set(m_handle, CURLOPT_PROTOCOLS_STR, kSchemes);
     set(m_handle, CURLOPT_REDIR_PROTOCOLS_STR, kSchemes);
     set(m_handle, CURLOPT_FOLLOWLOCATION, 1L);
-    set(m_handle, CURLOPT_AUTOREFERER, 1L);
     set(m_handle, CURLOPT_MAXREDIRS, kMostRedirects);
     set(m_handle, CURLOPT_NOPROGRESS, 0L);
     set(m_handle, CURLOPT_NOSIGNAL, 1L);
@@ -241,6 +243,16 @@ void LiveCurlSegment::configureAndStart() {
     m_runsAlone = false;
     setErrorCode(result);
 }
+void LiveCurlSegment::setReferer() {
+    const auto asked = effectiveUrl();
+    // A challenge is answered at the same address. What the user has set goes along as it is.
+    if (m_lastAsked && asked && *m_lastAsked != *asked && !request().referer) {
+        const auto referer = refererAfterRedirect(*m_lastAsked, *asked);
+        set(m_handle, CURLOPT_REFERER, referer ? referer->c_str() : nullptr);
+    }
+    m_lastAsked = asked;
+}
+
 
 void LiveCurlSegment::wakeup() {
     if (m_pool)

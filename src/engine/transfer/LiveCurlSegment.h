@@ -62,11 +62,15 @@ private:
 
     /// What libcurl calls, with the segment as the user pointer.
     struct Callbacks;
+    /// Sets what a redirect to the address that is about to be asked lets its host know.
+    void setReferer();
+
 
     const TransferEnvironment& m_environment;
     const std::shared_ptr<ConnectionPool> m_pool;
     void* m_handle = nullptr;
     curl_slist* m_headers = nullptr;
+    std::optional<Url> m_lastAsked; // by this transfer's last request
     bool m_runsAlone = false;
 };
 
