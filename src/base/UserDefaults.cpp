@@ -93,6 +93,14 @@ std::optional<std::string> UserDefaults::string(std::string_view key) const {
     return found.toString().toStdString();
 }
 
+bool UserDefaults::isNoText(std::string_view key) const {
+    const std::string name(key);
+    auto layers = m_layers.lock();
+    const QVariant ours = valueIn(layers->forThisRun, name);
+    const QVariant found = ours.isValid() ? ours : layers->storedOrChanged(name);
+    return found.isValid() && !isReadableAs(found, QString());
+}
+
 std::int64_t UserDefaults::integer(std::string_view key) const {
     return wholeNumber(value(key)).value_or(0);
 }

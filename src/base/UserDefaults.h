@@ -56,6 +56,10 @@ public:
     std::string data(std::string_view key) const;
     std::map<std::string, std::int64_t> counters(std::string_view key) const;
 
+    /// Whether there is a value that is no text, such as one with a comma outside quotes: string() passes it
+    /// over, which not every reader may.
+    bool isNoText(std::string_view key) const;
+
     void set(std::string_view key, const QVariant& value);
     void setCounters(std::string_view key, const std::map<std::string, std::int64_t>& counters);
     void remove(std::string_view key);

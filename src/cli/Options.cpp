@@ -1,6 +1,7 @@
 #include "cli/Options.h"
 
 #include "base/Disk.h"
+#include "engine/transfer/ProxyUrlProvider.h"
 #include "jobs/CURLRemoteFile.h"
 
 #include <algorithm>
@@ -155,9 +156,9 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
     options.referer = raw.referer.empty() ? std::nullopt : Url::parse(raw.referer);
     if (!raw.referer.empty() && !options.referer)
         return badUsage("--referer " + shown(raw.referer) + " is no address.");
-    if (options.proxy &&
-        !Url::parse((options.proxy->find("://") == std::string::npos ? "http://" : "") + *options.proxy))
-        return badUsage("--proxy " + shown(*options.proxy) + " is no address.");
+    if (options.proxy && !ProxyUrlProvider::parse(*options.proxy))
+        return badUsage("--proxy " + shown(*options.proxy) + " is no proxy that can be used: http, https, " +
+                        "socks4, socks4a, socks5 and socks5h are supported, as in http://host:3128.");
     if (!raw.user.empty()) {
         const auto colon = raw.user.find(':');
         options.userName = raw.user.substr(0, colon);

@@ -137,7 +137,7 @@ TEST_F(ConnectionPoolsTest, ClosingWaitsForNoServer) {
     ConnectionPools pools(clock);
     const Url url = *Url::parse(server.url);
     {
-        CurlRequest request{url, 0, 0, nullptr, std::nullopt, std::nullopt};
+        CurlRequest request{url, 0, 0, nullptr, std::nullopt};
         request.headRequestOnly = true;
         LiveCurlSegmentFactory segments(m_environment, pools.lend(url));
         const auto downloader = CurlDownloader::create(segments.createSegment(request));

@@ -16,7 +16,9 @@ protected:
     std::string proxyFor(const char* text) {
         m_defaults.set("ProxyUrl", text);
         const auto proxy = ProxyUrlProvider(m_defaults).proxyUrl();
-        return proxy ? proxy->absoluteString() : "none";
+        if (!proxy)
+            return "refused";
+        return *proxy ? (*proxy)->absoluteString() : "none";
     }
 
     test::TemporaryFolder m_folder;
@@ -36,16 +38,19 @@ TEST_F(RequestIdentity, OnlyTheMarkerStandsForTheComposedAgent) {
 }
 
 TEST_F(RequestIdentity, AProxyIsReadAsPeopleTypeIt) {
-    EXPECT_EQ(ProxyUrlProvider(m_defaults).proxyUrl(), std::nullopt);
+    EXPECT_EQ(ProxyUrlProvider(m_defaults).proxyUrl().value(), std::nullopt);
     EXPECT_EQ(proxyFor(""), "none");
     EXPECT_EQ(proxyFor(" http://10.0.0.1:3128 "), "http://10.0.0.1:3128");
     EXPECT_EQ(proxyFor("proxy.example.com:3128"), "http://proxy.example.com:3128");
     EXPECT_EQ(proxyFor("localhost:3128"), "http://localhost:3128");
     EXPECT_EQ(proxyFor("bob:secret@[::1]:3128"), "http://bob:secret@[::1]:3128");
     EXPECT_EQ(proxyFor("socks5h://localhost:1080"), "socks5h://localhost:1080");
-    for (const char* bad :
-         {"not a proxy", "ftp://host:21", "http://", "/etc/proxy", "host:port", "http://a\r\nb"})
-        EXPECT_EQ(proxyFor(bad), "none") << bad;
+    for (const char* bad : {"not a proxy", "ftp://host:21", "http://", "/etc/proxy", "host:port",
+                            "http://a\r\nb", " ", "socks://host:1080"})
+        EXPECT_EQ(proxyFor(bad), "refused") << bad;
+    m_defaults.registerDefaults({{"ProxyUrl", ""}});
+    m_defaults.set("ProxyUrl", QStringList{"http://bob:sec", "ret@host:3128"}); // a comma outside quotes
+    EXPECT_FALSE(ProxyUrlProvider(m_defaults).proxyUrl());
 }
 
 TEST_F(RequestIdentity, ARedirectLetsOthersKnowTheOriginAtMost) {

@@ -44,7 +44,6 @@ struct CurlRequest {
     std::int64_t upperBound = 0; ///< one past its last byte; 0: the whole resource
     std::shared_ptr<const TRAuthToken> authToken;
     std::optional<Url> referer;
-    std::optional<Url> proxyUrl;
     std::string ifRange{}; ///< for a range of the web: of which version only (RFC 9110, 13.1.5); may be empty
     /// The bytes below this offset are on the disk already; what comes is compared with them.
     std::int64_t compareBelow = 0;
@@ -90,7 +89,8 @@ public:
     virtual void pause() = 0;
     virtual void resume() = 0;
 
-    /// The failure of the transfer, if it failed: ErrorDomain::CurlSegment with libcurl's code.
+    /// The failure of the transfer, if it failed: ErrorDomain::CurlSegment with libcurl's code, or what has
+    /// kept it from being sent at all.
     virtual std::optional<Error> error() const = 0;
 
     /// The last address used after redirects.

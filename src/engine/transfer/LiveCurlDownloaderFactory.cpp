@@ -1,18 +1,12 @@
 #include "engine/transfer/LiveCurlDownloaderFactory.h"
 
-#include "engine/transfer/ProxyUrlProvider.h"
-
 namespace tarvo {
 
 std::shared_ptr<CurlDownloader> LiveCurlDownloaderFactory::segmentedDownload(
     std::weak_ptr<CurlDownloaderDelegate> delegate, const Url& url, std::int64_t from, std::int64_t to,
     std::shared_ptr<const TRAuthToken> auth, const std::optional<Url>& referer) {
-    CurlRequest request{.url = url,
-                        .lowerBound = from,
-                        .upperBound = to,
-                        .authToken = std::move(auth),
-                        .referer = referer,
-                        .proxyUrl = ProxyUrlProvider(m_environment.defaults).proxyUrl()};
+    CurlRequest request{
+        .url = url, .lowerBound = from, .upperBound = to, .authToken = std::move(auth), .referer = referer};
     auto downloader = CurlDownloader::create(m_segments.createSegment(std::move(request)));
     downloader->setDelegate(std::move(delegate));
     return downloader;

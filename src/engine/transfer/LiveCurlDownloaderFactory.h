@@ -9,7 +9,7 @@ namespace tarvo {
 class LiveCurlDownloaderFactory final : public CurlDownloaderFactory {
 public:
     LiveCurlDownloaderFactory(const TransferEnvironment& environment, std::shared_ptr<ConnectionPool> pool)
-        : m_environment(environment), m_segments(environment, std::move(pool)) {}
+        : m_segments(environment, std::move(pool)) {}
 
     std::shared_ptr<CurlDownloader> segmentedDownload(std::weak_ptr<CurlDownloaderDelegate> delegate,
                                                       const Url& url, std::int64_t from, std::int64_t to,
@@ -21,7 +21,6 @@ public:
                                                   const std::optional<Url>& referer) override;
 
 private:
-    const TransferEnvironment& m_environment;
     LiveCurlSegmentFactory m_segments;
 };
 

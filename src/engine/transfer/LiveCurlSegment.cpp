@@ -3,6 +3,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "engine/transfer/CookieHelper.h"
+#include "engine/transfer/ProxyUrlProvider.h"
 #include "engine/transfer/Referer.h"
 
 #include <algorithm>
@@ -126,6 +127,7 @@ void LiveCurlSegment::configure() {
     configureBody();
     configureCredentials();
     configureIdentity();
+    configureProxy();
 }
 
 void LiveCurlSegment::configureRequest() {
@@ -199,12 +201,21 @@ void LiveCurlSegment::configureCredentials() {
 }
 
 void LiveCurlSegment::configureIdentity() {
-    if (request().proxyUrl)
-        set(m_handle, CURLOPT_PROXY, request().proxyUrl->absoluteString());
     set(m_handle, CURLOPT_COOKIEFILE, "");
     // A cookie text that is set once would follow a redirect to any host (CURLOPT_COOKIE).
     set(m_handle, CURLOPT_PREREQFUNCTION, &Callbacks::onRequest);
     set(m_handle, CURLOPT_PREREQDATA, this);
+}
+
+/// As the setting is when the transfer starts, however long ago that was prepared.
+void LiveCurlSegment::configureProxy() {
+    const auto proxy = ProxyUrlProvider(m_environment.defaults).proxyUrl();
+    if (proxy && *proxy)
+        set(m_handle, CURLOPT_PROXY, (*proxy)->absoluteString());
+    if (proxy)
+        return;
+    m_obstacle = proxy.error();
+    set(m_handle, CURLOPT_URL, nullptr); // without an address libcurl sends nothing
 }
 
 void LiveCurlSegment::setCookies() {
@@ -272,6 +283,8 @@ void LiveCurlSegment::resume() {
 std::optional<Error> LiveCurlSegment::error() const {
     if (errorCode() == CURLE_OK)
         return std::nullopt;
+    if (m_obstacle)
+        return m_obstacle;
     const bool sshFailed = errorCode() == CURLE_FAILED_INIT && request().url.scheme() == "sftp";
     return Error{std::string(ErrorDomain::CurlSegment), errorCode(),
                  sshFailed ? localized("tr.err.ssh-fail")

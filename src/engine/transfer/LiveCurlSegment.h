@@ -56,6 +56,7 @@ private:
     void configureBody();
     void configureCredentials();
     void configureIdentity();
+    void configureProxy();
 
     /// Sets the cookies that are due at the address that is about to be asked.
     void setCookies();
@@ -70,7 +71,8 @@ private:
     const std::shared_ptr<ConnectionPool> m_pool;
     void* m_handle = nullptr;
     curl_slist* m_headers = nullptr;
-    std::optional<Url> m_lastAsked; // by this transfer's last request
+    std::optional<Url> m_lastAsked;  // by this transfer's last request
+    std::optional<Error> m_obstacle; // why nothing may be sent
     bool m_runsAlone = false;
 };
 

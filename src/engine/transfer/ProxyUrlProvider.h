@@ -1,9 +1,10 @@
 // The proxy that all transfers go through.
 #pragma once
 
-#include <atomic>
 #include <optional>
+#include <string>
 
+#include "base/Error.h"
 #include "base/Url.h"
 #include "base/UserDefaults.h"
 
@@ -15,14 +16,17 @@ public:
     /// `defaults` outlives the provider.
     explicit ProxyUrlProvider(const UserDefaults& defaults) : m_defaults(defaults) {}
 
-    /// None when the setting is absent, empty or no address of a proxy that libcurl can use
-    /// (CURLOPT_PROXY). Without a scheme, as in "host:3128", it is an HTTP proxy, as libcurl reads it.
-    /// A text that is set and can't be used is logged once, without the text: it may hold a password.
-    std::optional<Url> proxyUrl() const;
+    /// The proxy; none when the setting is absent or empty. Anything else that is no address of a proxy that
+    /// libcurl can use (CURLOPT_PROXY) is an error: nothing may go out then, for the user does not want it to
+    /// go there directly. The error does not hold the text, which may have a password in it.
+    Result<std::optional<Url>> proxyUrl() const;
+
+    /// What a text means as a proxy: none for an empty one. Without a scheme, as in "host:3128", it is an
+    /// HTTP proxy, as libcurl reads it.
+    static Result<std::optional<Url>> parse(const std::string& text);
 
 private:
     const UserDefaults& m_defaults;
-    mutable std::atomic<bool> m_warned{false};
 };
 
 } // namespace tarvo

@@ -2,7 +2,6 @@
 
 #include "base/FileName.h"
 #include "base/Log.h"
-#include "engine/transfer/ProxyUrlProvider.h"
 #include "engine/transfer/RangeAnswer.h"
 
 #include <algorithm>
@@ -32,11 +31,8 @@ std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr
                                                  const std::optional<Url>& referer) const {
     LiveCurlSegmentFactory segments(m_environment, m_environment.connectionPools->lend(url));
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_environment.probeTimeLimit);
-    CurlRequest request{.url = url,
-                        .authToken = std::move(auth),
-                        .referer = referer,
-                        .proxyUrl = ProxyUrlProvider(m_environment.defaults).proxyUrl(),
-                        .timeoutMs = limit.count()};
+    CurlRequest request{
+        .url = url, .authToken = std::move(auth), .referer = referer, .timeoutMs = limit.count()};
     CurlRequest head = request;
     head.headRequestOnly = true;
     request.lowerBound = 1;
