@@ -25,7 +25,7 @@
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>
-<message id="tr.err.authentication"><source></source><translation>The server asks for a user name and a password.</translation></message>
+<message id="tr.err.authentication"><source></source><translation>%1 asks for a user name and a password.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Another download is working on &quot;%1&quot;.</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Wait for it to end, or stop it, and try again.</translation></message>
 <message id="tr.err.bundle-is-link"><source></source><translation>&quot;%1&quot; is a link: an unfinished download is not followed through it.</translation></message>

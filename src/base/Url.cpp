@@ -54,13 +54,6 @@ std::string Url::host() const {
     return parsed(m_text).host().toStdString();
 }
 
-std::string Url::origin() const {
-    return parsed(m_text)
-        .adjusted(QUrl::RemoveUserInfo | QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment)
-        .toEncoded()
-        .toStdString();
-}
-
 std::optional<int> Url::unusualPort() const {
     const int port = parsed(m_text).port(0);
     return port == 0 || port == usualPort(scheme()) ? std::nullopt : std::optional(port);

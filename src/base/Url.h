@@ -22,7 +22,6 @@ public:
 
     std::string scheme() const; ///< in lower case
     std::string host() const;
-    std::string origin() const; ///< scheme, host and port, as RFC 6454 has it: "http://host:8080"
     std::optional<int> unusualPort() const; ///< the port, unless it is the scheme's usual one
     std::string path() const;               ///< decoded
     std::string lastPathComponent() const;

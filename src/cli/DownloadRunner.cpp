@@ -128,6 +128,10 @@ void DownloadRunner::rememberCredentials(const Url& url) {
             password = known->password();
     }
     m_credentials.cacheResultForService(service, *m_options.userName, password);
+    // Many a host sends its visitors from http to https: there it is the same one, and better kept.
+    const bool isUsualHttp = url.scheme() == "http" && !url.unusualPort();
+    if (m_options.password && isUsualHttp && m_knownServices.insert("https" + service.substr(4)).second)
+        m_credentials.cacheResultForService("https" + service.substr(4), *m_options.userName, password);
 }
 
 void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_t newState) {

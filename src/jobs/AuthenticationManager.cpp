@@ -32,17 +32,30 @@ AuthenticationManager::Token AuthenticationManager::getCredentialsForURL(const U
     std::optional<std::string> username = url.user();
     const std::optional<std::string> password = url.password();
     const std::string service = getServiceNameFromURL(url);
-    if (auto cached = getCachedUsingService(service, username))
-        return cached;
-    if (const auto stored = storedPassword(service, username)) {
-        cacheResultForService(service, *username, *stored);
-        return makeToken(service, *username, *stored);
-    }
+    if (auto known = getKnownUsingService(service, username))
+        return known;
     if (username && username->empty())
         username = loginName();
     if (!username && !password)
         return nullptr;
     return makeToken(service, username.value_or(""), password.value_or(""));
+}
+
+bool AuthenticationManager::knowsCredentialsForURL(const Url& url) {
+    auto username = url.user();
+    return getKnownUsingService(getServiceNameFromURL(url), username) != nullptr;
+}
+
+AuthenticationManager::Token
+AuthenticationManager::getKnownUsingService(const std::string& service,
+                                            std::optional<std::string>& username) {
+    if (auto cached = getCachedUsingService(service, username))
+        return cached;
+    const auto stored = storedPassword(service, username);
+    if (!stored)
+        return nullptr;
+    cacheResultForService(service, *username, *stored);
+    return makeToken(service, *username, *stored);
 }
 
 std::optional<std::string> AuthenticationManager::storedPassword(const std::string& service,
@@ -66,7 +79,12 @@ std::optional<std::string> AuthenticationManager::storedPassword(const std::stri
 }
 
 std::string AuthenticationManager::getServiceNameFromURL(const Url& url) {
-    return url.scheme() + "://" + url.host();
+    const std::string host = url.host();
+    const auto port = url.unusualPort();
+    if (!port)
+        return url.scheme() + "://" + host;
+    const bool isAddress = host.find(':') != std::string::npos; // of IPv6
+    return url.scheme() + "://" + (isAddress ? "[" + host + "]:" : host + ":") + std::to_string(*port);
 }
 
 bool AuthenticationManager::promptUserForCredentialsForURL(const Url& url) {

@@ -36,7 +36,11 @@ public:
     /// Waits for the password store.
     Token getCredentialsForURL(const Url& url);
 
-    /// Scheme and host: "ftp://host". Port and path do not make another service.
+    /// Whether getCredentialsForURL() finds remembered or stored ones. Waits for the password store.
+    bool knowsCredentialsForURL(const Url& url);
+
+    /// Scheme and host, "ftp://host", and the port where it is not the scheme's usual one, "ftp://host:2121":
+    /// another port may well be another's server.
     static std::string getServiceNameFromURL(const Url& url);
 
     /// Asks the user, starting from what is known. Answers whether the user confirmed; the next
@@ -58,6 +62,9 @@ private:
         std::string username;
         std::string password;
     };
+
+    /// Remembered or stored ones. Sets the user name that it has found.
+    Token getKnownUsingService(const std::string& service, std::optional<std::string>& username);
 
     /// In the store; without a user name, those of the service's first account. Sets the name it has found.
     std::optional<std::string> storedPassword(const std::string& service,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <map>
 #include <set>
 #include <span>
 #include <vector>
@@ -44,6 +45,10 @@ public:
     ~CURLRemoteFile() override;
 
     void setReferer(const std::optional<Url>& referer) { m_referer = referer; }
+
+    std::optional<Url> authenticationUrl() const override {
+        return m_authenticationUrl ? m_authenticationUrl : m_url;
+    }
 
     std::int64_t totalBytesDownloaded() const override { return m_totalDone; }
 
@@ -105,11 +110,27 @@ private:
         std::shared_ptr<CurlDownloader> check; // of the version, at the end
     };
 
+    using Token = std::shared_ptr<const TRAuthToken>;
+    using Tokens = std::map<std::string, Token>; // by their service
+
+    /// Where the file is fetched, and with which credentials: redirects may lead to a server that asks for
+    /// credentials of its own, and libcurl gives it none but when it is asked directly.
+    struct Source {
+        std::optional<Url> url;
+        Token auth;
+    };
+
+    struct Probe {
+        std::shared_ptr<Scout> scout;
+        std::optional<Error> problem;
+    };
+
     struct ProbeAnswers {
         bool supportsMultipartDownloads = false;
         std::int64_t contentLength = 0;
         std::string suggestedFileName;
         Validator validator;
+        Source source;
     };
 
     /// What a preparation takes over of the bundle's record.
@@ -124,6 +145,9 @@ private:
     struct Preparation {
         std::optional<Url> url;
         std::optional<Url> referer;
+        Tokens tokens;
+        std::optional<Url> authenticationUrl; // another server's than that of `url`, which asks
+        Source source;
         std::int64_t requestedPartitions = 1;
         std::optional<std::string> bookmark; // the bundle, once there is one
         std::optional<std::string> name;     // the name that was chosen with a new bundle
@@ -169,9 +193,13 @@ private:
     void aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& auth) override;
     Result<void> doMakeReady(std::shared_ptr<const TRAuthToken> auth) override;
     void didMakeReady() override;
-    Result<void> prepare(const std::shared_ptr<const TRAuthToken>& auth);
+    Result<void> prepare();
     bool wasFinishedBefore();
-    Result<ProbeAnswers> tryScoutConnection(const Url& url, const std::shared_ptr<const TRAuthToken>& auth);
+    Result<ProbeAnswers> tryScoutConnection(const Url& url);
+    Probe probe(const Source& source);
+    Probe runScout(const Source& source, const std::optional<Url>& referer);
+    Source sourceAt(const Url& url) const;
+    Error authenticationError(const Url& asking, const Error& problem);
     Result<ProgressBundle> ensureBundle(const ProbeAnswers& probe);
     Result<ProgressBundle> createBundle(const std::string& wantedName, const std::string& folder);
     Result<void> takeDataFile(const ProgressBundle& bundle);
@@ -179,7 +207,7 @@ private:
     Result<Adopted> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<void> startOver(const ProgressBundle& bundle, const ProgressState& saved);
     Result<void> ensureBundleSubfiles(const ProgressBundle& bundle);
-    HandleCreator::Handles handlesFor(const std::shared_ptr<const ProgressData>& record,
+    HandleCreator::Handles handlesFor(const std::shared_ptr<const ProgressData>& record, const Source& source,
                                       const std::optional<Url>& referer, std::int64_t count);
 
     // Transfer (CURLRemoteFileTransfer.cpp)
@@ -217,7 +245,9 @@ private:
     std::string m_basePath;
     std::optional<Url> m_referer;
     HandleCreator::Handles m_easyHandles;
-    std::shared_ptr<const TRAuthToken> m_authToken;
+    Tokens m_tokens;
+    std::optional<Url> m_authenticationUrl;
+    Source m_source; // as the last preparation has found it
     std::int64_t m_requestedPartitions = 1;
     std::optional<std::string> m_bundleBookmark;
     bool m_ownsBundle = false;   // it was made by this download, or taken over from an earlier run of it

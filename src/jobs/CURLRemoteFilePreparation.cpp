@@ -5,6 +5,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "engine/transfer/LiveCurlDownloaderFactory.h"
+#include "jobs/AuthenticationManager.h"
 #include "storage/ProgressFile.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int kLastVersion = 99;
 constexpr std::size_t kBundleSuffixBytes = 11; // ".trdownload"
+constexpr int kMostServers = 10;               // that ask one after the other on the way to a file
 
 Error remoteFileError(RemoteFileError code, std::string_view key, std::string_view recoveryKey = {}) {
     return Error::localized(ErrorDomain::RemoteFile, code, key, recoveryKey);
@@ -52,11 +54,13 @@ Error inUse(const std::string& bundle) {
 } // namespace
 
 void CURLRemoteFile::aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& auth) {
-    m_authToken = auth;
+    if (auth)
+        m_tokens[auth->service()] = auth;
     m_intake.lock()->refusal.reset();
     m_preparation = {};
     m_preparation.url = m_url;
     m_preparation.referer = m_referer;
+    m_preparation.tokens = m_tokens;
     m_preparation.requestedPartitions = m_requestedPartitions;
     m_preparation.bookmark = m_bundleBookmark;
     m_preparation.recordOnDisk = m_recordOnDisk;
@@ -64,8 +68,8 @@ void CURLRemoteFile::aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& 
     m_preparation.recoveredSession = m_recoveredSession;
 }
 
-Result<void> CURLRemoteFile::doMakeReady(std::shared_ptr<const TRAuthToken> auth) {
-    auto prepared = prepare(auth);
+Result<void> CURLRemoteFile::doMakeReady(std::shared_ptr<const TRAuthToken>) {
+    auto prepared = prepare();
     m_preparation.succeeded = prepared.has_value();
     const bool complete =
         !prepared && prepared.error().is(ErrorDomain::RemoteFile, kRemoteFileAlreadyComplete);
@@ -85,6 +89,8 @@ void CURLRemoteFile::didMakeReady() {
     m_recordOnDisk = found.recordOnDisk;
     m_ownsBundle = found.ownsBundle;
     m_referer = found.referer;
+    m_authenticationUrl = found.authenticationUrl;
+    m_source = found.source;
     m_requestedPartitions = found.requestedPartitions;
     m_recoveredSession = found.recoveredSession;
     if (found.name)
@@ -101,7 +107,7 @@ void CURLRemoteFile::didMakeReady() {
     Q_EMIT totalBytesDownloadedChanged();
 }
 
-Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& auth) {
+Result<void> CURLRemoteFile::prepare() {
     if (const auto refusal = m_intake.lock()->refusal) // stopped as soon as it began
         return failure(*refusal);
     if (!Log::assertThat(m_preparation.url.has_value()))
@@ -109,9 +115,10 @@ Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& a
     if (m_preparation.bookmark && wasFinishedBefore())
         return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
 
-    const auto probe = tryScoutConnection(*m_preparation.url, auth);
+    const auto probe = tryScoutConnection(*m_preparation.url);
     if (!probe)
         return failure(probe.error());
+    m_preparation.source = probe->source;
     const auto bundle = ensureBundle(*probe);
     if (!bundle)
         return failure(bundle.error());
@@ -123,8 +130,8 @@ Result<void> CURLRemoteFile::prepare(const std::shared_ptr<const TRAuthToken>& a
     if (auto adopted = adoptOrStartRecord(*bundle, *probe); !adopted)
         return adopted;
     m_preparation.ownsBundle = true;
-    m_preparation.handles =
-        handlesFor(m_preparation.record, m_preparation.referer, m_preparation.requestedPartitions);
+    m_preparation.handles = handlesFor(m_preparation.record, m_preparation.source, m_preparation.referer,
+                                       m_preparation.requestedPartitions);
     const auto made = ensureBundleSubfiles(*bundle);
     if (!made && made.error().is(ErrorDomain::Posix, EEXIST)) {
         Log::assertThat(false, "the bundle's files exist already");
@@ -157,26 +164,63 @@ bool CURLRemoteFile::wasFinishedBefore() {
     return true;
 }
 
-Result<CURLRemoteFile::ProbeAnswers>
-CURLRemoteFile::tryScoutConnection(const Url& url, const std::shared_ptr<const TRAuthToken>& auth) {
-    const auto scout = ScoutFactory(environment().transfers).createScout(url, auth, std::nullopt);
+CURLRemoteFile::Source CURLRemoteFile::sourceAt(const Url& url) const {
+    const auto known = m_preparation.tokens.find(AuthenticationManager::getServiceNameFromURL(url));
+    return {url, known == m_preparation.tokens.end() ? nullptr : known->second};
+}
+
+CURLRemoteFile::Probe CURLRemoteFile::runScout(const Source& source, const std::optional<Url>& referer) {
+    const auto scout = ScoutFactory(environment().transfers).createScout(*source.url, source.auth, referer);
     m_running.lock()->probe = scout;
     // Stopped between the state's last look and here: nobody else would tell the probe.
     if (m_intake.lock()->refusal)
         scout->requestStop();
-    const auto problem = scout->runAndGetError();
+    auto problem = scout->runAndGetError();
     m_running.lock()->probe.reset();
-    if (problem && scout->requiresAuthentication())
-        return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAuthenticationErrorCode,
-                             problem->description, localized("tr.err.authentication")});
-    if (problem)
-        return failure(*problem);
+    return {scout, std::move(problem)};
+}
+
+/// Without the referrer, but with it where that is refused: some servers serve their own pages' links only.
+CURLRemoteFile::Probe CURLRemoteFile::probe(const Source& source) {
+    Probe probed = runScout(source, std::nullopt);
+    const auto isRefused = [&probed](int status) {
+        return probed.problem && probed.problem->is(ErrorDomain::CurlHttp, status);
+    };
+    if (m_preparation.referer && (isRefused(401) || isRefused(403)))
+        return runScout(source, m_preparation.referer);
+    return probed;
+}
+
+Error CURLRemoteFile::authenticationError(const Url& asking, const Error& problem) {
+    const std::string service = AuthenticationManager::getServiceNameFromURL(asking);
+    if (service != AuthenticationManager::getServiceNameFromURL(*m_preparation.url))
+        m_preparation.authenticationUrl = asking;
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileAuthenticationErrorCode, problem.description,
+            localized("tr.err.authentication", {service})};
+}
+
+Result<CURLRemoteFile::ProbeAnswers> CURLRemoteFile::tryScoutConnection(const Url& url) {
+    Source source = sourceAt(url);
+    Probe probed = probe(source);
+    for (int servers = 1; probed.problem && probed.scout->requiresAuthentication(); ++servers) {
+        const Url asking = probed.scout->lastAsked().value_or(*source.url);
+        const bool isAnother = AuthenticationManager::getServiceNameFromURL(asking) !=
+                               AuthenticationManager::getServiceNameFromURL(*source.url);
+        Source next = sourceAt(asking);
+        if (!isAnother || !next.auth || servers == kMostServers)
+            return failure(authenticationError(asking, *probed.problem));
+        source = std::move(next);
+        probed = probe(source);
+    }
+    if (probed.problem)
+        return failure(*probed.problem);
+    const auto& scout = probed.scout;
     if (scout->isHtmlPage())
         return failure(remoteFileError(HTMLPageErrorCode, "tr.err.html-file"));
     if (scout->isFtpDirectory())
         return failure(remoteFileError(kRemoteFileFtpDirectory, "tr.err.ftp-directory"));
     return ProbeAnswers{scout->supportsMultipartDownloads(), scout->contentLength(),
-                        scout->suggestedFilename(), scout->validator()};
+                        scout->suggestedFilename(), scout->validator(), source};
 }
 
 Result<ProgressBundle> CURLRemoteFile::ensureBundle(const ProbeAnswers& probe) {
@@ -322,11 +366,12 @@ Result<void> CURLRemoteFile::startOver(const ProgressBundle& bundle, const Progr
 }
 
 HandleCreator::Handles CURLRemoteFile::handlesFor(const std::shared_ptr<const ProgressData>& record,
-                                                  const std::optional<Url>& referer, std::int64_t count) {
+                                                  const Source& source, const std::optional<Url>& referer,
+                                                  std::int64_t count) {
     // Where every answer is of another version, servers that take turns for instance, one answer has to do.
     constexpr std::int64_t mostChanges = 2;
     LiveCurlDownloaderFactory factory(environment().transfers, nullptr);
-    const HandleCreator creator(record, *m_url, m_authToken, referer, self(), environment().defaults,
+    const HandleCreator creator(record, *source.url, source.auth, referer, self(), environment().defaults,
                                 factory);
     auto intake = m_intake.lock();
     const std::int64_t most = intake->timesChanged < mostChanges ? count : 1;

@@ -186,14 +186,16 @@ std::shared_ptr<CurlMulti> CURLRemoteFile::makeLoop() {
 }
 
 void CURLRemoteFile::createHandles() {
+    Source source;
     std::optional<Url> referer;
     std::int64_t count = 0;
     onMain([&] {
+        source = m_source;
         referer = m_referer;
         count = partitionCount();
     });
     const auto record = m_intake.lock()->record;
-    auto handles = handlesFor(record, referer, count);
+    auto handles = handlesFor(record, source, referer, count);
     onMain([&] {
         m_easyHandles.swap(handles);
         Q_EMIT totalBytesDownloadedChanged();

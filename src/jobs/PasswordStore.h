@@ -7,8 +7,9 @@
 
 namespace tarvo {
 
-/// Passwords by service ("ftp://host") and account (a user name). Any thread. Where there is no store,
-/// nothing is found and nothing is stored; that is no error. Looking up never asks the user anything.
+/// Passwords by service (AuthenticationManager::getServiceNameFromURL()) and account (a user name). Any
+/// thread. Where there is no store, nothing is found and nothing is stored; that is no error. Looking up
+/// never asks the user anything.
 class PasswordStore {
 public:
     virtual ~PasswordStore() = default;

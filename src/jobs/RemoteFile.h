@@ -40,6 +40,10 @@ class RemoteFile : public QObject, public Archivable, public std::enable_shared_
 public:
     virtual std::optional<Url> url() const = 0;
 
+    /// The address that asked for the credentials for want of which preparation has failed: redirects may
+    /// have led it to another server than that of url(). Also on the thread that prepared.
+    virtual std::optional<Url> authenticationUrl() const { return url(); }
+
     /// What makes two jobs the same download: the address, "unknown" without one.
     std::string identity() const { return url() ? url()->absoluteString() : "unknown"; }
 
@@ -78,7 +82,8 @@ public:
     std::uint64_t attemptNumber = 0;           ///< how many times the job has been started
     std::optional<TimePoint> nextScheduledRun; ///< when it will be tried next
 
-    /// Learns what is to be downloaded and prepares storage. Blocks; on a worker thread.
+    /// Learns what is to be downloaded and prepares storage. `auth` goes to its own service only, and only
+    /// when that asks; the tokens of earlier calls are remembered. Blocks; on a worker thread.
     virtual Result<void> makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) = 0;
 
     /// Transfers to the end. Blocks; on a worker thread. Answers whether the file is complete.

@@ -4,6 +4,7 @@
 #include "base/Runloop.h"
 
 #include <algorithm>
+#include <set>
 
 #include <QPointer>
 
@@ -119,23 +120,34 @@ void TRQueueScheduler::makeReadyInBackgroundIfNeeded(const Job& job) {
 }
 
 void TRQueueScheduler::makeReadyAndHandleFailures(const Job& job) {
-    const auto url = job->url();
-    if (m_stopped)
-        return;
-    const auto ready =
-        job->makeReadyAndBlock(url ? m_environment.authManager.getCredentialsForURL(*url) : nullptr);
-    if (ready || ready.error().domain != ErrorDomain::RemoteFile)
-        return;
-    if (ready.error().code == kRemoteFileAuthenticationErrorCode) {
+    AuthenticationManager& known = m_environment.authManager;
+    auto asking = job->url();
+    std::set<std::string> tried; // the services whose known credentials have been
+    bool goesOn = true;
+    while (goesOn && !m_stopped) {
+        if (asking)
+            tried.insert(AuthenticationManager::getServiceNameFromURL(*asking));
+        const auto ready = job->makeReadyAndBlock(asking ? known.getCredentialsForURL(*asking) : nullptr);
+        if (ready || ready.error().domain != ErrorDomain::RemoteFile)
+            return;
+        if (ready.error().code == HTMLPageErrorCode) {
+            Log::info("Encountered HTMLPageErrorCode");
+            openHTMLPageInBrowser(job);
+            return;
+        }
+        if (ready.error().code != kRemoteFileAuthenticationErrorCode)
+            return;
         Log::info("Encountered kRemoteFileAuthenticationErrorCode");
-        promptUserForAuthCredentials(job);
-    } else if (ready.error().code == HTMLPageErrorCode) {
-        Log::info("Encountered HTMLPageErrorCode");
-        openHTMLPageInBrowser(job);
+        // Redirects may have led there: the user's login name and keys are not shown around for that.
+        asking = job->authenticationUrl();
+        const bool isNews = asking && known.knowsCredentialsForURL(*asking) &&
+                            !tried.contains(AuthenticationManager::getServiceNameFromURL(*asking));
+        goesOn = isNews || promptUserForAuthCredentials(job);
     }
 }
 
-void TRQueueScheduler::promptUserForAuthCredentials(const Job& job) {
+/// Answers whether the user has answered.
+bool TRQueueScheduler::promptUserForAuthCredentials(const Job& job) {
     bool answered = false;
     // The job may leave the queue before the question comes up, and while it is open.
     const auto isWanted = [&] {
@@ -145,11 +157,10 @@ void TRQueueScheduler::promptUserForAuthCredentials(const Job& job) {
         if (!isWanted())
             return;
         m_askedFor = job;
-        answered = m_environment.authManager.promptUserForCredentialsForURL(*job->url()) && isWanted();
+        answered = m_environment.authManager.promptUserForCredentialsForURL(*job->authenticationUrl()) && isWanted();
         m_askedFor.reset();
     });
-    if (answered)
-        makeReadyAndHandleFailures(job);
+    return answered;
 }
 
 void TRQueueScheduler::openHTMLPageInBrowser(const Job& job) {

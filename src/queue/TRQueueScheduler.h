@@ -88,7 +88,7 @@ private:
     void sweepAndMakeReady();
     void makeReadyInBackgroundIfNeeded(const Job& job);
     void makeReadyAndHandleFailures(const Job& job);
-    void promptUserForAuthCredentials(const Job& job);
+    bool promptUserForAuthCredentials(const Job& job);
     void openHTMLPageInBrowser(const Job& job);
     void adoptReplacement(const Job& job, const Job& replacement);
     void retryFailedDownloads();

@@ -120,6 +120,19 @@ TEST_F(DownloadRunnerTest, TheKeyringKnowsThePasswordThatIsLeftOut) {
     EXPECT_EQ(view.lastError.code, kRemoteFileAuthenticationErrorCode);
 }
 
+TEST_F(DownloadRunnerTest, TheUserIsForTheServersOfTheGivenAddressesOnly) {
+    options.userName = "bob";
+    options.password = "secret";
+    const FaultServer other;
+    EXPECT_EQ(run({server.url(kSize, "to=" + knobValue(other.url(kSize, "auth=basic")))}), 1);
+    EXPECT_TRUE(has(view.lastError.sentence(), other.proxyUrl() + " asks")) << view.lastError.sentence();
+    for (const auto& request : other.requests())
+        EXPECT_EQ(request.header("authorization"), "");
+    options.retries = 0;
+    run({"http://127.0.0.1/a"}); // which may send its visitors to https
+    EXPECT_TRUE(credentials.getCachedUsingService("https://127.0.0.1", {}));
+}
+
 TEST_F(DownloadRunnerTest, AnInterruptAlsoEndsTheWaitForTheNextAttempt) {
     EXPECT_EQ(run({server.url(kSize, "status=503")}, "connecting notice "), 130);
     EXPECT_EQ(view.events, "connecting notice notice "); // never "failed"

@@ -43,7 +43,7 @@ TEST_F(PasswordTest, TheTerminalIsAskedUntilTheServerIsContent) {
     answer(program, 2, "secret");
     EXPECT_EQ(program.status(), 0) << program.output();
     EXPECT_EQ(fileIsSample(file(), kSize), "");
-    EXPECT_TRUE(has(program.output(), "http://127.0.0.1 asks for a user name"));
+    EXPECT_TRUE(has(program.output(), server.proxyUrl() + " asks for a user name"));
     for (const auto* password : {"geheim-1", "secret"})
         EXPECT_FALSE(has(program.output(), password));
 }

@@ -79,6 +79,19 @@ TEST_F(CURLRemoteFileTest, SingleStreamsOfEveryKind) {
     }
 }
 
+TEST_F(CURLRemoteFileTest, AServerThatWantsAReferrerGetsTheUsers) {
+    const std::string knobs = "referer=" + knobValue("http://page.example/");
+    EXPECT_TRUE(harness.run(harness.job(server.url(kSize, knobs)))->is(ErrorDomain::CurlHttp, 403));
+    for (const std::string more : {"", "&auth=basic"}) {
+        const auto job = harness.job(server.url(kSize, knobs + more, "a" + more));
+        job->setReferer(Url::parse("http://page.example/"));
+        const auto problem = harness.run(job);
+        EXPECT_EQ(problem && problem->is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode),
+                  !more.empty());
+        EXPECT_EQ(job->currentState(), more.empty() ? rf_state_succeeded : rf_state_failed);
+    }
+}
+
 TEST_F(CURLRemoteFileTest, ARestoredBundleKeepsItsNameItsAddressAndItsProgress) {
     const std::string url =
         server.url(kSize, "rate=400000&disposition=" + knobValue("attachment; filename=other.bin"));

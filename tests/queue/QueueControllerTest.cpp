@@ -1,7 +1,9 @@
 // When the queue prepares, starts, holds back and tries again, and what its commands do to it.
 #include "queue/QueueNotifications.h"
 #include "support/FakeClock.h"
+#include "support/FaultServer.h"
 #include "support/JobHarness.h"
+#include "support/SampleData.h"
 #include "support/ScriptedJob.h"
 #include "support/Text.h"
 #include "support/UnattendedQueue.h"
@@ -40,8 +42,9 @@ public:
         return button;
     }
 
-    std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion&) override {
+    std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion& asked) override {
         ++prompts;
+        askedFor = asked.service;
         if (whileAsked) {
             QTimer::singleShot(0, &question, whileAsked);
             QTimer::singleShot(10s, &question, &QEventLoop::quit); // a test that fails ends, too
@@ -64,6 +67,7 @@ public:
     std::size_t button = 0;
     int answersGiven = 0;
     int prompts = 0;
+    std::string askedFor;
 };
 
 Error jobError(RemoteFileError code) {
@@ -311,6 +315,31 @@ TEST_F(QueueControllerTest, AnOpenQuestionEndsWithItsJobAndWhateverIsOpenWithThe
     showing.controller.quit();
     EXPECT_TRUE(turnUntil([&] { return ended == 2; }, 5s));
     EXPECT_EQ(preparations, 3);
+}
+
+TEST_F(QueueControllerTest, CredentialsAreForTheServerThatAsksWhereverTheAddressLedTo) {
+    const FaultServer first;
+    const FaultServer second;
+    const std::string target = second.url(100'000, "auth=basic", "target.bin");
+    const auto job = harness.job(first.url(100'000, "to=" + knobValue(target)));
+    queue.answersGiven = 1;
+    ASSERT_TRUE(controller.addDownloads({job}));
+    controller.toggleAutorun();
+    EXPECT_TRUE(comesTo(job, rf_state_succeeded));
+    EXPECT_EQ(queue.askedFor, second.proxyUrl());
+    EXPECT_EQ(fileIsSample(harness.folder.path("target.bin"), 100'000), "");
+    EXPECT_EQ(job->identity(), first.url(100'000, "to=" + knobValue(target)));
+    select({0});
+    controller.reloadSelected(); // what has been answered is remembered
+    controller.toggleAutorun();
+    const auto& files = controller.remoteFiles();
+    EXPECT_TRUE(turnUntil([&] {
+        const auto fresh = files.contentAsArray()[0];
+        return fresh != job && fresh->currentState() == rf_state_succeeded;
+    }));
+    EXPECT_EQ(queue.prompts, 1);
+    for (const auto& request : first.requests())
+        EXPECT_EQ(request.header("authorization"), "");
 }
 
 TEST_F(QueueControllerTest, APageIsFollowedToWhereTheUserGoes) {

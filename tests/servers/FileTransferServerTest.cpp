@@ -1,4 +1,5 @@
 // Whole downloads from vsftpd and OpenSSH: logins, keys, several connections, what is no file.
+#include "jobs/AuthenticationManager.h"
 #include "support/FaultServer.h"
 #include "support/JobHarness.h"
 #include "support/SampleData.h"
@@ -18,16 +19,22 @@ const std::string kRefused = std::string(ErrorDomain::RemoteFile) + " 5";
 const std::string kFolder = std::string(ErrorDomain::RemoteFile) + " 7";
 const std::string kMissing = std::string(ErrorDomain::CurlSegment) + " 78"; // CURLE_REMOTE_FILE_NOT_FOUND
 
-std::shared_ptr<const TRAuthToken> token(const std::string& user, const std::string& password,
-                                         const std::string& keys = {}) {
-    return std::make_shared<const TRAuthToken>("service", user, password, keys);
-}
+struct Login {
+    std::string user;
+    std::string password;
+    std::string keys{}; // their folder
+};
 
 class FileTransferServer : public ::testing::Test {
 protected:
     /// What is wrong with the download, as "domain code"; empty when the file is whole.
-    std::string outcome(const std::string& url, const std::shared_ptr<const TRAuthToken>& auth = nullptr,
+    std::string outcome(const std::string& url, const std::optional<Login>& login = {},
                         std::int64_t size = kSize) {
+        std::shared_ptr<const TRAuthToken> auth;
+        if (login)
+            auth = std::make_shared<const TRAuthToken>(
+                AuthenticationManager::getServiceNameFromURL(*Url::parse(url)), login->user, login->password,
+                login->keys);
         const auto job = harness.job(url, 5);
         if (const auto problem = harness.run(job, auth))
             return problem->domain + " " + std::to_string(problem->code);
@@ -48,7 +55,7 @@ TEST_F(FileTransferServer, FtpGivesAnyoneAFileOfAnySizeOverSeveralConnections) {
     for (const std::int64_t size : {0, 1, 2, 3}) {
         const std::string name = std::to_string(size) + ".bin";
         server.addFile(name, size);
-        EXPECT_EQ(outcome(server.url("/" + name), nullptr, size), "") << name << server.log();
+        EXPECT_EQ(outcome(server.url("/" + name), {}, size), "") << name << server.log();
     }
     server.addFolder("folder");
     EXPECT_EQ(outcome(server.url("/folder/")), kFolder) << server.log();
@@ -76,8 +83,8 @@ TEST_F(FileTransferServer, FtpOpensToTheRightPasswordOnly) {
     VsftpdServer server(FtpLogin::password);
     server.addFile("a.bin", kSize);
     EXPECT_EQ(outcome(server.url("/a.bin")), kRefused);
-    EXPECT_EQ(outcome(server.url("/a.bin"), token("bob", "wrong")), kRefused);
-    EXPECT_EQ(outcome(server.url("/a.bin"), token("bob", "secret")), "") << server.log();
+    EXPECT_EQ(outcome(server.url("/a.bin"), Login{"bob", "wrong"}), kRefused);
+    EXPECT_EQ(outcome(server.url("/a.bin"), Login{"bob", "secret"}), "") << server.log();
     EXPECT_EQ(outcome(server.url("/a.bin")), kRefused) << "whoever was there before";
 }
 
@@ -85,11 +92,11 @@ TEST_F(FileTransferServer, SftpOpensToThePasswordOrTheKeyWhoeverWasThereBefore) 
     SshServer server;
     server.addFile("a.bin", kSize);
     const std::string url = server.url("a.bin");
-    const auto right = token(server.user(), "secret");
-    const auto wrong = token(server.user(), "wrong");
+    const Login right{server.user(), "secret"};
+    const Login wrong{server.user(), "wrong"};
     EXPECT_EQ(outcome(url, wrong), kRefused);
     EXPECT_EQ(outcome(url), kRefused);
-    EXPECT_EQ(outcome(url, token(server.user(), "", server.keyFolder())), "");
+    EXPECT_EQ(outcome(url, Login{server.user(), "", server.keyFolder()}), "");
     EXPECT_EQ(outcome(url, right), "");
     ASSERT_GT(harness.transfers.connectionPools->idleCount(), 0u);
     EXPECT_EQ(outcome(url, wrong), kRefused);

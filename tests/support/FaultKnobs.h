@@ -23,6 +23,7 @@ namespace tarvo::test {
 ///     type=  disposition=  Content-Type, Content-Disposition
 ///     to=URL               one 302 to this address, instead of an answer
 ///     redirect=N           N 302 to this same server first
+///     referer=URL          403 without this Referer
 ///     auth=basic|digest    RFC 7617, RFC 7616: bob, secret (of a digest only the name is looked at)
 ///     rate=N               bytes per second, for each connection
 ///     delay=N              milliseconds before the answer begins

@@ -79,6 +79,8 @@ std::optional<HttpAnswer> answerBeforeTheFile(const HttpRequest& request, const 
                                    fmt::format("redirect={}", redirects - 1));
     if (!place.empty())
         return textAnswer(302, "It is elsewhere", "Location: " + place + "\r\n");
+    if (const auto referer = knobs.text("referer"); referer && request.header("referer") != *referer)
+        return textAnswer(403, "Come from our own page");
     const auto auth = knobs.text("auth");
     const bool isBasic = auth == "basic";
     const std::string given = request.header("authorization");

@@ -13,12 +13,15 @@ namespace tarvo {
 
 namespace {
 
-constexpr int kLoginDenied = CURLE_LOGIN_DENIED;
 constexpr int kRangeNotSatisfiable = 416; // RFC 9110, section 15.5.17
 
 std::string replaced(std::string text, char from, char to) {
     std::replace(text.begin(), text.end(), from, to);
     return text;
+}
+
+bool isLoginDenied(const CurlDownloader& downloader) {
+    return downloader.segment().errorCode() == CURLE_LOGIN_DENIED;
 }
 
 bool isNoName(const std::string& text) {
@@ -75,6 +78,8 @@ bool Scout::oneByteIsAll() const {
 
 std::optional<Error> Scout::runAndGetError() {
     m_headDownload->download();
+    if (isLoginDenied(*m_headDownload)) // the server counts refusals, and a second one would teach nothing
+        return m_headDownload->segment().error();
     m_bodyDownload->download();
     const int code = m_bodyDownload->segment().errorCode();
     if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile() && !rangesAreRefused())
@@ -184,10 +189,16 @@ bool Scout::bodyAnswerIsTheRange() const {
 }
 
 bool Scout::requiresAuthentication() const {
-    if (m_bodyDownload->segment().errorCode() == kLoginDenied)
+    if (isLoginDenied(*m_headDownload) || isLoginDenied(*m_bodyDownload))
         return true;
     const auto error = extractBodyHttpError();
     return error && error->code == 401;
+}
+
+std::optional<Url> Scout::lastAsked() const {
+    const auto& last = isLoginDenied(*m_headDownload) ? m_headDownload : m_bodyDownload;
+    const auto address = last->segment().effectiveUrl();
+    return address ? std::optional(address->withoutCredentials()) : std::nullopt;
 }
 
 bool Scout::isHtmlPage() const {

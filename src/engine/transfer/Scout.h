@@ -36,6 +36,10 @@ public:
     Validator validator() const { return fileAnswer().validator(); }
 
     bool requiresAuthentication() const;
+
+    /// The address, without credentials, that the last answer came from: where the redirects led.
+    std::optional<Url> lastAsked() const;
+
     bool isHtmlPage() const;
     bool isFtpDirectory() const;
 
