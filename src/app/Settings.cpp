@@ -49,7 +49,8 @@ std::vector<Setting> makeTable() {
         {kShowDockProgress, boolean, true, "the launcher icon shows the progress"},
         {kShowDockSpeed, boolean, false, "the launcher icon shows the speed"},
         {kSkipAddSheetForNewDownloads, boolean, false, "add addresses without showing the add sheet"},
-        {kSSHDirectoryBookmark, bytes, QByteArray(), "absolute path of the folder with the SSH keys"},
+        {kSSHDirectoryBookmark, bytes, QByteArray(),
+         "absolute path of the folder with the SSH keys; empty for ~/.ssh"},
     };
 }
 

@@ -125,7 +125,7 @@ TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
     m_isAsking = true;
     m_isCancelled = false;
     const std::string asks = question.service + " asks for a user name and a password" +
-                             (question.shouldShowKeypairHint ? " (or accepts one of your SSH keys)" : "") +
+                             (question.shouldShowKeypairHint ? " (or the passphrase of one of your SSH keys)" : "") +
                              ".\n";
     m_view.makeRoomFor(asks);
     say(terminal.descriptor(), asks);

@@ -4,6 +4,7 @@
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"
 
+#include <cstdlib>
 #include <vector>
 
 #include <pwd.h>
@@ -13,12 +14,18 @@ namespace tarvo {
 
 namespace {
 
-std::string loginName() {
+/// One field of the system's entry of the user; empty when there is none.
+std::string ofSelf(char* passwd::*field) {
     passwd entry{};
     passwd* found = nullptr;
     std::vector<char> buffer(16384);
     const int fault = ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
-    return fault == 0 && found ? found->pw_name : "";
+    return fault == 0 && found ? found->*field : "";
+}
+
+std::string usualSshFolder() {
+    const char* home = std::getenv("HOME");
+    return (home && *home ? std::string(home) : ofSelf(&passwd::pw_dir)) + "/.ssh";
 }
 
 } // namespace
@@ -34,8 +41,9 @@ AuthenticationManager::Token AuthenticationManager::getCredentialsForURL(const U
     const std::string service = getServiceNameFromURL(url);
     if (auto known = getKnownUsingService(service, username))
         return known;
-    if (username && username->empty())
-        username = loginName();
+    const bool mayHaveKey = url.scheme() == "sftp" && !username && !password && canLogInWithKey();
+    if (mayHaveKey || (username && username->empty()))
+        username = ofSelf(&passwd::pw_name);
     if (!username && !password)
         return nullptr;
     return makeToken(service, username.value_or(""), password.value_or(""));
@@ -133,8 +141,10 @@ AuthenticationManager::getCachedUsingService(const std::string& service,
 AuthenticationManager::Token AuthenticationManager::makeToken(const std::string& service,
                                                               const std::string& username,
                                                               const std::string& password) const {
-    return std::make_shared<const TRAuthToken>(service, username, password,
-                                               m_defaults.data(SettingKey::kSSHDirectoryBookmark));
+    std::string folder = m_defaults.data(SettingKey::kSSHDirectoryBookmark);
+    if (folder.empty())
+        folder = usualSshFolder();
+    return std::make_shared<const TRAuthToken>(service, username, password, folder);
 }
 
 void AuthenticationManager::promptCompletedWithResult(const TRAuthToken& token, bool shouldSave) {
@@ -149,7 +159,11 @@ void AuthenticationManager::promptCanceled() {
 }
 
 bool AuthenticationManager::shouldShowKeypairHint(const std::string& service) const {
-    return service.starts_with("sftp") && !m_defaults.data(SettingKey::kSSHDirectoryBookmark).empty();
+    return service.starts_with("sftp") && !makeToken(service, "", "")->privKeys().empty();
+}
+
+bool AuthenticationManager::canLogInWithKey() const {
+    return isSshAgentThere() || !makeToken("", "", "")->privKeys().empty();
 }
 
 } // namespace tarvo

@@ -32,8 +32,8 @@ public:
                           const Clock& clock);
 
     /// The credentials to try on the server of `url`: remembered ones first, then stored ones, then those
-    /// in the address itself. For an empty user name ("ftp://@host") the login name of the system's user.
-    /// Waits for the password store.
+    /// in the address itself. For an empty user name ("ftp://@host") the login name of the system's user, and
+    /// where SFTP names none, too, if that user has an SSH key or agent. Waits for the password store.
     Token getCredentialsForURL(const Url& url);
 
     /// Whether getCredentialsForURL() finds remembered or stored ones. Waits for the password store.
@@ -75,6 +75,7 @@ private:
     void promptCompletedWithResult(const TRAuthToken& token, bool shouldSave);
     void promptCanceled();
     bool shouldShowKeypairHint(const std::string& service) const;
+    bool canLogInWithKey() const;
 
     PasswordStore& m_store;
     AuthenticationPrompt* m_prompt;

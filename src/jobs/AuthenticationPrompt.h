@@ -11,7 +11,7 @@ struct AuthenticationQuestion {
     std::string username;
     std::string password;
     std::string service;                ///< "ftp://host"; not to be changed by the user
-    bool shouldShowKeypairHint = false; ///< keys from the user's folder of SSH keys are tried as well
+    bool shouldShowKeypairHint = false; ///< the passphrase of one of the user's SSH keys will do, too
 };
 
 struct AuthenticationAnswer {

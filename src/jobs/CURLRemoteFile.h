@@ -196,7 +196,8 @@ private:
     Result<void> prepare();
     bool wasFinishedBefore();
     Result<ProbeAnswers> tryScoutConnection(const Url& url);
-    Probe probe(const Source& source);
+    Probe probe(Source& source);
+    Probe probeWithKeys(Source& source);
     Probe runScout(const Source& source, const std::optional<Url>& referer);
     Source sourceAt(const Url& url) const;
     Error authenticationError(const Url& asking, const Error& problem);

@@ -180,8 +180,22 @@ CURLRemoteFile::Probe CURLRemoteFile::runScout(const Source& source, const std::
     return {scout, std::move(problem)};
 }
 
+/// Tries one key after the other; `source` is left with the one that has opened, or with the last.
+CURLRemoteFile::Probe CURLRemoteFile::probeWithKeys(Source& source) {
+    Probe probed;
+    for (const auto& attempt : source.auth->sshAttempts()) {
+        probed = runScout({source.url, attempt}, std::nullopt);
+        source.auth = attempt;
+        if (!probed.scout->requiresAuthentication())
+            break;
+    }
+    return probed;
+}
+
 /// Without the referrer, but with it where that is refused: some servers serve their own pages' links only.
-CURLRemoteFile::Probe CURLRemoteFile::probe(const Source& source) {
+CURLRemoteFile::Probe CURLRemoteFile::probe(Source& source) {
+    if (source.auth && source.url->scheme() == "sftp")
+        return probeWithKeys(source);
     Probe probed = runScout(source, std::nullopt);
     const auto isRefused = [&probed](int status) {
         return probed.problem && probed.problem->is(ErrorDomain::CurlHttp, status);

@@ -1,4 +1,6 @@
 // What a request says about its sender: agent, proxy and keys, as the settings have them.
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "engine/transfer/ProxyUrlProvider.h"
@@ -71,14 +73,17 @@ TEST_F(RequestIdentity, ARedirectLetsOthersKnowTheOriginAtMost) {
         EXPECT_EQ(refererAfterRedirect(*Url::parse(from), *Url::parse(to)), referer) << from << " " << to;
 }
 
-TEST_F(RequestIdentity, TheKeyPairComesFromTheChosenFolder) {
+TEST_F(RequestIdentity, TheKeysComeFromTheChosenFolderOneAfterTheOther) {
     const TRAuthToken token("sftp://host", "bob", "", m_folder.path());
-    m_folder.write("id_rsa.pub", "");
-    m_folder.write("id_ed25519", "");
+    std::filesystem::create_directory(m_folder.path("id_ed25519"));
     EXPECT_EQ(token.privKey(), std::nullopt);
-    m_folder.write("id_rsa", "");
-    EXPECT_EQ(token.privKey(), m_folder.path("id_rsa"));
-    EXPECT_EQ(token.pubKey(), m_folder.path("id_rsa.pub"));
+    for (const char* name : {"id_dsa", "id_rsa", "id_rsa.pub", "id_ecdsa", "identity"})
+        m_folder.write(name, "");
+    std::string attempts;
+    for (const auto& attempt : token.sshAttempts())
+        attempts += attempt->privKey()->substr(m_folder.path("").size()) + (attempt->pubKey() ? "+pub" : "") +
+                    (attempt->asksAgent() ? "+agent" : "") + (attempt->offersPassword() ? "+password " : " ");
+    EXPECT_EQ(attempts, "id_ecdsa+agent id_rsa+pub id_dsa+password ");
     for (const std::string& bookmark :
          {std::string(), m_folder.path("gone"), std::string("relative"), std::string("/a\0b", 4)})
         EXPECT_EQ(TRAuthToken("sftp://host", "", "", bookmark).sshDir(), std::nullopt);

@@ -127,13 +127,17 @@ TEST_F(AuthenticationManagerTest, AConfirmedPromptIsRememberedAndStoredOnlyWhenA
     EXPECT_FALSE(silent.promptUserForCredentialsForURL(url("sftp://bob:pw@host/")));
 }
 
-TEST_F(AuthenticationManagerTest, TheKeyFolderIsInEveryTokenFromThenOnAndHintedAtForSftp) {
+TEST_F(AuthenticationManagerTest, TheKeyFolderIsInEveryTokenFromThenOnAndItsKeysAreHintedAtForSftp) {
+    m_defaults.set("SSHDirectoryBookmark", QByteArray("/nowhere"));
     m_manager.cacheResultForService("sftp://host", "bob", "pw");
     m_manager.promptUserForCredentialsForURL(url("sftp://host/"));
     EXPECT_FALSE(m_prompt.asked->shouldShowKeypairHint);
+    m_folder.write("id_ed25519", "");
 
     m_defaults.set("SSHDirectoryBookmark", QByteArray::fromStdString(m_folder.path()));
     EXPECT_EQ(m_manager.getCredentialsForURL(url("sftp://host/"))->sshDir(), m_folder.path());
+    EXPECT_TRUE(m_manager.getCredentialsForURL(url("sftp://other/")));
+    EXPECT_FALSE(m_manager.knowsCredentialsForURL(url("sftp://other/"))) << "a key alone is no acquaintance";
     m_manager.promptUserForCredentialsForURL(url("sftp://host/"));
     EXPECT_TRUE(m_prompt.asked->shouldShowKeypairHint);
     m_manager.promptUserForCredentialsForURL(url("ftp://host/"));

@@ -7,6 +7,9 @@
 #include "support/Text.h"
 #include "support/VsftpdServer.h"
 
+#include <cstdlib>
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
@@ -25,6 +28,16 @@ struct Login {
     std::string keys{}; // their folder
 };
 
+/// A desktop without a password store, and nobody to be asked.
+class NoStore final : public PasswordStore {
+public:
+    std::vector<std::string> accounts(const std::string&) override { return {}; }
+
+    std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
+
+    void store(const std::string&, const std::string&, const std::string&) override {}
+};
+
 class FileTransferServer : public ::testing::Test {
 protected:
     /// What is wrong with the download, as "domain code"; empty when the file is whole.
@@ -35,6 +48,14 @@ protected:
             auth = std::make_shared<const TRAuthToken>(
                 AuthenticationManager::getServiceNameFromURL(*Url::parse(url)), login->user, login->password,
                 login->keys);
+        return outcomeWith(auth, url, size);
+    }
+
+    /// What comes next logs in anew.
+    void endSessions() { harness.transfers.connectionPools->closeIdle(TimePoint::max()); }
+
+    std::string outcomeWith(const std::shared_ptr<const TRAuthToken>& auth, const std::string& url,
+                            std::int64_t size = kSize) {
         const auto job = harness.job(url, 5);
         if (const auto problem = harness.run(job, auth))
             return problem->domain + " " + std::to_string(problem->code);
@@ -88,7 +109,7 @@ TEST_F(FileTransferServer, FtpOpensToTheRightPasswordOnly) {
     EXPECT_EQ(outcome(server.url("/a.bin")), kRefused) << "whoever was there before";
 }
 
-TEST_F(FileTransferServer, SftpOpensToThePasswordOrTheKeyWhoeverWasThereBefore) {
+TEST_F(FileTransferServer, SftpOpensToThePasswordWhoeverWasThereBefore) {
     SshServer server;
     server.addFile("a.bin", kSize);
     const std::string url = server.url("a.bin");
@@ -96,7 +117,6 @@ TEST_F(FileTransferServer, SftpOpensToThePasswordOrTheKeyWhoeverWasThereBefore) 
     const Login wrong{server.user(), "wrong"};
     EXPECT_EQ(outcome(url, wrong), kRefused);
     EXPECT_EQ(outcome(url), kRefused);
-    EXPECT_EQ(outcome(url, Login{server.user(), "", server.keyFolder()}), "");
     EXPECT_EQ(outcome(url, right), "");
     ASSERT_GT(harness.transfers.connectionPools->idleCount(), 0u);
     EXPECT_EQ(outcome(url, wrong), kRefused);
@@ -114,6 +134,77 @@ TEST_F(FileTransferServer, SftpOpensToThePasswordOrTheKeyWhoeverWasThereBefore) 
     server.addFolder("folder");
     EXPECT_EQ(outcome(server.url("folder/"), right), kFolder);
     EXPECT_EQ(outcome(server.url("missing"), right), kMissing);
+}
+
+TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
+    SshServer server;
+    server.addFile("a.bin", kSize);
+    const std::string url = server.url("a.bin");
+    const auto outcomeOf = [&](const std::string& password, const std::string& keys) {
+        endSessions();
+        return outcome(url, Login{server.user(), password, keys});
+    };
+    const auto keysIn = [&](const char* name) {
+        std::filesystem::create_directory(harness.folder.path(name));
+        return harness.folder.path(name);
+    };
+    const std::string alone = keysIn("alone");
+    server.addKey(alone + "/id_ed25519", "ed25519");
+    EXPECT_EQ(outcomeOf("", alone), "");
+    std::filesystem::remove(alone + "/id_ed25519.pub");
+    EXPECT_EQ(outcomeOf("", alone), "") << "the public key is in the private one";
+
+    const std::string several = keysIn("several");
+    server.addKey(several + "/id_ed25519", "ed25519", "", false);
+    server.addKey(several + "/id_ecdsa", "ecdsa");
+    server.addKey(several + "/id_rsa", "rsa", "", false);
+    EXPECT_EQ(outcomeOf("", several), "");
+    EXPECT_EQ(outcomeOf("secret", several), "");
+    endSessions();
+    server.addFile("b.bin", 1);
+    EXPECT_EQ(outcome(server.url("b.bin"), Login{server.user(), "", several}, 1), "");
+    EXPECT_EQ(outcome(url, Login{server.user(), "", several}), "") << "with the session of the second key";
+
+    const std::string locked = keysIn("locked");
+    server.addKey(locked + "/id_ed25519", "ed25519", "pass phrase");
+    EXPECT_EQ(outcomeOf("", locked), kRefused);
+    EXPECT_EQ(outcomeOf("wrong", locked), kRefused);
+    EXPECT_EQ(outcomeOf("pass phrase", locked), "");
+}
+
+TEST_F(FileTransferServer, SftpAsksNothingOfWhoHasAKeyAtHomeOrAnAgent) {
+    SshServer server;
+    server.addFile("a.bin", kSize);
+    NoStore store;
+    AuthenticationManager credentials(store, nullptr, harness.defaults, harness.clock);
+    const std::string url = server.url("a.bin");
+    const std::string named = std::string(url).insert(7, server.user() + "@");
+    const auto outcomeOf = [&](const std::string& address) {
+        endSessions();
+        return outcomeWith(credentials.getCredentialsForURL(*Url::parse(address)), address);
+    };
+    const char* home = std::getenv("HOME");
+    const std::string before = home ? home : "";
+    ::setenv("HOME", harness.folder.path().c_str(), 1);
+    EXPECT_EQ(outcomeOf(url), kRefused);
+    std::filesystem::create_directory(harness.folder.path(".ssh"));
+    const std::string key = harness.folder.path(".ssh/id_ed25519");
+    server.addKey(key, "ed25519");
+    EXPECT_EQ(outcomeOf(url), "");
+    EXPECT_EQ(outcomeOf(named), "");
+
+    const std::string socket = harness.folder.path("agent");
+    ServerProcess agent;
+    agent.start({programPath("ssh-agent", "openssh-client"), "-D", "-a", socket},
+                harness.folder.path("agent.log"), {});
+    ASSERT_TRUE(turnUntil([&] { return Disk::exists(socket); }));
+    ::setenv("SSH_AUTH_SOCK", socket.c_str(), 1);
+    runProgram({programPath("ssh-add", "openssh-client"), "-q", key});
+    std::filesystem::remove(key);
+    EXPECT_EQ(outcomeOf(url), "");
+    ::unsetenv("SSH_AUTH_SOCK");
+    EXPECT_EQ(outcomeOf(named), kRefused);
+    ::setenv("HOME", before.c_str(), 1);
 }
 
 } // namespace tarvo::test

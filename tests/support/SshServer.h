@@ -8,8 +8,9 @@
 
 namespace tarvo::test {
 
-/// Serves sample files from a folder of its own to the user who runs the test (user()), who logs in with the
-/// password "secret" or with the key in keyFolder(). Needs root.
+/// Takes the algorithms that Debian's sshd takes. Serves sample files from a folder of its own to the user
+/// who runs the test (user()), who logs in with the password "secret" or with a key that addKey() was told to
+/// let in. Needs root.
 class SshServer : public FileServer {
 public:
     SshServer();
@@ -19,14 +20,17 @@ public:
 
     const std::string& user() const { return m_user; }
 
-    /// The absolute path of a folder with id_rsa (PEM, no passphrase) and id_rsa.pub.
-    std::string keyFolder() const { return m_folder.path("keys"); }
+    /// The service name of the server (AuthenticationManager::getServiceNameFromURL()).
+    std::string service() const;
+
+    /// Makes the private key at `path` and its public one beside it, as `type` of ssh-keygen.
+    void addKey(const std::string& path, const std::string& type, const std::string& passphrase = {},
+                bool opens = true) const;
 
     /// After stop(), on the same port.
     void start();
 
 private:
-    void makeKeys() const;
     std::string configuration() const;
 
     std::string m_user;

@@ -6,17 +6,19 @@ namespace tarvo {
 
 namespace {
 
-/// Scheme, user, host and port.
-std::string serverOf(const Url& url) {
+/// Scheme, user, host and port, and the SSH key.
+std::string serverOf(const Url& url, const TRAuthToken* auth) {
     const std::string& text = url.absoluteString();
     const std::size_t authority = text.find("//");
-    return text.substr(0, authority == std::string::npos ? authority : text.find('/', authority + 2));
+    const std::string server =
+        text.substr(0, authority == std::string::npos ? authority : text.find('/', authority + 2));
+    return auth && url.scheme() == "sftp" ? server + '\n' + auth->privKey().value_or("") : server;
 }
 
 } // namespace
 
-std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url) {
-    std::string server = serverOf(url);
+std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url, const TRAuthToken* auth) {
+    std::string server = serverOf(url, auth);
     std::unique_ptr<ConnectionPool> pool;
     {
         auto idle = m_idle->lock();

@@ -9,13 +9,15 @@
 #include "base/Locked.h"
 #include "base/Url.h"
 #include "engine/transfer/ConnectionPool.h"
+#include "engine/transfer/TRAuthToken.h"
 
 namespace tarvo {
 
 /// Any thread. A pool that is lent belongs to the borrower's thread until the last copy of the lease goes;
 /// then its connections wait here for whoever comes next for the same server. libcurl sees to it that no
-/// connection serves other credentials or another proxy than it was made with. Gone before
-/// LiveCurlSegment::cleanup(); a lease that outlives this closes its pool when it ends.
+/// connection serves other names, passwords or proxies than it was made with; SSH keys, which it does not
+/// tell apart, have pools of their own. Gone before LiveCurlSegment::cleanup(); a lease that outlives this
+/// closes its pool when it ends.
 class ConnectionPools {
 public:
     /// What waits here at the most, and for how long.
@@ -25,8 +27,9 @@ public:
     /// `clock` outlives this.
     explicit ConnectionPools(const Clock& clock) : m_clock(clock) {}
 
-    /// A pool that nobody uses: the one that came back last from the server of `url`, else a new one.
-    std::shared_ptr<ConnectionPool> lend(const Url& url);
+    /// A pool that nobody uses: the one that came back last from the server of `url` and the SSH key of
+    /// `auth`, which may be null, else a new one.
+    std::shared_ptr<ConnectionPool> lend(const Url& url, const TRAuthToken* auth = nullptr);
 
     /// Closes what has waited for too long. Waits for no server; to be called about once a second.
     void closeIdle(TimePoint now);

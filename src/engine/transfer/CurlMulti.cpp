@@ -25,7 +25,8 @@ CurlMulti::CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders,
 void CurlMulti::downloadAndBlock() {
     if (m_children.empty())
         return;
-    const auto pool = m_pools->lend(m_children.front()->segment().request().url);
+    const CurlRequest& request = m_children.front()->segment().request();
+    const auto pool = m_pools->lend(request.url, request.authToken.get());
     *m_lease.lock() = pool;
     start(*pool);
     while (true) {

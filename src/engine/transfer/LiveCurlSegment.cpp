@@ -186,18 +186,32 @@ void LiveCurlSegment::configureBody() {
 }
 
 void LiveCurlSegment::configureCredentials() {
+    // By itself libcurl would try keys from places of its own choice.
+    set(m_handle, CURLOPT_SSH_AUTH_TYPES, static_cast<long>(CURLSSH_AUTH_PASSWORD));
     const auto& token = request().authToken;
     if (!token)
         return;
-    set(m_handle, CURLOPT_SSH_AUTH_TYPES, static_cast<long>(CURLSSH_AUTH_PASSWORD));
     set(m_handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST | CURLAUTH_NTLM));
     set(m_handle, CURLOPT_USERNAME, token->username());
     set(m_handle, CURLOPT_PASSWORD, token->password());
-    if (const auto privateKey = token->privKey()) {
-        set(m_handle, CURLOPT_SSH_AUTH_TYPES, static_cast<long>(CURLSSH_AUTH_ANY));
-        set(m_handle, CURLOPT_SSH_PRIVATE_KEYFILE, *privateKey);
-        set(m_handle, CURLOPT_SSH_PUBLIC_KEYFILE, token->pubKey().value_or(""));
-    }
+    if (request().url.scheme() == "sftp")
+        configureSshLogin(*token);
+}
+
+void LiveCurlSegment::configureSshLogin(const TRAuthToken& token) {
+    const auto key = token.privKey();
+    const bool asksAgent = token.asksAgent() && isSshAgentThere();
+    long types = (key ? CURLSSH_AUTH_PUBLICKEY : 0) | (asksAgent ? CURLSSH_AUTH_AGENT : 0);
+    // An empty password is tried where there is nothing else: each refusal counts with the server.
+    if (types == 0 || (token.offersPassword() && !token.password().empty()))
+        types |= CURLSSH_AUTH_PASSWORD | CURLSSH_AUTH_KEYBOARD;
+    set(m_handle, CURLOPT_SSH_AUTH_TYPES, types);
+    if (!key)
+        return;
+    set(m_handle, CURLOPT_SSH_PRIVATE_KEYFILE, *key);
+    // Without the file libssh2 reads the public key out of the private one.
+    set(m_handle, CURLOPT_SSH_PUBLIC_KEYFILE, token.pubKey().value_or(""));
+    set(m_handle, CURLOPT_KEYPASSWD, token.password());
 }
 
 void LiveCurlSegment::configureIdentity() {
@@ -228,6 +242,16 @@ void LiveCurlSegment::setCookies() {
     set(m_handle, CURLOPT_COOKIE, cookies.empty() ? nullptr : cookies.c_str());
 }
 
+void LiveCurlSegment::setReferer() {
+    const auto asked = effectiveUrl();
+    // A challenge is answered at the same address. What the user has set goes along as it is.
+    if (m_lastAsked && asked && *m_lastAsked != *asked && !request().referer) {
+        const auto referer = refererAfterRedirect(*m_lastAsked, *asked);
+        set(m_handle, CURLOPT_REFERER, referer ? referer->c_str() : nullptr);
+    }
+    m_lastAsked = asked;
+}
+
 void LiveCurlSegment::configureAndStart() {
     configure();
     m_runsAlone = true;
@@ -254,16 +278,6 @@ void LiveCurlSegment::configureAndStart() {
     m_runsAlone = false;
     setErrorCode(result);
 }
-void LiveCurlSegment::setReferer() {
-    const auto asked = effectiveUrl();
-    // A challenge is answered at the same address. What the user has set goes along as it is.
-    if (m_lastAsked && asked && *m_lastAsked != *asked && !request().referer) {
-        const auto referer = refererAfterRedirect(*m_lastAsked, *asked);
-        set(m_handle, CURLOPT_REFERER, referer ? referer->c_str() : nullptr);
-    }
-    m_lastAsked = asked;
-}
-
 
 void LiveCurlSegment::wakeup() {
     if (m_pool)

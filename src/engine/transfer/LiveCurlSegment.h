@@ -55,17 +55,18 @@ private:
     void configureRequest();
     void configureBody();
     void configureCredentials();
+    void configureSshLogin(const TRAuthToken& token);
     void configureIdentity();
     void configureProxy();
 
     /// Sets the cookies that are due at the address that is about to be asked.
     void setCookies();
 
-    /// What libcurl calls, with the segment as the user pointer.
-    struct Callbacks;
     /// Sets what a redirect to the address that is about to be asked lets its host know.
     void setReferer();
 
+    /// What libcurl calls, with the segment as the user pointer.
+    struct Callbacks;
 
     const TransferEnvironment& m_environment;
     const std::shared_ptr<ConnectionPool> m_pool;

@@ -32,7 +32,7 @@ bool isNoName(const std::string& text) {
 
 std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
                                                  const std::optional<Url>& referer) const {
-    LiveCurlSegmentFactory segments(m_environment, m_environment.connectionPools->lend(url));
+    LiveCurlSegmentFactory segments(m_environment, m_environment.connectionPools->lend(url, auth.get()));
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_environment.probeTimeLimit);
     CurlRequest request{
         .url = url, .authToken = std::move(auth), .referer = referer, .timeoutMs = limit.count()};
