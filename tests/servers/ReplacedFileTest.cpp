@@ -1,4 +1,5 @@
 // Files that real servers exchange for others of the same size, at any moment: never a file of two versions.
+#include "jobs/AuthenticationManager.h"
 #include "support/JobHarness.h"
 #include "support/NginxServer.h"
 #include "support/SampleData.h"
@@ -92,7 +93,9 @@ TEST_F(ReplacedFile, IsNeverMixedFromFtp) {
 TEST_F(ReplacedFile, IsNeverMixedFromSftp) {
     const SshServer server;
     checkMoments(server, server.url("a.bin"),
-                 std::make_shared<const TRAuthToken>("service", server.user(), "secret"));
+                 std::make_shared<const TRAuthToken>(
+                     AuthenticationManager::getServiceNameFromURL(*Url::parse(server.url("a.bin"))),
+                     server.user(), "secret"));
 }
 
 } // namespace tarvo::test

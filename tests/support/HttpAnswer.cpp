@@ -99,7 +99,8 @@ HttpAnswer fileAnswer(const HttpRequest& request, const FaultKnobs& knobs, std::
     answer.fields = "Content-Type: " + knobs.text("type").value_or("application/octet-stream") + "\r\n";
     if (const auto disposition = knobs.text("disposition"))
         answer.fields += "Content-Disposition: " + *disposition + "\r\n";
-    const std::string etag = knobs.text("etag").value_or("");
+    const std::string usual = knobs.has("untagged") ? "" : fmt::format("\"v{}\"", answer.version);
+    const std::string etag = knobs.text("etag").value_or(usual);
     const std::string modified = knobs.text("modified").value_or("");
     if (!etag.empty())
         answer.fields += "ETag: " + etag + "\r\n";
