@@ -39,6 +39,8 @@
 <message id="tr.err.disk-full-recovery"><source></source><translation>Free some space and try again; the download continues where it stopped.</translation></message>
 <message id="tr.err.duplicate-downloads"><source></source><translation>%1 of the downloads were in the queue already.</translation></message>
 <message id="tr.err.duplicate-recovery"><source></source><translation>They go on as they are; nothing was added twice.</translation></message>
+<message id="tr.err.folder-away"><source></source><translation>The folder &quot;%1&quot; with the unfinished download is not there, or has nothing in it.</translation></message>
+<message id="tr.err.folder-away-recovery"><source></source><translation>Connect the disk that it is on; the download then goes on by itself.</translation></message>
 <message id="tr.err.ftp-directory"><source></source><translation>The address is a folder, not a file.</translation></message>
 <message id="tr.err.html-file"><source></source><translation>The address leads to a web page, not to a file.</translation></message>
 <message id="tr.err.http-status"><source></source><translation>HTTP Status %1 (%2)</translation></message>
@@ -52,6 +54,10 @@
 <message id="tr.err.no-link"><source></source><translation>There is nothing in it that can be downloaded.</translation></message>
 <message id="tr.err.no-open-progress-file"><source></source><translation>The progress file of the download could not be opened.</translation></message>
 <message id="tr.err.no-space"><source></source><translation>There is not enough space for the download: %1 are missing, and %2 are free.</translation></message>
+<message id="tr.err.not-kept"><source></source><translation>It is in the queue, but could not be saved there: after the end of the program it will be missing.</translation></message>
+<message id="tr.err.not-kept-recovery"><source></source><translation>Look whether the disk with the settings is full, and hand it over again.</translation></message>
+<message id="tr.err.program-ends"><source></source><translation>Tarvo is just ending, and takes nothing more.</translation></message>
+<message id="tr.err.program-ends-recovery"><source></source><translation>Start it again, and try then.</translation></message>
 <message id="tr.err.progress-file-mismatch"><source></source><translation>The unfinished download in the folder belongs to another file than the one the server offers now.</translation></message>
 <message id="tr.err.progress-file-recovery"><source></source><translation>Move or remove the unfinished download and try again.</translation></message>
 <message id="tr.err.progress.data-corrupt"><source></source><translation>The progress file is corrupt: the progress data could not be loaded.</translation></message>

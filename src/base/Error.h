@@ -34,6 +34,7 @@ enum RemoteFileError : std::int64_t {
     HTMLPageErrorCode = 6,
     kRemoteFileFtpDirectory = 7,
     kRemoteFileAlreadyComplete = 9,
+    kRemoteFileFolderAway = 10,
 };
 
 /// Codes of ErrorDomain::Tarvo.

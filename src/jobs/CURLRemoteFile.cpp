@@ -69,6 +69,16 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::create(const Url& url, std::int6
     return job;
 }
 
+std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromLink(const DownloadLink& link,
+                                                         const JobEnvironment& environment) {
+    auto job = create(link.url, link.connections, link.folder, environment);
+    job->m_recoveredSession = true;
+    job->m_referer = link.referer;
+    if (link.name)
+        job->setOverridenFileName(*link.name);
+    return job;
+}
+
 std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string& bundleDirectory,
                                                                const JobEnvironment& environment) {
     auto job = shared(new CURLRemoteFile(environment));
@@ -106,9 +116,36 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
     return job;
 }
 
+std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromAbsentBundle(const ProgressBundle& bundle,
+                                                                 const JobEnvironment& environment) {
+    auto job = shared(new CURLRemoteFile(environment));
+    job->m_recoveredSession = true;
+    job->m_basePath = bundle.baseFolder();
+    job->m_bundleBookmark = bundle.bundleDirectory();
+    job->m_recordOnDisk = true; // on a disk that may come back
+    job->setOverridenFileName(bundle.fileName());
+    job->failWithError(folderAway(bundle));
+    return job;
+}
+
+Error CURLRemoteFile::folderAway(const ProgressBundle& bundle) {
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileFolderAway,
+            localized("tr.err.folder-away", {bundle.baseFolder()}), localized("tr.err.folder-away-recovery")};
+}
+
+void CURLRemoteFile::recall(const Url& url, std::int64_t size) {
+    if (m_url)
+        return;
+    m_url = url;
+    setFileSize(size);
+}
+
 std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
-    if (!m_url && m_bundleBookmark)
-        return fromBundleFile(*m_bundleBookmark, environment());
+    if (!m_url && m_bundleBookmark) {
+        const auto bundle = ProgressBundle::fromBundleDirectory(*m_bundleBookmark);
+        return bundle && bundle->isAway() ? fromAbsentBundle(*bundle, environment())
+                                          : fromBundleFile(*m_bundleBookmark, environment());
+    }
     if (!Log::assertThat(m_url.has_value()))
         return nullptr;
     // A copy is made of what this job knows of itself, never of what its bundle says meanwhile: it must
@@ -116,11 +153,14 @@ std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
     auto job = create(*m_url, m_requestedPartitions, m_basePath, environment());
     job->m_referer = m_referer;
     job->m_bundleBookmark = m_bundleBookmark;
+    job->m_device = m_device;
     job->m_recordOnDisk = m_recordOnDisk;
     job->m_ownsBundle = m_ownsBundle;
     job->m_recoveredSession = m_recoveredSession;
     if (overridenFileName())
         job->setOverridenFileName(*overridenFileName());
+    if (awaitedBundle()) // which may go on being away
+        job->setFileSize(fileSize());
     return job;
 }
 
@@ -134,6 +174,9 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromArchive(KeyedUnarchiver& una
     if (const auto path = unarchiver.decodeString("bundlePath")) // as earlier versions archived a job
         return fromBundleFile(*path, environment);
     const auto bookmark = unarchiver.decodeData("bundleBookmark");
+    const auto bundle = bookmark ? ProgressBundle::fromBundleDirectory(*bookmark) : std::nullopt;
+    if (bundle && bookmark->starts_with('/') && bundle->isAway())
+        return fromAbsentBundle(*bundle, environment);
     if (!bookmark || !ProgressBundle::fromBundleBookmark(*bookmark)) {
         Log::error("Could not load bookmark");
         return nullptr;
@@ -175,6 +218,18 @@ bool CURLRemoteFile::isRetryable() const {
 /// What a single stream has brought is worth more than a fresh start: the server may only be slow.
 bool CURLRemoteFile::failsWhenStalled() const {
     return isRetryable() && (supportsMultipartDownloads() || totalBytesDownloaded() == 0);
+}
+
+std::optional<DownloadLink> CURLRemoteFile::link() const {
+    if (!m_url)
+        return std::nullopt;
+    return DownloadLink{*m_url, m_basePath, m_requestedPartitions, m_referer, overridenFileName()};
+}
+
+std::optional<std::string> CURLRemoteFile::awaitedBundle() const {
+    const auto& failed = error();
+    const bool isAway = failed && failed->is(ErrorDomain::RemoteFile, kRemoteFileFolderAway);
+    return isAway ? m_bundleBookmark : std::nullopt;
 }
 
 std::optional<std::string> CURLRemoteFile::activeFile() const {

@@ -33,12 +33,18 @@ public:
                                                   const std::string& directory,
                                                   const JobEnvironment& environment);
 
+    /// A download of the saved queue that link() was asked of, begun anew. Where its file turns out to be
+    /// there already, of the same size and from the same address, it has succeeded.
+    static std::shared_ptr<CURLRemoteFile> fromLink(const DownloadLink& link,
+                                                    const JobEnvironment& environment);
+
     /// The download of a bundle on disk. Always a job: one that can't be restored has failed, with the
     /// reason.
     static std::shared_ptr<CURLRemoteFile> fromBundleFile(const std::string& bundleDirectory,
                                                           const JobEnvironment& environment);
 
-    /// The job that encode() archived; null, and the reason in the log, when its bundle is gone or empty.
+    /// The job that encode() archived; null, and the reason in the log, when its bundle is gone or empty. One
+    /// whose folder is away has failed, and goes on when that is back.
     static std::shared_ptr<CURLRemoteFile> fromArchive(KeyedUnarchiver& unarchiver,
                                                        const JobEnvironment& environment);
 
@@ -70,6 +76,12 @@ public:
     bool supportsRecovery() const override { return m_bundleBookmark && m_recordOnDisk; }
 
     bool isRetryable() const override;
+    std::optional<DownloadLink> link() const override;
+    std::optional<std::string> awaitedBundle() const override;
+
+    /// What else is known of the download of a bundle that can't be read now: its address, and its size in
+    /// bytes.
+    void recall(const Url& url, std::int64_t size);
     Result<void> saveProgress() override;
     Result<void> moveBundleTo(const std::string& folder) override;
     std::optional<Error> removeFiles() override;
@@ -154,6 +166,7 @@ private:
         std::shared_ptr<ProgressData> record;
         std::int64_t fileSize = 0;
         HandleCreator::Handles handles;
+        std::optional<dev_t> device; // that the bundle is on, once it has been seen there
         bool recordOnDisk = false;
         bool ownsBundle = false;
         bool recoveredSession = false;
@@ -182,6 +195,9 @@ private:
     Result<void> writeRecord(const Save& save);
     void saveBeforeFailing(const Error& cause);
     bool makeRoomForRecord(Save& save);
+    static std::shared_ptr<CURLRemoteFile> fromAbsentBundle(const ProgressBundle& bundle,
+                                                            const JobEnvironment& environment);
+    static Error folderAway(const ProgressBundle& bundle);
     void setRecord(const std::shared_ptr<ProgressData>& record, std::int64_t size);
     static Error writeFailure(const Error& cause);
     static Error changedOnServer();
@@ -202,7 +218,10 @@ private:
     Source sourceAt(const Url& url) const;
     Error authenticationError(const Url& asking, const Error& problem);
     Result<ProgressBundle> ensureBundle(const ProbeAnswers& probe);
-    Result<ProgressBundle> createBundle(const std::string& wantedName, const std::string& folder);
+    Result<ProgressBundle> createBundle(const std::string& wantedName, const std::string& folder,
+                                        std::int64_t size);
+    bool isFinishedHere(const std::string& file, std::int64_t size) const;
+    void takeFinished(const std::string& file, std::int64_t size);
     Result<void> takeDataFile(const ProgressBundle& bundle);
     Result<void> adoptOrStartRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<Adopted> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
@@ -252,7 +271,8 @@ private:
     std::int64_t m_requestedPartitions = 1;
     std::optional<std::string> m_bundleBookmark;
     bool m_ownsBundle = false;   // it was made by this download, or taken over from an earlier run of it
-    bool m_recordOnDisk = false; // the bundle holds this download's record
+    std::optional<dev_t> m_device; // see Preparation
+    bool m_recordOnDisk = false;   // the bundle holds this download's record
     std::optional<std::string> m_finalFileBookmark;
     Preparation m_preparation;
     Finished m_finished;                        // set by the transfer thread, taken over on the main thread

@@ -6,6 +6,7 @@
 #include "base/Log.h"
 #include "engine/transfer/LiveCurlDownloaderFactory.h"
 #include "jobs/AuthenticationManager.h"
+#include "jobs/FileFinalizer.h"
 #include "storage/ProgressFile.h"
 
 #include <algorithm>
@@ -63,6 +64,7 @@ void CURLRemoteFile::aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& 
     m_preparation.tokens = m_tokens;
     m_preparation.requestedPartitions = m_requestedPartitions;
     m_preparation.bookmark = m_bundleBookmark;
+    m_preparation.device = m_device;
     m_preparation.recordOnDisk = m_recordOnDisk;
     m_preparation.ownsBundle = m_ownsBundle;
     m_preparation.recoveredSession = m_recoveredSession;
@@ -86,6 +88,7 @@ void CURLRemoteFile::didMakeReady() {
     Preparation found = std::move(m_preparation);
     m_preparation = {};
     m_bundleBookmark = found.bookmark;
+    m_device = found.device;
     m_recordOnDisk = found.recordOnDisk;
     m_ownsBundle = found.ownsBundle;
     m_referer = found.referer;
@@ -112,6 +115,10 @@ Result<void> CURLRemoteFile::prepare() {
         return failure(*refusal);
     if (!Log::assertThat(m_preparation.url.has_value()))
         return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.illegal-state"));
+    const auto known =
+        m_preparation.bookmark ? ProgressBundle::fromBundleDirectory(*m_preparation.bookmark) : std::nullopt;
+    if (known && known->isAway(m_preparation.device)) // making it anew would hide what comes back
+        return failure(folderAway(*known));
     if (m_preparation.bookmark && wasFinishedBefore())
         return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
 
@@ -127,6 +134,7 @@ Result<void> CURLRemoteFile::prepare() {
     // Nothing of the bundle is read before it is ours.
     if (auto taken = takeDataFile(*bundle); !taken)
         return taken;
+    m_preparation.device = bundle->device();
     if (auto adopted = adoptOrStartRecord(*bundle, *probe); !adopted)
         return adopted;
     m_preparation.ownsBundle = true;
@@ -155,13 +163,23 @@ bool CURLRemoteFile::wasFinishedBefore() {
     if (const auto removed = environment().disk.removeTree(bundle->bundleDirectory()); !removed)
         Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
                    removed.error().description);
-    m_preparation.fileSize = saved->fileSize;
-    m_preparation.record = std::make_shared<ProgressData>(saved->fileSize);
-    m_preparation.record->recordBytesDownloaded(0, saved->fileSize);
-    m_preparation.finalFile = bundle->finalFile();
+    takeFinished(bundle->finalFile(), saved->fileSize);
     m_preparation.bookmark.reset();
     m_preparation.recordOnDisk = false;
     return true;
+}
+
+void CURLRemoteFile::takeFinished(const std::string& file, std::int64_t size) {
+    m_preparation.fileSize = size;
+    m_preparation.record = std::make_shared<ProgressData>(size);
+    m_preparation.record->recordBytesDownloaded(0, size);
+    m_preparation.finalFile = file;
+}
+
+/// A download of the saved queue, of which the program ended before it could note that it had finished.
+bool CURLRemoteFile::isFinishedHere(const std::string& file, std::int64_t size) const {
+    return m_preparation.recoveredSession && size > 0 && Disk::lengthOfFile(file) == size &&
+           FileFinalizer(file).isFrom(m_preparation.url->absoluteString());
 }
 
 CURLRemoteFile::Source CURLRemoteFile::sourceAt(const Url& url) const {
@@ -255,16 +273,20 @@ Result<ProgressBundle> CURLRemoteFile::ensureBundle(const ProbeAnswers& probe) {
         m_preparation.recordOnDisk = false;
     }
     if (!m_preparation.bookmark)
-        return createBundle(name.empty() ? "UnknownName" : name, folder);
+        return createBundle(name.empty() ? "UnknownName" : name, folder, probe.contentLength);
     if (const auto bundle = ProgressBundle::fromBundleBookmark(*m_preparation.bookmark))
         return *bundle;
     return failure(Error::posix(ENOENT, "open the bundle", *m_preparation.bookmark));
 }
 
-Result<ProgressBundle> CURLRemoteFile::createBundle(const std::string& wantedName,
-                                                    const std::string& folder) {
+Result<ProgressBundle> CURLRemoteFile::createBundle(const std::string& wantedName, const std::string& folder,
+                                                    std::int64_t size) {
     for (int version = 1; version <= kLastVersion; ++version) {
         const ProgressBundle bundle(folder, renamedFileOrBareFile(wantedName, version, kBundleSuffixBytes));
+        if (isFinishedHere(bundle.finalFile(), size)) {
+            takeFinished(bundle.finalFile(), size);
+            return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
+        }
         if (bundle.finalFileExists())
             continue;
         const bool isNew = !Disk::exists(bundle.bundleDirectory());

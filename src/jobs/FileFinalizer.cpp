@@ -57,6 +57,16 @@ void FileFinalizer::setWhereFrom(std::string_view address) const {
         Log::error("Failed to serialize property list: no binary form of the address");
 }
 
+bool FileFinalizer::isFrom(std::string_view address) const {
+    const auto url = Url::parse(address);
+    if (!url)
+        return false;
+    const std::string origin = url->withoutCredentials().absoluteString();
+    std::string noted(origin.size() + 1, '\0'); // one more, to see that it is no longer one
+    const ssize_t length = ::getxattr(m_filePath.c_str(), kPlainAttribute, noted.data(), noted.size());
+    return length == static_cast<ssize_t>(origin.size()) && noted.starts_with(origin);
+}
+
 void FileFinalizer::touch() const {
     const timespec times[] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
     Log::assertThat(::utimensat(AT_FDCWD, m_filePath.c_str(), times, 0) == 0);

@@ -19,6 +19,9 @@ public:
     /// "user.com.apple.metadata:kMDItemWhereFroms". What is no URL is not noted.
     void setWhereFrom(std::string_view address) const;
 
+    /// Whether setWhereFrom() has noted this address in the file.
+    bool isFrom(std::string_view address) const;
+
     /// Sets the modification date to now.
     void touch() const;
 

@@ -14,6 +14,7 @@
 #include "base/Url.h"
 #include "base/WorkQueue.h"
 #include "engine/transfer/TRAuthToken.h"
+#include "jobs/DownloadLink.h"
 
 namespace tarvo {
 
@@ -79,7 +80,15 @@ public:
     virtual bool recoveredSession() const = 0;
     virtual bool isRetryable() const = 0;
 
+    /// What the job could be made anew from; none without an address.
+    virtual std::optional<DownloadLink> link() const = 0;
+
+    /// The path that has to be there again before another attempt can come further than the last.
+    virtual std::optional<std::string> awaitedBundle() const = 0;
+
     std::uint64_t attemptNumber = 0;           ///< how many times the job has been started
+    std::uint64_t fruitlessAttempts = 0;       ///< failures in a row without a new byte
+    std::optional<std::int64_t> bytesAtStart;  ///< what there was when the transfer began
     std::optional<TimePoint> nextScheduledRun; ///< when it will be tried next
 
     /// Learns what is to be downloaded and prepares storage. `auth` goes to its own service only, and only

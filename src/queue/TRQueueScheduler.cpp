@@ -1,5 +1,6 @@
 #include "queue/TRQueueScheduler.h"
 
+#include "base/Disk.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
 
@@ -10,12 +11,19 @@
 
 namespace tarvo {
 
+Seconds retryDelayAfter(std::uint64_t fruitless, Seconds delay) {
+    for (std::uint64_t i = kPatientAttempts; i < fruitless && delay < kMostRetryDelay; ++i)
+        delay = std::min(delay * 2, kMostRetryDelay);
+    return delay;
+}
+
 TRQueueScheduler::TRQueueScheduler(RemoteFilesArrayController& remoteFiles, std::int64_t targetConcurrency,
                                    TRQueueSchedulerDelegate& delegate, const Environment& environment)
     : m_remoteFiles(remoteFiles), m_targetConcurrency(targetConcurrency), m_delegate(delegate),
       m_environment(environment) {
     connect(&m_remoteFiles, &RemoteFilesArrayController::jobStateChanged, this,
-            [this](const Job& job, rf_state_t oldState, rf_state_t) {
+            [this](const Job& job, rf_state_t oldState, rf_state_t newState) {
+                noteBytes(*job, oldState, newState);
                 if (oldState == rf_state_initializing)
                     m_awaitingPreparation.erase(job);
                 else if (oldState == rf_state_ready)
@@ -195,26 +203,74 @@ void TRQueueScheduler::adoptReplacement(const Job& job, const Job& replacement) 
     m_delegate.schedulerAddedFiles();
 }
 
+void TRQueueScheduler::noteBytes(RemoteFile& job, rf_state_t oldState, rf_state_t newState) {
+    if (oldState == rf_state_ready && newState == rf_state_running)
+        job.bytesAtStart = job.totalBytesDownloaded();
+    if (newState != rf_state_failed || job.awaitedBundle()) // looking for that is no attempt
+        return;
+    const bool isFruitful = job.bytesAtStart && job.totalBytesDownloaded() > *job.bytesAtStart;
+    job.fruitlessAttempts = isFruitful ? 0 : job.fruitlessAttempts + 1;
+}
+
 void TRQueueScheduler::retryFailedDownloads() {
-    m_remoteFiles.content().forEachIn({rf_state_failed}, [this](const Job& job) {
+    std::vector<Job> awaiting;
+    m_remoteFiles.content().forEachIn({rf_state_failed}, [&](const Job& job) {
         if (!job->nextScheduledRun) {
             const auto& error = job->error();
-            const auto errorDate = job->errorDate();
             if (!error || !job->isRetryable())
                 return true;
             Log::verbose("Scheduler found file with error: {}", error->sentence());
-            if (!errorDate)
+            if (!job->errorDate())
                 return true;
-            job->nextScheduledRun =
-                *errorDate + std::chrono::duration_cast<TimePoint::duration>(m_environment.retryDelay);
+            scheduleRetry(*job);
         }
         const Seconds wait = *job->nextScheduledRun - m_environment.clock.now();
         if (wait.count() > 0)
             Log::verbose("Scheduler will wait until {:.1f} s from now", wait.count());
+        else if (job->awaitedBundle())
+            awaiting.push_back(job);
         else
             retry(job);
         return true;
     });
+    if (!awaiting.empty() && !m_isLookingForBundles)
+        lookForBundles(awaiting);
+}
+
+void TRQueueScheduler::scheduleRetry(RemoteFile& job) const {
+    const Seconds delay = retryDelayAfter(job.fruitlessAttempts, m_environment.retryDelay);
+    job.nextScheduledRun = *job.errorDate() + std::chrono::duration_cast<TimePoint::duration>(delay);
+}
+
+/// Not on the main thread: where a disk is missing, a look may take its time.
+void TRQueueScheduler::lookForBundles(const std::vector<Job>& jobs) {
+    m_isLookingForBundles = true;
+    std::vector<std::string> paths;
+    paths.reserve(jobs.size());
+    for (const auto& job : jobs)
+        paths.push_back(job->awaitedBundle().value_or(""));
+    m_bundleSearchQueue.async([scheduler = QPointer(this), jobs, paths] {
+        std::vector<bool> found;
+        found.reserve(paths.size());
+        for (const auto& path : paths)
+            found.push_back(Disk::exists(path));
+        Runloop::runOnMainLater([scheduler, jobs, found] {
+            if (scheduler)
+                scheduler->retryIfFound(jobs, found);
+        });
+    });
+}
+
+void TRQueueScheduler::retryIfFound(const std::vector<Job>& jobs, const std::vector<bool>& found) {
+    m_isLookingForBundles = false;
+    const auto next =
+        m_environment.clock.now() + std::chrono::duration_cast<TimePoint::duration>(m_environment.retryDelay);
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        if (!found[i])
+            jobs[i]->nextScheduledRun = next;
+        else if (!m_stopped && m_remoteFiles.content().contains(*jobs[i]))
+            retry(jobs[i]);
+    }
 }
 
 void TRQueueScheduler::retry(const Job& job) {
@@ -226,6 +282,8 @@ void TRQueueScheduler::retry(const Job& job) {
         return;
     }
     (*fresh)->attemptNumber = job->attemptNumber;
+    (*fresh)->fruitlessAttempts = job->fruitlessAttempts;
+    noteBytes(**fresh, rf_state_initializing, (*fresh)->currentState()); // it may have failed at once
     if (isPaused) // what the user holds back stays held back
         addToPausedSet(*fresh);
 }

@@ -1,6 +1,7 @@
 #include "storage/ProgressBundle.h"
 
 #include <cerrno>
+#include <filesystem>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -91,6 +92,24 @@ Result<void> ProgressBundle::checkIsOwn() const {
             return failure(refusal(EPERM, "tr.err.bundle-of-another-user", path));
     }
     return {};
+}
+
+std::optional<dev_t> ProgressBundle::device() const {
+    struct stat status {};
+
+    return ::stat(m_baseFolder.c_str(), &status) == 0 ? std::optional(status.st_dev) : std::nullopt;
+}
+
+bool ProgressBundle::isAway(std::optional<dev_t> knownDevice) const {
+    if (bundleExists())
+        return false;
+    const auto present = device();
+    if (!present)
+        return true;
+    if (knownDevice)
+        return *present != *knownDevice;
+    std::error_code problem; // of a folder that can't be looked into
+    return std::filesystem::is_empty(m_baseFolder, problem) || problem;
 }
 
 bool ProgressBundle::bundleExists() const {

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include <sys/types.h>
+
 #include "base/Error.h"
 
 namespace tarvo {
@@ -39,6 +41,13 @@ public:
     /// Whether the bundle, and what is in it, is this user's own and stands where its path says. Error: POSIX
     /// (EPERM, ELOOP); what is not there is no error.
     Result<void> checkIsOwn() const;
+    /// The device (stat(2)) that the bundle's folder is on; none where that is not there.
+    std::optional<dev_t> device() const;
+
+    /// Whether the bundle is not there because its folder is not: that is missing, or is the mount point of a
+    /// disk that is not connected, and so on another device than the bundle was on. Where that is not known,
+    /// a folder with nothing in it counts as such.
+    bool isAway(std::optional<dev_t> knownDevice = std::nullopt) const;
 
     bool bundleExists() const;
     bool progressFileExists() const;

@@ -39,6 +39,7 @@ public:
     std::int64_t connections = 1;
     bool retryable = true;
     bool recovery = true;
+    std::optional<std::string> awaited;
     std::optional<Error> shownError; ///< in place of what the job has failed with
     std::optional<TimePoint> shownErrorDate;
 
@@ -75,6 +76,12 @@ public:
     bool supportsRecovery() const override { return recovery; }
 
     bool isRetryable() const override { return retryable; }
+
+    std::optional<DownloadLink> link() const override {
+        return m_url ? std::optional(DownloadLink{*m_url, folder, connections}) : std::nullopt;
+    }
+
+    std::optional<std::string> awaitedBundle() const override { return awaited; }
 
     Result<void> saveProgress() override {
         ++savesDone;

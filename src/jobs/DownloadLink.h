@@ -1,0 +1,20 @@
+// What a download can be begun from while there is nothing of it on disk.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "base/Url.h"
+
+namespace tarvo {
+
+struct DownloadLink {
+    Url url;
+    std::string folder; ///< absolute path
+    std::int64_t connections = 1;
+    std::optional<Url> referer{};
+    std::optional<std::string> name{}; ///< that the user has chosen
+};
+
+} // namespace tarvo
