@@ -13,7 +13,9 @@ namespace tarvo {
 /// thread. Sums stop at the greatest number there is.
 class RemoteFileCollectionStats {
 public:
-    explicit RemoteFileCollectionStats(std::vector<std::shared_ptr<RemoteFile>> rfs);
+    /// `bytesWithoutJobs` have been downloaded by jobs that are there no more, and are counted too.
+    explicit RemoteFileCollectionStats(std::vector<std::shared_ptr<RemoteFile>> rfs,
+                                       std::int64_t bytesWithoutJobs = 0);
 
     /// -1 when the size of some job is negative, that is unknown; 0 without jobs.
     std::int64_t totalBytes() const;
@@ -29,6 +31,10 @@ public:
 
 private:
     const std::vector<std::shared_ptr<RemoteFile>> m_rfs;
+    const std::int64_t m_bytesWithoutJobs;
 };
+
+/// Sizes are what servers claim: their sum may be more than a number holds, and then is the greatest.
+std::int64_t sumOfBytes(std::int64_t a, std::int64_t b);
 
 } // namespace tarvo

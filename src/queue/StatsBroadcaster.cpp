@@ -7,7 +7,7 @@ namespace tarvo {
 StatsBroadcaster::StatsBroadcaster(const RemoteFilesArrayController& rfac, NotificationCenter& notifications)
     : m_rfac(rfac), m_notifications(notifications),
       m_completed(notifications.observe(kQueueWindowCompletedAllDownloads,
-                                        [this](const Notification&) { ignoreSucceeded(); })),
+                                        [this](const Notification&) { endBatch(); })),
       m_removal(notifications.observe(
           RemoteFilesArrayController::kWillRemove, [this](const Notification& notification) {
               using Job = RemoteFilesArrayController::Job;
@@ -16,9 +16,18 @@ StatsBroadcaster::StatsBroadcaster(const RemoteFilesArrayController& rfac, Notif
           })) {
 }
 
-void StatsBroadcaster::ignoreSucceeded() {
+void StatsBroadcaster::endBatch() {
     m_rfac.content().forEachIn({rf_state_succeeded}, [this](const auto& job) {
         m_ignoredRemoteFiles.insert(job.get());
+        return true;
+    });
+    m_bytesWithoutRows = 0;
+}
+
+void StatsBroadcaster::countOnWithoutRows() {
+    m_rfac.content().forEachIn({rf_state_succeeded}, [this](const auto& job) {
+        if (!m_ignoredRemoteFiles.contains(job.get()))
+            m_bytesWithoutRows = sumOfBytes(m_bytesWithoutRows, job->totalBytesDownloaded());
         return true;
     });
 }
@@ -28,7 +37,7 @@ void StatsBroadcaster::broadcastStats() {
     if (!m_ignoredRemoteFiles.empty())
         std::erase_if(jobs, [this](const auto& job) { return m_ignoredRemoteFiles.contains(job.get()); });
     const std::shared_ptr<const RemoteFileCollectionStats> stats =
-        std::make_shared<RemoteFileCollectionStats>(std::move(jobs));
+        std::make_shared<RemoteFileCollectionStats>(std::move(jobs), m_bytesWithoutRows);
     m_notifications.post(kStatsBroadcastEvent, this, {{std::string(kStatsBroadcastKey), stats}});
 }
 

@@ -1,5 +1,7 @@
 #include "queue/UserNotifier.h"
 
+#include <utility>
+
 #include "base/Localized.h"
 #include "queue/QueueNotifications.h"
 
@@ -7,29 +9,25 @@ namespace tarvo {
 
 UserNotifier::UserNotifier(const RemoteFilesArrayController& rfac, NotificationCenter& notifications,
                            UserNotices& notices)
-    : m_rfac(rfac), m_notices(notices),
-      m_completed(notifications.observe(kQueueWindowCompletedAllDownloads,
-                                        [this](const Notification&) { notify(); })) {
+    : m_notices(notices), m_completed(notifications.observe(kQueueWindowCompletedAllDownloads,
+                                                            [this](const Notification&) { notify(); })) {
+    QObject::connect(&rfac, &RemoteFilesArrayController::jobStateChanged, &m_connections,
+                     [this](const std::shared_ptr<RemoteFile>& job, rf_state_t, rf_state_t state) {
+                         if (state != rf_state_succeeded)
+                             return;
+                         ++m_finished;
+                         m_lastName = job->fileName();
+                     });
 }
 
 void UserNotifier::notify() {
-    RemoteFilesArrayController::Job lastNew;
-    std::size_t count = 0;
-    std::unordered_set<std::string> succeeded;
-    for (const auto& job : m_rfac.contentAsArray()) {
-        std::string identity = job->identity();
-        if (!m_alreadyNotified.contains(identity)) {
-            lastNew = job;
-            ++count;
-        }
-        if (job->currentState() == rf_state_succeeded)
-            succeeded.insert(std::move(identity));
-    }
+    const std::size_t count = std::exchange(m_finished, 0);
+    if (count == 0)
+        return;
     const std::string text = count == 1
-                                 ? localized("tr.notification.single-download", {lastNew->fileName()})
+                                 ? localized("tr.notification.single-download", {m_lastName})
                                  : localized("tr.notification.multi-download", {std::to_string(count)});
     m_notices.deliver({localized("tr.notification.title"), text, true});
-    m_alreadyNotified.merge(succeeded);
 }
 
 } // namespace tarvo

@@ -1,8 +1,10 @@
 // Tells the user when all downloads have finished.
 #pragma once
 
+#include <cstddef>
 #include <string>
-#include <unordered_set>
+
+#include <QObject>
 
 #include "base/NotificationCenter.h"
 #include "queue/RemoteFilesArrayController.h"
@@ -10,8 +12,8 @@
 
 namespace tarvo {
 
-/// One notice for each time that the queue has completed, about the files that no notice has counted yet.
-/// Main thread.
+/// One notice for each time that the queue has completed, about the files that have finished since the last,
+/// whether their rows are still there or not; none about no file. Main thread.
 class UserNotifier {
 public:
     /// All of them outlive the notifier.
@@ -21,9 +23,10 @@ public:
 private:
     void notify();
 
-    const RemoteFilesArrayController& m_rfac;
     UserNotices& m_notices;
-    std::unordered_set<std::string> m_alreadyNotified; // identities; of removed jobs too
+    std::size_t m_finished = 0; // since the last notice
+    std::string m_lastName;     // of them
+    QObject m_connections;      // with its end the queue's signals arrive no more
     NotificationCenter::Observation m_completed;
 };
 

@@ -61,6 +61,14 @@ TEST_F(StatsBroadcasterTest, AFinishedBatchCountsNoMoreUntilItIsDownloadedAgain)
     queue.removeRemoteFile(first);
     EXPECT_TRUE(queue.addRemoteFile(first));
     EXPECT_EQ(broadcast().totalBytes(), 1400);
+
+    const auto cleared = add("d", rf_state_succeeded, 600, 600);
+    broadcaster.countOnWithoutRows();
+    queue.removeRemoteFile(cleared);
+    EXPECT_EQ(broadcast().totalBytes(), 2000) << "its row has left, not its part of the batch";
+    EXPECT_EQ(broadcast().percentDownloaded(), 1700.0 / 2000);
+    complete();
+    EXPECT_EQ(broadcast().totalBytes(), 1400) << "of what has not succeeded";
 }
 
 } // namespace tarvo::test
