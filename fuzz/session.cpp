@@ -1,6 +1,6 @@
-// Feeds the bytes of a saved queue to its restoration. Each job of the queue is there once and has a name
-// that is no path, and none has been stopped on the way. There is a bundle for such bytes to name, in a
-// folder that they reach as /proc/self/fd/900.
+// Feeds the bytes of a saved queue, as its session and as its rows, to its restoration. Each job of the queue
+// is there once and has a name that is no path, and none has been stopped on the way. There is a bundle for
+// such bytes to name, in a folder that they reach as /proc/self/fd/900.
 #include "Fuzz.h"
 
 #include <set>
@@ -38,8 +38,9 @@ public:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static World harness;
-    harness.defaults.set(SettingKey::kSavedQueueSession,
-                         QByteArray(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size)));
+    const QByteArray bytes(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    for (const auto key : {SettingKey::kSavedQueueSession, SettingKey::kSavedQueueLinks})
+        harness.defaults.set(key, bytes); // no bytes are both
     NotificationCenter notifications;
     RemoteFilesArrayController queue(notifications);
     QueueStateSaver saver(queue, harness.defaults, harness.environment);
@@ -50,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(job->currentState() != rf_state_stopped, "a job is not stopped");
         require(job->fileName().find('/') == std::string::npos, "a job's name is no path");
         require(!job->description().empty(), "a job can be described");
+        require(job->basePath().starts_with('/'), "a job has its folder");
     }
     require(known.size() <= size, "there are no more jobs than bytes");
     QCoreApplication::processEvents();

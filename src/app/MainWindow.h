@@ -1,6 +1,7 @@
 // The port to the one place to which everything is handed that the program is to download.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ public:
 
     /// What was dropped or pasted. Answers whether there was anything to take.
     virtual bool acceptDrop(const Pasteboard& pasteboard) = 0;
+
+    /// Calls `done` once all that was added before is kept over the end of the program, however it comes, or
+    /// could not be: then with false.
+    virtual void whenKept(std::function<void(bool kept)> done) = 0;
 
     virtual void toggleAutorun() = 0;
     virtual void bringToFront() = 0;

@@ -28,7 +28,8 @@ std::vector<Setting> makeTable() {
     return {
         {kApplicationMode, text, ofText("Dock and Menu Bar"),
          "where the program shows itself: \"Dock Only\", \"Menu Bar Only\" or \"Dock and Menu Bar\""},
-        {kAutoClearCompleted, boolean, false, "finished downloads leave the list by themselves"},
+        {kAutoClearCompleted, boolean, false,
+         "finished downloads leave the list by themselves; the default is true with --headless"},
         {kAutoPasteInAddSheet, boolean, false, "the add sheet fills itself from the clipboard"},
         {kAutoQuitWhenTransfersComplete, boolean, false, "quit when all downloads are finished"},
         {kAutoStartAfterAdd, boolean, false, "start the queue when downloads are added"},
@@ -45,6 +46,7 @@ std::vector<Setting> makeTable() {
         {kMinimumChunkSize, integer, ofNumber(1024), "bytes of the smallest segment; below 1 counts as 1"},
         {kNeverRemindMeToRateThisAwesomeApp, boolean, true, "don't ask for a rating"},
         {kProxyUrl, text, ofText(""), "proxy of all transfers; empty for none"},
+        {kSavedQueueLinks, bytes, {}, "the queue's addresses and their order as they were last saved"},
         {kSavedQueueSession, bytes, {}, "the queue as it was last saved"},
         {kShowDockProgress, boolean, true, "the launcher icon shows the progress"},
         {kShowDockSpeed, boolean, false, "the launcher icon shows the speed"},
@@ -89,8 +91,9 @@ void Settings::registerDefaults(UserDefaults& defaults, const std::string& homeF
 
 std::set<std::string> Settings::ownKeys() {
     using namespace SettingKey;
-    return {std::string(kHasStartupCrash), std::string(kMetrics), std::string(kSavedQueueSession),
-            std::string(kSavedQueueSessionUnreadable)};
+    return {std::string(kHasStartupCrash),   std::string(kMetrics),
+            std::string(kSavedQueueLinks),   std::string(kSavedQueueLinksUnreadable),
+            std::string(kSavedQueueSession), std::string(kSavedQueueSessionUnreadable)};
 }
 
 Settings::Settings(const UserDefaults& defaults, std::string homeFolder)

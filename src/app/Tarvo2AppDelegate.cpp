@@ -11,6 +11,7 @@
 #include "base/Url.h"
 #include "input/APIDispatch.h"
 #include "input/TRStringURL.h"
+#include "queue/QueueController.h"
 
 namespace tarvo {
 
@@ -24,6 +25,10 @@ std::optional<std::string> localPath(const std::string& text) {
     return url ? std::optional(url->localPath()) : std::nullopt;
 }
 
+AddOutcome programEnds() {
+    return AddOutcome::refusal(QueueController::programEnds());
+}
+
 bool isWebAddress(const std::string& text) {
     return text.starts_with("http://") || text.starts_with("https://") || text.starts_with("ftp://");
 }
@@ -35,7 +40,11 @@ Tarvo2AppDelegate::Tarvo2AppDelegate(Environment environment)
       m_startupErrorTracker(m_environment.defaults, m_environment.alerts, m_environment.emailSupport),
       m_appModeManager(m_environment.defaults, m_environment.settings, m_environment.notifications,
                        m_environment.presence),
-      m_metrics(m_environment.defaults), m_allowance(kMostInAMinute, Seconds(60)) {
+      m_metrics(m_environment.defaults), m_allowance(kMostInAMinute, Seconds(60)),
+      // From the first moment on: the question that the start may ask lets calls in.
+      m_addCalls(
+          m_environment.notifications.observe(APIDispatch::notificationNameForAction("add"),
+                                              [this](const Notification& call) { onAddAction(call); })) {
 }
 
 Tarvo2AppDelegate::~Tarvo2AppDelegate() = default;
@@ -44,8 +53,6 @@ void Tarvo2AppDelegate::applicationWillFinishLaunching() {
     m_startupErrorTracker.beginGuard();
     LaunchArgumentsProcessor(m_environment.defaults).processLaunchArguments(m_environment.arguments);
     m_environment.setUpLogging();
-    m_addCalls = m_environment.notifications.observe(APIDispatch::notificationNameForAction("add"),
-                                                     [this](const Notification& call) { onAddAction(call); });
     Settings::registerDefaults(m_environment.defaults, m_environment.homeFolder);
     m_appModeManager.applicationDidFinishLaunching();
 }
@@ -62,6 +69,11 @@ void Tarvo2AppDelegate::applicationDidFinishLaunching() {
     consumePendingAddsIfPossible();
     m_metrics.incrementAndGet(Metric::kAppLaunches);
     m_startupErrorTracker.lowerGuard();
+}
+
+void Tarvo2AppDelegate::refuseAdds() {
+    m_refusesAdds = true;
+    consumePendingAddsIfPossible();
 }
 
 void Tarvo2AppDelegate::reopen() {
@@ -94,7 +106,7 @@ void Tarvo2AppDelegate::open(const std::vector<std::string>& what, const Told& t
             for (std::size_t i = 0; i < std::min(places.size(), all.size()); ++i)
                 (*outcomes)[places[i]] = all[i];
         });
-    m_pendingAdds.push_back([this, outcomes, told] { tell(*outcomes, told); }); // behind all of them
+    m_pendingAdds.push_back([this, outcomes, told] { tellWhenKept(*outcomes, told); }); // behind all of them
     consumePendingAddsIfPossible();
 }
 
@@ -120,6 +132,22 @@ void Tarvo2AppDelegate::tell(const std::vector<AddOutcome>& outcomes, const Told
         presentFailures(outcomes, m_environment.alerts);
 }
 
+void Tarvo2AppDelegate::tellWhenKept(const std::vector<AddOutcome>& outcomes, const Told& told) {
+    const bool isAnyIn = std::any_of(outcomes.begin(), outcomes.end(),
+                                     [](const AddOutcome& outcome) { return outcome.isFulfilled(); });
+    if (!told || !isAnyIn || !m_mainWindow)
+        return tell(outcomes, told);
+    m_mainWindow->whenKept([told, outcomes](bool kept) {
+        auto known = outcomes;
+        for (auto& outcome : known) {
+            if (!kept && outcome.isFulfilled())
+                outcome = AddOutcome::refusal(Error::localized(
+                    ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.not-kept", "tr.err.not-kept-recovery"));
+        }
+        told(known);
+    });
+}
+
 bool Tarvo2AppDelegate::isTooMuch(std::size_t count, const Told& told) {
     if (m_allowance.take(m_environment.clock.now(), count))
         return false;
@@ -134,15 +162,20 @@ bool Tarvo2AppDelegate::isTooMuch(std::size_t count, const Told& told) {
 void Tarvo2AppDelegate::addStringToTarvo(const std::string& text, const Told& told) {
     if (isTooMuch(linesOf(text).size(), told))
         return;
-    m_pendingAdds.push_back([this, text, told] { tell(m_mainWindow->addDownloadFromString(text), told); });
+    m_pendingAdds.push_back([this, text, told] {
+        tell(m_mainWindow ? m_mainWindow->addDownloadFromString(text)
+                          : std::vector<AddOutcome>(linesOf(text).size(), programEnds()),
+             told);
+    });
     consumePendingAddsIfPossible();
 }
 
 void Tarvo2AppDelegate::addBundleFileToTarvo(const std::string& bundle, const Told& told) {
     if (isTooMuch(1, told))
         return;
-    m_pendingAdds.push_back(
-        [this, bundle, told] { tell({m_mainWindow->addDownloadFromBundleFile(bundle)}, told); });
+    m_pendingAdds.push_back([this, bundle, told] {
+        tell({m_mainWindow ? m_mainWindow->addDownloadFromBundleFile(bundle) : programEnds()}, told);
+    });
     consumePendingAddsIfPossible();
 }
 
@@ -156,17 +189,22 @@ bool Tarvo2AppDelegate::acceptDrop(const Pasteboard& pasteboard) {
         return taken;
     }
     Log::info("Delay add");
-    m_pendingAdds.push_back([this, pasteboard] { acceptDrop(pasteboard); });
+    m_pendingAdds.push_back([this, pasteboard] {
+        if (m_mainWindow)
+            acceptDrop(pasteboard);
+    });
     return true;
 }
 
 void Tarvo2AppDelegate::consumePendingAddsIfPossible() {
-    if (!m_mainWindow) {
+    if (!m_mainWindow && !m_refusesAdds) {
         Log::verbose("Main Window Controller does not exist yet. Pending: {} adds", m_pendingAdds.size());
         return;
     }
-    Log::info("MWC exists, consume pending adds");
-    m_mainWindow->bringToFront();
+    if (m_mainWindow) {
+        Log::info("MWC exists, consume pending adds");
+        m_mainWindow->bringToFront();
+    }
     while (!m_pendingAdds.empty()) {
         Log::verbose("Executing a pending add...");
         const auto add = std::move(m_pendingAdds.front());

@@ -17,7 +17,8 @@
 
 namespace tarvo {
 
-/// Main thread. Additions that come before there is a main window wait for it, in their order. More than
+/// Main thread. Additions that come before there is a main window wait for it, in their order, also while the
+/// start asks a question; they are refused when the program ends instead. More than
 /// kMostInAMinute, which only a flood brings, are refused, from whatever side they come.
 class Tarvo2AppDelegate {
 public:
@@ -46,11 +47,16 @@ public:
     void applicationWillFinishLaunching();
     void applicationDidFinishLaunching();
 
+    /// The program ends: what waits for a main window is refused, and so is all that comes until there is
+    /// none.
+    void refuseAdds();
+
     /// The program was asked for while it runs.
     void reopen();
 
     /// Is told what became of something that was added, once that is known. Where nobody is to be told, what
-    /// was not taken is presented to the person.
+    /// was not taken is presented to the person. After open(), what was taken is kept by then: it is there
+    /// after the next start, however the program ends.
     using Told = std::function<void(const std::vector<AddOutcome>& outcomes)>;
 
     /// What the program was started with or is handed while it runs: addresses, API calls, and unfinished
@@ -76,6 +82,7 @@ public:
 private:
     void onAddAction(const Notification& call);
     void tell(const std::vector<AddOutcome>& outcomes, const Told& told);
+    void tellWhenKept(const std::vector<AddOutcome>& outcomes, const Told& told);
     bool isTooMuch(std::size_t count, const Told& told);
 
     const Environment m_environment;
@@ -84,6 +91,7 @@ private:
     TRMetricsManager m_metrics;
     std::deque<std::function<void()>> m_pendingAdds;
     std::unique_ptr<MainWindow> m_mainWindow;
+    bool m_refusesAdds = false; // there will be no main window any more
     Allowance m_allowance;
     Told m_toldOfCall; // while an API call is dispatched
     NotificationCenter::Observation m_addCalls;

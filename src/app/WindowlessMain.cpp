@@ -29,13 +29,14 @@ std::vector<AddOutcome> WindowlessMain::addDownloadFromString(const std::string&
 /// What can be taken goes to the end of `jobs`.
 AddOutcome WindowlessMain::outcomeOf(const Url& url, std::vector<QueueController::Job>& jobs,
                                      std::unordered_set<std::string>& identities) const {
+    if (m_queue.hasEnded())
+        return AddOutcome::refusal(QueueController::programEnds());
     if (jobs.size() >= m_queue.freePlaces())
         return AddOutcome::refusal(QueueController::queueIsFull());
     auto job = CURLRemoteFile::create(url, m_settings.defaultThreading(), m_settings.defaultDirectory(),
                                       m_environment);
     const std::string identity = job->identity();
-    const auto& existing = m_queue.remoteFiles().existingRemoteFiles();
-    if (existing.contains(identity) || !identities.insert(identity).second)
+    if (m_queue.isUnfinished(identity) || !identities.insert(identity).second)
         return {AddOutcome::Kind::alreadyThere};
     jobs.push_back(std::move(job));
     return {};

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "app/MainWindow.h"
@@ -23,6 +24,8 @@ public:
     std::vector<AddOutcome> addDownloadFromString(const std::string& text) override;
     AddOutcome addDownloadFromBundleFile(const std::string& bundle) override;
     bool acceptDrop(const Pasteboard& pasteboard) override;
+
+    void whenKept(std::function<void(bool kept)> done) override { m_queue.whenKept(std::move(done)); }
 
     void toggleAutorun() override { m_queue.toggleAutorun(); }
 

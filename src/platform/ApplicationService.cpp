@@ -57,7 +57,8 @@ void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
     texts.reserve(static_cast<std::size_t>(uris.size()));
     for (const QString& uri : uris)
         texts.push_back(uri.toStdString());
-    m_requests.open(texts);
+    setDelayedReply(true);
+    m_requests.open(texts, [bus = connection(), reply = message().createReply()] { bus.send(reply); });
 }
 
 void ApplicationService::ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {

@@ -17,8 +17,9 @@ namespace tarvo {
 /// What others may ask of the running program. Main thread.
 struct ApplicationRequests {
     std::function<void()> activate;
-    /// Addresses, API calls, and unfinished downloads as file URLs.
-    std::function<void(const std::vector<std::string>& uris)> open;
+    /// Addresses, API calls, and unfinished downloads as file URLs. Calls `answered` once what was taken of
+    /// them is kept over the end of the program.
+    std::function<void(const std::vector<std::string>& uris, const std::function<void()>& answered)> open;
     std::function<void(const std::string& action)> activateAction;
 };
 

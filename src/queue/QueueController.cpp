@@ -54,6 +54,8 @@ QueueController::QueueController(const Environment& environment)
 }
 
 void QueueController::connectSignals() {
+    connect(&m_remoteFiles, &RemoteFilesArrayController::jobStateChanged, this,
+            [this](const Job&, rf_state_t, rf_state_t state) { m_hasNews |= state == rf_state_succeeded; });
     connect(&m_remoteFiles, &RemoteFilesArrayController::allChildStatesChanged, this, [this] {
         updateCurrentState();
         m_nextTurnTimer.start();
@@ -72,12 +74,41 @@ void QueueController::connectSignals() {
 QueueController::~QueueController() = default;
 
 Result<void> QueueController::addDownloads(const std::vector<Job>& jobs) {
-    auto added = m_remoteFiles.addRemoteFiles(jobs);
+    if (m_hasEnded)
+        return failure(programEnds());
+    std::vector<Job> others;
+    for (const auto& job : jobs) {
+        const Job old = job ? m_remoteFiles.remoteFile(job->identity()) : nullptr;
+        if (!old || old == job || old->currentState() != rf_state_succeeded)
+            others.push_back(job);
+        else if (const auto replaced = m_remoteFiles.replaceRemoteFile(old, job); !replaced)
+            Log::error("A finished download can't be begun anew: {}", replaced.error().sentence());
+    }
+    auto added = m_remoteFiles.addRemoteFiles(others);
     autostartIfNeeded();
     return added;
 }
 
+bool QueueController::isUnfinished(const std::string& identity) const {
+    const Job job = m_remoteFiles.remoteFile(identity);
+    return job && job->currentState() != rf_state_succeeded;
+}
+
+void QueueController::whenKept(std::function<void(bool kept)> done) {
+    if (m_stateSaver)
+        m_stateSaver->whenSaved(std::move(done));
+    else
+        done(true);
+}
+
+Error QueueController::programEnds() {
+    return Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.program-ends",
+                            "tr.err.program-ends-recovery");
+}
+
 Result<void> QueueController::addBundleFile(const std::string& bundleDirectory) {
+    if (m_hasEnded)
+        return failure(programEnds());
     if (freePlaces() == 0)
         return failure(queueIsFull());
     // Before there is a job, whose failure would be a line of the log for every call from outside.
@@ -129,6 +160,16 @@ void QueueController::runPasses() {
     }
     m_scheduler.invokeMaintenancePass();
     updateCurrentState(); // for what the pass has kept from being noticed
+    clearCompletedIfWanted();
+}
+
+/// Here, where everybody has heard that they are finished.
+void QueueController::clearCompletedIfWanted() {
+    if (!m_environment.session || m_remoteFiles.succeededJobs() == 0 ||
+        !m_environment.jobs.defaults.boolean(SettingKey::kAutoClearCompleted))
+        return;
+    m_statsBroadcaster.countOnWithoutRows();
+    m_scheduler.clearCompleted();
 }
 
 void QueueController::setRunState(QueueRunState state) {
@@ -158,6 +199,8 @@ void QueueController::updateStartStopControl() {
 }
 
 void QueueController::updateCurrentState() {
+    if (m_isQuitting) // what is stopped now has not come to its end
+        return;
     if (m_pauseStateTransitions || m_remoteFiles.isReplacing()) {
         Log::verbose("Skip state transitions for now, since flag is set");
         return;
@@ -171,14 +214,17 @@ void QueueController::updateCurrentState() {
         return;
     case QueueRunState::waiting:
     case QueueRunState::paused:
-        if (!isPending && !isActive)
-            setRunState(QueueRunState::stopped);
+        if (isPending || isActive)
+            return;
+        m_hasNews = false; // the user has run it by hand
+        setRunState(QueueRunState::stopped);
         return;
     case QueueRunState::running:
         if (isPending || isActive || m_remoteFiles.failedJobs() > 0)
             return;
         setRunState(QueueRunState::stopped);
-        m_environment.notifications.post(kQueueWindowCompletedAllDownloads, this);
+        if (std::exchange(m_hasNews, false))
+            m_environment.notifications.post(kQueueWindowCompletedAllDownloads, this);
         return;
     }
     Log::assertThat(false);
@@ -232,6 +278,13 @@ void QueueController::reload(const Job& job, const Result<void>& saved) {
 void QueueController::removeSelected() {
     m_remoteFiles.removeRemoteFiles(m_remoteFiles.selectedObjects());
     m_remoteFiles.setSelectionIndexes({});
+    saveSession();
+}
+
+/// What the user has removed stays away, whatever happens next.
+void QueueController::saveSession() {
+    if (m_stateSaver)
+        m_stateSaver->saveUIState();
 }
 
 void QueueController::removeSelectedWithData() {
@@ -246,6 +299,7 @@ void QueueController::removeSelectedWithData() {
             m_remoteFiles.removeRemoteFile(job);
     }
     m_remoteFiles.setSelectionIndexes({});
+    saveSession();
     m_fileSavingQueue.async([this, jobs] { // large files take their time to go
         std::optional<Error> last;
         for (const auto& job : jobs) {
@@ -310,6 +364,7 @@ void QueueController::endWhenIdle() {
         !m_beingSaved.empty())
         return;
     m_idleTimer.stop();
+    m_hasEnded = true;
     if (m_stateSaver)
         m_stateSaver->finishSaving();
     Q_EMIT ended();

@@ -82,9 +82,22 @@ public:
 
     const StartStopControl& startStopControl() const { return m_startStopControl; }
 
-    /// Adds downloads as from the add sheet: the queue starts by itself if the settings say so. Error: see
-    /// RemoteFilesArrayController::addRemoteFiles().
+    /// Adds downloads as from the add sheet: the queue starts by itself if the settings say so. A finished
+    /// download of the same address makes room for the new one, in its row. Error: see
+    /// RemoteFilesArrayController::addRemoteFiles(); that the program ends.
     Result<void> addDownloads(const std::vector<Job>& jobs);
+
+    /// Whether a download of this identity is in the queue and has not finished.
+    bool isUnfinished(const std::string& identity) const;
+
+    /// Calls `done` once all that was added before is kept over the end of the program, however it comes, or
+    /// could not be: then with false. At once where nothing is to be kept.
+    void whenKept(std::function<void(bool kept)> done);
+
+    /// Whether the program's last moments have come, and nothing that is added is kept any more.
+    bool hasEnded() const { return m_hasEnded; }
+
+    static Error programEnds();
 
     /// How many more jobs the queue takes. A restored session is taken whatever its length.
     std::size_t freePlaces() const;
@@ -131,6 +144,8 @@ private:
     void updateStartStopControl();
     void updateCurrentState();
     void autostartIfNeeded();
+    void clearCompletedIfWanted();
+    void saveSession();
     void saveInBackground(const Job& job, std::function<void(const Result<void>& saved)> done);
     void reload(const Job& job, const Result<void>& saved);
     void endWhenIdle();
@@ -145,7 +160,9 @@ private:
     QueueRunState m_runState = QueueRunState::stopped;
     StartStopControl m_startStopControl;
     bool m_pauseStateTransitions = false; // while a pass changes many states
+    bool m_hasNews = false;               // a download has finished since the last completion
     bool m_isQuitting = false;
+    bool m_hasEnded = false;
     std::set<const RemoteFile*> m_beingSaved;
     QTimer m_oneSecondTimer;
     QTimer m_nextTurnTimer; // runs the passes too, after any change

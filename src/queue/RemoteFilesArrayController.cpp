@@ -39,7 +39,7 @@ Result<void> RemoteFilesArrayController::addRemoteFile(const Job& job) {
     if (m_content.contains(*job) || (isIdentified(*job) && m_existingRemoteFiles.contains(job->identity())))
         return failure(Error::localized(ErrorDomain::Tarvo, kTarvoDuplicateEntry, "Duplicate entry"));
     m_content.append(job);
-    m_existingRemoteFiles.insert(job->identity());
+    m_existingRemoteFiles.insert_or_assign(job->identity(), job);
     m_arrangedIsCurrent = false;
     observe(job);
     Q_EMIT contentArraySizeChanged();
@@ -87,6 +87,11 @@ void RemoteFilesArrayController::removeRemoteFile(const Job& job) {
 void RemoteFilesArrayController::removeRemoteFiles(const std::vector<Job>& jobs) {
     for (const auto& job : jobs)
         removeRemoteFile(job);
+}
+
+RemoteFilesArrayController::Job RemoteFilesArrayController::remoteFile(const std::string& identity) const {
+    const auto found = m_existingRemoteFiles.find(identity);
+    return found == m_existingRemoteFiles.end() ? nullptr : found->second;
 }
 
 void RemoteFilesArrayController::observe(const Job& job) {

@@ -90,8 +90,11 @@ public:
     /// The rows: the content, filtered.
     const std::vector<Job>& arrangedObjectsAsArray() const;
 
-    /// Identities of the jobs in the queue.
-    const std::unordered_set<std::string>& existingRemoteFiles() const { return m_existingRemoteFiles; }
+    /// The jobs in the queue by their identities; those without an address share one.
+    const std::unordered_map<std::string, Job>& existingRemoteFiles() const { return m_existingRemoteFiles; }
+
+    /// The job of that identity; null when there is none.
+    Job remoteFile(const std::string& identity) const;
 
     void setFilter(const JobFilter& filter);
 
@@ -122,7 +125,7 @@ private:
     NotificationCenter& m_notifications;
     JobList m_content;
     std::unordered_map<const RemoteFile*, QMetaObject::Connection> m_observations;
-    std::unordered_set<std::string> m_existingRemoteFiles;
+    std::unordered_map<std::string, Job> m_existingRemoteFiles;
     std::unordered_set<const RemoteFile*> m_selection;
     bool m_isReplacing = false;
     std::vector<rf_state_t> m_filteredStates; // empty: no filter

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include "app/AddFailures.h"
 #include "app/CrashReports.h"
 #include "app/WindowlessMain.h"
 #include "base/Log.h"
@@ -30,6 +31,10 @@ Headless::Headless(UserDefaults& defaults, const std::string& home, CommandLine 
 
 void Headless::start() {
     m_delegate.applicationWillFinishLaunching();
+    // Nobody looks at the list and clears it.
+    m_defaults.registerDefaults({{std::string(SettingKey::kAutoClearCompleted), true}});
+    if (m_isQuitting) // while there was a question to answer
+        return;
     if (const auto remote = m_remoteLog.sharedLogger())
         Log::attach(remote);
     m_delegate.open(m_line.open); // waits for the window's stand-in
@@ -48,10 +53,19 @@ void Headless::answer(const QJsonObject& request, const InstanceSocket::Answer& 
 }
 
 void Headless::quit() {
+    m_isQuitting = true;
     if (m_queue)
-        m_queue->quit();
-    else
-        QCoreApplication::exit();
+        return m_queue->quit();
+    m_delegate.refuseAdds();
+    QCoreApplication::exit();
+}
+
+/// The caller has no use for the outcomes: the person is told of them.
+void Headless::open(const std::vector<std::string>& uris, const std::function<void()>& answered) {
+    m_delegate.open(uris, [this, answered](const std::vector<AddOutcome>& outcomes) {
+        presentFailures(outcomes, m_desk);
+        answered();
+    });
 }
 
 void Headless::setUpLogging() {
@@ -87,7 +101,9 @@ void Headless::startCrashReporting() {
 
 ApplicationRequests Headless::requests() {
     return {[this] { m_delegate.reopen(); },
-            [this](const std::vector<std::string>& uris) { m_delegate.open(uris); },
+            [this](const std::vector<std::string>& uris, const std::function<void()>& answered) {
+                open(uris, answered);
+            },
             [this](const std::string& action) {
                 if (action == "toggle-autorun")
                     m_delegate.toggleAutorun();

@@ -1,8 +1,10 @@
 // The application without a window: all its pieces, put together.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <QJsonObject>
 
@@ -43,6 +45,7 @@ public:
 private:
     void setUpLogging();
     std::unique_ptr<MainWindow> makeMainWindow();
+    void open(const std::vector<std::string>& uris, const std::function<void()>& answered);
     void startCrashReporting();
     ApplicationRequests requests();
 
@@ -69,6 +72,7 @@ private:
     std::unique_ptr<QueueController> m_queue;
     Tarvo2AppDelegate m_delegate;
     const CommandLine m_line;
+    bool m_isQuitting = false;
     ApplicationService m_service{m_sessionBus, requests()};
 };
 

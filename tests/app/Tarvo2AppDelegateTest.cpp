@@ -17,7 +17,9 @@ namespace {
 /// Keeps what it is handed, one word for each thing.
 class Recorder final : public MainWindow {
 public:
-    explicit Recorder(std::string& events) : m_events(events) {}
+    using Waiting = std::vector<std::function<void(bool)>>;
+
+    Recorder(std::string& events, Waiting& waiting) : m_events(events), m_waiting(waiting) {}
 
     std::vector<AddOutcome> addDownloadFromString(const std::string& text) override {
         m_events += "text(" + text + ") ";
@@ -39,12 +41,15 @@ public:
         return !pasteboard.items.empty();
     }
 
+    void whenKept(std::function<void(bool)> done) override { m_waiting.push_back(std::move(done)); }
+
     void toggleAutorun() override { m_events += "toggle "; }
 
     void bringToFront() override { m_events += "front "; }
 
 private:
     std::string& m_events;
+    Waiting& m_waiting;
 };
 
 class Desk final : public AlertPresenter, public ApplicationPresence {
@@ -55,6 +60,8 @@ public:
                          const std::vector<std::string>& buttons) override {
         asked += message;
         EXPECT_EQ(buttons.size(), 3u);
+        if (meanwhile) // what the main loop brings while the question is open
+            meanwhile();
         return answer;
     }
 
@@ -66,6 +73,7 @@ public:
 
     std::optional<Error> lastError;
     std::string asked;
+    std::function<void()> meanwhile;
     std::size_t answer = 1;
     std::string places;
 };
@@ -78,7 +86,7 @@ protected:
         const auto note = [this](const char* event) { return [this, event] { events += event; }; };
         const auto makeWindow = [this] {
             events += "window ";
-            return std::make_unique<Recorder>(events);
+            return std::make_unique<Recorder>(events, waiting);
         };
         return std::make_unique<Tarvo2AppDelegate>(Tarvo2AppDelegate::Environment{
             arguments, "/home/somebody", defaults, settings, notifications, clock, desk, desk, note("log "),
@@ -97,6 +105,7 @@ protected:
     FakeClock clock;
     Desk desk;
     std::string events;
+    Recorder::Waiting waiting; // for what was added to be kept
 };
 
 TEST_F(Tarvo2AppDelegateTest, ComesUpInItsOrderAndHandsOnWhatHasWaited) {
@@ -145,10 +154,17 @@ TEST_F(Tarvo2AppDelegateTest, AnswersWhatBecameOfEachOrTellsThePerson) {
     program->open(what, told);
     EXPECT_TRUE(kinds.empty()) << "nobody has looked at it yet";
     program->applicationDidFinishLaunching();
+    EXPECT_TRUE(kinds.empty()) << "nothing of it is kept yet";
+    ASSERT_EQ(waiting.size(), 1u);
+    waiting[0](true);
     EXPECT_EQ(kinds,
               (std::vector<Kind>{Kind::taken, Kind::refused, Kind::alreadyThere, Kind::refused,
                                  Kind::alreadyThere, Kind::noLink, Kind::taken, Kind::refused, Kind::taken}));
     EXPECT_FALSE(desk.lastError) << "who asked has the answer";
+    kinds.clear();
+    program->open({"https://a/", "/etc/passwd"}, told);
+    waiting[1](false); // the disk is full
+    EXPECT_EQ(kinds, (std::vector<Kind>{Kind::refused, Kind::refused}));
     program->open({"/etc/passwd"});
     ASSERT_TRUE(desk.lastError);
     EXPECT_TRUE(desk.lastError->is(ErrorDomain::Posix, EINVAL));
@@ -163,11 +179,16 @@ TEST_F(Tarvo2AppDelegateTest, AFloodIsRefusedAndEbbs) {
         for (const auto& outcome : outcomes)
             taken += outcome.isFulfilled() ? 1 : 0;
     };
+    const auto open = [&](std::size_t count) {
+        program->open(std::vector<std::string>(count, "http://a/"), told);
+        for (const auto& done : std::exchange(waiting, {}))
+            done(true);
+    };
     for (int i = 0; i < 12; ++i)
-        program->open(std::vector<std::string>(1000, "http://a/"), told);
+        open(1000);
     EXPECT_EQ(taken, Tarvo2AppDelegate::kMostInAMinute);
     clock.advance(Seconds(61));
-    program->open({"http://a/"}, told);
+    open(1);
     EXPECT_EQ(taken, Tarvo2AppDelegate::kMostInAMinute + 1);
 }
 
@@ -190,6 +211,35 @@ TEST_F(Tarvo2AppDelegateTest, AStartThatDidNotEndOffersToReset) {
     defaults.set(SettingKey::kSavedQueueSession, QByteArray("session"));
     make({"--headless", "-ResetDefaults"})->applicationWillFinishLaunching();
     EXPECT_EQ(stored(SettingKey::kSavedQueueSession), "none");
+}
+
+TEST_F(Tarvo2AppDelegateTest, WhatComesDuringTheQuestionWaitsOrIsRefusedAtTheEnd) {
+    const std::string call =
+        "tarvo://add/%7B%22urls%22%3A%5B%7B%22href%22%3A%22http%3A%2F%2Fa%2F5%22%7D%5D%7D";
+    using Kind = AddOutcome::Kind;
+    std::vector<Kind> kinds;
+    const auto told = [&](const std::vector<AddOutcome>& outcomes) {
+        for (const auto& outcome : outcomes)
+            kinds.push_back(outcome.kind);
+    };
+    for (const bool ends : {false, true}) {
+        kinds.clear();
+        events.clear();
+        defaults.set(SettingKey::kHasStartupCrash, true);
+        const auto program = make();
+        desk.meanwhile = [&] { program->open({call, "http://a/1", "/x.trdownload"}, told); };
+        program->applicationWillFinishLaunching();
+        EXPECT_TRUE(kinds.empty());
+        if (ends) {
+            program->refuseAdds();
+            EXPECT_EQ(kinds, std::vector<Kind>(3, Kind::refused));
+            continue;
+        }
+        program->applicationDidFinishLaunching();
+        EXPECT_TRUE(has(events, "text(http://a/5\n) bundle(/x.trdownload) text(http://a/1\n) "));
+        waiting.back()(true);
+        EXPECT_EQ(kinds, std::vector<Kind>(3, Kind::taken));
+    }
 }
 
 TEST_F(Tarvo2AppDelegateTest, ShowsItselfWhereTheSettingSays) {

@@ -80,14 +80,13 @@ class QueueControllerTest : public ::testing::Test {
 protected:
     QueueControllerTest() {
         concurrency(1);
+        QObject::connect(&controller, &QueueController::ended, [this] { ended = true; });
         completed = queue.notifications.observe(kQueueWindowCompletedAllDownloads,
                                                 [this](const Notification&) { ++completions; });
     }
 
     ~QueueControllerTest() override {
         gateIsOpen = true;
-        bool ended = false;
-        QObject::connect(&controller, &QueueController::ended, [&] { ended = true; });
         controller.quit();
         EXPECT_TRUE(turnUntil([&] { return ended; }));
     }
@@ -130,10 +129,12 @@ protected:
     FakeClock clock;
     JobEnvironment environment{harness.defaults, harness.disk, clock, harness.transfers, harness.savingQueue};
     std::atomic<bool> gateIsOpen{false};
+    std::atomic<bool> secondGateIsOpen{false};
     AttendedQueue queue{environment, nullptr, kRetryDelay};
     QueueController& controller = queue.controller;
     NotificationCenter::Observation completed;
     int completions = 0;
+    bool ended = false;
 };
 
 TEST_F(QueueControllerTest, StartsAsManyAsWantedInTheirOrderAndTheNextAtOnce) {
@@ -232,6 +233,65 @@ TEST_F(QueueControllerTest, TriesAFailedJobAgainElevenSecondsLaterInItsRow) {
     ASSERT_TRUE(turnUntil([&] { return completions == 1; }));
 }
 
+TEST_F(QueueControllerTest, WaitsLongerAfterManyAttemptsWithoutANewByte) {
+    EXPECT_EQ(retryDelayAfter(10, kRetryDelay), Seconds(11));
+    EXPECT_EQ(retryDelayAfter(11, kRetryDelay), Seconds(22));
+    EXPECT_EQ(retryDelayAfter(12, kRetryDelay), Seconds(44));
+    EXPECT_EQ(retryDelayAfter(1'000'000, kRetryDelay), Seconds(3600));
+    std::atomic<bool> brings{false};
+    std::function<std::shared_ptr<ScriptedJob>()> makeBad = [&] {
+        const auto job = make("bad");
+        job->retryable = true;
+        job->download = [&, bad = job.get()]() -> Result<void> {
+            bad->done += brings ? 1 : 0;
+            return failure(Error::posix(EIO, "read", "x"));
+        };
+        job->makeCopy = makeBad;
+        return job;
+    };
+    ASSERT_TRUE(controller.addDownloads({makeBad()}));
+    controller.toggleAutorun();
+    const auto failed = [&] { return controller.remoteFiles().contentAsArray()[0]; };
+    const auto nextWait = [&] { // lets the wait pass, and answers the one after the attempt that follows
+        const auto last = failed();
+        clock.advance(last->nextScheduledRun ? *last->nextScheduledRun - clock.now() : Seconds(0));
+        EXPECT_TRUE(turnUntil(
+            [&] {
+                controller.saveAllProgress(); // any turn brings a pass
+                return (failed() != last || !last->nextScheduledRun) && failed()->nextScheduledRun;
+            },
+            10s));
+        return Seconds(*failed()->nextScheduledRun - *failed()->errorDate());
+    };
+    ASSERT_TRUE(comesTo(failed(), rf_state_failed));
+    failed()->fruitlessAttempts = 9;
+    EXPECT_EQ(nextWait(), Seconds(11)) << "the tenth";
+    EXPECT_EQ(nextWait(), Seconds(22));
+    EXPECT_EQ(nextWait(), Seconds(44));
+    brings = true;
+    EXPECT_EQ(nextWait(), Seconds(11));
+}
+
+TEST_F(QueueControllerTest, LooksForABundleThatIsAwayWithoutTryingUntilItIsBack) {
+    const auto away = make("away");
+    away->makeReady = [](const auto&) { return failure(jobError(kRemoteFileFolderAway)); };
+    away->awaited = harness.folder.path("away");
+    ASSERT_TRUE(controller.addDownloads({away}));
+    controller.toggleAutorun();
+    ASSERT_TRUE(comesTo(away, rf_state_failed));
+    int ticks = 0;
+    QObject::connect(&controller, &QueueController::ticked, [&] { ++ticks; });
+    for (int look = 0; look < 2; ++look) {
+        clock.advance(Seconds(11.1));
+        ASSERT_TRUE(turnUntil([&, before = ticks] { return ticks > before + 1; }, 5s));
+        EXPECT_EQ(controller.remoteFiles().contentAsArray()[0], away);
+    }
+    EXPECT_EQ(away->fruitlessAttempts, 0u);
+    std::filesystem::create_directory(*away->awaited);
+    clock.advance(Seconds(11.1));
+    EXPECT_TRUE(turnUntil([&] { return controller.remoteFiles().contentAsArray()[0] != away; }, 5s));
+}
+
 TEST_F(QueueControllerTest, AFailedJobKeepsTheQueueRunningAndOneThatIsNotRetryableIsLeftAlone) {
     const auto bad = make("bad");
     bad->retryable = false;
@@ -249,7 +309,7 @@ TEST_F(QueueControllerTest, AFailedJobKeepsTheQueueRunningAndOneThatIsNotRetryab
     select({0});
     controller.removeSelected();
     EXPECT_EQ(controller.runState(), QueueRunState::stopped);
-    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(completions, 0) << "nothing has finished";
 }
 
 TEST_F(QueueControllerTest, ReloadingTheLastJobIsNotTheEndOfTheQueue) {
@@ -264,6 +324,39 @@ TEST_F(QueueControllerTest, ReloadingTheLastJobIsNotTheEndOfTheQueue) {
     EXPECT_EQ(completions, 0);
     gateIsOpen = true;
     EXPECT_TRUE(turnUntil([&] { return completions == 1; }));
+}
+
+TEST_F(QueueControllerTest, OnlyWhatHasFinishedCompletesTheQueue) {
+    controller.toggleAutorun(); // of nothing
+    turn();
+    EXPECT_EQ(completions, 0);
+    concurrency(2);
+    const auto a = add("a");
+    const auto b = make("b");
+    b->download = [this] { return waitFor(secondGateIsOpen); };
+    ASSERT_TRUE(controller.addDownloads({b}));
+    controller.toggleAutorun();
+    gateIsOpen = true;
+    ASSERT_TRUE(comesTo(a, rf_state_succeeded) && comesTo(b, rf_state_running));
+    controller.quit(); // in the middle of the second
+    secondGateIsOpen = true;
+    ASSERT_TRUE(turnUntil([&] { return b->currentState() == rf_state_stopped; }));
+    turn();
+    EXPECT_EQ(completions, 0);
+}
+
+TEST_F(QueueControllerTest, AFinishedAddressIsFetchedAgainInItsRow) {
+    gateIsOpen = true;
+    const auto first = add("a");
+    add("b");
+    controller.toggleAutorun();
+    ASSERT_TRUE(turnUntil([&] { return controller.remoteFiles().succeededJobs() == 2; }));
+    EXPECT_FALSE(controller.isUnfinished(first->identity()));
+    const auto again = add("a");
+    EXPECT_TRUE(controller.isUnfinished(first->identity()));
+    EXPECT_EQ(controller.remoteFiles().contentAsArray()[0], again);
+    EXPECT_EQ(controller.remoteFiles().content().size(), 2u);
+    EXPECT_TRUE(comesTo(again, rf_state_ready));
 }
 
 TEST_F(QueueControllerTest, AsksForCredentialsAsLongAsTheUserAnswers) {

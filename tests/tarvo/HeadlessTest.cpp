@@ -38,6 +38,16 @@ protected:
         return std::make_unique<Program>(home, arguments, surroundings);
     }
 
+    /// Hands over to the application that runs.
+    std::unique_ptr<Program> attach(std::vector<std::string> arguments) const {
+        Surroundings get = surroundings;
+        get.program = TARVO_GET_PROGRAM;
+        arguments.insert(arguments.begin(), "--attach");
+        return std::make_unique<Program>(home, arguments, get);
+    }
+
+    std::string socketPath() const { return home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf.instance.socket"); }
+
     std::string file(const std::string& name) const { return home.path("files/" + name); }
 
     bool arrives(Program& program, const std::string& name) const {
@@ -81,35 +91,65 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
 }
 
 TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {
-    Surroundings get = surroundings;
-    get.program = TARVO_GET_PROGRAM;
     std::string url = server.url(kSize, "", "a");
-    const auto attach = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "--attach");
-        return std::make_unique<Program>(home, arguments, get);
-    };
     const auto nobody = attach({url});
     EXPECT_EQ(nobody->status(), 1);
     EXPECT_NE(nobody->problems().find("no application took"), std::string::npos) << nobody->problems();
     const auto application = run({"--headless"});
-    ASSERT_TRUE(application->runsUntil([&] {
-        return Disk::exists(home.path("XDG_CONFIG_HOME/tarvo/"
-                                      "tarvo.conf.instance.socket"));
-    }));
+    ASSERT_TRUE(application->runsUntil([&] { return Disk::exists(socketPath()); }));
     const auto taken = attach({url, "--json"});
     EXPECT_EQ(taken->status(), 0) << taken->problems();
     EXPECT_EQ(taken->output(), R"({"alreadyThere":false,"event":"taken","url":")" + url + "\"}\n");
     EXPECT_TRUE(arrives(*application, "a"));
-    const auto mixed = attach({url, server.url(kSize, "", "b"), file("none.trdownload")});
+    const std::string slow = server.url(kSize, "rate=30000", "slow");
+    EXPECT_EQ(attach({slow})->status(), 0);
+    const auto mixed = attach({slow, url, file("none.trdownload")});
     EXPECT_EQ(mixed->status(), 1);
-    EXPECT_EQ(mixed->output(), "already there: " + url + "\ntaken: " + server.url(kSize, "", "b") + "\n");
+    EXPECT_EQ(mixed->output(), "already there: " + slow + "\ntaken: " + url + "\n");
     EXPECT_NE(mixed->problems().find("none.trdownload"), std::string::npos) << mixed->problems();
-    EXPECT_TRUE(arrives(*application, "b"));
-    const auto second = run({"gopher://bob:secret@a/", "/etc/passwd", url});
+    EXPECT_TRUE(arrives(*application, "a (2)")) << "it had finished, and is fetched again";
+    const auto second = run({"gopher://bob:secret@a/", "/etc/passwd", slow});
     EXPECT_EQ(second->status(), 1);
     EXPECT_NE(second->problems().find("not taken: gopher://"), std::string::npos) << second->problems();
     EXPECT_NE(second->problems().find("/etc/passwd"), std::string::npos) << second->problems();
     EXPECT_EQ(second->problems().find("secret"), std::string::npos) << second->problems();
+    ends(*application);
+}
+
+TEST_F(HeadlessTest, WhatWasTakenIsThereAfterAnyEnd) {
+    constexpr int count = 500;
+    home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
+               "[General]\nAutoStartAfterAdd=false\nDefaultDirectory=" + home.path("files") + "\n");
+    std::vector<std::string> links;
+    for (int i = 0; i < count; ++i)
+        links.push_back(server.url(1000, "", "f" + std::to_string(i)));
+    server.stop(); // so that nothing is prepared
+    auto application = run({"--headless"});
+    ASSERT_TRUE(application->runsUntil([&] { return Disk::exists(socketPath()); }));
+    const auto attached = attach(links);
+    EXPECT_EQ(attached->status(), 0) << attached->problems();
+    application->signal(SIGKILL);
+    EXPECT_EQ(application->status(), 128 + SIGKILL);
+    server.start();
+    const auto isReady = [&](const std::string& name) {
+        return Disk::exists(file(name + ".trdownload/progress"));
+    };
+    application = run({"--headless"});
+    ASSERT_TRUE(application->runsUntil([&] { return isReady("f100"); }));
+    application->signal(SIGKILL); // some of them are prepared, and perhaps not in the session yet
+    EXPECT_EQ(application->status(), 128 + SIGKILL);
+    application = run({"--headless"});
+    const auto requests = server.requests().size();
+    ASSERT_TRUE(application->runsUntil([&] { return isReady("f499"); }));
+    std::vector<std::string> heads;
+    const auto all = server.requests();
+    for (auto each = all.begin() + static_cast<std::ptrdiff_t>(requests); each != all.end(); ++each) {
+        if (each->method == "HEAD")
+            heads.push_back(server.address(each->path));
+    }
+    EXPECT_EQ(heads, links) << "each once, in their order";
+    const std::filesystem::directory_iterator bundles(home.path("files"));
+    EXPECT_EQ(std::distance(begin(bundles), end(bundles)), count);
     ends(*application);
 }
 
