@@ -130,7 +130,7 @@ protected:
     JobEnvironment environment{harness.defaults, harness.disk, clock, harness.transfers, harness.savingQueue};
     std::atomic<bool> gateIsOpen{false};
     std::atomic<bool> secondGateIsOpen{false};
-    AttendedQueue queue{environment, nullptr, kRetryDelay};
+    AttendedQueue queue{environment, &harness.defaults, kRetryDelay};
     QueueController& controller = queue.controller;
     NotificationCenter::Observation completed;
     int completions = 0;
@@ -357,6 +357,21 @@ TEST_F(QueueControllerTest, AFinishedAddressIsFetchedAgainInItsRow) {
     EXPECT_EQ(controller.remoteFiles().contentAsArray()[0], again);
     EXPECT_EQ(controller.remoteFiles().content().size(), 2u);
     EXPECT_TRUE(comesTo(again, rf_state_ready));
+}
+
+TEST_F(QueueControllerTest, FinishedRowsLeaveByThemselvesIfThatIsWantedAndTheQueueStillCompletes) {
+    harness.defaults.setForThisRun("AutoClearCompleted", true);
+    const auto bad = make("bad"); // keeps the queue running
+    bad->download = [] { return failure(Error::posix(EIO, "read", "x")); };
+    bad->retryable = false;
+    gateIsOpen = true;
+    ASSERT_TRUE(controller.addDownloads({make("a"), bad, make("b")}));
+    controller.toggleAutorun();
+    ASSERT_TRUE(turnUntil([&] { return controller.remoteFiles().content().size() == 1; }, 5s));
+    EXPECT_EQ(completions, 0);
+    select({0});
+    controller.removeSelected();
+    EXPECT_EQ(completions, 1);
 }
 
 TEST_F(QueueControllerTest, AsksForCredentialsAsLongAsTheUserAnswers) {

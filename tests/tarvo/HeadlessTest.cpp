@@ -219,7 +219,12 @@ TEST_F(HeadlessTest, TheDesktopOpensLinksWithIt) {
     EXPECT_TRUE(arrives(*program, "a"));
     EXPECT_EQ(call("ActivateAction", {"toggle-autorun", QVariantList(), QVariantMap()}).type(),
               QDBusMessage::ReplyMessage);
-    ends(*program);
+    server.stop();
+    const QString kept = QString::fromStdString(server.url(kSize, "", "kept"));
+    EXPECT_EQ(call("Open", {QStringList{kept}, QVariantMap()}).type(), QDBusMessage::ReplyMessage);
+    program->signal(SIGKILL); // as soon as it has answered
+    EXPECT_EQ(program->status(), 128 + SIGKILL);
+    EXPECT_NE(contentOf(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf")).find("/kept"), std::string::npos);
 }
 
 TEST_F(HeadlessTest, AFloodOfCallsDrownsNothing) {
