@@ -521,9 +521,15 @@ TEST_F(QueueControllerTest, QuittingSavesWhatRunsAndStartsNothingMore) {
     ASSERT_TRUE(turnUntil([&] { return saved.size() == 2; }));
     EXPECT_EQ(saved, (std::vector<bool>{true, false}));
     add("d");
-    turn();
+    std::optional<bool> kept;
+    controller.whenKept([&](bool isKept) { kept = isKept; });
+    gateIsOpen = true;
+    ASSERT_TRUE(turnUntil([&] { return ended; }));
     EXPECT_EQ(c->attemptNumber, 0u);
     EXPECT_EQ(controller.remoteFiles().jobsInState(rf_state_initializing), 1u);
+    EXPECT_EQ(kept, true);
+    EXPECT_TRUE(has(UserDefaults(harness.folder.path("settings.conf")).data("SavedQueueLinks"), "/d\""));
+    EXPECT_FALSE(controller.addDownloads({make("e")})) << "it could not be kept any more";
 }
 
 } // namespace tarvo::test
