@@ -26,10 +26,19 @@ std::string localized(std::string_view key) {
 }
 
 std::string localized(std::string_view key, std::initializer_list<std::string> arguments) {
-    QString text = qtTrId(std::string(key).c_str());
-    for (const auto& argument : arguments)
-        text = text.arg(QString::fromStdString(argument));
-    return text.toStdString();
+    // In one pass, for an argument may hold what looks like a placeholder: "100%25.zip".
+    const QString text = qtTrId(std::string(key).c_str());
+    QString filled;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const int number = text[i] == u'%' && i + 1 < text.size() ? text[i + 1].digitValue() : -1;
+        if (number < 1 || static_cast<std::size_t>(number) > arguments.size()) {
+            filled += text[i];
+            continue;
+        }
+        filled += QString::fromStdString(arguments.begin()[number - 1]);
+        ++i;
+    }
+    return filled.toStdString();
 }
 
 } // namespace tarvo

@@ -13,7 +13,8 @@ void installLocalizedTexts();
 /// The text of `key`; the key itself when it has none. Any thread.
 std::string localized(std::string_view key);
 
-/// The text of `key` with its placeholders %1, %2, … filled in order. Any thread.
+/// The text of `key` with its placeholders %1 to %9 replaced by the arguments of that number, from 1; what
+/// the arguments hold stays as it is. Any thread.
 std::string localized(std::string_view key, std::initializer_list<std::string> arguments);
 
 } // namespace tarvo
