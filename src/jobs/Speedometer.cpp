@@ -1,6 +1,7 @@
 // Interval speeds, their mean, and the length of the present silence.
 #include "jobs/Speedometer.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -9,6 +10,7 @@ namespace tarvo {
 namespace {
 
 constexpr Seconds kShortestInterval{0.5};
+constexpr Seconds kLongestSilentInterval{1.0};
 
 /// `value` without its fraction; what no 64-bit number can hold is cut to the largest one.
 std::int64_t truncated(double value) {
@@ -48,12 +50,15 @@ void Speedometer::record(std::int64_t speed, Seconds elapsed) {
     m_speedHistory.push_back(speed);
     if (m_speedHistory.size() >= m_maxHistoryLength)
         m_speedHistory.pop_front();
+    // A longer interval means that this program stood still itself: nobody could have noted a byte.
     if (speed == 0)
-        m_totalZeroByteTime += elapsed;
+        m_totalZeroByteTime += std::min(elapsed, kLongestSilentInterval);
     m_totalDownloadTime += elapsed;
 }
 
 void Speedometer::startRecording(TimePoint now) {
+    m_speedBuffer.store(0, std::memory_order_relaxed);
+    m_totalZeroByteTime = Seconds(0);
     m_speedStartDate = now;
     m_shouldRecord = true;
 }

@@ -37,10 +37,11 @@ public:
 
     /// Closes the interval if it is longer than half a second, else leaves everything as it is. The
     /// delegate is told as soon as the empty intervals in a row exceed the timeout, and again only
-    /// after another full timeout.
+    /// after another full timeout. An empty interval counts a second at the most: a longer one is the
+    /// owner's delay (a stopped process, a busy main thread), not the server's.
     void flushSpeedBuffer(TimePoint now);
 
-    /// From here on intervals count; the open one begins at `now`.
+    /// From here on intervals count; the open one begins at `now`, and so does any silence.
     void startRecording(TimePoint now);
 
     /// From here on intervals don't count, and the speed is 0.

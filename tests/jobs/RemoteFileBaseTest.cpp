@@ -103,11 +103,12 @@ TEST_F(RemoteFileBaseTest, AFailedPreparationMayBeRepeatedAndACompleteFileIsASuc
 }
 
 TEST_F(RemoteFileBaseTest, ARetryableJobThatReceivesNothingFails) {
+    environment.stallTimeout = Seconds(0.8);
     for (const bool retryable : {true, false}) {
         const auto job = make(true);
         job->retryable = retryable;
         harness.start(job);
-        clock.advance(Seconds(15.5)); // seen by the next tick of the job's own timer
+        clock.advance(Seconds(0.9)); // seen by the next tick of the job's own timer
         turnUntil([&] { return job->currentState() == rf_state_failed; }, std::chrono::milliseconds(1200));
         EXPECT_EQ(job->currentState(), retryable ? rf_state_failed : rf_state_running);
         EXPECT_EQ(job->error() && job->error()->is(ErrorDomain::Tarvo, kTarvoSchedulerTimeout), retryable);

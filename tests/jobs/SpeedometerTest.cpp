@@ -65,16 +65,30 @@ TEST_F(SpeedometerTest, ASilenceIsReportedOncePerTimeout) {
 }
 
 TEST_F(SpeedometerTest, APausedDownloadIsNeverStalledAndItsBytesDoNotCount) {
+    const auto silence = [&](int seconds) {
+        for (int i = 0; i < seconds; ++i)
+            interval(0, 1);
+    };
     m_speedometer.startRecording(m_clock.now());
-    interval(0, 14);
+    silence(14);
     m_speedometer.stopRecording();
-    interval(5000, 20);
-    interval(0, 20);
+    m_clock.advance(Seconds(40)); // and nobody flushes
     m_speedometer.startRecording(m_clock.now());
-    interval(0, 14);
+    silence(14);
     EXPECT_TRUE(m_silences.empty());
+    m_speedometer.stopRecording();
+    m_speedometer.noteBytesReceived(5000);
+    m_speedometer.startRecording(m_clock.now());
+    silence(1);
     EXPECT_EQ(m_speedometer.bytesPerSecond(), 0);
-    EXPECT_DOUBLE_EQ(m_speedometer.totalDownloadTime().count(), 28);
+    EXPECT_DOUBLE_EQ(m_speedometer.totalDownloadTime().count(), 29);
+}
+
+TEST_F(SpeedometerTest, AProgramThatStoodStillItselfIsNoSilentServer) {
+    m_speedometer.startRecording(m_clock.now());
+    interval(1000, 1);
+    interval(0, 600);
+    EXPECT_TRUE(m_silences.empty());
 }
 
 } // namespace tarvo
