@@ -1,6 +1,6 @@
 // Feeds the fields by which a server names a file and the part of it that it sends. A name is UTF-8 and, once
-// cleaned, no path and short enough; a range is possible, is the answer to the request for just that range
-// of a file of just that size, and of no other size.
+// cleaned, no path and short enough, and what is quoted comes back whole; a range is possible, is the answer
+// to the request for just that range of a file of just that size, and of no other size.
 #include "Fuzz.h"
 
 #include <limits>
@@ -27,6 +27,15 @@ void checkName(const std::string& value) {
     require(cleanFileName(cleaned, "trdownload") == cleaned || cleaned.empty(), "a clean name stays");
 }
 
+void checkQuotedName(const std::string& value) {
+    std::string field = "attachment; size=\"; filename=a\"; filename=\"";
+    for (const char c : value)
+        field += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+    const auto name = nameFromContentDisposition(field + "\" ; x=1; filename*=UTF-8''b");
+    require(name == (value.empty() ? "b" : QString::fromStdString(value).toStdString()),
+            "what is quoted comes back");
+}
+
 void checkRange(const std::string& value) {
     const auto range = ContentRange::parse(value);
     if (!range)
@@ -49,6 +58,7 @@ void checkRange(const std::string& value) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string value(reinterpret_cast<const char*>(data), size);
     checkName(value);
+    checkQuotedName(value);
     checkRange(value);
     if (const auto length = parseLength(value))
         require(*length >= 0, "a length is not negative");

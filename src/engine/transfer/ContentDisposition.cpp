@@ -1,9 +1,9 @@
 // The names in a Content-Disposition field.
 #include "engine/transfer/Scout.h"
 
-#include <QRegularExpression>
+#include <algorithm>
+
 #include <QString>
-#include <QUrl>
 
 namespace tarvo {
 
@@ -17,24 +17,95 @@ std::optional<std::string> decodeExtendedValue(const QString& value) {
     if (bytes.isEmpty())
         return std::nullopt;
     if (charset == u"utf-8")
-        return QString::fromUtf8(bytes).toStdString(); // other bytes are no text
+        return QString::fromUtf8(bytes).toStdString();
     if (charset == u"iso-8859-1")
         return QString::fromLatin1(bytes).toStdString();
     return std::nullopt;
 }
 
+struct Parameter {
+    std::string name; // in lower case
+    std::string value;
+};
+
+/// The parameters of a field value such as `attachment; filename="a.zip"; size=1` (RFC 9110, section 5.6.6),
+/// read one after the other. What stands between two semicolons without a "=" is passed over, the
+/// disposition type as well. A value without quotes goes up to the semicolon, with what should not stand in
+/// it, as servers write names with spaces; a quoted one without its end goes to the end of the field.
+class ParameterReader {
+public:
+    explicit ParameterReader(std::string_view text) : m_rest(text) {}
+
+    std::optional<Parameter> next() {
+        while (!m_rest.empty()) {
+            const std::size_t end = std::min(m_rest.find_first_of("=;"), m_rest.size());
+            const std::string_view name = trimmed(taken(end));
+            if (taken(1) == "=")
+                return Parameter{lowered(name), value()};
+        }
+        return std::nullopt;
+    }
+
+private:
+    static std::string_view trimmed(std::string_view text) {
+        const std::size_t first = text.find_first_not_of(" \t");
+        if (first == std::string_view::npos)
+            return {};
+        return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+    }
+
+    static std::string lowered(std::string_view text) {
+        std::string result(text);
+        std::transform(result.begin(), result.end(), result.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+        return result;
+    }
+
+    std::string_view taken(std::size_t count) {
+        const std::string_view head = m_rest.substr(0, count);
+        m_rest.remove_prefix(head.size());
+        return head;
+    }
+
+    std::string value() {
+        taken(std::min(m_rest.find_first_not_of(" \t"), m_rest.size()));
+        const bool quoted = m_rest.starts_with('"');
+        std::string text = quoted ? quotedString() : "";
+        const std::string_view rest = trimmed(taken(std::min(m_rest.find(';'), m_rest.size())));
+        taken(1);
+        return quoted ? text : std::string(rest.substr(0, rest.find('"')));
+    }
+
+    /// RFC 9110, section 5.6.4: a backslash makes the next character an ordinary one.
+    std::string quotedString() {
+        std::string text;
+        taken(1);
+        while (!m_rest.empty()) {
+            std::string_view character = taken(1);
+            if (character == "\"")
+                break;
+            if (character == "\\" && !m_rest.empty())
+                character = taken(1);
+            text += character;
+        }
+        return text;
+    }
+
+    std::string_view m_rest;
+};
+
 } // namespace
 
 std::optional<std::string> nameFromContentDisposition(const std::string& value) {
-    static const QRegularExpression plain(QStringLiteral(R"re(filename\s?=\s?"?([^"]+)"?)re"));
-    static const QRegularExpression extended(QStringLiteral(R"re(filename\*\s*=\s*"?([^";]+)"?)re"),
-                                             QRegularExpression::CaseInsensitiveOption);
-    const QString text = QString::fromStdString(value);
-    if (const auto match = plain.match(text); match.hasMatch())
-        return match.captured(1).toStdString();
-    if (const auto match = extended.match(text); match.hasMatch())
-        return decodeExtendedValue(match.captured(1).trimmed());
-    return std::nullopt;
+    std::optional<std::string> extended;
+    ParameterReader reader(value);
+    while (const auto parameter = reader.next()) {
+        if (parameter->name == "filename" && !parameter->value.empty())
+            return QString::fromStdString(parameter->value).toStdString(); // other bytes are no text
+        if (parameter->name == "filename*" && !extended)
+            extended = decodeExtendedValue(QString::fromStdString(parameter->value));
+    }
+    return extended;
 }
 
 } // namespace tarvo
