@@ -87,8 +87,16 @@ TEST_F(ScoutTest, NamesTheFile) {
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {"report.pdf", "type=application/pdf", "report.pdf"},
         {"report", "type=application/pdf", "report.pdf"},
-        {"a.b", "type=application/pdf;v%3D1", "a.b.pdf"},
-        {"a.b", "type=application/x-unheard-of", "a.b"},
+        {"a.b", "type=application/pdf;v%3D1", "a.b"},
+        {"photo.JPEG", "type=image/jpeg", "photo.JPEG"},
+        {"a.jar", "type=application/zip", "a.jar"},
+        {"notes.log", "type=text/plain", "notes.log"},
+        {"a.torrent", "type=application/octet-stream", "a.torrent"},
+        {"v1.2", "type=application/zip", "v1.2.zip"},
+        {"v1.2.7z", "type=application/zip", "v1.2.7z"},
+        {"download.php", "type=application/zip", "download.php.zip"},
+        {"index.php", "type=text/plain", "index.php"},
+        {"v1.2", "type=application/x-unheard-of", "v1.2"},
         {"a.b", "", "a.b"}, // bytes of no known type
         {"a%20%C3%BC.bin", "", "a \xc3\xbc.bin"},
         {std::string(300, 'x'), "", std::string(244, 'x')}, // room for .trdownload is kept

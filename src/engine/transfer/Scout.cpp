@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include <QMimeDatabase>
+#include <QRegularExpression>
 #include <curl/curl.h>
 
 namespace tarvo {
@@ -26,6 +27,34 @@ bool isLoginDenied(const CurlDownloader& downloader) {
 
 bool isNoName(const std::string& text) {
     return text.empty() || text == "/";
+}
+
+/// Programs that answer for a web server: the name says who made the file, not what is in it.
+bool isProgramOfAServer(const std::string& extension) {
+    constexpr std::string_view kPrograms[] = {"php", "asp", "aspx", "ashx", "jsp", "cgi", "cfm", "do"};
+    return std::find(std::begin(kPrograms), std::end(kPrograms), extension) != std::end(kPrograms);
+}
+
+/// What follows the last dot, in lower case, where it says what kind of file this is: a letter and four
+/// letters or digits at the most, or whatever else is known as an extension (.7z, .torrent). So the "2" of
+/// v1.2 is none.
+std::string extensionOf(const std::string& name) {
+    const QString whole = QString::fromStdString(name).toLower();
+    const QString last = whole.section(u'.', -1);
+    static const QRegularExpression usual(QStringLiteral("^[a-z][a-z0-9]{0,4}$"));
+    if (whole.lastIndexOf(u'.') < 1 || last.isEmpty())
+        return {};
+    const bool isOne = usual.match(last).hasMatch() ||
+                       !QMimeDatabase().suffixForFileName(QStringLiteral("a.") + last).isEmpty();
+    return isOne ? last.toStdString() : std::string();
+}
+
+/// The name with the type's extension where it has none that says as much. A program's text, though, is a
+/// file like any other.
+std::string withExtensionOfType(const std::string& name, const std::string& extension) {
+    const std::string own = extensionOf(name);
+    const bool says = !own.empty() && (!isProgramOfAServer(own) || extension == "txt");
+    return says || own == extension ? name : name + "." + extension;
 }
 
 } // namespace
@@ -245,9 +274,8 @@ std::string Scout::suggestedFilename() const {
         name = nameFromContentDisposition(*disposition).value_or("");
     if (name.empty()) {
         name = nameFromAddress();
-        const auto extension = extensionFromType();
-        if (extension && name.substr(name.rfind('.') + 1) != *extension)
-            name += "." + *extension;
+        if (const auto extension = extensionFromType())
+            name = withExtensionOfType(name, *extension);
     }
     return cleanFileName(name, "trdownload");
 }
