@@ -1,13 +1,52 @@
 #include "base/ProcessArguments.h"
 
+#include "base/Url.h"
+
 #include <algorithm>
 #include <cstring>
-#include <string_view>
+#include <strings.h>
 
 namespace tarvo {
 
+namespace {
+
+void hide(char* from, char* to) {
+    std::fill(from, to, '*');
+}
+
+/// What follows the action in "tarvo://ACTION/DATA"; null where the argument is no such call.
+char* dataOfCall(char* argument) {
+    constexpr std::string_view kCall = "tarvo:";
+    if (::strncasecmp(argument, kCall.data(), kCall.size()) != 0)
+        return nullptr;
+    char* data = argument + kCall.size();
+    for (int slash = 0; slash < 3; ++slash) {
+        if (char* const found = std::strchr(data, '/'))
+            data = found + 1;
+    }
+    return data;
+}
+
+void hidePasswordsOfAddresses(char* argument) {
+    for (const std::string_view password : passwordsIn(argument)) {
+        char* const begin = argument + (password.data() - argument);
+        hide(begin, begin + password.size());
+    }
+}
+
+/// In "USER:PASSWORD@HOST", as a proxy may be given.
+void hidePasswordWithoutScheme(char* text, char* end) {
+    char* at = std::find(text, end, '/');
+    while (at != text && *(at - 1) != '@')
+        --at;
+    char* const colon = std::find(text, at, ':');
+    if (at != text && colon != at)
+        hide(colon + 1, at - 1);
+}
+
+} // namespace
+
 void hidePasswords(int argc, char** argv) {
-    const auto hide = [](char* from, char* to) { std::fill(from, to, '*'); };
     const auto valueOf = [&](int i, std::string_view option) -> char* {
         const std::string_view text = argv[i];
         if (text.starts_with(option) && text.substr(option.size()).starts_with('='))
@@ -16,21 +55,17 @@ void hidePasswords(int argc, char** argv) {
     };
     for (int i = 1; i < argc; ++i) {
         char* const end = argv[i] + std::strlen(argv[i]);
-        if (char* user = valueOf(i, "--user")) {
-            if (char* colon = std::find(user, end, ':'); colon != end)
+        char* const proxy = valueOf(i, "--proxy");
+        if (char* const user = valueOf(i, "--user")) {
+            if (char* const colon = std::find(user, end, ':'); colon != end)
                 hide(colon + 1, end);
-            continue;
+        } else if (char* const data = dataOfCall(argv[i])) {
+            hide(data, end); // as JSON that is percent-encoded, it can say "password" in many ways
+        } else if (proxy && !std::strstr(proxy, "://")) {
+            hidePasswordWithoutScheme(proxy, end);
+        } else {
+            hidePasswordsOfAddresses(argv[i]);
         }
-        char* const scheme = std::strstr(argv[i], "://");
-        char* const authority = scheme ? scheme + 3 : valueOf(i, "--proxy"); // which needs no scheme
-        if (!authority)
-            continue;
-        char* at = std::find(authority, end, '/');
-        while (at != authority && *(at - 1) != '@')
-            --at;
-        char* const colon = std::find(authority, at, ':');
-        if (at != authority && colon != at)
-            hide(colon + 1, at - 1);
     }
 }
 

@@ -3,7 +3,8 @@
 
 namespace tarvo {
 
-/// Overwrites the passwords in the process's own arguments, which every user of the machine can read.
+/// Overwrites the passwords in the process's own arguments, which every user of the machine can read, and of
+/// tarvo:// calls all that they hand over.
 void hidePasswords(int argc, char** argv);
 
 } // namespace tarvo

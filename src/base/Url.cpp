@@ -117,6 +117,29 @@ std::optional<Url> Url::resolved(std::string_view reference) const {
     return Url(encoded(target));
 }
 
+std::vector<std::string_view> passwordsIn(std::string_view text) {
+    constexpr std::string_view kMark = "://";
+    std::vector<std::string_view> passwords;
+    for (std::size_t at = 0; (at = text.find(kMark, at)) != std::string_view::npos;) {
+        at += kMark.size();
+        std::string_view authority = text.substr(at);
+        // Further than an authority goes: what stands there may be meant as a password that was not encoded.
+        authority = authority.substr(0, authority.find_first_of("/\r\n"));
+        const std::string_view userInfo = authority.substr(0, authority.rfind('@'));
+        const std::size_t colon = userInfo.find(':');
+        if (userInfo.size() < authority.size() && colon != std::string_view::npos)
+            passwords.push_back(userInfo.substr(colon + 1));
+    }
+    return passwords;
+}
+
+std::string withoutPasswords(std::string text) {
+    const auto passwords = passwordsIn(text);
+    for (auto each = passwords.rbegin(); each != passwords.rend(); ++each)
+        text.replace(static_cast<std::size_t>(each->data() - text.data()), each->size(), "***");
+    return text;
+}
+
 bool isTransferScheme(std::string_view scheme) {
     return scheme == "http" || scheme == "https" || scheme == "ftp" || scheme == "sftp";
 }

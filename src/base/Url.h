@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarvo {
 
@@ -52,6 +53,13 @@ private:
 
     std::string m_text;
 };
+
+/// The passwords of all addresses in a text that holds more than an address, such as a header line. What only
+/// looks like a password is among them. They point into `text`.
+std::vector<std::string_view> passwordsIn(std::string_view text);
+
+/// `text` with "***" in the place of each of them, for logs.
+std::string withoutPasswords(std::string text);
 
 /// Whether transfers carry this scheme (lower case): http, https, ftp and sftp are all there are.
 bool isTransferScheme(std::string_view scheme);

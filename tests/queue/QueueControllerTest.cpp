@@ -416,12 +416,12 @@ TEST_F(QueueControllerTest, AnOpenQuestionEndsWithItsJobAndWhateverIsOpenWithThe
     showing.pagesStayOpen = true;
     addRefused(showing, "shows a page", HTMLPageErrorCode);
 
-    int ended = 0;
+    int endings = 0;
     for (auto* one : {&asking, &showing})
-        QObject::connect(&one->controller, &QueueController::ended, [&] { ++ended; });
+        QObject::connect(&one->controller, &QueueController::ended, [&] { ++endings; });
     ASSERT_TRUE(turnUntil([&] { return asking.prompts == 2 && showing.pagesOpened == 1; }, 5s));
     showing.controller.quit();
-    EXPECT_TRUE(turnUntil([&] { return ended == 2; }, 5s));
+    EXPECT_TRUE(turnUntil([&] { return endings == 2; }, 5s));
     EXPECT_EQ(preparations, 3);
 }
 

@@ -42,6 +42,12 @@ bool isOfValidator(std::string_view name) {
     return name == "etag" || name == "last-modified" || name == "date";
 }
 
+/// A header line as the log may have it. A cookie is as good as a password.
+std::string loggable(std::string_view line) {
+    return lowered(line.substr(0, 11)) == "set-cookie:" ? "Set-Cookie: ***"
+                                                        : withoutPasswords(std::string(trimmed(line)));
+}
+
 bool isStatusLine(std::string_view line) {
     return line.starts_with("HTTP/");
 }
@@ -148,20 +154,20 @@ void CurlDownloader::curlHasHeader(CurlSegment& layer, std::string_view line) {
         m_validatorHeaders.clear();
     }
     if (isOnTheWay(layer.httpCode())) {
-        Log::debug("Redirect Header: {}", trimmed(line));
+        Log::debug("Redirect Header: {}", loggable(line));
         return;
     }
     const std::size_t colon = line.find(':');
     if (const std::string name(trimmed(lowered(line.substr(0, colon)))); isOfValidator(name))
         m_validatorHeaders[name] = trimmed(line.substr(colon + 1));
     if (colon == std::string_view::npos || line.find(':', colon + 1) != std::string_view::npos) {
-        Log::debug("Unparsable header: {}", trimmed(line));
+        Log::debug("Unparsable header: {}", loggable(line));
         return;
     }
     const std::string key(trimmed(lowered(line.substr(0, colon))));
     const std::string value(trimmed(line.substr(colon + 1)));
     m_headers[key] = value;
-    Log::debug("Parsed header: \"{}\" = \"{}\"", key, value);
+    Log::debug("Parsed header: \"{}\" = \"{}\"", key, key == "set-cookie" ? "***" : withoutPasswords(value));
     if (const auto delegate = m_delegate.lock())
         delegate->downloaderHasParsedHeader(*this, key, value);
 }
