@@ -150,6 +150,14 @@ bool Program::echoes() const {
     return ::tcgetattr(m_terminal.descriptor(), &settings) == 0 && (settings.c_lflag & ECHO) != 0;
 }
 
+double Program::processorTime() const {
+    const QString stat = QString::fromStdString(contentOf(procFolder() + "/stat"));
+    const QStringList fields = stat.mid(stat.lastIndexOf(')') + 2).split(' '); // from the third on: proc(5)
+    return fields.size() < 13
+               ? 0.0
+               : (fields[11].toDouble() + fields[12].toDouble()) / double(::sysconf(_SC_CLK_TCK));
+}
+
 std::string Program::commandLine() const {
     return contentOf(procFolder() + "/cmdline");
 }

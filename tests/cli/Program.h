@@ -61,6 +61,9 @@ public:
     /// Where the kernel tells about it (proc(5)).
     std::string procFolder() const { return "/proc/" + std::to_string(m_process.pid()); }
 
+    /// The processor time that it has taken so far, in seconds; 0 once it has ended.
+    double processorTime() const;
+
     /// Its arguments as every user of the machine sees them.
     std::string commandLine() const;
 

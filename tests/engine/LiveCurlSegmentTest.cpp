@@ -1,7 +1,9 @@
 // What a transfer really sends, and what it takes from a real server.
 #include <curl/curl.h>
+#include <spdlog/sinks/ringbuffer_sink.h>
 
 #include "LiveTransfer.h"
+#include "base/Log.h"
 
 namespace tarvo {
 
@@ -98,6 +100,27 @@ TEST_F(LiveCurlSegmentTest, ChallengesAreAnsweredAndNotTakenForTheFile) {
     std::string mixed = m_server.url(1000, "auth=basic");
     EXPECT_EQ(run(mixed.insert(7, "eve:wrong@"))->segment().httpCode(), 200)
         << "the token wins over the address";
+}
+
+TEST_F(LiveCurlSegmentTest, TheLogHearsOfNoSecret) {
+    const auto log = std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(1000);
+    log->set_level(Log::threshold(LogLevel::verbose));
+    Log::attach(log);
+    std::string target = m_server.url(10, "", "target");
+    m_server.change("/file/10/target", "disposition=" + test::knobValue("inline\r\nSet-Cookie: a=s3cret"));
+    m_server.change("/file/10/sample.bin", "to=" + test::knobValue(target.insert(7, "bob:s3cret@")));
+    CurlRequest request{.url = *Url::parse(m_server.url(10)), .debugModeEnabled = true};
+    LiveCurlSegmentFactory segments(m_environment, std::make_shared<ConnectionPool>());
+    const auto downloader = CurlDownloader::create(segments.createSegment(std::move(request)));
+    downloader->setDelegate(m_receiver);
+    downloader->download();
+    Log::detach(log);
+    std::string lines;
+    for (const std::string& line : log->last_formatted())
+        lines += line;
+    EXPECT_EQ(downloader->header("set-cookie"), "a=s3cret");
+    EXPECT_NE(lines.find("bob:"), std::string::npos);
+    EXPECT_EQ(lines.find("s3cret"), std::string::npos) << lines;
 }
 
 TEST_F(LiveCurlSegmentTest, OnlyTheFourSchemesAreEverFetched) {

@@ -6,11 +6,15 @@
 #include "support/SmallDisk.h"
 #include "support/Text.h"
 
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <limits>
 
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -22,6 +26,28 @@ namespace {
 constexpr std::int64_t kSize = 3'000'001;
 
 using namespace std::chrono_literals;
+
+/// The memory of libcurl in this process, which refuses once. Nobody may have set libcurl up before.
+class CurlMemory {
+public:
+    CurlMemory() {
+        curl_global_init_mem(
+            CURL_GLOBAL_ALL, [](std::size_t size) { return isRefused() ? nullptr : std::malloc(size); },
+            &std::free,
+            [](void* old, std::size_t size) { return isRefused() ? nullptr : std::realloc(old, size); },
+            [](const char* text) { return isRefused() ? nullptr : ::strdup(text); },
+            [](std::size_t count, std::size_t size) {
+                return isRefused() ? nullptr : std::calloc(count, size);
+            });
+    }
+
+    static inline std::atomic<int> untilRefusal{0};
+
+private:
+    static bool isRefused() { return untilRefusal > 0 && --untilRefusal == 0; }
+};
+
+const CurlMemory curlMemory;
 
 } // namespace
 
@@ -146,6 +172,23 @@ TEST_F(CURLRemoteFileFaults, StopActsWithinASecondAlsoOnASilentServer) {
         EXPECT_EQ(job->currentState(), rf_state_stopped);
         harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
     }
+}
+
+TEST_F(CURLRemoteFileFaults, ATransferThatLibcurlCanNotCarryIsAFailureAndNoFile) {
+    int failures = 0;
+    for (int request = 1; true; ++request) {
+        const std::string name = std::to_string(request);
+        const auto job = harness.job(server.url(1000, "nolength", name));
+        CurlMemory::untilRefusal = request;
+        const auto problem = harness.run(job);
+        if (CurlMemory::untilRefusal.exchange(0) > 0)
+            break; // there were fewer requests for memory
+        failures += problem ? 1 : 0;
+        EXPECT_EQ(harness.exists(name), !problem) << name;
+        EXPECT_EQ(problem ? "" : fileIsSample(harness.folder.path(name), 1000), "") << name;
+        harness.transfers.connectionPools->closeIdle(TimePoint::max());
+    }
+    EXPECT_GT(failures, 50);
 }
 
 TEST_F(CURLRemoteFileFaults, AStoppedJobTakesNoMoreData) {

@@ -108,6 +108,12 @@ void ServerProcess::start(const std::vector<std::string>& command, const std::st
         << fmt::format("{} doesn't listen: {}", fmt::join(command, " "), contentOf(logPath));
 }
 
+void ServerProcess::freeze() const {
+    m_process.signal(SIGSTOP);
+    for (const pid_t pid : descendantsOf(m_process.pid()))
+        ::kill(pid, SIGSTOP);
+}
+
 void ServerProcess::stop() {
     if (m_process.hasEnded())
         return;

@@ -36,6 +36,10 @@ public:
     void start(const std::vector<std::string>& command, const std::string& logPath,
                const std::vector<int>& ports);
 
+    /// It and whatever it has started stand still: the kernel still takes connections and keeps those that
+    /// are there, but no answer comes any more.
+    void freeze() const;
+
     /// SIGTERM, and SIGKILL for what is still there a fifth of a second later.
     void stop();
 
@@ -56,6 +60,8 @@ public:
     void replaceFile(const std::string& name, std::int64_t size, std::int64_t version) const;
 
     void addFolder(const std::string& name) const;
+
+    void freeze() const { m_process.freeze(); }
 
     void stop() { m_process.stop(); }
 

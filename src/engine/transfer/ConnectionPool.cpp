@@ -2,6 +2,9 @@
 
 #include "base/Log.h"
 
+#include <thread>
+#include <utility>
+
 #include <curl/curl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +15,13 @@ namespace {
 
 // Not fewer than one job opens: libcurl would close what the next job could use (CURLMOPT_MAXCONNECTS).
 constexpr long kMostConnections = 64;
+
+CURLcode resultOf(CURLMcode code) {
+    if (code == CURLM_OK)
+        return CURLE_OK;
+    Log::error("Transfers can't go on: {}", curl_multi_strerror(code));
+    return code == CURLM_OUT_OF_MEMORY ? CURLE_OUT_OF_MEMORY : CURLE_FAILED_INIT;
+}
 
 } // namespace
 
@@ -31,32 +41,50 @@ struct ConnectionPool::Callbacks {
 };
 
 ConnectionPool::ConnectionPool() : m_multi(curl_multi_init()) {
-    Log::assertThat(m_multi != nullptr, "curl_multi_init");
+    if (!m_multi)
+        return; // no segment can be added
     curl_multi_setopt(m_multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
     curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, kMostConnections);
 }
 
 ConnectionPool::~ConnectionPool() {
-    // libcurl takes leave of FTP and SSH servers and would wait minutes for the answer of a silent one.
-    for (const int socket : m_sockets)
-        ::shutdown(socket, SHUT_RDWR);
+    breakOff();
     curl_multi_cleanup(m_multi);
 }
 
-void ConnectionPool::add(void* easyHandle) {
-    curl_easy_setopt(easyHandle, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::onOpen);
-    curl_easy_setopt(easyHandle, CURLOPT_OPENSOCKETDATA, this);
-    curl_easy_setopt(easyHandle, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::onClose);
-    curl_easy_setopt(easyHandle, CURLOPT_CLOSESOCKETDATA, this);
-    curl_multi_add_handle(m_multi, easyHandle);
+void ConnectionPool::breakOff() {
+    for (const int socket : std::exchange(m_sockets, {}))
+        ::shutdown(socket, SHUT_RDWR);
 }
 
-void ConnectionPool::remove(void* easyHandle) {
-    curl_multi_remove_handle(m_multi, easyHandle);
+bool ConnectionPool::add(CurlSegment& segment) {
+    if (segment.errorCode() != CURLE_OK)
+        return false;
+    void* handle = segment.curlHandle();
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::onOpen);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
+    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::onClose);
+    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
+    segment.setErrorCode(m_multi ? resultOf(curl_multi_add_handle(m_multi, handle)) : CURLE_OUT_OF_MEMORY);
+    if (segment.errorCode() != CURLE_OK)
+        return false;
+    segment.setPool(this);
+    return true;
+}
+
+void ConnectionPool::remove(CurlSegment& segment) {
+    curl_multi_remove_handle(m_multi, segment.curlHandle());
+    segment.setPool(nullptr);
+}
+
+int ConnectionPool::perform(int& running) {
+    ++m_turns;
+    return resultOf(curl_multi_perform(m_multi, &running));
 }
 
 void ConnectionPool::wait(std::chrono::milliseconds limit) {
-    curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(limit.count()), nullptr);
+    if (curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(limit.count()), nullptr) != CURLM_OK)
+        std::this_thread::sleep_for(limit); // or the loop would spin
 }
 
 void ConnectionPool::wakeup() {

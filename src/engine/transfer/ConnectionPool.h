@@ -2,9 +2,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <vector>
 
-#include "base/Error.h"
+#include "engine/transfer/CurlSegment.h"
 
 namespace tarvo {
 
@@ -15,7 +16,7 @@ class ConnectionPool {
 public:
     ConnectionPool();
 
-    /// Closes the connections without a word to their servers, and so waits for none of them.
+    /// Breaks off what is still open.
     ~ConnectionPool();
 
     ConnectionPool(const ConnectionPool&) = delete;
@@ -24,9 +25,22 @@ public:
     /// The multi handle (CURLM*).
     void* multiHandle() const { return m_multi; }
 
-    /// Takes a configured easy handle (CURL*) in, until remove(). It belongs to no other pool, ever.
-    void add(void* easyHandle);
-    void remove(void* easyHandle);
+    /// Takes a configured segment in, until remove(). It belongs to no other pool, ever. False when that was
+    /// not possible: the segment has failed, and knows the reason.
+    bool add(CurlSegment& segment);
+    void remove(CurlSegment& segment);
+
+    /// Lets all transfers go on, and counts those that have not ended. Answers libcurl's result code
+    /// (CURLcode); on any but 0 no transfer will come to an end.
+    int perform(int& running);
+
+    /// How often perform() has been called.
+    std::uint64_t turns() const { return m_turns; }
+
+    /// Shuts all connections down without a word to their servers, so that neither their transfers' end nor
+    /// their own waits for an answer. libcurl takes leave of FTP and SSH servers, one after the other, and
+    /// a silent one would hold it up for a second or for minutes.
+    void breakOff();
 
     /// Waits until a socket is ready, libcurl wants to be called, or somebody calls wakeup(), at most
     /// `limit` (curl_multi_poll).
@@ -43,6 +57,7 @@ private:
     struct Callbacks;
 
     void* m_multi;
+    std::uint64_t m_turns = 0;
     std::vector<int> m_sockets;
 };
 

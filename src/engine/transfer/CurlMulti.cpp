@@ -31,7 +31,7 @@ void CurlMulti::downloadAndBlock() {
     start(*pool);
     while (true) {
         const bool stopped = applyRequestsAndCheckForStop();
-        if (stopped || m_running == 0)
+        if (stopped || m_running == 0 || m_failure != CURLE_OK)
             break;
         pool->wait(allHandlesPaused() ? kPausedTurn : kTurn);
         perform(*pool);
@@ -45,7 +45,8 @@ void CurlMulti::start(ConnectionPool& pool) {
         child->segment().configure();
         child->willStart();
         child->hold();
-        pool.add(child->segment().curlHandle());
+        if (!pool.add(child->segment()))
+            m_completions.push_back({child.get(), child->segment().errorCode()});
     }
     perform(pool);
     for (const auto& child : m_children)
@@ -53,7 +54,7 @@ void CurlMulti::start(ConnectionPool& pool) {
 }
 
 void CurlMulti::perform(ConnectionPool& pool) {
-    curl_multi_perform(pool.multiHandle(), &m_running);
+    m_failure = pool.perform(m_running);
     for (const auto& child : m_children)
         child->deliverPending();
     readMessages(pool);
@@ -69,8 +70,12 @@ void CurlMulti::readMessages(ConnectionPool& pool) {
         const auto child = std::find_if(m_children.begin(), m_children.end(), [&](const auto& candidate) {
             return static_cast<void*>(&candidate->segment()) == segment;
         });
-        if (Log::assertThat(child != m_children.end()))
-            m_completions.push_back({child->get(), message->data.result});
+        if (!Log::assertThat(child != m_children.end()))
+            continue;
+        // Of a stopped child the connection may have been broken off, which can look like a body's end.
+        const auto state = (*child)->currentState();
+        const bool stopped = state == CurlDownloadState::Stopping || state == CurlDownloadState::Failed;
+        m_completions.push_back({child->get(), stopped ? CURLE_ABORTED_BY_CALLBACK : message->data.result});
     }
 }
 
@@ -89,8 +94,15 @@ bool CurlMulti::applyRequestsAndCheckForStop() {
 }
 
 void CurlMulti::deliverCompletions(ConnectionPool& pool) {
+    if (m_completions.size() < m_children.size())
+        pool.breakOff();
+    for (const auto& child : m_children) {
+        if (!isFinished(*child))
+            m_completions.push_back(
+                {child.get(), m_failure == CURLE_OK ? CURLE_ABORTED_BY_CALLBACK : m_failure});
+    }
     for (const auto& child : m_children)
-        pool.remove(child->segment().curlHandle());
+        pool.remove(child->segment());
     for (const auto& [child, result] : m_completions) {
         child->segment().setErrorCode(result);
         child->didComplete();

@@ -22,8 +22,8 @@ public:
 
     const std::vector<std::shared_ptr<CurlDownloader>>& downloaders() const { return m_children; }
 
-    /// Runs all transfers to their end, or until every unfinished one has been stopped. The ends are
-    /// reported to the downloaders only after the last of them.
+    /// Runs all transfers to their end, or until every unfinished one has been stopped, which waits for no
+    /// server. The ends are reported to the downloaders only after the last of them.
     void downloadAndBlock();
 
     /// Whether every child is paused; true without children.
@@ -55,6 +55,7 @@ private:
     Locked<std::shared_ptr<ConnectionPool>> m_lease; // during the run, for those who wake it
     std::vector<Completion> m_completions;
     int m_running = 0;
+    int m_failure = 0; // libcurl's result code when the loop itself could not go on
 };
 
 } // namespace tarvo

@@ -14,6 +14,7 @@
 
 namespace tarvo {
 
+class ConnectionPool;
 class CurlSegment;
 
 /// What libcurl's write callback answers to suspend its transfer (CURL_WRITEFUNC_PAUSE, libcurl's page
@@ -32,8 +33,8 @@ public:
     /// whole ends the transfer with libcurl's write error, kPauseTransfer suspends it.
     virtual std::int64_t curlHasData(CurlSegment& layer, std::span<const char> data) = 0;
 
-    /// A chance to act, at least about once a second, also while nothing arrives. A negative answer
-    /// ends a transfer that runs alone (configureAndStart).
+    /// A chance to act, at least about once a second, also while nothing arrives or libcurl waits for a
+    /// server's last word. A negative answer ends the transfer, and with it all others of its pool.
     virtual std::int64_t curlHasProgress(CurlSegment& layer) = 0;
 };
 
@@ -77,7 +78,11 @@ public:
     /// The libcurl easy handle (CURL*).
     virtual void* curlHandle() = 0;
 
-    /// Sets every option on the handle. Before it is started or added to a loop.
+    /// The pool that carries the transfer; null before and after.
+    void setPool(ConnectionPool* pool) { m_pool = pool; }
+
+    /// Sets every option on the handle. Before it is started or added to a loop. An option that can't be set
+    /// has failed the transfer.
     virtual void configure() = 0;
 
     /// Runs the transfer to its end on the calling thread.
@@ -113,8 +118,11 @@ public:
 protected:
     const std::weak_ptr<CurlSegmentDelegate>& delegate() const { return m_delegate; }
 
+    ConnectionPool* pool() const { return m_pool; }
+
 private:
     CurlRequest m_request;
+    ConnectionPool* m_pool = nullptr;
     std::weak_ptr<CurlSegmentDelegate> m_delegate;
     int m_errorCode = 0;
 };

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <mutex>
+#include <thread>
+#include <utility>
 
 #include <curl/curl.h>
 
@@ -21,26 +23,20 @@ constexpr std::int64_t kLargestReceiveBuffer = 256 * 1024;
 constexpr std::int64_t kSmallestReceiveBuffer = 16 * 1024;
 // libcurl does not always wait for an FTP server's data connection: then this is what a probe loses.
 constexpr std::chrono::milliseconds kProbeTurn{100};
+// A transfer takes some ten steps in one turn, and libcurl asks once at each.
+constexpr int kMostQuestionsOfATurn = 100;
+constexpr std::chrono::milliseconds kRest{10};
 constexpr long kConnectTimeoutMs = 30000;
 constexpr long kMostRedirects = 10;
 constexpr const char* kSchemes = "http,https,ftp,sftp";
 
-template <class Value>
-void set(void* handle, CURLoption option, Value value) {
-    const CURLcode result = curl_easy_setopt(handle, option, value);
-    if (result != CURLE_OK)
-        Log::error("Could not set transfer option {}: {}", static_cast<int>(option),
-                   curl_easy_strerror(result));
-}
-
-void set(void* handle, CURLoption option, const std::string& value) {
-    set(handle, option, value.c_str());
-}
-
-std::string trimmedEnd(std::string_view text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
-        text.remove_suffix(1);
-    return std::string(text);
+/// A line of libcurl's trace, which tells of redirects' addresses and of cookies.
+std::string withoutSecrets(std::string_view line) {
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
+        line.remove_suffix(1);
+    if (line.find("ed cookie ") != std::string_view::npos) // added, replaced
+        line = line.substr(0, line.find('='));
+    return withoutPasswords(std::string(line));
 }
 
 std::once_flag startedUp;
@@ -48,21 +44,36 @@ std::once_flag cleanedUp;
 
 } // namespace
 
+template <class Value>
+void LiveCurlSegment::set(void* handle, int option, Value value) {
+    const CURLcode result = curl_easy_setopt(handle, static_cast<CURLoption>(option), value);
+    if (result == CURLE_OK)
+        return;
+    Log::error("Could not set transfer option {}: {}", option, curl_easy_strerror(result));
+    // What libcurl was built without is no loss as long as the server does not ask for it.
+    if (result != CURLE_NOT_BUILT_IN && result != CURLE_UNKNOWN_OPTION && errorCode() == CURLE_OK)
+        setErrorCode(result);
+}
+
+void LiveCurlSegment::set(void* handle, int option, const std::string& value) {
+    set(handle, option, value.c_str());
+}
+
 struct LiveCurlSegment::Callbacks {
     static int onDebugText(CURL*, curl_infotype type, char* text, std::size_t size, void* segment) {
         const CurlRequest& request = static_cast<LiveCurlSegment*>(segment)->request();
         if (type == CURLINFO_TEXT)
             Log::verbose("CURL {} ({}-{}): {}", request.url.withoutPassword(), request.lowerBound,
-                         request.upperBound, trimmedEnd({text, size}));
+                         request.upperBound, withoutSecrets({text, size}));
         return 0;
     }
 
     /// Before each request, those of redirects among them.
     static int onRequest(void* segment, char*, char*, int, int) {
         auto* self = static_cast<LiveCurlSegment*>(segment);
-        self->setCookies();
+        self->configureNextRequest();
         self->setReferer();
-        return CURL_PREREQFUNC_OK;
+        return self->errorCode() == CURLE_OK ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
     }
 
     static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* segment) {
@@ -90,9 +101,13 @@ struct LiveCurlSegment::Callbacks {
         const auto delegate = self->delegate().lock();
         if (!Log::assertThat(delegate != nullptr))
             return 0;
-        // Within a loop it is the loop that takes a stopped transfer out.
-        const std::int64_t verdict = delegate->curlHasProgress(*self);
-        return self->m_runsAlone && verdict < 0 ? 1 : 0;
+        if (delegate->curlHasProgress(*self) >= 0) {
+            self->restWhileLibcurlSpins();
+            return 0;
+        }
+        if (self->pool())
+            self->pool()->breakOff();
+        return 1;
     }
 };
 
@@ -105,8 +120,8 @@ void LiveCurlSegment::cleanup() {
 }
 
 LiveCurlSegment::LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
-                                 std::shared_ptr<ConnectionPool> pool)
-    : CurlSegment(std::move(request)), m_environment(environment), m_pool(std::move(pool)) {
+                                 std::shared_ptr<ConnectionPool> ownPool)
+    : CurlSegment(std::move(request)), m_environment(environment), m_ownPool(std::move(ownPool)) {
 }
 
 LiveCurlSegment::~LiveCurlSegment() {
@@ -118,6 +133,8 @@ void LiveCurlSegment::configure() {
     startUp();
     if (!m_handle)
         m_handle = curl_easy_init();
+    if (!m_handle)
+        return setErrorCode(CURLE_OUT_OF_MEMORY);
     if (request().debugModeEnabled) {
         set(m_handle, CURLOPT_VERBOSE, 1L);
         set(m_handle, CURLOPT_DEBUGFUNCTION, &Callbacks::onDebugText);
@@ -170,9 +187,6 @@ void LiveCurlSegment::configureBody() {
     }
     set(m_handle, CURLOPT_WRITEFUNCTION, &Callbacks::onData);
     set(m_handle, CURLOPT_WRITEDATA, this);
-    // libcurl breaks a range off, and what the server says to that may be taken for the next one's answers.
-    if (request().url.scheme() == "ftp")
-        set(m_handle, CURLOPT_FORBID_REUSE, 1L);
     std::int64_t expected = kLargestReceiveBuffer;
     if (request().upperBound != 0) {
         set(m_handle, CURLOPT_RANGE, fmt::format("{}-{}", request().lowerBound, request().upperBound - 1));
@@ -232,10 +246,21 @@ void LiveCurlSegment::configureProxy() {
     set(m_handle, CURLOPT_URL, nullptr); // without an address libcurl sends nothing
 }
 
-void LiveCurlSegment::setCookies() {
+void LiveCurlSegment::restWhileLibcurlSpins() {
+    const std::uint64_t turn = pool() ? pool()->turns() : 0;
+    if (std::exchange(m_turn, turn) != turn)
+        m_asked = 0;
+    if (++m_asked > kMostQuestionsOfATurn)
+        std::this_thread::sleep_for(kRest);
+}
+
+void LiveCurlSegment::configureNextRequest() {
+    const auto url = effectiveUrl();
+    // libcurl breaks a range off, and what the server says to that may be taken for the next one's answers.
+    const bool breaksOff = url && url->scheme() == "ftp" && !request().headRequestOnly;
+    set(m_handle, CURLOPT_FORBID_REUSE, breaksOff ? 1L : 0L);
     std::string cookies;
-    const auto url = m_environment.cookies.isEmpty() ? std::nullopt : effectiveUrl();
-    if (url)
+    if (url && !m_environment.cookies.isEmpty())
         cookies =
             CookieHelper::combineCookiesForURL(*url, &m_environment.cookies, m_environment.clock.wallNow());
     // An empty text would send an empty Cookie header, which RFC 6265 (section 4.2.1) does not allow.
@@ -254,34 +279,33 @@ void LiveCurlSegment::setReferer() {
 
 void LiveCurlSegment::configureAndStart() {
     configure();
-    m_runsAlone = true;
-    void* multi = m_pool->multiHandle();
-    m_pool->add(m_handle);
+    if (!m_ownPool->add(*this))
+        return;
     int running = 0;
-    CURLcode result = CURLE_OK;
+    int result = CURLE_OK;
     do {
         const auto current = delegate().lock();
         if (current && current->curlHasProgress(*this) < 0) {
+            m_ownPool->breakOff();
             result = CURLE_ABORTED_BY_CALLBACK;
             break;
         }
-        curl_multi_perform(multi, &running);
-        if (running > 0)
-            m_pool->wait(kProbeTurn);
-    } while (running > 0);
+        result = m_ownPool->perform(running);
+        if (result == CURLE_OK && running > 0)
+            m_ownPool->wait(kProbeTurn);
+    } while (result == CURLE_OK && running > 0);
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+    while (const CURLMsg* message = curl_multi_info_read(m_ownPool->multiHandle(), &left)) {
         if (message->msg == CURLMSG_DONE && message->easy_handle == m_handle)
             result = message->data.result;
     }
-    m_pool->remove(m_handle);
-    m_runsAlone = false;
+    m_ownPool->remove(*this);
     setErrorCode(result);
 }
 
 void LiveCurlSegment::wakeup() {
-    if (m_pool)
-        m_pool->wakeup();
+    if (m_ownPool)
+        m_ownPool->wakeup();
 }
 
 void LiveCurlSegment::pause() {

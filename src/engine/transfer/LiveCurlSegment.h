@@ -25,9 +25,10 @@ struct TransferEnvironment {
 /// Light until it is configured: the easy handle comes into being only then.
 class LiveCurlSegment final : public CurlSegment {
 public:
-    /// `pool` carries a transfer that is run alone by configureAndStart(); null for one that a loop drives.
+    /// `ownPool` carries a transfer that is run alone by configureAndStart(); null for one that a loop
+    /// drives.
     LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
-                    std::shared_ptr<ConnectionPool> pool);
+                    std::shared_ptr<ConnectionPool> ownPool);
     ~LiveCurlSegment() override;
 
     /// Sets libcurl up, once for the process, before the first transfer. Main thread.
@@ -52,6 +53,11 @@ public:
     std::int64_t httpCode() const override;
 
 private:
+    /// The first option that can't be set is the transfer's error.
+    template <class Value>
+    void set(void* handle, int option, Value value);
+    void set(void* handle, int option, const std::string& value);
+
     void configureRequest();
     void configureBody();
     void configureCredentials();
@@ -59,8 +65,13 @@ private:
     void configureIdentity();
     void configureProxy();
 
-    /// Sets the cookies that are due at the address that is about to be asked.
-    void setCookies();
+    /// To be called whenever libcurl asks whether to go on. While a silent server does not answer to the
+    /// close of a file, libcurl asks thousands of times within one turn of the loop, as fast as the processor
+    /// can.
+    void restWhileLibcurlSpins();
+
+    /// Sets what depends on the address that is about to be asked, which a redirect may have named.
+    void configureNextRequest();
 
     /// Sets what a redirect to the address that is about to be asked lets its host know.
     void setReferer();
@@ -69,12 +80,13 @@ private:
     struct Callbacks;
 
     const TransferEnvironment& m_environment;
-    const std::shared_ptr<ConnectionPool> m_pool;
+    const std::shared_ptr<ConnectionPool> m_ownPool;
     void* m_handle = nullptr;
     curl_slist* m_headers = nullptr;
     std::optional<Url> m_lastAsked;  // by this transfer's last request
     std::optional<Error> m_obstacle; // why nothing may be sent
-    bool m_runsAlone = false;
+    std::uint64_t m_turn = 0; // the one in which libcurl has asked m_asked times
+    int m_asked = 0;
 };
 
 /// Makes live segments that share one pool of connections.
