@@ -1,12 +1,15 @@
 // Ctrl-C, kill -9 and the terminal's closing: how fast it ends, and what the next run has to fetch again.
 #include "platform/Interrupt.h"
 #include "ProgramTest.h"
+#include "support/ServerProcess.h"
 #include "support/Text.h"
 
 #include <csignal>
 #include <filesystem>
 #include <random>
 
+#include <arpa/inet.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace tarvo::test {
@@ -90,6 +93,29 @@ TEST_F(InterruptTest, AReaderThatReadsNoMoreDoesNotHoldItBack) {
     program.signal(SIGINT);
     EXPECT_EQ(program.status(kAtOnce), 130);
     EXPECT_GT(savedBytes(bundle()), 300'000);
+}
+
+TEST_F(InterruptTest, ANameServerThatDoesNotAnswerDoesNotHoldItBack) {
+    const std::string unshare = programPath("unshare", "util-linux");
+    Program allowed(home, {"-m", "true"}, {.program = unshare});
+    if (::geteuid() != 0 || allowed.status() != 0)
+        GTEST_SKIP() << "needs the right to a mount namespace and to port 53";
+    sockaddr_in place{.sin_family = AF_INET, .sin_port = htons(53), .sin_addr = {}, .sin_zero = {}};
+    ::inet_pton(AF_INET, loopbackAddress().c_str(), &place.sin_addr);
+    const FileHandle nameServer(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    ASSERT_EQ(::bind(nameServer.descriptor(), reinterpret_cast<sockaddr*>(&place), sizeof place), 0);
+    const std::string settings =
+        home.write("resolv.conf", "nameserver " + loopbackAddress() + "\noptions timeout:20 attempts:1\n");
+    Program program(home,
+                    {"-m", "sh", "-c", "mount --bind \"$1\" /etc/resolv.conf && exec \"$2\" -d \"$3\" \"$4\"",
+                     "sh", settings, TARVO_PROGRAM, files, "http://nowhere.example/a.bin"},
+                    {.program = unshare});
+    char question[512];
+    ASSERT_TRUE(program.runsUntil([&] {
+        return ::recv(nameServer.descriptor(), question, sizeof question, 0) > 0;
+    })) << program.problems();
+    program.signal(SIGINT);
+    EXPECT_EQ(program.status(2s), 130) << program.problems();
 }
 
 TEST(Interrupt, TheSecondSignalEndsTheProcessAtOnce) {

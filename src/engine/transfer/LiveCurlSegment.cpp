@@ -161,6 +161,10 @@ void LiveCurlSegment::configureRequest() {
     set(m_handle, CURLOPT_MAXREDIRS, kMostRedirects);
     set(m_handle, CURLOPT_NOPROGRESS, 0L);
     set(m_handle, CURLOPT_NOSIGNAL, 1L);
+#if LIBCURL_VERSION_NUM >= 0x075700
+    // Else whoever ends a transfer waits for the name server's answer, or for the resolver to give up.
+    set(m_handle, CURLOPT_QUICK_EXIT, 1L);
+#endif
     set(m_handle, CURLOPT_PRIVATE, static_cast<CurlSegment*>(this));
     set(m_handle, CURLOPT_TIMEOUT_MS, static_cast<long>(request().timeoutMs));
     set(m_handle, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
