@@ -285,6 +285,9 @@ TEST_F(HeadlessTest, ItsArgumentsAndItsMessagesShowNoPassword) {
                                        server.url(kSize, "status=404", "gone")};
     for (auto& url : {&arguments[1], &arguments[2]})
         url->insert(url->find("://") + 3, "bob:secret@");
+    const auto call =
+        QByteArray::fromStdString(R"({"urls":[{"href":")" + arguments[1] + R"("}]})").toPercentEncoding();
+    arguments.push_back("tarvo://add/" + call.toStdString());
     const auto program = run(arguments);
     EXPECT_TRUE(arrives(*program, "a"));
     ASSERT_TRUE(program->prints("failed with error"));

@@ -327,7 +327,8 @@ std::optional<Error> LiveCurlSegment::error() const {
         return std::nullopt;
     if (m_obstacle)
         return m_obstacle;
-    const bool sshFailed = errorCode() == CURLE_FAILED_INIT && request().url.scheme() == "sftp";
+    const bool sshFailed =
+        errorCode() == CURLE_FAILED_INIT && effectiveUrl().value_or(request().url).scheme() == "sftp";
     return Error{std::string(ErrorDomain::CurlSegment), errorCode(),
                  sshFailed ? localized("tr.err.ssh-fail")
                            : std::string(curl_easy_strerror(static_cast<CURLcode>(errorCode()))) + ".",
