@@ -43,8 +43,8 @@ struct CurlRequest {
     Url url;
     std::int64_t lowerBound = 0; ///< first byte of the range
     std::int64_t upperBound = 0; ///< one past its last byte; 0: the whole resource
-    std::shared_ptr<const TRAuthToken> authToken;
-    std::optional<Url> referer;
+    std::shared_ptr<const TRAuthToken> authToken{};
+    std::optional<Url> referer{};
     std::string ifRange{}; ///< for a range of the web: of which version only (RFC 9110, 13.1.5); may be empty
     /// The bytes below this offset are on the disk already; what comes is compared with them.
     std::int64_t compareBelow = 0;
