@@ -31,7 +31,8 @@ bool areSame(const ProgressState& one, const ProgressState& other) {
     const auto ranges = one.progressData->readout();
     const auto others = other.progressData->readout();
     return one.url == other.url && one.fileSize == other.fileSize && one.referer == other.referer &&
-           one.requestedConnections == other.requestedConnections &&
+           one.requestedConnections == other.requestedConnections && one.validator == other.validator &&
+           one.timesChanged == other.timesChanged &&
            std::equal(ranges.begin(), ranges.end(), others.begin(), others.end(),
                       [](const auto& a, const auto& b) {
                           return a->lowerBound == b->lowerBound && a->upperBound == b->upperBound;
@@ -52,6 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(done >= 0 && (state->fileSize < 1 || done <= state->fileSize), "no more is done than there is");
     require(state->fileSize < 1 || record.isComplete() == (done == state->fileSize),
             "complete means all bytes");
+    require(state->validator.ifRange().find_first_of("\r\n") == std::string::npos,
+            "no header grows out of it");
     require(file.writeData(*state).has_value(), "a record can be written");
     const auto again = file.readData();
     require(again && areSame(*state, *again), "a record stays what it is");

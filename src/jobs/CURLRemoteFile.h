@@ -227,6 +227,7 @@ private:
     Result<Adopted> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<void> startOver(const ProgressBundle& bundle, const ProgressState& saved);
     Result<void> ensureBundleSubfiles(const ProgressBundle& bundle);
+    bool fetchesParts(const Intake& intake) const;
     HandleCreator::Handles handlesFor(const std::shared_ptr<const ProgressData>& record, const Source& source,
                                       const std::optional<Url>& referer, std::int64_t count);
 
@@ -270,7 +271,7 @@ private:
     Source m_source; // as the last preparation has found it
     std::int64_t m_requestedPartitions = 1;
     std::optional<std::string> m_bundleBookmark;
-    bool m_ownsBundle = false;   // it was made by this download, or taken over from an earlier run of it
+    bool m_ownsBundle = false;     // it was made by this download, or taken over from an earlier run of it
     std::optional<dev_t> m_device; // see Preparation
     bool m_recordOnDisk = false;   // the bundle holds this download's record
     std::optional<std::string> m_finalFileBookmark;

@@ -119,6 +119,8 @@ Result<void> CURLRemoteFile::prepare() {
         m_preparation.bookmark ? ProgressBundle::fromBundleDirectory(*m_preparation.bookmark) : std::nullopt;
     if (known && known->isAway(m_preparation.device)) // making it anew would hide what comes back
         return failure(folderAway(*known));
+    if (auto own = known ? known->checkIsOwn() : Result<void>(); !own)
+        return own;
     if (m_preparation.bookmark && wasFinishedBefore())
         return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
 
@@ -401,17 +403,20 @@ Result<void> CURLRemoteFile::startOver(const ProgressBundle& bundle, const Progr
         [&] { return ProgressFile(bundle.progressFile(), environment().disk).writeData(fresh); });
 }
 
+/// Where every answer is of another version, of servers that take turns for instance, one answer has to do.
+bool CURLRemoteFile::fetchesParts(const Intake& intake) const {
+    constexpr std::int64_t mostChanges = 2;
+    return m_supportsMultipartDownloads && intake.timesChanged < mostChanges;
+}
+
 HandleCreator::Handles CURLRemoteFile::handlesFor(const std::shared_ptr<const ProgressData>& record,
                                                   const Source& source, const std::optional<Url>& referer,
                                                   std::int64_t count) {
-    // Where every answer is of another version, servers that take turns for instance, one answer has to do.
-    constexpr std::int64_t mostChanges = 2;
     LiveCurlDownloaderFactory factory(environment().transfers, nullptr);
     const HandleCreator creator(record, *source.url, source.auth, referer, self(), environment().defaults,
                                 factory);
     auto intake = m_intake.lock();
-    const std::int64_t most = intake->timesChanged < mostChanges ? count : 1;
-    auto handles = m_supportsMultipartDownloads ? creator.createHandles(most) : creator.createWholeHandle();
+    auto handles = fetchesParts(*intake) ? creator.createHandles(count) : creator.createWholeHandle();
     for (const auto& handle : handles) {
         CurlRequest& request = handle->segment().request();
         request.ifRange = intake->validator.ifRange();

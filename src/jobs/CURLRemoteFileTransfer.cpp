@@ -125,10 +125,10 @@ Result<void> CURLRemoteFile::runLoops() {
                 return failure(*intake->refusal);
             if (intake->record->isIndeterminateSize() || intake->record->isComplete())
                 return {};
+            // Every connection has ended and something is still missing: fetch that, as long as it helps.
+            if (m_totalDone == before || !fetchesParts(*intake))
+                return failure(incomplete());
         }
-        // Every connection has ended and something is still missing: fetch that, as long as it helps.
-        if (m_totalDone == before || !supportsMultipartDownloads())
-            return failure(incomplete());
         createHandles();
     }
 }
@@ -255,6 +255,8 @@ std::int64_t CURLRemoteFile::downloaderHasData(CurlDownloader& downloader, std::
         const auto verdict = judge(*intake, downloader, data.size(), offset);
         if (verdict == RangeVerdict::httpError)
             return 0; // this connection's failure alone, told when the loop has ended
+        if (verdict == RangeVerdict::accepted && offset == 0 && !asksForRange(downloader))
+            intake->validator = downloader.validator(); // what comes is of this answer alone
         if (verdict == RangeVerdict::accepted)
             fault = takeBlock(*intake, downloader.segment().request(), data, offset);
         else

@@ -2,6 +2,7 @@
 #include "support/HttpAnswer.h"
 
 #include <algorithm>
+#include <atomic>
 #include <regex>
 
 #include <QByteArray>
@@ -100,7 +101,10 @@ HttpAnswer fileAnswer(const HttpRequest& request, const FaultKnobs& knobs, std::
     if (const auto disposition = knobs.text("disposition"))
         answer.fields += "Content-Disposition: " + *disposition + "\r\n";
     const std::string usual = knobs.has("untagged") ? "" : fmt::format("\"v{}\"", answer.version);
-    const std::string etag = knobs.text("etag").value_or(usual);
+    std::string etag = knobs.text("etag").value_or(usual);
+    static std::atomic<int> answers{0};
+    if (etag == "each")
+        etag = fmt::format("\"{}\"", ++answers);
     const std::string modified = knobs.text("modified").value_or("");
     if (!etag.empty())
         answer.fields += "ETag: " + etag + "\r\n";
