@@ -100,11 +100,14 @@ Url Url::withoutCredentials() const {
 }
 
 std::string Url::origin() const {
-    const std::string host = parsed(m_text).host(QUrl::FullyEncoded).toStdString();
-    const bool isAddress = host.find(':') != std::string::npos; // of IPv6
-    const auto port = unusualPort();
-    return scheme() + "://" + (isAddress ? "[" + host + "]" : host) +
-           (port ? ":" + std::to_string(*port) : "");
+    // The text is as QUrl writes it: the host in lower case, what could be mistaken for a delimiter encoded.
+    const std::size_t begin = std::min(m_text.find("//"), m_text.size() - 2) + 2;
+    std::string authority = m_text.substr(begin, m_text.find_first_of("/?#", begin) - begin);
+    authority.erase(0, authority.rfind('@') + 1);
+    const std::string usual = ":" + std::to_string(usualPort(scheme()));
+    if (authority.ends_with(usual))
+        authority.erase(authority.size() - usual.size());
+    return scheme() + "://" + authority;
 }
 
 std::optional<Url> Url::resolved(std::string_view reference) const {

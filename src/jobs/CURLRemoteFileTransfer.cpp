@@ -157,7 +157,8 @@ Result<void> CURLRemoteFile::confirmVersion(const CurlDownloader& part) {
     CurlRequest request = part.segment().request();
     request.headRequestOnly = true;
     request.timeoutMs = std::chrono::ceil<std::chrono::milliseconds>(transfers.probeTimeLimit).count();
-    LiveCurlSegmentFactory segments(transfers, transfers.connectionPools->lend(request.url));
+    LiveCurlSegmentFactory segments(transfers,
+                                    transfers.connectionPools->lend(request.url, request.authToken.get()));
     const auto check = CurlDownloader::create(segments.createSegment(request));
     m_running.lock()->check = check;
     if (m_intake.lock()->refusal) // stopped before there was a check to stop

@@ -14,7 +14,8 @@ constexpr std::int64_t kSize = 3'000'001;
 
 const std::string kTagged = "version=0";
 const std::string kTaggedAnew = "version=7";
-const std::string kDated = "untagged&modified=" + knobValue("Mon, 05 Jan 2026 10:00:00 GMT");
+const std::string kMonday = "Mon, 05 Jan 2026 10:00:00 GMT";
+const std::string kDated = "untagged&modified=" + knobValue(kMonday);
 const std::string kDatedAnew = "untagged&version=7&modified=" + knobValue("Tue, 06 Jan 2026 10:00:00 GMT");
 const std::string kWeak = "etag=" + knobValue("W/\"one\"");
 const std::string kWeakAnew = "version=7&etag=" + knobValue("W/\"one\"");
@@ -82,6 +83,9 @@ TEST_F(CURLRemoteFileVersions, TheSameVersionIsGoneOnWith) {
         ASSERT_FALSE(problem) << problem->sentence();
         EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
         EXPECT_LT(server.bytesSent() - before, kSize - 200'000) << "what was there is not fetched again";
+        EXPECT_EQ(server.requests().back().header("if-range"), knobs == kTagged  ? "\"v0\""
+                                                               : knobs == kDated ? kMonday
+                                                                                 : "");
         harness.disk.removeTree(harness.folder.path("sample.bin"));
     }
 }

@@ -158,13 +158,13 @@ void CurlDownloader::curlHasHeader(CurlSegment& layer, std::string_view line) {
         return;
     }
     const std::size_t colon = line.find(':');
-    if (const std::string name(trimmed(lowered(line.substr(0, colon)))); isOfValidator(name))
-        m_validatorHeaders[name] = trimmed(line.substr(colon + 1));
+    const std::string key(trimmed(lowered(line.substr(0, colon))));
+    if (isOfValidator(key))
+        m_validatorHeaders[key] = trimmed(line.substr(colon + 1));
     if (colon == std::string_view::npos || line.find(':', colon + 1) != std::string_view::npos) {
         Log::debug("Unparsable header: {}", loggable(line));
         return;
     }
-    const std::string key(trimmed(lowered(line.substr(0, colon))));
     const std::string value(trimmed(line.substr(colon + 1)));
     m_headers[key] = value;
     Log::debug("Parsed header: \"{}\" = \"{}\"", key, key == "set-cookie" ? "***" : withoutPasswords(value));

@@ -339,7 +339,11 @@ std::optional<Url> LiveCurlSegment::effectiveUrl() const {
     const char* text = nullptr;
     if (m_handle)
         curl_easy_getinfo(m_handle, CURLINFO_EFFECTIVE_URL, &text);
-    return text ? Url::parse(text) : std::nullopt;
+    if (!text)
+        return std::nullopt;
+    // Asked for with every request, and mostly the same: reading an address costs more than comparing it.
+    const Url& asked = request().url;
+    return asked.absoluteString() == text ? asked : Url::parse(text);
 }
 
 std::int64_t LiveCurlSegment::contentLength() const {
