@@ -115,7 +115,7 @@ TEST_F(InterruptTest, ANameServerThatDoesNotAnswerDoesNotHoldItBack) {
         return ::recv(nameServer.descriptor(), question, sizeof question, 0) > 0;
     })) << program.problems();
     program.signal(SIGINT);
-    EXPECT_EQ(program.status(2s), 130) << program.problems();
+    EXPECT_EQ(program.status(kAtOnce), 130) << program.problems();
 }
 
 TEST(Interrupt, TheSecondSignalEndsTheProcessAtOnce) {
