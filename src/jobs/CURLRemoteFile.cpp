@@ -171,13 +171,15 @@ void CURLRemoteFile::encode(KeyedArchiver& archiver) const {
 
 std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromArchive(KeyedUnarchiver& unarchiver,
                                                             const JobEnvironment& environment) {
-    if (const auto path = unarchiver.decodeString("bundlePath")) // as earlier versions archived a job
+    const auto path = unarchiver.decodeString("bundlePath"); // as earlier versions archived a job
+    const auto bookmark = path ? path : unarchiver.decodeData("bundleBookmark");
+    const bool isPath = bookmark && bookmark->starts_with('/');
+    if (path && isPath)
         return fromBundleFile(*path, environment);
-    const auto bookmark = unarchiver.decodeData("bundleBookmark");
-    const auto bundle = bookmark ? ProgressBundle::fromBundleDirectory(*bookmark) : std::nullopt;
-    if (bundle && bookmark->starts_with('/') && bundle->isAway())
+    const auto bundle = isPath ? ProgressBundle::fromBundleDirectory(*bookmark) : std::nullopt;
+    if (bundle && bundle->isAway())
         return fromAbsentBundle(*bundle, environment);
-    if (!bookmark || !ProgressBundle::fromBundleBookmark(*bookmark)) {
+    if (!isPath || !ProgressBundle::fromBundleBookmark(*bookmark)) {
         Log::error("Could not load bookmark");
         return nullptr;
     }
