@@ -124,9 +124,9 @@ TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
     }
     m_isAsking = true;
     m_isCancelled = false;
-    const std::string asks = question.service + " asks for a user name and a password" +
-                             (question.shouldShowKeypairHint ? " (or the passphrase of one of your SSH keys)" : "") +
-                             ".\n";
+    const std::string asks =
+        question.service + " asks for a user name and a password" +
+        (question.shouldShowKeypairHint ? " (or the passphrase of one of your SSH keys)" : "") + ".\n";
     m_view.makeRoomFor(asks);
     say(terminal.descriptor(), asks);
     auto answer = converse(terminal.descriptor(), question);

@@ -165,7 +165,8 @@ bool TRQueueScheduler::promptUserForAuthCredentials(const Job& job) {
         if (!isWanted())
             return;
         m_askedFor = job;
-        answered = m_environment.authManager.promptUserForCredentialsForURL(*job->authenticationUrl()) && isWanted();
+        answered =
+            m_environment.authManager.promptUserForCredentialsForURL(*job->authenticationUrl()) && isWanted();
         m_askedFor.reset();
     });
     return answered;

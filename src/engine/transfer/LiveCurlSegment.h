@@ -85,7 +85,7 @@ private:
     curl_slist* m_headers = nullptr;
     std::optional<Url> m_lastAsked;  // by this transfer's last request
     std::optional<Error> m_obstacle; // why nothing may be sent
-    std::uint64_t m_turn = 0; // the one in which libcurl has asked m_asked times
+    std::uint64_t m_turn = 0;        // the one in which libcurl has asked m_asked times
     int m_asked = 0;
 };
 
