@@ -29,8 +29,7 @@ namespace tarvo::test {
 ///     delay=N              milliseconds before the answer begins
 ///     version=N            other bytes of the same number (SampleData.h); 0, the usual ones, without
 ///     etag=TEXT            ETag, obeyed in If-Range (RFC 9110, 13.1.5), instead of one that names the
-///     version;
-///                          "each": another one for each answer
+///                          version; "each": another one for each answer
 ///     untagged             no ETag
 ///     modified=TEXT        Last-Modified, obeyed too; a Date of 2026 goes with it
 ///
