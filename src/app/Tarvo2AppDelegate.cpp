@@ -151,10 +151,9 @@ void Tarvo2AppDelegate::tellWhenKept(const std::vector<AddOutcome>& outcomes, co
 bool Tarvo2AppDelegate::isTooMuch(std::size_t count, const Told& told) {
     if (m_allowance.take(m_environment.clock.now(), count))
         return false;
-    const auto refusal =
-        AddOutcome::refusal({std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-                             localized("tr.err.too-many-at-once", {std::to_string(kMostInAMinute)}),
-                             localized("tr.err.too-many-at-once-recovery")});
+    const auto refusal = AddOutcome::refusal(
+        Error::tarvo(localized("tr.err.too-many-at-once", {std::to_string(kMostInAMinute)}),
+                     localized("tr.err.too-many-at-once-recovery")));
     tell(std::vector<AddOutcome>(count, refusal), told);
     return true;
 }

@@ -23,6 +23,14 @@ Error Error::posix(int errorNumber, std::string_view operation, std::string_view
     return {std::string(ErrorDomain::Posix), errorNumber, std::move(text), std::move(suggestion)};
 }
 
+Error Error::tarvo(std::string text, std::string hint) {
+    return {std::string(ErrorDomain::Tarvo), kTarvoGeneral, std::move(text), std::move(hint)};
+}
+
+Error Error::alreadyStopped() {
+    return localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.already-stopped");
+}
+
 Error Error::localized(std::string_view domain, std::int64_t code, std::string_view key,
                        std::string_view recoveryKey) {
     return {std::string(domain), code, tarvo::localized(key),

@@ -64,6 +64,12 @@ struct Error {
     /// A failed system call: `operation` is what was tried ("write", "rename"), `place` the path.
     static Error posix(int errorNumber, std::string_view operation, std::string_view place);
 
+    /// ErrorDomain::Tarvo, kTarvoGeneral. `text` and `hint`, which may be empty, are in the user's language.
+    static Error tarvo(std::string text, std::string hint = {});
+
+    /// What a job answers that was stopped before the step in question: kRemoteFileIllegalState.
+    static Error alreadyStopped();
+
     /// An error whose description is the localised text of `key`, and whose suggestion that of
     /// `recoveryKey` if one is given.
     static Error localized(std::string_view domain, std::int64_t code, std::string_view key,

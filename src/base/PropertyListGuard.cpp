@@ -440,10 +440,7 @@ bool isUtf8(std::string_view bytes) {
 } // namespace
 
 Error damagedArchive(std::string_view reason) {
-    return {std::string(ErrorDomain::Tarvo),
-            kTarvoGeneral,
-            localized("tr.err.archive-damaged", {std::string(reason)}),
-            {}};
+    return Error::tarvo(localized("tr.err.archive-damaged", {std::string(reason)}));
 }
 
 Result<PropertyListFormat> judgePropertyList(std::string_view bytes) {

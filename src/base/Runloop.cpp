@@ -12,6 +12,8 @@
 #include <mutex>
 #include <thread>
 
+#include "base/ThreadOwner.h"
+
 namespace tarvo {
 
 namespace {
@@ -104,6 +106,12 @@ std::shared_ptr<Hop> enqueue(std::function<void()> closure) {
 
 bool Runloop::isMainThread() {
     return mainQueue().mainThread == std::this_thread::get_id();
+}
+
+void Runloop::assertMain(std::source_location where) {
+    // A program without a main loop, a fuzzer for instance, has no main thread that others could disturb.
+    const std::thread::id mainThread = mainQueue().mainThread;
+    assertThread(mainThread == std::thread::id() || mainThread == std::this_thread::get_id(), where);
 }
 
 bool Runloop::runOnMainAndWait(const std::function<void()>& closure) {

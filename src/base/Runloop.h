@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <source_location>
 
 namespace tarvo {
 
@@ -21,6 +22,9 @@ public:
     static void runOnNextTurn(std::function<void()> closure);
 
     static bool isMainThread();
+
+    /// The first line of what belongs to the main thread: see assertThread() of base/ThreadOwner.h.
+    static void assertMain(std::source_location where = std::source_location::current());
 
     /// Made once in main(), after the application object, by the thread that will run the event loop.
     /// Its end releases every worker that still waits for the main thread.

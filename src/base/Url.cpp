@@ -5,6 +5,8 @@
 
 #include <QUrl>
 
+#include "base/Text.h"
+
 namespace tarvo {
 
 namespace {
@@ -44,10 +46,7 @@ Url Url::fromLocalPath(const std::string& path) {
 
 std::string Url::scheme() const {
     // The text is absolute, and a scheme is plain letters up to the first colon (RFC 3986, section 3.1).
-    std::string scheme = m_text.substr(0, m_text.find(':'));
-    std::transform(scheme.begin(), scheme.end(), scheme.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return scheme;
+    return lowered(std::string_view(m_text).substr(0, m_text.find(':')));
 }
 
 std::string Url::host() const {

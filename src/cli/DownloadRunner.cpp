@@ -191,10 +191,9 @@ void DownloadRunner::verifyChecksum(const Job& job) {
             if (digest == wanted.digest)
                 reportFinished(job, true);
             else
-                reportFailed(job, {std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-                                   fmt::format("The checksum of \"{}\" is {}, not {}.", path,
-                                               digest.value_or("unreadable"), wanted.digest),
-                                   "The file is kept; do not trust it."});
+                reportFailed(job, Error::tarvo(fmt::format("The checksum of \"{}\" is {}, not {}.", path,
+                                                           digest.value_or("unreadable"), wanted.digest),
+                                               "The file is kept; do not trust it."));
         });
     });
 }

@@ -1,6 +1,7 @@
 #include "cli/Options.h"
 
 #include "base/Disk.h"
+#include "base/Text.h"
 #include "engine/transfer/ProxyUrlProvider.h"
 #include "jobs/CURLRemoteFile.h"
 
@@ -32,28 +33,14 @@ EarlyExit badUsage(const std::string& problem) {
     return {kBadUsage, "tarvo-get: " + problem + "\nTry \"tarvo-get --help\".\n"};
 }
 
-std::string trimmed(const std::string& line) {
-    const auto first = line.find_first_not_of(" \t\r\n");
-    if (first == std::string::npos)
-        return {};
-    return line.substr(first, line.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-/// A text that is no address, as an error may show it: a password that it has in it is left out.
-std::string shown(const std::string& text) {
-    const auto scheme = text.find("://");
-    const auto begin = scheme == std::string::npos ? 0 : scheme + 3;
-    const auto at = text.rfind('@');
-    const auto colon = text.find(':', begin);
-    if (at == std::string::npos || colon >= at)
-        return "\"" + text + "\"";
-    return "\"" + text.substr(0, colon + 1) + "***" + text.substr(at) + "\"";
+std::string inQuotes(const std::string& text) {
+    return "\"" + shown(text) + "\"";
 }
 
 /// The links of a text, one a line; empty lines and comments are passed over.
 void addLines(std::istream& text, std::vector<std::string>& targets) {
     for (std::string line; std::getline(text, line);) {
-        const std::string link = trimmed(line);
+        const std::string link(trimmed(line));
         if (!link.empty() && link.front() != '#')
             targets.push_back(link);
     }
@@ -80,12 +67,12 @@ std::variant<Target, EarlyExit> targetOf(const std::string& text) {
             return badUsage(path.error().sentence());
         if (auto bundle = ProgressBundle::fromBundleDirectory(*path))
             return Target{std::nullopt, bundle->bundleDirectory()};
-        return badUsage(shown(text) +
+        return badUsage(inQuotes(text) +
                         " is neither an address (http, https, ftp, sftp) nor a .trdownload bundle.");
     }
     const auto url = Url::parse(text);
     if (!url || !isTransferScheme(url->scheme()) || url->host().empty())
-        return badUsage(shown(text) +
+        return badUsage(inQuotes(text) +
                         " is no address that can be downloaded: http, https, ftp and sftp are supported.");
     return Target{url, ""};
 }
@@ -155,9 +142,9 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
         return badUsage("--checksum wants md5=, sha1= or sha256= and as many hexadecimal digits as it has.");
     options.referer = raw.referer.empty() ? std::nullopt : Url::parse(raw.referer);
     if (!raw.referer.empty() && !options.referer)
-        return badUsage("--referer " + shown(raw.referer) + " is no address.");
+        return badUsage("--referer " + inQuotes(raw.referer) + " is no address.");
     if (options.proxy && !ProxyUrlProvider::parse(*options.proxy))
-        return badUsage("--proxy " + shown(*options.proxy) + " is no proxy that can be used: http, https, " +
+        return badUsage("--proxy " + inQuotes(*options.proxy) + " is no proxy that can be used: http, https, " +
                         "socks4, socks4a, socks5 and socks5h are supported, as in http://host:3128.");
     if (!raw.user.empty()) {
         const auto colon = raw.user.find(':');
@@ -181,9 +168,7 @@ std::optional<Checksum> Checksum::parse(const std::string& text) {
     const auto found = algorithms.find(text.substr(0, equals));
     if (equals == std::string::npos || found == algorithms.end())
         return std::nullopt;
-    Checksum checksum{found->second.first, text.substr(equals + 1)};
-    std::transform(checksum.digest.begin(), checksum.digest.end(), checksum.digest.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    Checksum checksum{found->second.first, lowered(text.substr(equals + 1))};
     const bool isHex = std::all_of(checksum.digest.begin(), checksum.digest.end(),
                                    [](unsigned char c) { return std::isxdigit(c) != 0; });
     return isHex && checksum.digest.size() == found->second.second ? std::optional(checksum) : std::nullopt;

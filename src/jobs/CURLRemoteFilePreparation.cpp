@@ -340,7 +340,7 @@ Result<void> CURLRemoteFile::adoptOrStartRecord(const ProgressBundle& bundle, co
     const auto record = adopted->record;
     auto intake = m_intake.lock();
     if (!intake->file) // given up meanwhile: the job was stopped
-        return failure(remoteFileError(kRemoteFileIllegalState, "tr.err.already-stopped"));
+        return failure(Error::alreadyStopped());
     // Never believe in bytes that the data file does not hold.
     const std::int64_t length = Disk::lengthOf(intake->file->descriptor());
     record->forgetFrom(std::max<std::int64_t>(length, 0));

@@ -41,10 +41,6 @@ Error dataFileShrank(const std::string& path) {
             localized("tr.err.data-file-shrank", {path}), localized("tr.err.data-file-shrank-recovery")};
 }
 
-Error stopped() {
-    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.already-stopped");
-}
-
 ResponseHead headOf(const CurlDownloader& downloader) {
     return {downloader.segment().httpCode(), downloader.header("content-range"),
             downloader.header("content-length")};
@@ -103,7 +99,7 @@ Result<void> CURLRemoteFile::transferAndFinish() {
     });
     if (!ended)
         return ended;
-    return asked ? finish(name) : failure(stopped());
+    return asked ? finish(name) : failure(Error::alreadyStopped());
 }
 
 void CURLRemoteFile::didDownload() {
@@ -136,7 +132,7 @@ Result<void> CURLRemoteFile::runLoops() {
 Result<void> CURLRemoteFile::runLoopOnce() {
     auto loop = m_running.lock()->loop; // the first one was made when the job was started
     if (!loop && !onMain([&] { loop = makeLoop(); }))
-        return failure(stopped());
+        return failure(Error::alreadyStopped());
     loop->downloadAndBlock();
     m_running.lock()->loop.reset();
     if (!loop->downloaders().empty())
@@ -363,7 +359,7 @@ Result<void> CURLRemoteFile::finish(const std::string& name) {
         expectedLength = intake->record->totalBytesDownloaded();
     }
     if (!file)
-        return failure(stopped());
+        return failure(Error::alreadyStopped());
     if (Disk::lengthOf(file->descriptor()) != expectedLength)
         return failure(dataFileShrank(path));
     // Before the name says that the file is whole, the disk must hold it.
@@ -393,7 +389,7 @@ Result<std::string> CURLRemoteFile::finalizeFile(const std::string& name) {
     {
         auto intake = m_intake.lock();
         if (!intake->file)
-            return failure(stopped());
+            return failure(Error::alreadyStopped());
         dataFile = intake->path;
         environment().disk.setUsualPermissions(intake->file->descriptor());
     }
@@ -427,7 +423,8 @@ void CURLRemoteFile::aboutToEnter(rf_state_t state) {
         return;
     auto intake = m_intake.lock();
     if (!intake->refusal)
-        intake->refusal = state == rf_state_stopped ? stopped() : error().value_or(incomplete());
+        intake->refusal =
+            state == rf_state_stopped ? Error::alreadyStopped() : error().value_or(incomplete());
     // The lock on the bundle ends with the file: the next job may have it. A transfer that fails saves first.
     if (state == rf_state_stopped || !intake->isTransferring)
         intake->file.reset();

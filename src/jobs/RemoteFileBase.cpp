@@ -17,10 +17,6 @@ Error illegalState() {
     return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.illegal-state");
 }
 
-Error alreadyStopped() {
-    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.already-stopped");
-}
-
 } // namespace
 
 /// From the first to the last that a worker does for a step, its visits to the main thread included.
@@ -169,7 +165,7 @@ Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken
         setCurrentState(alreadyComplete ? rf_state_succeeded : rf_state_ready);
         entered = m_currentState != rf_state_stopped;
     });
-    return entered ? Result<void>() : failure(alreadyStopped());
+    return entered ? Result<void>() : failure(Error::alreadyStopped());
 }
 
 bool RemoteFileBase::downloadAndBlock() {

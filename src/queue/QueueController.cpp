@@ -114,8 +114,7 @@ Result<void> QueueController::addBundleFile(const std::string& bundleDirectory) 
     // Before there is a job, whose failure would be a line of the log for every call from outside.
     const auto bundle = ProgressBundle::fromBundleDirectory(bundleDirectory);
     if (!bundle)
-        return failure(Error{std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-                             localized("tr.err.no-bundle", {bundleDirectory}), ""});
+        return failure(Error::tarvo(localized("tr.err.no-bundle", {bundleDirectory})));
     if (!bundle->progressFileExists())
         return failure(Error::posix(ENOENT, "open the bundle", bundleDirectory));
     const auto job = CURLRemoteFile::fromBundleFile(bundleDirectory, m_environment.jobs);
@@ -129,9 +128,8 @@ std::size_t QueueController::freePlaces() const {
 }
 
 Error QueueController::queueIsFull() {
-    return {std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-            localized("tr.err.queue-full", {std::to_string(kMostJobs)}),
-            localized("tr.err.queue-full-recovery")};
+    return Error::tarvo(localized("tr.err.queue-full", {std::to_string(kMostJobs)}),
+                        localized("tr.err.queue-full-recovery"));
 }
 
 void QueueController::autostartIfNeeded() {

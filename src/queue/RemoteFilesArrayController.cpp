@@ -65,9 +65,8 @@ Result<void> RemoteFilesArrayController::addRemoteFiles(const std::vector<Job>& 
 }
 
 Error RemoteFilesArrayController::duplicateDownloads(std::size_t count) {
-    return {std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-            localized("tr.err.duplicate-downloads", {std::to_string(count)}),
-            localized("tr.err.duplicate-recovery")};
+    return Error::tarvo(localized("tr.err.duplicate-downloads", {std::to_string(count)}),
+                        localized("tr.err.duplicate-recovery"));
 }
 
 void RemoteFilesArrayController::removeRemoteFile(const Job& job) {
@@ -156,7 +155,7 @@ Result<RemoteFilesArrayController::Job>
 RemoteFilesArrayController::reloadSavedRemoteFile(const Job& job, const Result<void>& saved) {
     if (!Log::assertThat(job != nullptr) || !m_content.contains(*job)) {
         Log::error(kNotFound);
-        return failure(Error{std::string(ErrorDomain::Tarvo), kTarvoGeneral, std::string(kNotFound), ""});
+        return failure(Error::tarvo(std::string(kNotFound)));
     }
     if (!saved && saved.error().code != kRemoteFileSaveWithFault) {
         Log::error("RemoteFile could not complete final save before reload");

@@ -13,8 +13,7 @@ namespace {
 constexpr std::int64_t kLongestFile = 64 * 1024 * 1024;
 
 Error unreadable(const std::string& path, const Error& cause) {
-    return {std::string(ErrorDomain::Tarvo), kTarvoGeneral,
-            "Could not read the progress file \"" + path + "\": " + cause.sentence(), ""};
+    return Error::tarvo("Could not read the progress file \"" + path + "\": " + cause.sentence());
 }
 
 Error corrupt() {

@@ -12,6 +12,7 @@
 #include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
+#include "base/Text.h"
 #include "base/UserDefaultsWatcher.h"
 #include "platform/Interrupt.h"
 #include "platform/RunningInstance.h"
@@ -22,19 +23,6 @@ namespace {
 using namespace tarvo;
 
 constexpr int kFailed = 1;
-
-/// As an error may show it: without a password, of a call of the API no more than its name, and not for
-/// pages.
-std::string shown(const std::string& text) {
-    constexpr std::size_t most = 200;
-    const auto url = text.starts_with('/') ? std::nullopt : Url::parse(text);
-    if (!url && !text.starts_with('/'))
-        return "an argument that is no address";
-    if (url && url->scheme() == "tarvo")
-        return "tarvo://" + url->host() + "/…";
-    const std::string whole = url ? url->withoutPassword() : text;
-    return whole.size() > most ? whole.substr(0, most) + "…" : whole;
-}
 
 /// What concerns the start of the program is too late for the one that runs.
 int refuseToReset(int status, const CommandLine& line) {

@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include "base/Text.h"
+
 namespace tarvo {
 
 namespace {
@@ -47,20 +49,6 @@ public:
     }
 
 private:
-    static std::string_view trimmed(std::string_view text) {
-        const std::size_t first = text.find_first_not_of(" \t");
-        if (first == std::string_view::npos)
-            return {};
-        return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-    }
-
-    static std::string lowered(std::string_view text) {
-        std::string result(text);
-        std::transform(result.begin(), result.end(), result.begin(),
-                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-        return result;
-    }
-
     std::string_view taken(std::size_t count) {
         const std::string_view head = m_rest.substr(0, count);
         m_rest.remove_prefix(head.size());

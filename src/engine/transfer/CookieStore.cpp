@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 
 #include "base/Log.h"
+#include "base/Text.h"
 
 namespace tarvo {
 
@@ -34,12 +35,10 @@ bool isIpAddress(const std::string& host) {
 std::string canonicalHost(std::string_view domain) {
     if (domain.size() > 1 && domain.front() == '[' && domain.back() == ']')
         domain = domain.substr(1, domain.size() - 2);
-    std::string host(domain);
-    const bool ascii = std::all_of(host.begin(), host.end(), [](unsigned char c) { return c < 0x80; });
+    const bool ascii = std::all_of(domain.begin(), domain.end(), [](unsigned char c) { return c < 0x80; });
     if (!ascii)
-        return QUrl::toAce(QString::fromStdString(host)).toLower().toStdString();
-    std::transform(host.begin(), host.end(), host.begin(), [](unsigned char c) { return std::tolower(c); });
-    return host;
+        return QUrl::toAce(QString::fromStdString(std::string(domain))).toLower().toStdString();
+    return lowered(domain);
 }
 
 /// RFC 6265, section 5.1.3.

@@ -1,6 +1,7 @@
 #include "engine/transfer/CurlDownloader.h"
 
 #include "base/Log.h"
+#include "base/Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -14,22 +15,6 @@ namespace {
 /// libcurl hands over 16 KiB at a time; written like that, a file costs the kernel a third more time than
 /// in pieces of this size.
 constexpr std::size_t kLargestPiece = 128 * 1024;
-
-std::string_view trimmed(std::string_view text) {
-    const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
-    while (!text.empty() && isSpace(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isSpace(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
-std::string lowered(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return result;
-}
 
 /// Whether a response of this status is only a step on the way to the file's: interim (RFC 9110,
 /// section 15.2), a redirect (15.4), or a challenge that libcurl may answer by itself (15.5.2, 15.5.8).

@@ -2,6 +2,7 @@
 
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Text.h"
 #include "engine/transfer/CookieHelper.h"
 #include "engine/transfer/ProxyUrlProvider.h"
 #include "engine/transfer/Referer.h"
@@ -357,12 +358,7 @@ std::string LiveCurlSegment::protocol() const {
     const char* scheme = nullptr;
     if (m_handle)
         curl_easy_getinfo(m_handle, CURLINFO_SCHEME, &scheme);
-    if (!scheme)
-        return request().url.scheme();
-    std::string protocol(scheme);
-    std::transform(protocol.begin(), protocol.end(), protocol.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return protocol;
+    return scheme ? lowered(scheme) : request().url.scheme();
 }
 
 std::int64_t LiveCurlSegment::modificationTime() const {

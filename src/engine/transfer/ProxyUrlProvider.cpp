@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "base/SettingKeys.h"
+#include "base/Text.h"
 
 namespace tarvo {
 
@@ -19,20 +20,12 @@ Error unusable() {
                             "tr.err.proxy-unusable-recovery");
 }
 
-std::string trimmed(const std::string& text) {
-    constexpr std::string_view kSpace = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(kSpace);
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
-}
-
 } // namespace
 
 Result<std::optional<Url>> ProxyUrlProvider::parse(const std::string& text) {
     if (text.empty())
         return std::nullopt;
-    const std::string address = trimmed(text);
+    const std::string address(trimmed(text));
     const bool hasScheme = address.find("://") != std::string::npos;
     auto url = Url::parse(hasScheme ? address : "http://" + address);
     if (!url || url->host().empty() ||

@@ -1,0 +1,19 @@
+// Small steps on texts that every room takes.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarvo {
+
+/// `text` without the white space of ASCII at its ends.
+std::string_view trimmed(std::string_view text);
+
+/// `text` with the letters of ASCII in lower case.
+std::string lowered(std::string_view text);
+
+/// What the user has typed, as an error may show it: a password is left out, of a call of the application's
+/// own scheme all but its name, and not for pages. What is no address may hold a password too.
+std::string shown(std::string_view text);
+
+} // namespace tarvo
