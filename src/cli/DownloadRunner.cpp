@@ -109,7 +109,7 @@ void DownloadRunner::addTarget(const Target& target) {
         rememberCredentials(*url);
     if (m_queue.remoteFiles().addRemoteFile(job))
         return;
-    m_view.notice(snapshot(job).url + " is asked for more than once; it is downloaded once.");
+    m_view.notice(snapshotOf(*job).url + " is asked for more than once; it is downloaded once.");
     m_counts.total -= 1;
     m_downloads.erase(job.get());
 }
@@ -144,13 +144,13 @@ void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_
         download.startedAt = now;
         download.preparation = Seconds(0);
         if (m_queue.remoteFiles().activeJobs() == 0)
-            m_view.connecting(snapshot(job));
+            m_view.connecting(snapshotOf(*job));
     } else if (newState == rf_state_ready) {
         download.preparation = now - download.startedAt;
     } else if (newState == rf_state_running) {
         download.startedAt = now;
         if (!std::exchange(download.announced, true))
-            m_view.started(snapshot(job));
+            m_view.started(snapshotOf(*job));
     } else if (newState == rf_state_succeeded) {
         // The job itself has not finished with this change.
         Runloop::runOnNextTurn([this, job] {
@@ -202,14 +202,14 @@ void DownloadRunner::reportFinished(const Job& job, bool checksumMatched) {
     ++m_counts.finished;
     const Download& download = m_downloads.at(job.get());
     const Seconds took = download.preparation + (m_environment.clock.now() - download.startedAt);
-    m_view.finished(snapshot(job),
+    m_view.finished(snapshotOf(*job),
                     {job->finalFilePath().value_or(""), job->totalBytesDownloaded(), took, checksumMatched});
     settle(job);
 }
 
 void DownloadRunner::reportFailed(const Job& job, const Error& error) {
     ++m_counts.failed;
-    m_view.failed(snapshot(job), error);
+    m_view.failed(snapshotOf(*job), error);
     settle(job);
 }
 
@@ -236,22 +236,11 @@ void DownloadRunner::interrupt() {
 void DownloadRunner::showProgress() {
     std::vector<DownloadSnapshot> running;
     m_queue.remoteFiles().content().forEachIn({rf_state_running, rf_state_paused}, [&](const Job& job) {
-        running.push_back(snapshot(job));
+        running.push_back(snapshotOf(*job));
         return true;
     });
     if (!running.empty())
         m_view.progress(running, m_counts, m_environment.clock.now());
-}
-
-DownloadSnapshot DownloadRunner::snapshot(const Job& job) const {
-    const auto url = job->url();
-    return {url ? url->withoutPassword() : job->basePath() + "/" + job->fileName(),
-            job->fileName(),
-            job->totalBytesDownloaded(),
-            job->fileSize(),
-            job->bytesPerSecond(),
-            job->activeConnections(),
-            Seconds(job->secondsRemaining())};
 }
 
 /// A page stays a failure: there is no browser to follow it with.

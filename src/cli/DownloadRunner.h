@@ -62,7 +62,6 @@ private:
     void reportFailed(const Job& job, const Error& error);
     void settle(const Job& job);
     void showProgress();
-    DownloadSnapshot snapshot(const Job& job) const;
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
 

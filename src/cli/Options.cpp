@@ -144,7 +144,8 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
     if (!raw.referer.empty() && !options.referer)
         return badUsage("--referer " + inQuotes(raw.referer) + " is no address.");
     if (options.proxy && !ProxyUrlProvider::parse(*options.proxy))
-        return badUsage("--proxy " + inQuotes(*options.proxy) + " is no proxy that can be used: http, https, " +
+        return badUsage("--proxy " + inQuotes(*options.proxy) +
+                        " is no proxy that can be used: http, https, " +
                         "socks4, socks4a, socks5 and socks5h are supported, as in http://host:3128.");
     if (!raw.user.empty()) {
         const auto colon = raw.user.find(':');

@@ -11,6 +11,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "base/Readable.h"
+
 namespace tarvo {
 
 namespace {
@@ -153,16 +155,16 @@ public:
 
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
         for (const auto& download : m_pace.due(running, now))
-            m_output << fmt::format("progress {} {} {}/s\n", download.name, percentOf(download),
-                                    readableBytes(download.speed))
+            m_output << fmt::format("progress {} {} {}\n", download.name, percentOf(download),
+                                    readableSpeed(download.speed))
                      << std::flush;
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {
         const auto speed = static_cast<std::int64_t>(static_cast<double>(result.bytes) /
                                                      std::max(result.took.count(), 0.001));
-        m_output << fmt::format("finished {} ({} in {:.1f} s, {}/s{})\n", result.path,
-                                readableBytes(result.bytes), result.took.count(), readableBytes(speed),
+        m_output << fmt::format("finished {} ({} in {:.1f} s, {}{})\n", result.path,
+                                readableBytes(result.bytes), result.took.count(), readableSpeed(speed),
                                 result.checksumMatched ? ", checksum matches" : "")
                  << std::flush;
     }
@@ -317,34 +319,11 @@ std::unique_ptr<ProgressView> makeProgressView(bool json, bool quiet, std::ostre
     return std::make_unique<PlainView>(output, problems);
 }
 
-std::string readableBytes(std::int64_t bytes) {
-    static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    double amount = static_cast<double>(bytes);
-    std::size_t unit = 0;
-    while (amount >= 1024 && unit + 1 < std::size(units)) {
-        amount /= 1024;
-        ++unit;
-    }
-    return unit == 0 ? fmt::format("{} B", bytes) : fmt::format("{:.1f} {}", amount, units[unit]);
-}
-
-std::string readableDuration(Seconds duration) {
-    constexpr std::int64_t hour = 3600;
-    constexpr std::int64_t day = 24 * hour;
-    constexpr double mostDays = 9999;
-    const auto seconds = static_cast<std::int64_t>(std::clamp(duration.count(), 0.0, mostDays * day));
-    if (seconds >= 100 * hour)
-        return fmt::format("{} d", seconds / day);
-    if (seconds >= hour)
-        return fmt::format("{}:{:02}:{:02}", seconds / hour, seconds / 60 % 60, seconds % 60);
-    return fmt::format("{}:{:02}", seconds / 60, seconds % 60);
-}
-
 std::string terminalLine(const DownloadSnapshot& download, int columns, bool colour) {
     const bool known = download.size > 0;
     const int width = std::max(columns - kSpareColumns, 1);
     const std::string percent = fmt::format(" {:>{}}", percentOf(download), known ? 4 : 10);
-    const std::string speed = fmt::format(" {:>12}", readableBytes(download.speed) + "/s");
+    const std::string speed = fmt::format(" {:>12}", readableSpeed(download.speed));
     const std::string connections = fmt::format(" {:>2} conn", download.connections);
     const std::string left =
         fmt::format(" {:>8}", !known || download.speed < 1 ? "--:--" : readableDuration(download.left));

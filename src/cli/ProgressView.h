@@ -3,26 +3,15 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "base/Clock.h"
 #include "base/Error.h"
+#include "queue/DownloadSnapshot.h"
 
 namespace tarvo {
-
-/// One look at a download.
-struct DownloadSnapshot {
-    std::string url;              ///< without a password
-    std::string name;             ///< of the file
-    std::int64_t bytes = 0;       ///< on disk so far
-    std::int64_t size = 0;        ///< below 1: not known
-    std::int64_t speed = 0;       ///< bytes per second
-    std::int64_t connections = 0; ///< at work
-    Seconds left{0};              ///< to the end at this speed
-};
 
 /// The whole of what was asked for.
 struct QueueCounts {
@@ -65,12 +54,6 @@ public:
 /// The view for these options: JSON lines, nothing, live lines on a terminal, else plain lines.
 std::unique_ptr<ProgressView> makeProgressView(bool json, bool quiet, std::ostream& output,
                                                std::ostream& problems, bool outputIsTerminal, bool colour);
-
-/// "12.3 MiB": bytes with a binary unit (IEC 80000-13).
-std::string readableBytes(std::int64_t bytes);
-
-/// "1:02:03" or "2:03"; from a hundred hours on "5 d".
-std::string readableDuration(Seconds duration);
 
 /// The one line of a terminal `columns` wide: name, bar, percent, speed, connections and time left, or what
 /// of these there is room for. Needs the locale's character types (setlocale), as QCoreApplication sets them.

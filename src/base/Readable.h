@@ -1,0 +1,23 @@
+// Sizes, speeds and times as a person reads them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "base/Clock.h"
+
+namespace tarvo {
+
+/// "12.3 MiB": bytes with a binary unit (IEC 80000-13); below 1,024 "512 B", for columns and bars.
+std::string readableBytes(std::int64_t bytes);
+
+/// The same for sentences: below 1,024 "512 bytes".
+std::string readableSize(std::int64_t bytes);
+
+/// "12.3 MiB/s".
+std::string readableSpeed(std::int64_t bytesPerSecond);
+
+/// "1:02:03" or "2:03"; from a hundred hours on "5 d". What is below zero is shown as zero.
+std::string readableDuration(Seconds duration);
+
+} // namespace tarvo
