@@ -4,8 +4,9 @@
 
 #include <QMetaType>
 
-#include "app/Settings.h"
+#include "app/SettingsTable.h"
 #include "base/IniFile.h"
+#include "base/Settings.h"
 #include "support/TemporaryFolder.h"
 
 using namespace tarvo;
@@ -20,14 +21,15 @@ bool comesBackAsItIs(const QVariant& value) {
 
 void checkSettings(const std::string& path) {
     UserDefaults defaults(path);
-    Settings::registerDefaults(defaults, "/home/somebody");
-    const Settings settings(defaults, "/home/somebody");
+    registerDefaultSettings(defaults);
+    const Settings settings(defaults);
     require(settings.defaultConcurrency() >= 1, "there is at least one download at once");
-    require(settings.defaultThreading() >= 1 && settings.defaultThreading() <= 64, "connections are 1 to 64");
+    require(settings.defaultThreading() >= 1 && settings.defaultThreading() <= kMostConnections,
+            "connections are 1 to 64");
     require(settings.minimumChunkSize() >= 1, "a segment has at least a byte");
-    require(settings.defaultDirectory().starts_with('/'), "the folder is an absolute path");
+    require(settings.defaultDirectory("/home/somebody").starts_with('/'), "the folder is an absolute path");
     (void)settings.applicationMode();
-    for (const Setting& setting : Settings::table()) {
+    for (const Setting& setting : settingsTable()) {
         (void)defaults.data(setting.key);
         (void)defaults.boolean(setting.key);
         (void)defaults.counters(setting.key);

@@ -4,10 +4,10 @@
 
 namespace tarvo {
 
-ApplicationModeManager::ApplicationModeManager(const UserDefaults& defaults, const Settings& settings,
+ApplicationModeManager::ApplicationModeManager(const UserDefaults& defaults,
                                                NotificationCenter& notifications,
                                                ApplicationPresence& presence)
-    : m_defaults(defaults), m_settings(settings), m_notifications(notifications), m_presence(presence) {
+    : m_defaults(defaults), m_notifications(notifications), m_presence(presence) {
 }
 
 void ApplicationModeManager::applicationDidFinishLaunching() {

@@ -6,8 +6,8 @@
 #include <QObject>
 
 #include "app/ApplicationPresence.h"
-#include "app/Settings.h"
 #include "base/NotificationCenter.h"
+#include "base/Settings.h"
 
 namespace tarvo {
 
@@ -22,13 +22,13 @@ class ApplicationModeManager : public QObject {
 
 public:
     /// All of them outlive the manager.
-    ApplicationModeManager(const UserDefaults& defaults, const Settings& settings,
-                           NotificationCenter& notifications, ApplicationPresence& presence);
+    ApplicationModeManager(const UserDefaults& defaults, NotificationCenter& notifications,
+                           ApplicationPresence& presence);
 
     /// From now on the setting is followed.
     void applicationDidFinishLaunching();
 
-    ApplicationMode currentApplicationMode() const { return m_settings.applicationMode(); }
+    ApplicationMode currentApplicationMode() const { return Settings(m_defaults).applicationMode(); }
 
     bool shouldShowStatusBarItem() const { return currentApplicationMode() != ApplicationMode::dockOnly; }
 
@@ -38,7 +38,6 @@ public:
 
 private:
     const UserDefaults& m_defaults;
-    const Settings& m_settings;
     NotificationCenter& m_notifications;
     ApplicationPresence& m_presence;
     bool m_showsStatusItem = false;

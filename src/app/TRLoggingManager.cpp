@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "base/Log.h"
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 #include "base/StateFolder.h"
 
 namespace tarvo {
@@ -85,7 +85,7 @@ void TRLoggingManager::copyToStandardError() {
 }
 
 bool TRLoggingManager::isDebugModeEnabled() const {
-    return m_defaults.boolean(SettingKey::kDebugModeEnabled);
+    return Settings(m_defaults).isDebugModeEnabled();
 }
 
 std::string TRLoggingManager::getLogFilesContentWithMaxSize(std::size_t maxSize) const {

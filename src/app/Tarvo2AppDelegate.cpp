@@ -5,9 +5,10 @@
 
 #include "app/AddFailures.h"
 #include "app/LaunchArgumentsProcessor.h"
+#include "app/SettingsTable.h"
 #include "base/Localized.h"
 #include "base/Log.h"
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 #include "base/Url.h"
 #include "input/APIDispatch.h"
 #include "input/TRStringURL.h"
@@ -38,8 +39,7 @@ bool isWebAddress(const std::string& text) {
 Tarvo2AppDelegate::Tarvo2AppDelegate(Environment environment)
     : m_environment(std::move(environment)),
       m_startupErrorTracker(m_environment.defaults, m_environment.alerts, m_environment.emailSupport),
-      m_appModeManager(m_environment.defaults, m_environment.settings, m_environment.notifications,
-                       m_environment.presence),
+      m_appModeManager(m_environment.defaults, m_environment.notifications, m_environment.presence),
       m_metrics(m_environment.defaults), m_allowance(kMostInAMinute, Seconds(60)),
       // From the first moment on: the question that the start may ask lets calls in.
       m_addCalls(
@@ -53,13 +53,13 @@ void Tarvo2AppDelegate::applicationWillFinishLaunching() {
     m_startupErrorTracker.beginGuard();
     LaunchArgumentsProcessor(m_environment.defaults).processLaunchArguments(m_environment.arguments);
     m_environment.setUpLogging();
-    Settings::registerDefaults(m_environment.defaults, m_environment.homeFolder);
+    registerDefaultSettings(m_environment.defaults);
     m_appModeManager.applicationDidFinishLaunching();
 }
 
 void Tarvo2AppDelegate::applicationDidFinishLaunching() {
     m_environment.startCrashReporting();
-    const std::string folder = m_environment.defaults.data(SettingKey::kDefaultDirectoryBookmark);
+    const std::string folder = Settings(m_environment.defaults).defaultDirectoryBookmark();
     if (folder.empty())
         Log::warning("Bookmark hasn't been set");
     else if (std::error_code problem; !std::filesystem::is_directory(folder, problem))

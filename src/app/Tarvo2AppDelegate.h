@@ -10,7 +10,6 @@
 #include "app/Allowance.h"
 #include "app/ApplicationModeManager.h"
 #include "app/MainWindow.h"
-#include "app/Settings.h"
 #include "app/StartupErrorTracker.h"
 #include "app/TRMetricsManager.h"
 #include "base/NotificationCenter.h"
@@ -27,9 +26,7 @@ public:
     /// Everything referred to outlives the delegate.
     struct Environment {
         std::vector<std::string> arguments; ///< of the process, without its name
-        std::string homeFolder;
         UserDefaults& defaults;
-        const Settings& settings;
         NotificationCenter& notifications;
         const Clock& clock;
         AlertPresenter& alerts;

@@ -3,6 +3,7 @@
 #include "app/AddFailures.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Settings.h"
 #include "input/TRPasteboardExtractor.h"
 #include "input/TRStringURL.h"
 #include "jobs/CURLRemoteFile.h"
@@ -33,8 +34,9 @@ AddOutcome WindowlessMain::outcomeOf(const Url& url, std::vector<QueueController
         return AddOutcome::refusal(QueueController::programEnds());
     if (jobs.size() >= m_queue.freePlaces())
         return AddOutcome::refusal(QueueController::queueIsFull());
-    auto job = CURLRemoteFile::create(url, m_settings.defaultThreading(), m_settings.defaultDirectory(),
-                                      m_environment);
+    const Settings settings(m_environment.defaults);
+    auto job = CURLRemoteFile::create(url, settings.defaultThreading(),
+                                      settings.defaultDirectory(m_homeFolder), m_environment);
     const std::string identity = job->identity();
     if (m_queue.isUnfinished(identity) || !identities.insert(identity).second)
         return {AddOutcome::Kind::alreadyThere};

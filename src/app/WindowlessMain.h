@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "app/MainWindow.h"
-#include "app/Settings.h"
 #include "queue/QueueController.h"
 
 namespace tarvo {
@@ -16,10 +15,10 @@ namespace tarvo {
 /// question.
 class WindowlessMain final : public MainWindow {
 public:
-    /// All of them outlive it.
-    WindowlessMain(QueueController& queue, const JobEnvironment& environment, const Settings& settings,
+    /// All but `homeFolder` outlive it.
+    WindowlessMain(QueueController& queue, const JobEnvironment& environment, std::string homeFolder,
                    AlertPresenter& alerts)
-        : m_queue(queue), m_environment(environment), m_settings(settings), m_alerts(alerts) {}
+        : m_queue(queue), m_environment(environment), m_homeFolder(std::move(homeFolder)), m_alerts(alerts) {}
 
     std::vector<AddOutcome> addDownloadFromString(const std::string& text) override;
     AddOutcome addDownloadFromBundleFile(const std::string& bundle) override;
@@ -37,7 +36,7 @@ private:
 
     QueueController& m_queue;
     const JobEnvironment& m_environment;
-    const Settings& m_settings;
+    const std::string m_homeFolder;
     AlertPresenter& m_alerts;
 };
 

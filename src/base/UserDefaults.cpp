@@ -69,6 +69,14 @@ QVariant UserDefaults::Layers::effective(const std::string& key, bool& isPassedO
     return value.isValid() && !isPassedOver ? value : usual;
 }
 
+/// Answers whether the value that now stands under `key` is named for the first time.
+bool UserDefaults::Layers::nameFirst(const std::string& key) {
+    const auto ours = forThisRun.find(key);
+    const QVariant value = ours != forThisRun.end() ? ours->second : storedOrChanged(key);
+    const auto [last, isFirst] = named.try_emplace(key, value);
+    return isFirst || std::exchange(last->second, value) != value;
+}
+
 QVariant UserDefaults::value(std::string_view key) const {
     const std::string name(key);
     bool isPassedOver = false;
@@ -77,7 +85,7 @@ QVariant UserDefaults::value(std::string_view key) const {
     {
         auto layers = m_layers.lock();
         found = layers->effective(name, isPassedOver);
-        isNews = isPassedOver && layers->passedOver.insert(name).second;
+        isNews = isPassedOver && layers->nameFirst(name);
     }
     if (isNews)
         Log::warning("The setting {} has no usable value, and its default is used; a text with a comma in it "
@@ -99,6 +107,11 @@ bool UserDefaults::isNoText(std::string_view key) const {
     const QVariant ours = valueIn(layers->forThisRun, name);
     const QVariant found = ours.isValid() ? ours : layers->storedOrChanged(name);
     return found.isValid() && !isReadableAs(found, QString());
+}
+
+void UserDefaults::nameUnusable(std::string_view key, std::string_view used) const {
+    if (m_layers.lock()->nameFirst(std::string(key)))
+        Log::warning("The setting {} has no usable value; \"{}\" is used", key, used);
 }
 
 std::int64_t UserDefaults::integer(std::string_view key) const {
@@ -123,11 +136,7 @@ std::map<std::string, std::int64_t> UserDefaults::counters(std::string_view key)
 
 void UserDefaults::set(std::string_view key, const QVariant& value) {
     const std::string name(key);
-    {
-        auto layers = m_layers.lock();
-        layers->set(name, value);
-        layers->passedOver.erase(name);
-    }
+    m_layers.lock()->set(name, value);
     tellOfChange(name);
 }
 
@@ -225,7 +234,6 @@ std::set<std::string> UserDefaults::takeOver(Values values, const Changes& writt
     for (const auto& [key, value] : before)
         if (!readAlike(layers->effective(key, isPassedOver), value))
             different.insert(key);
-    layers->passedOver.clear(); // what still is no use is named again
     return different;
 }
 

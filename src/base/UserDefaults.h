@@ -60,6 +60,10 @@ public:
     /// over, which not every reader may.
     bool isNoText(std::string_view key) const;
 
+    /// Says in the log, once for each such value, that what stands under `key` is no use to its reader, which
+    /// goes by `used` instead.
+    void nameUnusable(std::string_view key, std::string_view used) const;
+
     void set(std::string_view key, const QVariant& value);
     void setCounters(std::string_view key, const std::map<std::string, std::int64_t>& counters);
     void remove(std::string_view key);
@@ -91,13 +95,14 @@ private:
         Changes changes; // not in the file yet
         Values forThisRun;
         std::set<std::string> ownKeys;
-        std::set<std::string> passedOver; // keys whose present value is no use, as the log says
+        std::map<std::string, QVariant> named; // the last value of each key that the log calls no use
         std::uint64_t changeCount = 0;
 
         void set(const std::string& key, const QVariant& value) { changes[key] = {value, ++changeCount}; }
 
         QVariant storedOrChanged(const std::string& key) const;
         QVariant effective(const std::string& key, bool& isPassedOver) const;
+        bool nameFirst(const std::string& key);
         void putOwnKeysRight(Values& values, const Changes& written);
     };
 

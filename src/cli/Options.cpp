@@ -175,11 +175,12 @@ std::optional<Checksum> Checksum::parse(const std::string& text) {
     return isHex && checksum.digest.size() == found->second.second ? std::optional(checksum) : std::nullopt;
 }
 
-std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings) {
+std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings,
+                                              const std::string& homeFolder) {
     CLI::App app("Downloads files over several connections at once, and continues what was interrupted.",
                  "tarvo-get");
     Options options;
-    options.directory = settings.defaultDirectory();
+    options.directory = settings.defaultDirectory(homeFolder);
     options.connections = settings.defaultThreading();
     options.jobs = std::min(settings.defaultConcurrency(), kMostJobs);
     Raw raw;

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "app/Settings.h"
+#include "base/Settings.h"
 #include "base/Url.h"
 
 namespace tarvo {
@@ -55,6 +55,7 @@ struct EarlyExit {
 };
 
 /// Reads the command line; defaults come from the settings. Bad usage has status 2.
-std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings);
+std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings,
+                                              const std::string& homeFolder);
 
 } // namespace tarvo

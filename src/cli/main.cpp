@@ -6,7 +6,7 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <unistd.h>
 
-#include "app/Settings.h"
+#include "app/SettingsTable.h"
 #include "app/TRDebugLogFormatter.h"
 #include "app/TRLoggingManager.h"
 #include "base/Localized.h"
@@ -90,8 +90,8 @@ int main(int argc, char** argv) {
         installLocalizedTexts();
         const char* home = std::getenv("HOME");
         UserDefaults defaults(UserDefaults::standardPath());
-        Settings::registerDefaults(defaults, home ? home : "/");
-        auto parsed = parseOptions(argc, argv, Settings(defaults, home ? home : "/"));
+        registerDefaultSettings(defaults);
+        auto parsed = parseOptions(argc, argv, Settings(defaults), home ? home : "/");
         hidePasswords(argc, argv);
         if (const auto* early = std::get_if<EarlyExit>(&parsed)) {
             (early->status == 0 ? std::cout : std::cerr) << early->text;

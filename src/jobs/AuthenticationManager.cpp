@@ -2,7 +2,7 @@
 
 #include "base/Log.h"
 #include "base/Runloop.h"
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 
 #include <cstdlib>
 #include <vector>
@@ -141,7 +141,7 @@ AuthenticationManager::getCachedUsingService(const std::string& service,
 AuthenticationManager::Token AuthenticationManager::makeToken(const std::string& service,
                                                               const std::string& username,
                                                               const std::string& password) const {
-    std::string folder = m_defaults.data(SettingKey::kSSHDirectoryBookmark);
+    std::string folder = Settings(m_defaults).sshDirectoryBookmark();
     if (folder.empty())
         folder = usualSshFolder();
     return std::make_shared<const TRAuthToken>(service, username, password, folder);

@@ -4,6 +4,7 @@
 #include "base/FileName.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Settings.h"
 #include "storage/BundleMove.h"
 #include "storage/ProgressFile.h"
 

@@ -18,9 +18,6 @@
 
 namespace tarvo {
 
-/// The most connections that one job opens, whatever it is asked for.
-inline constexpr std::int64_t kMostConnections = 64;
-
 /// Preparation and transfer run on workers; everything else on the main thread. What the data path
 /// touches stands in one locked Intake: a block is written, counted and recorded as one step that never
 /// interleaves with the job's failing, stopping or being saved.

@@ -1,7 +1,7 @@
 #include "queue/AutomaticTerminationUpdater.h"
 
 #include "base/Log.h"
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 
 namespace tarvo {
 
@@ -28,7 +28,7 @@ void AutomaticTerminationUpdater::updateAutomaticTerminationStatus() {
     const auto& queue = m_remoteFilesArrayController;
     setCanBeAutomaticallyTerminated(queue.content().size() == queue.succeededJobs() &&
                                     !(m_windowIsVisible && m_windowIsVisible()) &&
-                                    m_defaults.boolean(SettingKey::kAutoQuitWhenTransfersComplete));
+                                    Settings(m_defaults).autoQuitWhenTransfersComplete());
 }
 
 void AutomaticTerminationUpdater::setCanBeAutomaticallyTerminated(bool can) {

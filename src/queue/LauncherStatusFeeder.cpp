@@ -1,6 +1,6 @@
 #include "queue/LauncherStatusFeeder.h"
 
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 #include "queue/StatsBroadcaster.h"
 
 #include <algorithm>
@@ -55,9 +55,9 @@ bool LauncherStatusFeeder::isUnderway() {
 void LauncherStatusFeeder::update(const RemoteFileCollectionStats& stats) {
     LauncherStatus status;
     if (isUnderway()) {
-        if (m_defaults.boolean(SettingKey::kShowDockProgress))
+        if (Settings(m_defaults).showDockProgress())
             status.progress = wholePercents(stats.percentDownloaded());
-        if (m_defaults.boolean(SettingKey::kShowDockSpeed))
+        if (Settings(m_defaults).showDockSpeed())
             status.number = wholeKibibytes(stats.currentSpeed());
     }
     if (status == m_shown)

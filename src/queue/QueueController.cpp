@@ -3,7 +3,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 #include "jobs/CURLRemoteFile.h"
 #include "queue/QueueNotifications.h"
 
@@ -133,7 +133,7 @@ Error QueueController::queueIsFull() {
 }
 
 void QueueController::autostartIfNeeded() {
-    if (m_environment.jobs.defaults.boolean(SettingKey::kAutoStartAfterAdd))
+    if (Settings(m_environment.jobs.defaults).autoStartAfterAdd())
         setRunState(QueueRunState::running);
 }
 
@@ -151,8 +151,7 @@ void QueueController::oneSecondTick() {
 void QueueController::runPasses() {
     if (m_runState == QueueRunState::running) {
         m_pauseStateTransitions = true;
-        m_scheduler.setTargetConcurrency(
-            std::max<std::int64_t>(m_environment.jobs.defaults.integer(SettingKey::kDefaultConcurrency), 1));
+        m_scheduler.setTargetConcurrency(Settings(m_environment.jobs.defaults).defaultConcurrency());
         m_scheduler.invokeAutorunPass();
         m_pauseStateTransitions = false;
     }
@@ -164,7 +163,7 @@ void QueueController::runPasses() {
 /// Here, where everybody has heard that they are finished.
 void QueueController::clearCompletedIfWanted() {
     if (!m_environment.session || m_remoteFiles.succeededJobs() == 0 ||
-        !m_environment.jobs.defaults.boolean(SettingKey::kAutoClearCompleted))
+        !Settings(m_environment.jobs.defaults).autoClearCompleted())
         return;
     m_statsBroadcaster.countOnWithoutRows();
     m_scheduler.clearCompleted();

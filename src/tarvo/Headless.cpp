@@ -7,17 +7,16 @@
 #include "app/WindowlessMain.h"
 #include "base/Log.h"
 #include "base/SettingKeys.h"
+#include "base/Settings.h"
 #include "platform/FatalSignals.h"
 #include "platform/HandOver.h"
 
 namespace tarvo {
 
 Headless::Headless(UserDefaults& defaults, const std::string& home, CommandLine line)
-    : m_defaults(defaults), m_settings(defaults, home),
+    : m_defaults(defaults), m_home(home),
       m_delegate({.arguments = line.all,
-                  .homeFolder = home,
                   .defaults = defaults,
-                  .settings = m_settings,
                   .notifications = m_notifications,
                   .clock = m_clock,
                   .alerts = m_desk,
@@ -89,9 +88,9 @@ std::unique_ptr<MainWindow> Headless::makeMainWindow() {
                              m_desk.presentError(*job->error());
                      });
     // Nobody is there to press a button: a restored queue goes on if additions would start it.
-    if (m_queue->remoteFiles().content().size() > 0 && m_defaults.boolean(SettingKey::kAutoStartAfterAdd))
+    if (m_queue->remoteFiles().content().size() > 0 && Settings(m_defaults).autoStartAfterAdd())
         m_queue->toggleAutorun();
-    return std::make_unique<WindowlessMain>(*m_queue, m_jobs, m_settings, m_desk);
+    return std::make_unique<WindowlessMain>(*m_queue, m_jobs, m_home, m_desk);
 }
 
 void Headless::startCrashReporting() {

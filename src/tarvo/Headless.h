@@ -10,7 +10,6 @@
 
 #include "app/CloudLoggerProvider.h"
 #include "app/HeadlessDesk.h"
-#include "app/Settings.h"
 #include "app/TRLoggingManager.h"
 #include "app/Tarvo2AppDelegate.h"
 #include "platform/ApplicationService.h"
@@ -50,7 +49,7 @@ private:
     ApplicationRequests requests();
 
     UserDefaults& m_defaults;
-    const Settings m_settings;
+    const std::string m_home;
     PosixDisk m_disk;
     const SystemClock m_clock;
     TRLoggingManager m_logging{m_defaults, m_disk, TRLoggingManager::standardLogFolder()};

@@ -8,6 +8,7 @@
 
 #include "app/CrashReports.h"
 #include "app/LaunchArgumentsProcessor.h"
+#include "app/SettingsTable.h"
 #include "base/Localized.h"
 #include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
@@ -83,7 +84,7 @@ int run(const CommandLine& line) {
         return refuseToReset(handOver(RunningInstance(socketPath), line), line);
     LiveCurlSegment::startUp();
     UserDefaults defaults(settings);
-    defaults.keepToItself(Settings::ownKeys());
+    defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
     Headless program(defaults, home ? home : "/", line);
     running = &program;

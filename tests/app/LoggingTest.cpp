@@ -11,6 +11,7 @@
 
 #include "LogLine.h"
 #include "app/TRLoggingManager.h"
+#include "base/SettingKeys.h"
 #include "support/TemporaryFolder.h"
 #include "support/Text.h"
 
@@ -105,7 +106,7 @@ TEST_F(Logging, AFolderThatCantBeMadeOrWrittenCostsTheLinesOnly) {
 TEST_F(Logging, DebugModeDecidesWhatReachesTheFile) {
     std::vector<std::string> shown;
     for (const bool debugging : {false, true}) {
-        m_defaults.set("DebugModeEnabled", debugging);
+        m_defaults.set(SettingKey::kDebugModeEnabled, debugging);
         TRLoggingManager manager(m_defaults, m_disk, m_logs, [&](const auto& files) { shown = files; });
         manager.setupLogging();
         Log::verbose("a detail");

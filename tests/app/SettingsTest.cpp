@@ -1,11 +1,13 @@
 // Every setting has its default, and no stored nonsense gets through to the engine.
-#include "app/Settings.h"
+#include "app/SettingsTable.h"
 
 #include <limits>
 
 #include <gtest/gtest.h>
 
 #include "app/TRMetricsManager.h"
+#include "base/SettingKeys.h"
+#include "base/Settings.h"
 #include "support/TemporaryFolder.h"
 
 namespace tarvo {
@@ -14,32 +16,32 @@ namespace {
 
 class SettingsTest : public ::testing::Test {
 protected:
-    SettingsTest() { Settings::registerDefaults(m_defaults, "/home/bob"); }
+    SettingsTest() { registerDefaultSettings(m_defaults); }
 
     void store(const std::string& lines) {
         m_folder.write("other.conf", "[General]\n" + lines);
         m_defaultsFromFile = std::make_unique<UserDefaults>(m_folder.path("other.conf"));
-        Settings::registerDefaults(*m_defaultsFromFile, "/home/bob");
-        m_settings = std::make_unique<Settings>(*m_defaultsFromFile, "/home/bob");
+        registerDefaultSettings(*m_defaultsFromFile);
+        m_settings = std::make_unique<Settings>(*m_defaultsFromFile);
     }
 
     test::TemporaryFolder m_folder;
     UserDefaults m_defaults{m_folder.path("tarvo.conf")};
     std::unique_ptr<UserDefaults> m_defaultsFromFile;
-    std::unique_ptr<Settings> m_settings = std::make_unique<Settings>(m_defaults, "/home/bob");
+    std::unique_ptr<Settings> m_settings = std::make_unique<Settings>(m_defaults);
 };
 
 } // namespace
 
 TEST_F(SettingsTest, WithoutStoredValuesTheDefaultsAreRead) {
-    EXPECT_EQ(m_settings->defaultDirectory(), "/home/bob/Downloads");
+    EXPECT_EQ(m_settings->defaultDirectory("/home/bob"), "/home/bob/Downloads");
     EXPECT_EQ(m_settings->defaultConcurrency(), 1);
     EXPECT_EQ(m_settings->defaultThreading(), 10);
     EXPECT_EQ(m_settings->minimumChunkSize(), 1024);
     EXPECT_EQ(m_settings->applicationMode(), ApplicationMode::dockAndMenuBar);
-    EXPECT_EQ(m_defaults.string("DefaultDirectory"), "/home/bob/Downloads");
-    EXPECT_EQ(m_defaults.string("CustomUserAgent"), "com.unregistered.Tarvo");
-    EXPECT_EQ(m_defaults.string("HasStartupCrash"), std::nullopt) << "written by the program, not registered";
+    EXPECT_EQ(m_settings->customUserAgent(), "com.unregistered.Tarvo");
+    EXPECT_EQ(m_defaults.string(SettingKey::kHasStartupCrash), std::nullopt)
+        << "written by the program, not registered";
 }
 
 TEST_F(SettingsTest, NumbersOutOfRangeCountAsTheNearestAndWordsAsTheDefault) {
@@ -56,34 +58,34 @@ TEST_F(SettingsTest, NumbersOutOfRangeCountAsTheNearestAndWordsAsTheDefault) {
     EXPECT_EQ(m_settings->minimumChunkSize(), 1024);
 }
 
-TEST_F(SettingsTest, WhatCanNotBeReadCountsAsTheDefaultWhoeverReadsItAndStaysInTheFile) {
+TEST_F(SettingsTest, WhatCanNotBeReadCountsAsTheDefaultAndStaysInTheFile) {
     const std::string lines = "AutoQuitWhenTransfersComplete=maybe\nAutoStartAfterAdd=yes\n"
                               "CustomUserAgent=Agent, with a comma\nDefaultConcurrency=1, 2\n"
                               "Metrics=none\nMinimumChunkSize=1k\nShowDockProgress=off\n"
                               "ShowDockSpeed=@Variant(x)\nOfTheFuture=[1]\n";
     store(lines);
-    EXPECT_FALSE(m_defaultsFromFile->boolean("AutoQuitWhenTransfersComplete"));
-    EXPECT_TRUE(m_defaultsFromFile->boolean("AutoStartAfterAdd"));
-    EXPECT_EQ(m_defaultsFromFile->string("CustomUserAgent"), "com.unregistered.Tarvo");
-    EXPECT_EQ(m_defaultsFromFile->integer("DefaultConcurrency"), 1);
+    EXPECT_FALSE(m_settings->autoQuitWhenTransfersComplete());
+    EXPECT_TRUE(m_settings->autoStartAfterAdd());
+    EXPECT_EQ(m_settings->customUserAgent(), "com.unregistered.Tarvo");
+    EXPECT_EQ(m_settings->defaultConcurrency(), 1);
     EXPECT_TRUE(TRMetricsManager(*m_defaultsFromFile).currentMetrics().empty());
-    EXPECT_EQ(m_defaultsFromFile->integer("MinimumChunkSize"), 1024) << "as the engine reads it";
-    EXPECT_FALSE(m_defaultsFromFile->boolean("ShowDockProgress"));
-    EXPECT_FALSE(m_defaultsFromFile->boolean("ShowDockSpeed"));
-    m_defaultsFromFile->set("DefaultThreading", 3);
+    EXPECT_EQ(m_settings->minimumChunkSize(), 1024);
+    EXPECT_FALSE(m_settings->showDockProgress());
+    EXPECT_FALSE(m_settings->showDockSpeed());
+    m_defaultsFromFile->set(SettingKey::kDefaultThreading, 3);
     ASSERT_TRUE(m_defaultsFromFile->flush());
     UserDefaults again(m_folder.path("other.conf"));
-    EXPECT_EQ(again.string("AutoQuitWhenTransfersComplete"), "maybe");
-    EXPECT_EQ(again.string("MinimumChunkSize"), "1k");
+    EXPECT_EQ(again.string(SettingKey::kAutoQuitWhenTransfersComplete), "maybe");
+    EXPECT_EQ(again.string(SettingKey::kMinimumChunkSize), "1k");
     EXPECT_EQ(again.string("OfTheFuture"), "[1]");
 }
 
 TEST_F(SettingsTest, FoldersAndModes) {
     store("DefaultDirectory=~/Files\nApplicationMode=Menu Bar Only\n");
-    EXPECT_EQ(m_settings->defaultDirectory(), "/home/bob/Files");
+    EXPECT_EQ(m_settings->defaultDirectory("/home/bob"), "/home/bob/Files");
     EXPECT_EQ(m_settings->applicationMode(), ApplicationMode::menuBarOnly);
     store("DefaultDirectory=relative\nApplicationMode=dock only\n");
-    EXPECT_EQ(m_settings->defaultDirectory(), "/home/bob/Downloads");
+    EXPECT_EQ(m_settings->defaultDirectory("/home/bob"), "/home/bob/Downloads");
     EXPECT_EQ(m_settings->applicationMode(), ApplicationMode::dockAndMenuBar);
 }
 

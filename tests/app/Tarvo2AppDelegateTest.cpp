@@ -88,9 +88,9 @@ protected:
             events += "window ";
             return std::make_unique<Recorder>(events, waiting);
         };
-        return std::make_unique<Tarvo2AppDelegate>(Tarvo2AppDelegate::Environment{
-            arguments, "/home/somebody", defaults, settings, notifications, clock, desk, desk, note("log "),
-            note("mail "), note("crashes "), makeWindow});
+        return std::make_unique<Tarvo2AppDelegate>(
+            Tarvo2AppDelegate::Environment{arguments, defaults, notifications, clock, desk, desk,
+                                           note("log "), note("mail "), note("crashes "), makeWindow});
     }
 
     /// What is stored under `key` once everything is on disk.
@@ -100,7 +100,6 @@ protected:
 
     TemporaryFolder folder;
     UserDefaults defaults{folder.path("settings")};
-    Settings settings{defaults, "/home/somebody"};
     NotificationCenter notifications;
     FakeClock clock;
     Desk desk;

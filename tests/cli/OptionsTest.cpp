@@ -1,6 +1,7 @@
 // What a command line means, and that neither its errors nor the process list tell a password.
 #include "cli/Options.h"
 
+#include "app/SettingsTable.h"
 #include "base/ProcessArguments.h"
 
 #include "support/TemporaryFolder.h"
@@ -12,12 +13,12 @@ namespace tarvo::test {
 
 class OptionsTest : public ::testing::Test {
 protected:
-    OptionsTest() { Settings::registerDefaults(defaults, folder.path()); }
+    OptionsTest() { registerDefaultSettings(defaults); }
 
     std::variant<Options, EarlyExit> parse(std::vector<const char*> arguments) const {
         arguments.insert(arguments.begin(), "tarvo-get");
-        return parseOptions(static_cast<int>(arguments.size()), arguments.data(),
-                            Settings(defaults, folder.path()));
+        return parseOptions(static_cast<int>(arguments.size()), arguments.data(), Settings(defaults),
+                            folder.path());
     }
 
     Options accepted(const std::vector<const char*>& arguments) const {

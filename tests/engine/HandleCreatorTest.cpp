@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "base/Log.h"
+#include "base/SettingKeys.h"
 #include "engine/progress/SegmentPlacer.h"
 #include "engine/transfer/LiveCurlDownloaderFactory.h"
 #include "support/Ranges.h"
@@ -26,7 +27,7 @@ std::string textOf(const ByteRanges& ranges) {
 
 class HandleCreatorTest : public ::testing::Test {
 protected:
-    HandleCreatorTest() { m_defaults.registerDefaults({{"MinimumChunkSize", 1024}}); }
+    HandleCreatorTest() { m_defaults.registerDefaults({{std::string(SettingKey::kMinimumChunkSize), 1024}}); }
 
     /// The ranges that the connections of a record ask for, in their order.
     std::string planned(std::int64_t size, const test::Bounds& done, std::int64_t count) {

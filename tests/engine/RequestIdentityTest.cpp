@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/SettingKeys.h"
 #include "engine/transfer/ProxyUrlProvider.h"
 #include "engine/transfer/Referer.h"
 #include "engine/transfer/TRAuthToken.h"
@@ -16,7 +17,7 @@ namespace {
 class RequestIdentity : public ::testing::Test {
 protected:
     std::string proxyFor(const char* text) {
-        m_defaults.set("ProxyUrl", text);
+        m_defaults.set(SettingKey::kProxyUrl, text);
         const auto proxy = ProxyUrlProvider(m_defaults).proxyUrl();
         if (!proxy)
             return "refused";
@@ -31,11 +32,11 @@ protected:
 
 TEST_F(RequestIdentity, OnlyTheMarkerStandsForTheComposedAgent) {
     EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults), std::nullopt);
-    m_defaults.registerDefaults({{"CustomUserAgent", "com.unregistered.Tarvo"}});
+    m_defaults.registerDefaults({{std::string(SettingKey::kCustomUserAgent), "com.unregistered.Tarvo"}});
     EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults),
               "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_10_3) AppleWebKit/600.5.17 (KHTML, like Gecko) "
               "Tarvo/" TARVO_VERSION);
-    m_defaults.set("CustomUserAgent", "MyAgent/1.0");
+    m_defaults.set(SettingKey::kCustomUserAgent, "MyAgent/1.0");
     EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults), "MyAgent/1.0");
 }
 
@@ -50,8 +51,9 @@ TEST_F(RequestIdentity, AProxyIsReadAsPeopleTypeIt) {
     for (const char* bad : {"not a proxy", "ftp://host:21", "http://", "/etc/proxy", "host:port",
                             "http://a\r\nb", " ", "socks://host:1080"})
         EXPECT_EQ(proxyFor(bad), "refused") << bad;
-    m_defaults.registerDefaults({{"ProxyUrl", ""}});
-    m_defaults.set("ProxyUrl", QStringList{"http://bob:sec", "ret@host:3128"}); // a comma outside quotes
+    m_defaults.registerDefaults({{std::string(SettingKey::kProxyUrl), ""}});
+    m_defaults.set(SettingKey::kProxyUrl,
+                   QStringList{"http://bob:sec", "ret@host:3128"}); // a comma outside quotes
     EXPECT_FALSE(ProxyUrlProvider(m_defaults).proxyUrl());
 }
 

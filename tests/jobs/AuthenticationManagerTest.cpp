@@ -1,6 +1,7 @@
 // Where credentials are looked for, in which order, and what a prompt's answer changes.
 #include "jobs/AuthenticationManager.h"
 
+#include "base/SettingKeys.h"
 #include "support/FakeClock.h"
 #include "support/TemporaryFolder.h"
 
@@ -128,13 +129,13 @@ TEST_F(AuthenticationManagerTest, AConfirmedPromptIsRememberedAndStoredOnlyWhenA
 }
 
 TEST_F(AuthenticationManagerTest, TheKeyFolderIsInEveryTokenFromThenOnAndItsKeysAreHintedAtForSftp) {
-    m_defaults.set("SSHDirectoryBookmark", QByteArray("/nowhere"));
+    m_defaults.set(SettingKey::kSSHDirectoryBookmark, QByteArray("/nowhere"));
     m_manager.cacheResultForService("sftp://host", "bob", "pw");
     m_manager.promptUserForCredentialsForURL(url("sftp://host/"));
     EXPECT_FALSE(m_prompt.asked->shouldShowKeypairHint);
     m_folder.write("id_ed25519", "");
 
-    m_defaults.set("SSHDirectoryBookmark", QByteArray::fromStdString(m_folder.path()));
+    m_defaults.set(SettingKey::kSSHDirectoryBookmark, QByteArray::fromStdString(m_folder.path()));
     EXPECT_EQ(m_manager.getCredentialsForURL(url("sftp://host/"))->sshDir(), m_folder.path());
     EXPECT_TRUE(m_manager.getCredentialsForURL(url("sftp://other/")));
     EXPECT_FALSE(m_manager.knowsCredentialsForURL(url("sftp://other/"))) << "a key alone is no acquaintance";

@@ -1,4 +1,5 @@
 // What the queue's state brings about outside the list: notices, a computer kept awake, the program's end.
+#include "base/SettingKeys.h"
 #include "queue/AutomaticTerminationUpdater.h"
 #include "queue/LauncherStatusFeeder.h"
 #include "queue/QuitAndSleepManager.h"
@@ -92,7 +93,7 @@ TEST_F(QueueCompanionsTest, TheProgramMayEndWhenAllHasFinishedBehindAHiddenWindo
     EXPECT_FALSE(mayEnd());
     visible = false;
     EXPECT_FALSE(mayEnd()); // not wanted
-    harness.defaults.set("AutoQuitWhenTransfersComplete", true);
+    harness.defaults.set(SettingKey::kAutoQuitWhenTransfersComplete, true);
     EXPECT_TRUE(mayEnd() && mayEnd());
     // From here on the queue's own changes are enough.
     const auto failed = add("a", rf_state_failed);
@@ -103,7 +104,7 @@ TEST_F(QueueCompanionsTest, TheProgramMayEndWhenAllHasFinishedBehindAHiddenWindo
 }
 
 TEST_F(QueueCompanionsTest, TheLauncherShowsWholePercentsAndOnlyWhatChanges) {
-    harness.defaults.set("ShowDockProgress", true);
+    harness.defaults.set(SettingKey::kShowDockProgress, true);
     const LauncherStatusFeeder feeder(queue, notifications, harness.defaults, badge());
     StatsBroadcaster broadcaster(queue, notifications);
     broadcaster.broadcastStats();
@@ -117,13 +118,13 @@ TEST_F(QueueCompanionsTest, TheLauncherShowsWholePercentsAndOnlyWhatChanges) {
         EXPECT_EQ(shown, (LauncherStatus{fraction, std::nullopt})) << done;
     }
     EXPECT_EQ(steps.size(), 3u);
-    harness.defaults.set("ShowDockSpeed", true);
-    harness.defaults.set("ShowDockProgress", false);
+    harness.defaults.set(SettingKey::kShowDockSpeed, true);
+    harness.defaults.set(SettingKey::kShowDockProgress, false);
     broadcaster.broadcastStats();
     EXPECT_EQ(shown, (LauncherStatus{std::nullopt, 5}));
     job->setCurrentState(rf_state_ready); // perhaps only the change to the next job
     job->speed = 0;
-    harness.defaults.set("ShowDockProgress", true);
+    harness.defaults.set(SettingKey::kShowDockProgress, true);
     for (int each = 0; each < LauncherStatusFeeder::kGrace; ++each)
         broadcaster.broadcastStats();
     EXPECT_EQ(shown, (LauncherStatus{1.0, std::nullopt}));

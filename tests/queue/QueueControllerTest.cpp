@@ -1,4 +1,5 @@
 // When the queue prepares, starts, holds back and tries again, and what its commands do to it.
+#include "base/SettingKeys.h"
 #include "queue/QueueNotifications.h"
 #include "support/FakeClock.h"
 #include "support/FaultServer.h"
@@ -91,7 +92,7 @@ protected:
         EXPECT_TRUE(turnUntil([&] { return ended; }));
     }
 
-    void concurrency(int count) { harness.defaults.setForThisRun("DefaultConcurrency", count); }
+    void concurrency(int count) { harness.defaults.setForThisRun(SettingKey::kDefaultConcurrency, count); }
 
     static Result<void> waitFor(const std::atomic<bool>& isOpen) {
         while (!isOpen)
@@ -360,7 +361,7 @@ TEST_F(QueueControllerTest, AFinishedAddressIsFetchedAgainInItsRow) {
 }
 
 TEST_F(QueueControllerTest, FinishedRowsLeaveByThemselvesIfThatIsWantedAndTheQueueStillCompletes) {
-    harness.defaults.setForThisRun("AutoClearCompleted", true);
+    harness.defaults.setForThisRun(SettingKey::kAutoClearCompleted, true);
     const auto bad = make("bad"); // keeps the queue running
     bad->download = [] { return failure(Error::posix(EIO, "read", "x")); };
     bad->retryable = false;
@@ -528,7 +529,8 @@ TEST_F(QueueControllerTest, QuittingSavesWhatRunsAndStartsNothingMore) {
     EXPECT_EQ(c->attemptNumber, 0u);
     EXPECT_EQ(controller.remoteFiles().jobsInState(rf_state_initializing), 1u);
     EXPECT_EQ(kept, true);
-    EXPECT_TRUE(has(UserDefaults(harness.folder.path("settings.conf")).data("SavedQueueLinks"), "/d\""));
+    EXPECT_TRUE(
+        has(UserDefaults(harness.folder.path("settings.conf")).data(SettingKey::kSavedQueueLinks), "/d\""));
     EXPECT_FALSE(controller.addDownloads({make("e")})) << "it could not be kept any more";
 }
 

@@ -2,6 +2,7 @@
 #include "queue/QueueStateSaver.h"
 
 #include "base/Log.h"
+#include "base/SettingKeys.h"
 #include "storage/ProgressBundle.h"
 #include "storage/ProgressFile.h"
 #include "support/JobHarness.h"
@@ -45,8 +46,9 @@ protected:
     void SetUp() override {
         m_log->set_level(Log::threshold(LogLevel::info));
         Log::attach(m_log);
-        QObject::connect(&harness.defaults, &UserDefaults::changed,
-                         [this](const std::string& key) { m_writes += key == "SavedQueueSession" ? 1 : 0; });
+        QObject::connect(&harness.defaults, &UserDefaults::changed, [this](const std::string& key) {
+            m_writes += key == SettingKey::kSavedQueueSession ? 1 : 0;
+        });
     }
 
     void TearDown() override { Log::detach(m_log); }
@@ -81,7 +83,7 @@ protected:
     }
 
     void storeSession(const std::string& session) {
-        harness.defaults.set("SavedQueueSession", QByteArray::fromStdString(session));
+        harness.defaults.set(SettingKey::kSavedQueueSession, QByteArray::fromStdString(session));
         ASSERT_TRUE(harness.defaults.flush());
     }
 
@@ -136,7 +138,7 @@ TEST_F(QueueStateSaverTest, AnAddressThatIsInBothEntriesIsOneJobWithItsBundle) {
     ASSERT_TRUE(queue.addRemoteFile(harness.job("http://127.0.0.1:1/a")));
     ASSERT_TRUE(queue.addRemoteFile(harness.job("http://127.0.0.1:1/b")));
     saver.saveUIState();
-    turnUntil([&] { return !harness.defaults.data("SavedQueueLinks").empty(); });
+    turnUntil([&] { return !harness.defaults.data(SettingKey::kSavedQueueLinks).empty(); });
     KeyedArchiver archiver(KeyedArchiver::Format::Binary); // as it is written while the rows are older
     archiver.encodeArray("remoteFiles", {bundleJob("b"), bundleJob("c")});
     storeSession(archiver.finish());
@@ -232,27 +234,28 @@ TEST_F(QueueStateSaverTest, ADamagedSessionIsKeptWhenTheNextOneIsWritten) {
             Restart restart(harness);
             EXPECT_EQ(logged(complaint), 1);
             EXPECT_EQ(restart.names(), names);
-            EXPECT_EQ(restart.defaults.data("SavedQueueSession"), session) << "reading changes nothing";
+            EXPECT_EQ(restart.defaults.data(SettingKey::kSavedQueueSession), session)
+                << "reading changes nothing";
             restart.saver.saveUIState();
             restart.saver.finishSaving();
         }
         const Restart again(harness);
         EXPECT_EQ(again.names(), names);
         EXPECT_EQ(logged(complaint), 1) << "the new session is a good one";
-        EXPECT_EQ(again.defaults.data("SavedQueueSession.unreadable"), session);
+        EXPECT_EQ(again.defaults.data(SettingKey::kSavedQueueSessionUnreadable), session);
     }
     EXPECT_EQ(logged("it is kept in the settings as SavedQueueSession.unreadable"), 3);
 
     const std::string rows = R"({"folders":["/x","y"],"rows":[["http://h/a",0,4],["http://h/b",1,4],)"
                              R"(["gopher://h/c",0,4],["http://h/d",2,4],["http://h/e",0,"../e"],7]})";
-    harness.defaults.set("SavedQueueLinks", QByteArray::fromStdString(rows));
-    harness.defaults.remove("SavedQueueSession");
+    harness.defaults.set(SettingKey::kSavedQueueLinks, QByteArray::fromStdString(rows));
+    harness.defaults.remove(SettingKey::kSavedQueueSession);
     ASSERT_TRUE(harness.defaults.flush());
     Restart restart(harness);
     EXPECT_EQ(restart.names(), Names{"a"});
     restart.saver.saveUIState();
     restart.saver.finishSaving();
-    EXPECT_EQ(Restart(harness).defaults.data("SavedQueueLinks.unreadable"), rows);
+    EXPECT_EQ(Restart(harness).defaults.data(SettingKey::kSavedQueueLinksUnreadable), rows);
 }
 
 TEST_F(QueueStateSaverTest, ABundleWhoseDiskIsAwayStaysAndGoesOnWhenItIsBack) {

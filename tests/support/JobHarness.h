@@ -4,6 +4,7 @@
 #include "base/Clock.h"
 #include "base/Runloop.h"
 #include "base/SerialQueue.h"
+#include "base/SettingKeys.h"
 #include "base/UserDefaults.h"
 #include "base/WorkQueue.h"
 #include "engine/transfer/CookieStore.h"
@@ -19,7 +20,8 @@ namespace tarvo::test {
 class JobHarness {
 public:
     JobHarness() {
-        defaults.registerDefaults({{"MinimumChunkSize", 1024}, {"CustomUserAgent", "tarvo-test"}});
+        defaults.registerDefaults({{std::string(SettingKey::kMinimumChunkSize), 1024},
+                                   {std::string(SettingKey::kCustomUserAgent), "tarvo-test"}});
     }
 
     ~JobHarness() {

@@ -1,6 +1,7 @@
 #include "engine/progress/HandleCreator.h"
 
 #include "base/Log.h"
+#include "base/Settings.h"
 #include "engine/progress/SegmentPlacer.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ HandleCreator::Handles HandleCreator::createHandles(std::int64_t count) const {
         return createWholeHandle();
     const std::int64_t done = m_progressData->totalBytesDownloaded();
     if (done == 0)
-        return handlesFor(SegmentPlacer(*m_progressData, m_defaults.integer("MinimumChunkSize"))
+        return handlesFor(SegmentPlacer(*m_progressData, Settings(m_defaults).minimumChunkSize())
                               .findSegmentLocations(count));
     if (done < m_progressData->sizeInBytes)
         return handlesForExistingProgressData(count);

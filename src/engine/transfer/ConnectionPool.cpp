@@ -1,6 +1,7 @@
 #include "engine/transfer/ConnectionPool.h"
 
 #include "base/Log.h"
+#include "base/Settings.h"
 
 #include <thread>
 #include <utility>
@@ -12,9 +13,6 @@
 namespace tarvo {
 
 namespace {
-
-// Not fewer than one job opens: libcurl would close what the next job could use (CURLMOPT_MAXCONNECTS).
-constexpr long kMostConnections = 64;
 
 CURLcode resultOf(CURLMcode code) {
     if (code == CURLM_OK)
@@ -44,7 +42,8 @@ ConnectionPool::ConnectionPool() : m_multi(curl_multi_init()) {
     if (!m_multi)
         return; // no segment can be added
     curl_multi_setopt(m_multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
-    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, kMostConnections);
+    // Not fewer than one job opens: libcurl would close what the next job could use (CURLMOPT_MAXCONNECTS).
+    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kMostConnections));
 }
 
 ConnectionPool::~ConnectionPool() {

@@ -2,6 +2,7 @@
 
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Settings.h"
 #include "base/Text.h"
 #include "engine/transfer/CookieHelper.h"
 #include "engine/transfer/ProxyUrlProvider.h"
@@ -171,7 +172,7 @@ void LiveCurlSegment::configureRequest() {
     set(m_handle, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
     set(m_handle, CURLOPT_TCP_KEEPALIVE, 1L);
     set(m_handle, CURLOPT_FILETIME, 1L); // a file server is asked for it
-    const auto userAgent = m_environment.defaults.string("CustomUserAgent");
+    const auto userAgent = Settings(m_environment.defaults).customUserAgent();
     set(m_handle, CURLOPT_USERAGENT, userAgent ? userAgent->c_str() : nullptr);
     set(m_handle, CURLOPT_HEADERFUNCTION, &Callbacks::onHeader);
     set(m_handle, CURLOPT_HEADERDATA, this);

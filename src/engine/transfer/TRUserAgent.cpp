@@ -1,7 +1,7 @@
 // The composed agent and the setting that overrides it.
 #include "engine/transfer/TRUserAgent.h"
 
-#include "base/SettingKeys.h"
+#include "base/Settings.h"
 
 namespace tarvo {
 
@@ -11,7 +11,7 @@ std::string TRUserAgent::getCustomAgent() {
 }
 
 std::optional<std::string> TRUserAgent::effectiveUserAgent(const UserDefaults& defaults) {
-    auto agent = defaults.string(SettingKey::kCustomUserAgent);
+    auto agent = Settings(defaults).customUserAgent();
     return agent == kOwnAgentMarker ? getCustomAgent() : agent;
 }
 
