@@ -28,7 +28,7 @@ struct Login {
     std::string keys{}; // their folder
 };
 
-/// A desktop without a password store, and nobody to be asked.
+/// A desktop without a password store and without a user to ask.
 class NoStore final : public PasswordStore {
 public:
     std::vector<std::string> accounts(const std::string&) override { return {}; }
@@ -106,10 +106,10 @@ TEST_F(FileTransferServer, FtpOpensToTheRightPasswordOnly) {
     EXPECT_EQ(outcome(server.url("/a.bin")), kRefused);
     EXPECT_EQ(outcome(server.url("/a.bin"), Login{"bob", "wrong"}), kRefused);
     EXPECT_EQ(outcome(server.url("/a.bin"), Login{"bob", "secret"}), "") << server.log();
-    EXPECT_EQ(outcome(server.url("/a.bin")), kRefused) << "whoever was there before";
+    EXPECT_EQ(outcome(server.url("/a.bin")), kRefused) << "also after a user who was let in";
 }
 
-TEST_F(FileTransferServer, SftpOpensToThePasswordWhoeverWasThereBefore) {
+TEST_F(FileTransferServer, SftpOpensToTheRightPasswordOnly) {
     SshServer server;
     server.addFile("a.bin", kSize);
     const std::string url = server.url("a.bin");
@@ -172,7 +172,7 @@ TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
     EXPECT_EQ(outcomeOf("pass phrase", locked), "");
 }
 
-TEST_F(FileTransferServer, SftpAsksNothingOfWhoHasAKeyAtHomeOrAnAgent) {
+TEST_F(FileTransferServer, SftpAsksNothingWhereThereIsAKeyAtHomeOrAnAgent) {
     SshServer server;
     server.addFile("a.bin", kSize);
     NoStore store;

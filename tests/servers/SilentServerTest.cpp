@@ -80,7 +80,7 @@ protected:
     }
 
     template <class Server>
-    void holdsNobodyBack(const Server& server, const std::string& url) {
+    void holdsNoProgramBack(const Server& server, const std::string& url) {
         server.addFile("a.bin", kSize);
         start(url);
         waitForData();
@@ -96,20 +96,20 @@ protected:
 
 } // namespace
 
-TEST_F(SilentServer, OfTheWebHoldsNobodyBack) {
+TEST_F(SilentServer, OfTheWebHoldsNoProgramBack) {
     const NginxServer server;
-    holdsNobodyBack(server, server.tlsUrl("/a.bin"));
+    holdsNoProgramBack(server, server.tlsUrl("/a.bin"));
 }
 
-TEST_F(SilentServer, OfFtpHoldsNobodyBack) {
+TEST_F(SilentServer, OfFtpHoldsNoProgramBack) {
     const VsftpdServer server;
-    holdsNobodyBack(server, server.url("/a.bin"));
+    holdsNoProgramBack(server, server.url("/a.bin"));
 }
 
-TEST_F(SilentServer, OfSftpHoldsNobodyBack) {
+TEST_F(SilentServer, OfSftpHoldsNoProgramBack) {
     const SshServer server;
     std::string url = server.url("a.bin");
-    holdsNobodyBack(server, url.insert(url.find("//") + 2, server.user() + ":secret@"));
+    holdsNoProgramBack(server, url.insert(url.find("//") + 2, server.user() + ":secret@"));
 }
 
 } // namespace tarvo::test

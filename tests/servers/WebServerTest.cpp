@@ -10,7 +10,7 @@
 
 namespace tarvo::test {
 
-TEST(WebServer, TenPartsMakeTheFileWhateverIsSpokenAndWhoeverTheCertificateIsFor) {
+TEST(WebServer, TenPartsMakeTheFileOverEachProtocolAndWithAForeignCertificate) {
     constexpr std::int64_t size = 5'000'003;
     NginxServer server;
     JobHarness harness;

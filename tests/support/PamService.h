@@ -9,7 +9,7 @@ namespace tarvo::test {
 /// /etc/pam.d for as long as the object lives. No other program asks for a service of this name.
 class PamService {
 public:
-    /// Accepts `user` with `password`, nobody else. `folder` takes the script that compares them.
+    /// Accepts `user` with `password`, and no other user. `folder` takes the script that compares them.
     PamService(const std::string& user, const std::string& password, const std::string& folder);
     ~PamService();
 

@@ -56,7 +56,7 @@ public:
             << "Debian package python3-dbusmock: " << contentOf(m_folder.path("service.log"));
     }
 
-    /// Whether somebody owns the name.
+    /// Whether a program owns the name.
     bool has(const std::string& name) {
         const auto answer = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                  "NameHasOwner", {QString::fromStdString(name)});
@@ -76,7 +76,7 @@ public:
         return connection().call(message);
     }
 
-    /// In place of a bus: somebody who listens and never answers.
+    /// In place of a bus: a socket that listens and never answers.
     void hang() {
         m_hanging = FileHandle(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const sockaddr_un where = place();
@@ -92,7 +92,7 @@ private:
         return where;
     }
 
-    /// The socket is there a moment before somebody listens at it.
+    /// The socket is there a moment before the bus listens at it.
     bool accepts() const {
         const FileHandle socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const sockaddr_un where = place();

@@ -128,7 +128,7 @@ void ServerProcess::stop() {
 }
 
 FileServer::FileServer() {
-    fs::permissions(m_folder.path(), fs::perms(0755)); // servers may run as somebody else
+    fs::permissions(m_folder.path(), fs::perms(0755)); // servers may run as another user
     addFolder("");
 }
 

@@ -1,4 +1,4 @@
-// One vsftpd in the foreground. Whoever logs in becomes the guest user, whose root is our folder.
+// One vsftpd in the foreground. A client that logs in becomes the guest user, whose root is our folder.
 #include "support/VsftpdServer.h"
 
 #include <filesystem>
