@@ -116,7 +116,7 @@ private:
     struct Running {
         std::shared_ptr<Scout> probe;
         std::shared_ptr<CurlMulti> loop;
-        std::shared_ptr<CurlDownloader> check; // of the version, at the end
+        std::shared_ptr<CurlMulti> check; // of the version, at the end
     };
 
     using Token = std::shared_ptr<const TRAuthToken>;

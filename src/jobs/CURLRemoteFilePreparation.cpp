@@ -5,7 +5,6 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Settings.h"
-#include "engine/transfer/LiveCurlDownloaderFactory.h"
 #include "jobs/AuthenticationManager.h"
 #include "jobs/FileFinalizer.h"
 #include "storage/ProgressFile.h"
@@ -413,9 +412,7 @@ bool CURLRemoteFile::fetchesParts(const Intake& intake) const {
 HandleCreator::Handles CURLRemoteFile::handlesFor(const std::shared_ptr<const ProgressData>& record,
                                                   const Source& source, const std::optional<Url>& referer,
                                                   std::int64_t count) {
-    LiveCurlDownloaderFactory factory(environment().transfers, nullptr);
-    const HandleCreator creator(record, *source.url, source.auth, referer, self(), environment().defaults,
-                                factory);
+    const HandleCreator creator(record, *source.url, source.auth, referer, self(), environment().transfers);
     auto intake = m_intake.lock();
     auto handles = fetchesParts(*intake) ? creator.createHandles(count) : creator.createWholeHandle();
     for (const auto& handle : handles) {

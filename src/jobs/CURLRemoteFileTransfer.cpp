@@ -5,7 +5,6 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
-#include "engine/transfer/LiveCurlDownloaderFactory.h"
 #include "engine/transfer/RangeAnswer.h"
 #include "jobs/FileFinalizer.h"
 
@@ -153,13 +152,12 @@ Result<void> CURLRemoteFile::confirmVersion(const CurlDownloader& part) {
     CurlRequest request = part.segment().request();
     request.headRequestOnly = true;
     request.timeoutMs = std::chrono::ceil<std::chrono::milliseconds>(transfers.probeTimeLimit).count();
-    LiveCurlSegmentFactory segments(transfers,
-                                    transfers.connectionPools->lend(request.url, request.authToken.get()));
-    const auto check = CurlDownloader::create(segments.createSegment(request));
-    m_running.lock()->check = check;
+    const auto check = CurlDownloader::create(std::make_unique<LiveCurlSegment>(request, transfers));
+    const auto loop = std::make_shared<CurlMulti>(CurlMulti::Children{check}, transfers.connectionPools);
+    m_running.lock()->check = loop;
     if (m_intake.lock()->refusal) // stopped before there was a check to stop
-        check->requestStop();
-    check->download();
+        loop->requestStop();
+    loop->downloadAndBlock();
     m_running.lock()->check.reset();
     auto intake = m_intake.lock();
     if (intake->refusal)

@@ -28,14 +28,25 @@ protected:
 
     /// Fetches the first `count` bytes of `url`, a connection for each thousand. Answers whether all came.
     bool fetch(const std::string& url, std::int64_t count) {
-        const auto receiver = std::make_shared<test::Receiver>();
+        m_receiver->count = 0;
         std::vector<std::shared_ptr<CurlDownloader>> parts;
         for (std::int64_t from = 0; from < count; from += 1000)
-            parts.push_back(
-                m_factory.segmentedDownload(receiver, *Url::parse(url), from, from + 1000, m_token, {}));
+            parts.push_back(segment(url, from, from + 1000));
         CurlMulti loop(parts, m_environment.connectionPools);
         loop.downloadAndBlock();
-        return !loop.error() && receiver->count == count;
+        return !loop.error() && m_receiver->count == count;
+    }
+
+    /// Fetches `url` over a connection of this very pool.
+    void fetchOver(ConnectionPool& pool, const std::string& url) {
+        const auto whole = segment(url);
+        whole->segment().configure();
+        ASSERT_TRUE(pool.add(whole->segment()));
+        do {
+            ASSERT_EQ(pool.perform(), CURLE_OK);
+            pool.wait(std::chrono::milliseconds(10));
+        } while (!pool.nextEnded());
+        pool.remove(whole->segment());
     }
 
     /// The connections that have brought a request since the `first` one.
@@ -137,8 +148,7 @@ TEST_F(ConnectionPoolsTest, IdlePoolsAreFewAndCloseAfterAWhile) {
     {
         std::vector<std::shared_ptr<ConnectionPool>> leases;
         for (std::size_t i = 0; i < ConnectionPools::kMostIdle + 3; ++i) {
-            LiveCurlDownloaderFactory factory(m_environment, leases.emplace_back(pools.lend(url)));
-            factory.wholeDownload(m_receiver, url, nullptr, {})->download();
+            fetchOver(*leases.emplace_back(pools.lend(url)), url.absoluteString());
         }
         pools.lend(url); // one that nobody used
         EXPECT_EQ(pools.idleCount(), 0u);
@@ -157,26 +167,19 @@ TEST_F(ConnectionPoolsTest, IdlePoolsAreFewAndCloseAfterAWhile) {
 TEST_F(ConnectionPoolsTest, ClosingWaitsForNoServer) {
     const FtpServerWithoutManners server;
     test::FakeClock clock;
-    ConnectionPools pools(clock);
-    const Url url = *Url::parse(server.url());
-    {
-        CurlRequest request{url, 0, 0, nullptr, std::nullopt};
-        request.headRequestOnly = true;
-        LiveCurlSegmentFactory segments(m_environment, pools.lend(url));
-        const auto downloader = CurlDownloader::create(segments.createSegment(request));
-        downloader->download();
-        ASSERT_EQ(downloader->segment().contentLength(), 10);
-    }
-    ASSERT_EQ(pools.idleCount(), 1u);
+    const auto pools = std::make_shared<ConnectionPools>(clock);
+    const auto head = downloader({.url = *Url::parse(server.url()), .headRequestOnly = true});
+    CurlMulti({head}, pools).downloadAndBlock();
+    ASSERT_EQ(head->segment().contentLength(), 10);
+    ASSERT_EQ(pools->idleCount(), 1u);
     clock.advance(ConnectionPools::kLongestIdle);
-    EXPECT_LT(test::timeOf([&] { pools.closeIdle(clock.now()); }), std::chrono::seconds(1));
-    EXPECT_EQ(pools.idleCount(), 0u);
+    EXPECT_LT(test::timeOf([&] { pools->closeIdle(clock.now()); }), std::chrono::seconds(1));
+    EXPECT_EQ(pools->idleCount(), 0u);
 }
 
 TEST_F(ConnectionPoolsTest, AStopDoesNotWaitForAServersLastWord) {
     const FtpServerWithoutManners server;
-    CurlMulti loop({m_factory.wholeDownload(m_receiver, *Url::parse(server.url()), nullptr, {})},
-                   m_environment.connectionPools);
+    CurlMulti loop({segment(server.url())}, m_environment.connectionPools);
     std::thread transfer([&] { loop.downloadAndBlock(); });
     EXPECT_TRUE(test::turnUntil([&] { return m_receiver->count == 10; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(300)); // now it waits inside libcurl
@@ -187,6 +190,16 @@ TEST_F(ConnectionPoolsTest, AStopDoesNotWaitForAServersLastWord) {
               std::chrono::seconds(2));
     EXPECT_EQ(loop.error()->code, CURLE_ABORTED_BY_CALLBACK);
     EXPECT_EQ(m_environment.connectionPools->idleCount(), 0u);
+}
+
+TEST_F(ConnectionPoolsTest, AnEarlyEndDoesNotWaitForAServersLastWord) {
+    const FtpServerWithoutManners server;
+    const auto child = segment(server.url());
+    ASSERT_TRUE(child->endAt(5));
+    EXPECT_LT(test::timeOf([&] { CurlMulti({child}, m_environment.connectionPools).downloadAndBlock(); }),
+              std::chrono::seconds(2));
+    EXPECT_EQ(child->currentState(), CurlDownloadState::Succeeded);
+    EXPECT_EQ(m_receiver->content, "01234");
 }
 
 } // namespace tarvo

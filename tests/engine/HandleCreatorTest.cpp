@@ -8,7 +8,6 @@
 #include "base/Log.h"
 #include "base/SettingKeys.h"
 #include "engine/progress/SegmentPlacer.h"
-#include "engine/transfer/LiveCurlDownloaderFactory.h"
 #include "support/Ranges.h"
 #include "support/TemporaryFolder.h"
 
@@ -33,7 +32,7 @@ protected:
     std::string planned(std::int64_t size, const test::Bounds& done, std::int64_t count) {
         const HandleCreator creator(std::make_shared<ProgressData>(size, test::rangesOf(done)),
                                     *Url::parse("http://h/f"), m_token, Url::parse("http://page/"), {},
-                                    m_defaults, m_factory);
+                                    m_environment);
         ByteRanges ranges;
         for (const auto& handle : creator.createHandles(count)) {
             const CurlRequest& request = handle->segment().request();
@@ -49,7 +48,6 @@ protected:
     CookieStore m_cookies;
     SystemClock m_clock;
     TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};
-    LiveCurlDownloaderFactory m_factory{m_environment, nullptr};
     std::shared_ptr<const TRAuthToken> m_token = std::make_shared<TRAuthToken>("h", "bob", "secret");
 };
 

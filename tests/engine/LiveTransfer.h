@@ -1,7 +1,8 @@
 // What tests of real transfers stand on: a server that misbehaves on request, settings, and a receiver.
 #pragma once
 
-#include "engine/transfer/LiveCurlDownloaderFactory.h"
+#include "engine/transfer/CurlMulti.h"
+#include "engine/transfer/LiveCurlSegment.h"
 #include "support/FaultServer.h"
 #include "support/SampleData.h"
 #include "support/TemporaryFolder.h"
@@ -13,11 +14,13 @@
 
 namespace tarvo::test {
 
-/// Takes what a connection brings.
+/// Takes what the connections bring, each byte to its place.
 class Receiver final : public CurlDownloaderDelegate {
 public:
-    std::int64_t downloaderHasData(CurlDownloader&, std::span<const char> data, std::int64_t) override {
-        content.append(data.data(), data.size());
+    std::int64_t downloaderHasData(CurlDownloader&, std::span<const char> data,
+                                   std::int64_t offset) override {
+        content.resize(std::max(content.size(), static_cast<std::size_t>(offset) + data.size()));
+        std::copy(data.begin(), data.end(), content.begin() + offset);
         count += static_cast<std::int64_t>(data.size());
         return static_cast<std::int64_t>(data.size());
     }
@@ -37,7 +40,18 @@ protected:
 
     std::shared_ptr<CurlDownloader> segment(const std::string& url, std::int64_t from = 0,
                                             std::int64_t to = 0) {
-        return m_factory.segmentedDownload(m_receiver, *Url::parse(url), from, to, m_token, m_referer);
+        return downloader({.url = *Url::parse(url),
+                           .lowerBound = from,
+                           .upperBound = to,
+                           .authToken = m_token,
+                           .referer = m_referer});
+    }
+
+    std::shared_ptr<CurlDownloader> downloader(CurlRequest request) const {
+        auto made =
+            CurlDownloader::create(std::make_unique<LiveCurlSegment>(std::move(request), m_environment));
+        made->setDelegate(m_receiver);
+        return made;
     }
 
     FaultServer m_server;
@@ -46,7 +60,6 @@ protected:
     CookieStore m_cookies;
     SystemClock m_clock;
     TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};
-    LiveCurlDownloaderFactory m_factory{m_environment, std::make_shared<ConnectionPool>()};
     std::shared_ptr<Receiver> m_receiver = std::make_shared<Receiver>();
     std::shared_ptr<const TRAuthToken> m_token;
     std::optional<Url> m_referer;

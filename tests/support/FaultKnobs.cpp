@@ -15,9 +15,9 @@ using namespace std::string_view_literals;
 
 constexpr std::array kFlags{"spareprobe"sv, "reset"sv,   "silent"sv,     "norange"sv,       "whole200"sv,
                             "nolength"sv,   "chunked"sv, "untilclose"sv, "norangeheader"sv, "untagged"sv};
-constexpr std::array kNumbers{"from"sv,   "until"sv, "redirect"sv, "rate"sv,   "delay"sv,
-                              "status"sv, "shift"sv, "short"sv,    "excess"sv, "overrun"sv,
-                              "total"sv,  "cut"sv,   "stall"sv,    "random"sv, "version"sv};
+constexpr std::array kNumbers{"from"sv,  "until"sv,  "redirect"sv, "rate"sv,    "delay"sv, "status"sv,
+                              "shift"sv, "short"sv,  "excess"sv,   "overrun"sv, "total"sv, "cut"sv,
+                              "stall"sv, "random"sv, "version"sv,  "slow"sv};
 constexpr std::array kTexts{"type"sv, "disposition"sv, "to"sv, "auth"sv, "etag"sv, "modified"sv, "referer"sv};
 constexpr std::array kNoFaults{"from"sv,     "until"sv,   "spareprobe"sv,  "redirect"sv, "rate"sv,
                                "delay"sv,    "type"sv,    "disposition"sv, "to"sv,       "auth"sv,

@@ -51,6 +51,7 @@ namespace tarvo::test {
 ///     norangeheader        206 without Content-Range
 ///     cut=N                closes the connection after N bytes of the body
 ///     stall=N              sends nothing more after N bytes of the body
+///     slow=N               bytes per second, whatever the rate
 ///     random=N             one request in three is answered with reset, status=503, cut or silent; which and
 ///                          how depends on N and the request's number alone, so that a run can be repeated
 class FaultKnobs {

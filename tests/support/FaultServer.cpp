@@ -239,7 +239,7 @@ bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnob
     const std::int64_t length = answer.length + overrun;
     const std::int64_t stall = knobs.number("stall").value_or(length);
     const std::int64_t end = std::min({length, stall, knobs.number("cut").value_or(length)});
-    const auto rate = knobs.number("rate");
+    const auto rate = knobs.number(knobs.has("slow") ? "slow" : "rate");
     const Clock::time_point begin = Clock::now();
     std::vector<char> buffer(std::clamp<std::int64_t>(rate.value_or(kBlock * 100) / 100, 1, kBlock));
     for (std::int64_t sent = 0; sent < end;) {

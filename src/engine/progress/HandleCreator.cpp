@@ -44,10 +44,9 @@ ByteRanges planHoles(ByteRanges holes, std::int64_t count) {
 HandleCreator::HandleCreator(std::shared_ptr<const ProgressData> progressData, Url url,
                              std::shared_ptr<const TRAuthToken> authToken, std::optional<Url> referer,
                              std::weak_ptr<CurlDownloaderDelegate> handleDelegate,
-                             const UserDefaults& defaults, CurlDownloaderFactory& downloaderFactory)
+                             const TransferEnvironment& environment)
     : m_progressData(std::move(progressData)), m_url(std::move(url)), m_authToken(std::move(authToken)),
-      m_referer(std::move(referer)), m_delegate(std::move(handleDelegate)), m_defaults(defaults),
-      m_downloaderFactory(downloaderFactory) {
+      m_referer(std::move(referer)), m_delegate(std::move(handleDelegate)), m_environment(environment) {
 }
 
 HandleCreator::Handles HandleCreator::createHandles(std::int64_t count) const {
@@ -55,7 +54,7 @@ HandleCreator::Handles HandleCreator::createHandles(std::int64_t count) const {
         return createWholeHandle();
     const std::int64_t done = m_progressData->totalBytesDownloaded();
     if (done == 0)
-        return handlesFor(SegmentPlacer(*m_progressData, Settings(m_defaults).minimumChunkSize())
+        return handlesFor(SegmentPlacer(*m_progressData, Settings(m_environment.defaults).minimumChunkSize())
                               .findSegmentLocations(count));
     if (done < m_progressData->sizeInBytes)
         return handlesForExistingProgressData(count);
@@ -75,13 +74,24 @@ HandleCreator::Handles HandleCreator::handlesForExistingProgressData(std::int64_
 HandleCreator::Handles HandleCreator::handlesFor(const ByteRanges& ranges) const {
     Handles handles;
     for (const auto& range : ranges)
-        handles.push_back(m_downloaderFactory.segmentedDownload(m_delegate, m_url, range->lowerBound,
-                                                                range->upperBound, m_authToken, m_referer));
+        handles.push_back(handleFor(*range));
     return handles;
 }
 
 HandleCreator::Handles HandleCreator::createWholeHandle() const {
-    return {m_downloaderFactory.wholeDownload(m_delegate, m_url, m_authToken, m_referer)};
+    return {handleFor({0, 0})}; // no range is asked for
+}
+
+std::shared_ptr<CurlDownloader> HandleCreator::handleFor(const ByteRange& range) const {
+    CurlRequest request{.url = m_url,
+                        .lowerBound = range.lowerBound,
+                        .upperBound = range.upperBound,
+                        .authToken = m_authToken,
+                        .referer = m_referer};
+    auto handle =
+        CurlDownloader::create(std::make_unique<LiveCurlSegment>(std::move(request), m_environment));
+    handle->setDelegate(m_delegate);
+    return handle;
 }
 
 } // namespace tarvo

@@ -4,9 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include "base/UserDefaults.h"
 #include "engine/progress/ProgressData.h"
 #include "engine/transfer/CurlDownloader.h"
+#include "engine/transfer/LiveCurlSegment.h"
 
 namespace tarvo {
 
@@ -18,8 +18,8 @@ public:
 
     HandleCreator(std::shared_ptr<const ProgressData> progressData, Url url,
                   std::shared_ptr<const TRAuthToken> authToken, std::optional<Url> referer,
-                  std::weak_ptr<CurlDownloaderDelegate> handleDelegate, const UserDefaults& defaults,
-                  CurlDownloaderFactory& downloaderFactory);
+                  std::weak_ptr<CurlDownloaderDelegate> handleDelegate,
+                  const TransferEnvironment& environment);
 
     /// The downloaders for at most `count` (at least 1) connections, in the order in which they should
     /// start; none when nothing is missing.
@@ -31,14 +31,14 @@ public:
 private:
     Handles handlesForExistingProgressData(std::int64_t count) const;
     Handles handlesFor(const ByteRanges& ranges) const;
+    std::shared_ptr<CurlDownloader> handleFor(const ByteRange& range) const;
 
     const std::shared_ptr<const ProgressData> m_progressData;
     const Url m_url;
     const std::shared_ptr<const TRAuthToken> m_authToken;
     const std::optional<Url> m_referer;
     const std::weak_ptr<CurlDownloaderDelegate> m_delegate;
-    const UserDefaults& m_defaults;
-    CurlDownloaderFactory& m_downloaderFactory;
+    const TransferEnvironment& m_environment;
 };
 
 /// The `count` ranges to fetch `holes` with, largest first: the largest is halved until there are

@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include <arpa/inet.h>
 #include <curl/curl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,19 +22,31 @@ CURLcode resultOf(CURLMcode code) {
     return code == CURLM_OUT_OF_MEMORY ? CURLE_OUT_OF_MEMORY : CURLE_FAILED_INIT;
 }
 
+int localPortOf(int socket) {
+    sockaddr_storage place{};
+    socklen_t size = sizeof place;
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&place), &size) != 0)
+        return -1;
+    if (place.ss_family == AF_INET6)
+        return ntohs(reinterpret_cast<const sockaddr_in6*>(&place)->sin6_port);
+    return ntohs(reinterpret_cast<const sockaddr_in*>(&place)->sin_port);
+}
+
 } // namespace
 
 struct ConnectionPool::Callbacks {
-    static curl_socket_t onOpen(void* pool, curlsocktype, curl_sockaddr* address) {
+    static curl_socket_t onOpen(void* user, curlsocktype, curl_sockaddr* address) {
         const int socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
         if (socket < 0)
             return CURL_SOCKET_BAD;
-        static_cast<ConnectionPool*>(pool)->m_sockets.push_back(socket);
+        const auto* segment = static_cast<CurlSegment*>(user);
+        segment->pool()->m_sockets.push_back({socket, segment});
         return socket;
     }
 
     static int onClose(void* pool, curl_socket_t socket) {
-        std::erase(static_cast<ConnectionPool*>(pool)->m_sockets, socket);
+        std::erase_if(static_cast<ConnectionPool*>(pool)->m_sockets,
+                      [&](const Socket& each) { return each.descriptor == socket; });
         return ::close(socket);
     }
 };
@@ -52,16 +65,32 @@ ConnectionPool::~ConnectionPool() {
 }
 
 void ConnectionPool::breakOff() {
-    for (const int socket : std::exchange(m_sockets, {}))
-        ::shutdown(socket, SHUT_RDWR);
+    m_owner.assertIsHere();
+    for (const Socket& each : std::exchange(m_sockets, {}))
+        ::shutdown(each.descriptor, SHUT_RDWR);
+}
+
+void ConnectionPool::breakOff(const CurlSegment& segment) {
+    m_owner.assertIsHere();
+    std::erase_if(m_sockets, [&](const Socket& each) {
+        return each.user == &segment && ::shutdown(each.descriptor, SHUT_RDWR) <= 0;
+    });
+}
+
+void ConnectionPool::noteUse(const CurlSegment& segment, int localPort) {
+    for (Socket& each : m_sockets) {
+        if (localPortOf(each.descriptor) == localPort)
+            each.user = &segment;
+    }
 }
 
 bool ConnectionPool::add(CurlSegment& segment) {
+    m_owner.assertIsHere();
     if (segment.errorCode() != CURLE_OK)
         return false;
     void* handle = segment.curlHandle();
     curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::onOpen);
-    curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, &segment);
     curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::onClose);
     curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
     segment.setErrorCode(m_multi ? resultOf(curl_multi_add_handle(m_multi, handle)) : CURLE_OUT_OF_MEMORY);
@@ -72,16 +101,35 @@ bool ConnectionPool::add(CurlSegment& segment) {
 }
 
 void ConnectionPool::remove(CurlSegment& segment) {
+    m_owner.assertIsHere();
     curl_multi_remove_handle(m_multi, segment.curlHandle());
     segment.setPool(nullptr);
+    for (Socket& each : m_sockets) {
+        if (each.user == &segment)
+            each.user = nullptr;
+    }
 }
 
-int ConnectionPool::perform(int& running) {
+int ConnectionPool::perform() {
+    m_owner.assertIsHere();
     ++m_turns;
+    int running = 0;
     return resultOf(curl_multi_perform(m_multi, &running));
 }
 
+std::optional<ConnectionPool::Ended> ConnectionPool::nextEnded() {
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(m_multi, &left)) {
+        char* segment = nullptr; // what the segment stored in its handle: itself
+        if (Log::assertThat(message->msg == CURLMSG_DONE) &&
+            curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &segment) == CURLE_OK)
+            return Ended{reinterpret_cast<const CurlSegment*>(segment), message->data.result};
+    }
+    return std::nullopt;
+}
+
 void ConnectionPool::wait(std::chrono::milliseconds limit) {
+    m_owner.assertIsHere();
     if (curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(limit.count()), nullptr) != CURLM_OK)
         std::this_thread::sleep_for(limit); // or the loop would spin
 }

@@ -3,17 +3,25 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
+#include "base/ThreadOwner.h"
 #include "engine/transfer/CurlSegment.h"
 
 namespace tarvo {
 
-/// Owns the multi handle and its connection cache. Used by one thread at a time, which may be another one
-/// each time that it is lent (ConnectionPools); only wakeup() may be called from others. Connections are
-/// never multiplexed: ten handles are ten connections.
+/// Owns the multi handle and its connection cache. Belongs to the thread that it is lent to
+/// (ConnectionPools); only wakeup() may be called from others. Connections are never multiplexed: ten handles
+/// are ten connections.
 class ConnectionPool {
 public:
+    /// A transfer that libcurl has ended, with libcurl's result code.
+    struct Ended {
+        const CurlSegment* segment;
+        int result;
+    };
+
     ConnectionPool();
 
     /// Breaks off what is still open.
@@ -22,17 +30,23 @@ public:
     ConnectionPool(const ConnectionPool&) = delete;
     ConnectionPool& operator=(const ConnectionPool&) = delete;
 
-    /// The multi handle (CURLM*).
-    void* multiHandle() const { return m_multi; }
+    /// The thread that has the pool. Until it is lent for the first time every thread may use it.
+    ThreadOwner& owner() { return m_owner; }
 
     /// Takes a configured segment in, until remove(). It belongs to no other pool, ever. False when that was
     /// not possible: the segment has failed, and knows the reason.
     bool add(CurlSegment& segment);
+
+    /// Of a transfer that has not ended, libcurl closes the connection: breakOff() first, or a silent server
+    /// holds that up.
     void remove(CurlSegment& segment);
 
-    /// Lets all transfers go on, and counts those that have not ended. Answers libcurl's result code
-    /// (CURLcode); on any but 0 no transfer will come to an end.
-    int perform(int& running);
+    /// Lets all transfers go on. Answers libcurl's result code (CURLcode); on any but 0 no transfer will
+    /// come to an end.
+    int perform();
+
+    /// One of the transfers that have ended, each once; none when there is no more.
+    std::optional<Ended> nextEnded();
 
     /// How often perform() has been called.
     std::uint64_t turns() const { return m_turns; }
@@ -42,8 +56,14 @@ public:
     /// a silent one would hold it up for a second or for minutes.
     void breakOff();
 
-    /// Waits until a socket is ready, libcurl wants to be called, or somebody calls wakeup(), at most
-    /// `limit` (curl_multi_poll).
+    /// The same for the connections of one segment alone.
+    void breakOff(const CurlSegment& segment);
+
+    /// To be told before each request: `segment` sends it over the connection of this local port.
+    void noteUse(const CurlSegment& segment, int localPort);
+
+    /// Waits until a socket is ready, libcurl wants to be called, or a wakeup() comes, at most `limit`
+    /// (curl_multi_poll).
     void wait(std::chrono::milliseconds limit);
 
     /// Ends a wait() at once, the present one or the next. Any thread.
@@ -53,12 +73,18 @@ public:
     std::size_t socketCount() const { return m_sockets.size(); }
 
 private:
-    /// What libcurl calls to open and close a socket, with the pool as the user pointer.
+    struct Socket {
+        int descriptor;
+        const CurlSegment* user; // the one that uses it, or has used it last; null once that has left
+    };
+
+    /// What libcurl calls to open and close a socket, with the segment and the pool as the user pointers.
     struct Callbacks;
 
+    ThreadOwner m_owner;
     void* m_multi;
     std::uint64_t m_turns = 0;
-    std::vector<int> m_sockets;
+    std::vector<Socket> m_sockets;
 };
 
 } // namespace tarvo

@@ -31,9 +31,11 @@ std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url, const TRAu
     }
     if (!pool)
         pool = std::make_unique<ConnectionPool>();
+    pool->owner().take();
     return {pool.release(), [weak = std::weak_ptr(m_idle), server = std::move(server),
                              clock = &m_clock](ConnectionPool* returned) {
                 std::unique_ptr<ConnectionPool> owned(returned);
+                owned->owner().giveUp();
                 if (const auto shelf = weak.lock())
                     takeBack(*shelf, {std::move(owned), server, clock->now()});
             }};
@@ -41,7 +43,7 @@ std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url, const TRAu
 
 void ConnectionPools::takeBack(Shelf& shelf, Idle idle) {
     if (idle.pool->socketCount() == 0)
-        return;                              // nothing that anybody could use
+        return;                              // nothing that could be used again
     std::unique_ptr<ConnectionPool> surplus; // closed without the lock
     auto waiting = shelf.lock();
     if (waiting->size() >= kMostIdle) {

@@ -50,11 +50,13 @@ std::shared_ptr<CurlDownloader> CurlDownloader::create(std::unique_ptr<CurlSegme
 }
 
 std::optional<std::string> CurlDownloader::header(const std::string& name) const {
+    m_owner.assertIsHere();
     const auto found = m_headers.find(name);
     return found == m_headers.end() ? std::nullopt : std::optional(found->second);
 }
 
 Validator CurlDownloader::validator() const {
+    m_owner.assertIsHere();
     const auto url = m_segment->effectiveUrl();
     std::string origin = url ? url->origin() : std::string();
     if (!isAnsweredByWeb())
@@ -67,25 +69,37 @@ Validator CurlDownloader::validator() const {
 }
 
 void CurlDownloader::beginAt(std::int64_t offset) {
+    m_owner.assertIsHere();
     m_segment->request().compareBelow = m_currentOffset;
     m_segment->request().lowerBound = offset;
     m_currentOffset = offset;
 }
 
-void CurlDownloader::willStart() {
-    auto expected = CurlDownloadState::Init;
-    m_state.compare_exchange_strong(expected, CurlDownloadState::Running);
+bool CurlDownloader::isStopped() const {
+    const auto state = currentState();
+    return state == CurlDownloadState::Stopping || state == CurlDownloadState::Failed;
 }
 
-void CurlDownloader::download() {
-    willStart();
-    if (applyRequests() < 0) {
-        m_segment->setErrorCode(CURLE_ABORTED_BY_CALLBACK); // as when it is stopped on its way
-        return;
-    }
-    m_segment->configureAndStart();
-    deliverPending();
-    didComplete();
+bool CurlDownloader::endAt(std::int64_t offset) {
+    m_owner.assertIsHere();
+    const bool isOver = isStopped() || currentState() == CurlDownloadState::Succeeded;
+    const std::int64_t known = end() == 0 ? kNoEnd : end();
+    if (isOver || offset < m_currentOffset || offset > known)
+        return false;
+    if (offset < known)
+        m_end = offset;
+    return true;
+}
+
+double CurlDownloader::speed(TimePoint now) {
+    m_owner.assertIsHere();
+    return m_speed.speed(now, m_currentOffset - m_segment->request().lowerBound);
+}
+
+void CurlDownloader::willStart() {
+    m_owner.take();
+    auto expected = CurlDownloadState::Init;
+    m_state.compare_exchange_strong(expected, CurlDownloadState::Running);
 }
 
 void CurlDownloader::release() {
@@ -95,23 +109,34 @@ void CurlDownloader::release() {
 }
 
 void CurlDownloader::didComplete() {
+    if (m_refused && m_segment->errorCode() == CURLE_OK) // the last piece of all
+        m_segment->setErrorCode(CURLE_WRITE_ERROR);
     m_state = m_segment->error() ? CurlDownloadState::Failed : CurlDownloadState::Succeeded;
+    m_pending = {};
+    m_owner.giveUp();
 }
 
 void CurlDownloader::requestPause() {
-    m_state = CurlDownloadState::Pausing;
+    request(CurlDownloadState::Pausing);
 }
 
 void CurlDownloader::requestResume() {
-    m_state = CurlDownloadState::Resuming;
+    request(CurlDownloadState::Resuming);
 }
 
 void CurlDownloader::requestStop() {
-    m_state = CurlDownloadState::Stopping;
-    m_segment->wakeup();
+    request(CurlDownloadState::Stopping);
+}
+
+void CurlDownloader::request(CurlDownloadState wanted) {
+    auto state = m_state.load();
+    while (state != CurlDownloadState::Succeeded && state != CurlDownloadState::Failed &&
+           !m_state.compare_exchange_weak(state, wanted)) {
+    }
 }
 
 std::int64_t CurlDownloader::applyRequests() {
+    m_owner.assertIsHere();
     // The exchange fails when a newer request has come meanwhile; that one is carried out next time.
     auto state = m_state.load();
     switch (state) {
@@ -160,25 +185,30 @@ void CurlDownloader::curlHasHeader(CurlSegment& layer, std::string_view line) {
 std::int64_t CurlDownloader::curlHasData(CurlSegment&, std::span<const char> data) {
     // libcurl can't pause a handle that has no connection yet; its first block can.
     m_heldBack = m_held;
-    if (m_held || isPaused())
+    if (m_held || isPaused() || isAtItsEnd())
         return kPauseTransfer;
-    const auto count = static_cast<std::int64_t>(data.size());
-    // The first block decides whether the answer is the right one: it does not wait for more.
-    if (m_currentOffset == m_segment->request().lowerBound) {
-        const std::int64_t consumed = deliver(data, m_currentOffset);
-        m_currentOffset += std::max<std::int64_t>(consumed, 0);
-        return consumed;
-    }
     if (m_pending.size() + data.size() > kLargestPiece)
         deliverPending();
     if (m_refused)
         return 0;
-    m_pending.insert(m_pending.end(), data.begin(), data.end());
-    m_currentOffset += count;
-    return count;
+    const auto count = static_cast<std::int64_t>(data.size());
+    const std::int64_t wanted = std::min(count, m_end - m_currentOffset);
+    // The first block decides whether the answer is the right one: it does not wait for more.
+    const bool isFirst = m_currentOffset == m_segment->request().lowerBound;
+    m_currentOffset += wanted;
+    if (!isFirst) {
+        m_pending.insert(m_pending.end(), data.begin(), data.begin() + wanted);
+    } else if (const std::int64_t taken = deliver(data.first(wanted), m_currentOffset - wanted);
+               taken != wanted) {
+        m_currentOffset += std::max<std::int64_t>(taken, 0) - wanted;
+        return taken;
+    }
+    return wanted == count ? count
+                           : kPauseTransfer; // the loop ends it, before libcurl offers the block again
 }
 
 void CurlDownloader::deliverPending() {
+    m_owner.assertIsHere();
     if (m_pending.empty())
         return;
     const auto count = static_cast<std::int64_t>(m_pending.size());

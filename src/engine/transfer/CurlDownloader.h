@@ -3,14 +3,18 @@
 
 #include <atomic>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "base/Clock.h"
+#include "base/ThreadOwner.h"
 #include "engine/progress/Validator.h"
 #include "engine/transfer/CurlSegment.h"
+#include "engine/transfer/SpeedWindow.h"
 
 namespace tarvo {
 
@@ -43,8 +47,8 @@ public:
 };
 
 /// Requests (pause, resume, stop) may come from any thread and are carried out on the transfer thread,
-/// which alone touches the segment. The state may be read from any thread; all else belongs to the
-/// transfer thread until the transfer has ended. Used for one transfer.
+/// which alone touches the segment; after the end they have no effect. The state may be read from any
+/// thread; all else belongs to the transfer thread until the transfer has ended. Used for one transfer.
 class CurlDownloader final : public CurlSegmentDelegate, public std::enable_shared_from_this<CurlDownloader> {
 public:
     using Headers = std::map<std::string, std::string>;
@@ -64,10 +68,30 @@ public:
 
     bool isPaused() const { return m_state == CurlDownloadState::Paused; }
 
-    /// The headers of the file's answer: name in lower case to trimmed value.
-    const Headers& headers() const { return m_headers; }
+    /// Whether a stop was asked for. Before the transfer has ended.
+    bool isStopped() const;
 
-    /// The value of one header.
+    /// One past the last byte that it brings; 0 while only the server knows that.
+    std::int64_t end() const { return m_end == kNoEnd ? m_segment->request().upperBound : m_end; }
+
+    /// Has the transfer end before `offset`, a place in the file: what lies before is delivered, nothing from
+    /// there on, and the downloader succeeds. False, and nothing changes, when more than that has arrived,
+    /// the transfer would not get so far, or is over.
+    ///
+    /// The server is not asked: its connection is broken off, without a last word to it, as soon as the loop
+    /// has turned. So this waits for no server and disturbs none of the other children; it costs the
+    /// connection, a new one's handshakes where another is needed, and what the server has sent in vain by
+    /// then, some megabytes at the most.
+    bool endAt(std::int64_t offset);
+
+    /// Whether all has arrived up to an earlier end.
+    bool isAtItsEnd() const { return m_currentOffset >= m_end; }
+
+    /// Bytes per second, over the last seconds where it is asked once a second (SpeedWindow). What is
+    /// compared with old bytes counts too.
+    double speed(TimePoint now);
+
+    /// The value of one header of the file's answer, trimmed; `name` in lower case.
     std::optional<std::string> header(const std::string& name) const;
 
     /// Whether a web server, or a web proxy, gives the answer, whatever the scheme of the address.
@@ -89,10 +113,6 @@ public:
 
     void release();
 
-    /// Runs the transfer alone, to its end, on the calling thread; not at all when it was stopped before,
-    /// which is the same failure as a stop on the way.
-    void download();
-
     /// The transfer has ended and the segment knows its result.
     void didComplete();
 
@@ -112,13 +132,19 @@ public:
     std::int64_t curlHasProgress(CurlSegment& layer) override;
 
 private:
+    static constexpr std::int64_t kNoEnd = std::numeric_limits<std::int64_t>::max();
+
     explicit CurlDownloader(std::unique_ptr<CurlSegment> segment);
 
+    void request(CurlDownloadState state);
     std::int64_t deliver(std::span<const char> data, std::int64_t offset);
 
+    ThreadOwner m_owner; // the transfer thread, from the start to the end
     const std::unique_ptr<CurlSegment> m_segment;
     std::weak_ptr<CurlDownloaderDelegate> m_delegate;
     std::int64_t m_currentOffset;
+    std::int64_t m_end = kNoEnd; // an earlier one than the request's
+    SpeedWindow m_speed;
     std::vector<char> m_pending; // arrived, not yet delivered; ends at m_currentOffset
     bool m_held = false;         // between hold() and release()
     bool m_heldBack = false;     // something has arrived meanwhile
@@ -126,25 +152,6 @@ private:
     std::atomic<CurlDownloadState> m_state{CurlDownloadState::Init};
     Headers m_headers;
     Headers m_validatorHeaders; // those that name the version; m_headers holds no value with a colon
-};
-
-/// Makes downloaders, so that tests of the planner need no transfer.
-class CurlDownloaderFactory {
-public:
-    virtual ~CurlDownloaderFactory() = default;
-
-    /// A downloader for the bytes [from, to) of `url`.
-    virtual std::shared_ptr<CurlDownloader> segmentedDownload(std::weak_ptr<CurlDownloaderDelegate> delegate,
-                                                              const Url& url, std::int64_t from,
-                                                              std::int64_t to,
-                                                              std::shared_ptr<const TRAuthToken> auth,
-                                                              const std::optional<Url>& referer) = 0;
-
-    /// A downloader for the whole resource.
-    virtual std::shared_ptr<CurlDownloader> wholeDownload(std::weak_ptr<CurlDownloaderDelegate> delegate,
-                                                          const Url& url,
-                                                          std::shared_ptr<const TRAuthToken> auth,
-                                                          const std::optional<Url>& referer) = 0;
 };
 
 } // namespace tarvo

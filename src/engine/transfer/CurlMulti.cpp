@@ -17,129 +17,172 @@ constexpr std::chrono::milliseconds kPausedTurn{1000};
 
 } // namespace
 
-CurlMulti::CurlMulti(std::vector<std::shared_ptr<CurlDownloader>> downloaders,
-                     std::shared_ptr<ConnectionPools> pools)
-    : m_children(std::move(downloaders)), m_pools(std::move(pools)) {
+CurlMulti::CurlMulti(Children downloaders, std::shared_ptr<ConnectionPools> pools)
+    : m_pools(std::move(pools)), m_shared(Shared{.children = std::move(downloaders)}) {
+}
+
+bool CurlMulti::add(std::shared_ptr<CurlDownloader> child) {
+    auto shared = m_shared.lock();
+    if (shared->hasEnded || shared->isStopped)
+        return false;
+    if (shared->isPaused)
+        child->requestPause();
+    shared->children.push_back(std::move(child));
+    m_hasNewcomers = true;
+    if (shared->pool)
+        shared->pool->wakeup();
+    return true;
 }
 
 void CurlMulti::downloadAndBlock() {
-    if (m_children.empty())
+    const auto pool = begin();
+    if (!pool)
         return;
-    const CurlRequest& request = m_children.front()->segment().request();
-    const auto pool = m_pools->lend(request.url, request.authToken.get());
-    *m_lease.lock() = pool;
-    start(*pool);
-    while (true) {
-        const bool stopped = applyRequestsAndCheckForStop();
-        if (stopped || m_running == 0 || m_failure != CURLE_OK)
-            break;
-        pool->wait(allHandlesPaused() ? kPausedTurn : kTurn);
-        perform(*pool);
+    while (hasWork()) {
+        if (m_hasNewcomers.exchange(false)) {
+            startNewcomers(*pool);
+            continue;
+        }
+        pool->wait(areAllPaused() ? kPausedTurn : kTurn);
+        turn(*pool, {});
     }
-    m_lease.lock()->reset();
-    deliverCompletions(*pool);
+    // What was stopped may be silent: the next download does not go on with its connections.
+    if (m_shared.lock()->isStopped)
+        pool->breakOff();
 }
 
-void CurlMulti::start(ConnectionPool& pool) {
-    for (const auto& child : m_children) {
-        child->segment().configure();
+/// Borrows the pool; null when there is nothing to do.
+std::shared_ptr<ConnectionPool> CurlMulti::begin() {
+    auto shared = m_shared.lock();
+    shared->hasEnded = shared->children.empty() || shared->hasEnded;
+    if (shared->hasEnded)
+        return nullptr;
+    const CurlRequest& request = shared->children.front()->segment().request();
+    shared->pool = m_pools->lend(request.url, request.authToken.get());
+    return shared->pool;
+}
+
+/// What is added is either seen here or refused.
+bool CurlMulti::hasWork() {
+    if (!m_active.empty())
+        return true;
+    auto shared = m_shared.lock();
+    shared->hasEnded = shared->started == shared->children.size();
+    if (shared->hasEnded)
+        shared->pool.reset();
+    return !shared->hasEnded;
+}
+
+void CurlMulti::startNewcomers(ConnectionPool& pool) {
+    Active newcomers;
+    {
+        auto shared = m_shared.lock();
+        for (; shared->started < shared->children.size(); ++shared->started)
+            newcomers.push_back(shared->children[shared->started].get());
+    }
+    for (CurlDownloader* child : newcomers) {
         child->willStart();
+        m_active.push_back(child);
+        if (child->isStopped()) {
+            end(pool, *child, CURLE_ABORTED_BY_CALLBACK);
+            continue;
+        }
+        child->segment().configure();
         child->hold();
         if (!pool.add(child->segment()))
-            m_completions.push_back({child.get(), child->segment().errorCode()});
+            end(pool, *child, child->segment().errorCode());
     }
-    perform(pool);
-    for (const auto& child : m_children)
+    turn(pool, newcomers);
+}
+
+void CurlMulti::turn(ConnectionPool& pool, const Active& newcomers) {
+    const int failure = pool.perform();
+    for (CurlDownloader* child : newcomers)
         child->release();
-}
-
-void CurlMulti::perform(ConnectionPool& pool) {
-    m_failure = pool.perform(m_running);
-    for (const auto& child : m_children)
+    for (CurlDownloader* child : m_active)
         child->deliverPending();
-    readMessages(pool);
+    endWhatLibcurlHasEnded(pool);
+    if (const auto delegate = m_delegate.lock())
+        delegate->loopHasTurned(*this);
+    endWhatIsToEnd(pool, failure);
 }
 
-void CurlMulti::readMessages(ConnectionPool& pool) {
-    int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(pool.multiHandle(), &left)) {
-        if (!Log::assertThat(message->msg == CURLMSG_DONE))
-            continue;
-        char* segment = nullptr; // what the segment stored in its handle: itself
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &segment);
-        const auto child = std::find_if(m_children.begin(), m_children.end(), [&](const auto& candidate) {
-            return static_cast<void*>(&candidate->segment()) == segment;
+void CurlMulti::endWhatLibcurlHasEnded(ConnectionPool& pool) {
+    while (const auto ended = pool.nextEnded()) {
+        const auto child = std::find_if(m_active.begin(), m_active.end(), [&](const auto* candidate) {
+            return &candidate->segment() == ended->segment;
         });
-        if (!Log::assertThat(child != m_children.end()))
-            continue;
-        // Of a stopped child the connection may have been broken off, which can look like a body's end.
-        const auto state = (*child)->currentState();
-        const bool stopped = state == CurlDownloadState::Stopping || state == CurlDownloadState::Failed;
-        m_completions.push_back({child->get(), stopped ? CURLE_ABORTED_BY_CALLBACK : message->data.result});
+        if (Log::assertThat(child != m_active.end()))
+            end(pool, **child, ended->result);
     }
 }
 
-bool CurlMulti::isFinished(const CurlDownloader& child) const {
-    return std::any_of(m_completions.begin(), m_completions.end(),
-                       [&](const Completion& completion) { return completion.child == &child; });
-}
-
-bool CurlMulti::applyRequestsAndCheckForStop() {
-    bool anyLeft = false;
-    for (const auto& child : m_children) {
-        if (!isFinished(*child) && child->applyRequests() == 0)
-            anyLeft = true;
-    }
-    return !anyLeft;
-}
-
-void CurlMulti::deliverCompletions(ConnectionPool& pool) {
-    if (m_completions.size() < m_children.size())
-        pool.breakOff();
-    for (const auto& child : m_children) {
-        if (!isFinished(*child))
-            m_completions.push_back(
-                {child.get(), m_failure == CURLE_OK ? CURLE_ABORTED_BY_CALLBACK : m_failure});
-    }
-    for (const auto& child : m_children)
-        pool.remove(child->segment());
-    for (const auto& [child, result] : m_completions) {
-        child->segment().setErrorCode(result);
-        child->didComplete();
+void CurlMulti::endWhatIsToEnd(ConnectionPool& pool, int failure) {
+    for (std::size_t i = m_active.size(); i-- > 0;) { // backwards, for each end takes one out
+        CurlDownloader& child = *m_active[i];
+        if (child.applyRequests() < 0)
+            breakOff(pool, child, CURLE_ABORTED_BY_CALLBACK);
+        else if (child.isAtItsEnd())
+            breakOff(pool, child, CURLE_OK);
+        else if (failure != CURLE_OK)
+            breakOff(pool, child, failure);
     }
 }
 
-bool CurlMulti::allHandlesPaused() const {
-    return std::all_of(m_children.begin(), m_children.end(),
-                       [](const auto& child) { return child->isPaused(); });
+void CurlMulti::breakOff(ConnectionPool& pool, CurlDownloader& child, int result) {
+    pool.breakOff(child.segment());
+    end(pool, child, result);
+}
+
+void CurlMulti::end(ConnectionPool& pool, CurlDownloader& child, int result) {
+    // A connection that was broken off can look like a body's end, and one that ends where it was to end,
+    // like a failure.
+    if (child.isStopped())
+        result = CURLE_ABORTED_BY_CALLBACK;
+    else if (child.isAtItsEnd())
+        result = CURLE_OK;
+    std::erase(m_active, &child);
+    pool.remove(child.segment());
+    child.segment().setErrorCode(result);
+    child.didComplete();
+    if (const auto delegate = m_delegate.lock())
+        delegate->childHasEnded(*this, child);
+}
+
+bool CurlMulti::areAllPaused() const {
+    return std::all_of(m_active.begin(), m_active.end(), [](const auto* child) { return child->isPaused(); });
 }
 
 void CurlMulti::requestPause() {
-    for (const auto& child : m_children)
-        child->requestPause();
-    wakeup();
+    auto shared = m_shared.lock();
+    shared->isPaused = true;
+    requestOfAll(&CurlDownloader::requestPause, *shared);
 }
 
 void CurlMulti::requestResume() {
-    for (const auto& child : m_children)
-        child->requestResume();
-    wakeup();
+    auto shared = m_shared.lock();
+    shared->isPaused = false;
+    requestOfAll(&CurlDownloader::requestResume, *shared);
 }
 
 void CurlMulti::requestStop() {
-    for (const auto& child : m_children)
-        child->requestStop();
-    wakeup();
+    auto shared = m_shared.lock();
+    requestOfAll(&CurlDownloader::requestStop, *shared);
+    shared->isStopped = true;
 }
 
-void CurlMulti::wakeup() {
-    // Before the run there is nobody to wake: it begins with a look at the requests.
-    if (auto lease = m_lease.lock(); *lease)
-        (*lease)->wakeup();
+void CurlMulti::requestOfAll(void (CurlDownloader::*request)(), Shared& shared) {
+    if (shared.isStopped)
+        return;
+    for (const auto& child : shared.children)
+        (*child.*request)();
+    // Before the run there is none to wake: it begins with a look at the requests.
+    if (shared.pool)
+        shared.pool->wakeup();
 }
 
 std::optional<Error> CurlMulti::error() const {
-    for (const auto& child : m_children) {
+    for (const auto& child : downloaders()) {
         if (auto error = child->segment().error())
             return error;
     }

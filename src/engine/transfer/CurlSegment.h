@@ -34,7 +34,7 @@ public:
     virtual std::int64_t curlHasData(CurlSegment& layer, std::span<const char> data) = 0;
 
     /// A chance to act, at least about once a second, also while nothing arrives or libcurl waits for a
-    /// server's last word. A negative answer ends the transfer, and with it all others of its pool.
+    /// server's last word. A negative answer breaks the transfer's connection off and ends it.
     virtual std::int64_t curlHasProgress(CurlSegment& layer) = 0;
 };
 
@@ -53,8 +53,7 @@ struct CurlRequest {
     bool debugModeEnabled = false; ///< libcurl's trace goes to the log
 };
 
-/// One transfer; a new transfer takes a new segment. One thread at a time uses it; only wakeup() may
-/// be called from others.
+/// One transfer; a new transfer takes a new segment. One thread at a time uses it.
 class CurlSegment {
 public:
     explicit CurlSegment(CurlRequest request) : m_request(std::move(request)) {}
@@ -79,17 +78,13 @@ public:
     virtual void* curlHandle() = 0;
 
     /// The pool that carries the transfer; null before and after.
+    ConnectionPool* pool() const { return m_pool; }
+
     void setPool(ConnectionPool* pool) { m_pool = pool; }
 
-    /// Sets every option on the handle. Before it is started or added to a loop. An option that can't be set
-    /// has failed the transfer.
+    /// Sets every option on the handle. Before it is added to a pool. An option that can't be set has failed
+    /// the transfer.
     virtual void configure() = 0;
-
-    /// Runs the transfer to its end on the calling thread.
-    virtual void configureAndStart() = 0;
-
-    /// Makes a configureAndStart() on another thread ask curlHasProgress() at once. Any thread.
-    virtual void wakeup() = 0;
 
     virtual void pause() = 0;
     virtual void resume() = 0;
@@ -118,20 +113,11 @@ public:
 protected:
     const std::weak_ptr<CurlSegmentDelegate>& delegate() const { return m_delegate; }
 
-    ConnectionPool* pool() const { return m_pool; }
-
 private:
     CurlRequest m_request;
     ConnectionPool* m_pool = nullptr;
     std::weak_ptr<CurlSegmentDelegate> m_delegate;
     int m_errorCode = 0;
-};
-
-/// Makes segments, so that tests can hand in scripted ones.
-class CurlSegmentFactory {
-public:
-    virtual ~CurlSegmentFactory() = default;
-    virtual std::unique_ptr<CurlSegment> createSegment(CurlRequest request) = 0;
 };
 
 } // namespace tarvo

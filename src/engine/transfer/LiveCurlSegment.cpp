@@ -23,8 +23,6 @@ namespace {
 // CURLOPT_BUFFERSIZE), but no more than the range can need. Blocks still arrive in pieces of 16 KiB.
 constexpr std::int64_t kLargestReceiveBuffer = 256 * 1024;
 constexpr std::int64_t kSmallestReceiveBuffer = 16 * 1024;
-// libcurl does not always wait for an FTP server's data connection: then this is what a probe loses.
-constexpr std::chrono::milliseconds kProbeTurn{100};
 // A transfer takes some ten steps in one turn, and libcurl asks once at each.
 constexpr int kMostQuestionsOfATurn = 100;
 constexpr std::chrono::milliseconds kRest{10};
@@ -71,8 +69,10 @@ struct LiveCurlSegment::Callbacks {
     }
 
     /// Before each request, those of redirects among them.
-    static int onRequest(void* segment, char*, char*, int, int) {
+    static int onRequest(void* segment, char*, char*, int, int localPort) {
         auto* self = static_cast<LiveCurlSegment*>(segment);
+        if (self->pool())
+            self->pool()->noteUse(*self, localPort);
         self->configureNextRequest();
         self->setReferer();
         return self->errorCode() == CURLE_OK ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
@@ -108,7 +108,7 @@ struct LiveCurlSegment::Callbacks {
             return 0;
         }
         if (self->pool())
-            self->pool()->breakOff();
+            self->pool()->breakOff(*self);
         return 1;
     }
 };
@@ -121,9 +121,8 @@ void LiveCurlSegment::cleanup() {
     std::call_once(cleanedUp, [] { curl_global_cleanup(); });
 }
 
-LiveCurlSegment::LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
-                                 std::shared_ptr<ConnectionPool> ownPool)
-    : CurlSegment(std::move(request)), m_environment(environment), m_ownPool(std::move(ownPool)) {
+LiveCurlSegment::LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment)
+    : CurlSegment(std::move(request)), m_environment(environment) {
 }
 
 LiveCurlSegment::~LiveCurlSegment() {
@@ -281,37 +280,6 @@ void LiveCurlSegment::setReferer() {
         set(m_handle, CURLOPT_REFERER, referer ? referer->c_str() : nullptr);
     }
     m_lastAsked = asked;
-}
-
-void LiveCurlSegment::configureAndStart() {
-    configure();
-    if (!m_ownPool->add(*this))
-        return;
-    int running = 0;
-    int result = CURLE_OK;
-    do {
-        const auto current = delegate().lock();
-        if (current && current->curlHasProgress(*this) < 0) {
-            m_ownPool->breakOff();
-            result = CURLE_ABORTED_BY_CALLBACK;
-            break;
-        }
-        result = m_ownPool->perform(running);
-        if (result == CURLE_OK && running > 0)
-            m_ownPool->wait(kProbeTurn);
-    } while (result == CURLE_OK && running > 0);
-    int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(m_ownPool->multiHandle(), &left)) {
-        if (message->msg == CURLMSG_DONE && message->easy_handle == m_handle)
-            result = message->data.result;
-    }
-    m_ownPool->remove(*this);
-    setErrorCode(result);
-}
-
-void LiveCurlSegment::wakeup() {
-    if (m_ownPool)
-        m_ownPool->wakeup();
 }
 
 void LiveCurlSegment::pause() {

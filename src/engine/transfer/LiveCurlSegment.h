@@ -25,10 +25,8 @@ struct TransferEnvironment {
 /// Light until it is configured: the easy handle comes into being only then.
 class LiveCurlSegment final : public CurlSegment {
 public:
-    /// `ownPool` carries a transfer that is run alone by configureAndStart(); null for one that a loop
-    /// drives.
-    LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment,
-                    std::shared_ptr<ConnectionPool> ownPool);
+    /// `environment` outlives this.
+    LiveCurlSegment(CurlRequest request, const TransferEnvironment& environment);
     ~LiveCurlSegment() override;
 
     /// Sets libcurl up, once for the process, before the first transfer. Main thread.
@@ -40,8 +38,6 @@ public:
     void* curlHandle() override { return m_handle; }
 
     void configure() override;
-    void configureAndStart() override;
-    void wakeup() override;
     void pause() override;
     void resume() override;
 
@@ -80,28 +76,12 @@ private:
     struct Callbacks;
 
     const TransferEnvironment& m_environment;
-    const std::shared_ptr<ConnectionPool> m_ownPool;
     void* m_handle = nullptr;
     curl_slist* m_headers = nullptr;
     std::optional<Url> m_lastAsked;  // by this transfer's last request
     std::optional<Error> m_obstacle; // why nothing may be sent
     std::uint64_t m_turn = 0;        // the one in which libcurl has asked m_asked times
     int m_asked = 0;
-};
-
-/// Makes live segments that share one pool of connections.
-class LiveCurlSegmentFactory final : public CurlSegmentFactory {
-public:
-    LiveCurlSegmentFactory(const TransferEnvironment& environment, std::shared_ptr<ConnectionPool> pool)
-        : m_environment(environment), m_pool(std::move(pool)) {}
-
-    std::unique_ptr<CurlSegment> createSegment(CurlRequest request) override {
-        return std::make_unique<LiveCurlSegment>(std::move(request), m_environment, m_pool);
-    }
-
-private:
-    const TransferEnvironment& m_environment;
-    const std::shared_ptr<ConnectionPool> m_pool;
 };
 
 } // namespace tarvo

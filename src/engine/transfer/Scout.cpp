@@ -61,7 +61,6 @@ std::string withExtensionOfType(const std::string& name, const std::string& exte
 
 std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
                                                  const std::optional<Url>& referer) const {
-    LiveCurlSegmentFactory segments(m_environment, m_environment.connectionPools->lend(url, auth.get()));
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_environment.probeTimeLimit);
     CurlRequest request{
         .url = url, .authToken = std::move(auth), .referer = referer, .timeoutMs = limit.count()};
@@ -69,17 +68,22 @@ std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr
     head.headRequestOnly = true;
     request.lowerBound = 1;
     request.upperBound = 2;
-    return Scout::create(CurlDownloader::create(segments.createSegment(std::move(head))),
-                         CurlDownloader::create(segments.createSegment(std::move(request))));
+    const auto downloader = [&](CurlRequest& each) {
+        return CurlDownloader::create(std::make_unique<LiveCurlSegment>(std::move(each), m_environment));
+    };
+    return Scout::create(downloader(head), downloader(request), m_environment.connectionPools);
 }
 
-Scout::Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body)
-    : m_headDownload(std::move(head)), m_bodyDownload(std::move(body)) {
+Scout::Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body,
+             const std::shared_ptr<ConnectionPools>& pools)
+    : m_headDownload(std::move(head)), m_bodyDownload(std::move(body)), m_headLoop({m_headDownload}, pools),
+      m_bodyLoop({m_bodyDownload}, pools) {
 }
 
 std::shared_ptr<Scout> Scout::create(std::shared_ptr<CurlDownloader> head,
-                                     std::shared_ptr<CurlDownloader> body) {
-    std::shared_ptr<Scout> scout(new Scout(std::move(head), std::move(body)));
+                                     std::shared_ptr<CurlDownloader> body,
+                                     const std::shared_ptr<ConnectionPools>& pools) {
+    std::shared_ptr<Scout> scout(new Scout(std::move(head), std::move(body), pools));
     scout->m_headDownload->setDelegate(scout);
     scout->m_bodyDownload->setDelegate(scout);
     return scout;
@@ -106,10 +110,10 @@ bool Scout::oneByteIsAll() const {
 }
 
 std::optional<Error> Scout::runAndGetError() {
-    m_headDownload->download();
+    m_headLoop.downloadAndBlock();
     if (isLoginDenied(*m_headDownload)) // the server counts refusals, and a second one would teach nothing
         return m_headDownload->segment().error();
-    m_bodyDownload->download();
+    m_bodyLoop.downloadAndBlock();
     const int code = m_bodyDownload->segment().errorCode();
     if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile() && !rangesAreRefused())
         return m_bodyDownload->segment().error();
@@ -121,8 +125,8 @@ std::optional<Error> Scout::runAndGetError() {
 }
 
 void Scout::requestStop() {
-    m_headDownload->requestStop();
-    m_bodyDownload->requestStop();
+    m_headLoop.requestStop();
+    m_bodyLoop.requestStop();
 }
 
 std::optional<Error> Scout::extractBodyHttpError() const {

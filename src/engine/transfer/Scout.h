@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/Error.h"
-#include "engine/transfer/CurlDownloader.h"
+#include "engine/transfer/CurlMulti.h"
 #include "engine/transfer/LiveCurlSegment.h"
 
 namespace tarvo {
@@ -16,9 +16,11 @@ namespace tarvo {
 /// ends it at once, from any thread), then read there. Its answers mean something only after the run.
 class Scout final : public CurlDownloaderDelegate {
 public:
-    /// `head` fetches headers only, `body` the single byte at offset 1. The scout becomes their delegate.
+    /// `head` fetches headers only, `body` the single byte at offset 1, over one connection of `pools` where
+    /// the server allows. The scout becomes their delegate.
     static std::shared_ptr<Scout> create(std::shared_ptr<CurlDownloader> head,
-                                         std::shared_ptr<CurlDownloader> body);
+                                         std::shared_ptr<CurlDownloader> body,
+                                         const std::shared_ptr<ConnectionPools>& pools);
 
     /// Runs both requests, one after the other. The error to report, if there is one.
     std::optional<Error> runAndGetError();
@@ -52,7 +54,8 @@ public:
 private:
     enum class Family { web, fileTransfer, other };
 
-    Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body);
+    Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body,
+          const std::shared_ptr<ConnectionPools>& pools);
 
     Family family() const;
     bool hasRun() const;
@@ -68,10 +71,12 @@ private:
 
     const std::shared_ptr<CurlDownloader> m_headDownload;
     const std::shared_ptr<CurlDownloader> m_bodyDownload;
+    CurlMulti m_headLoop;
+    CurlMulti m_bodyLoop;
     std::int64_t m_bytesDownloaded = 0;
 };
 
-/// Makes scouts that probe for real, their two requests over one connection where the server allows.
+/// Makes scouts that probe for real.
 class ScoutFactory {
 public:
     explicit ScoutFactory(const TransferEnvironment& environment) : m_environment(environment) {}
