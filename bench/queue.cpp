@@ -169,7 +169,7 @@ void saveAndRestore() {
         tell("saving the session, on the main thread", onMain);
         tell("saving the session, until it is on the disk", toDisk);
     }
-    UserDefaults defaults(harness.folder.path("settings.conf"));
+    UserDefaults defaults(harness.folder.path("settings.conf"), harness.settingsDisk);
     RemoteFilesArrayController files(notifications);
     QueueStateSaver saver(files, defaults, harness.environment);
     tell("restoring the session, every record read", milliseconds([&] { saver.restoreUIState(); }));

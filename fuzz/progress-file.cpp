@@ -2,6 +2,7 @@
 // after it was written and read again.
 #include "Fuzz.h"
 
+#include "base/PosixDisk.h"
 #include "storage/ProgressFile.h"
 
 using namespace tarvo;

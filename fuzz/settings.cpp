@@ -6,6 +6,7 @@
 
 #include "app/SettingsTable.h"
 #include "base/IniFile.h"
+#include "base/PosixDisk.h"
 #include "base/Settings.h"
 #include "support/TemporaryFolder.h"
 
@@ -20,7 +21,8 @@ bool comesBackAsItIs(const QVariant& value) {
 }
 
 void checkSettings(const std::string& path) {
-    UserDefaults defaults(path);
+    PosixDisk disk;
+    UserDefaults defaults(path, disk);
     registerDefaultSettings(defaults);
     const Settings settings(defaults);
     require(settings.defaultConcurrency() >= 1, "there is at least one download at once");

@@ -1,6 +1,7 @@
 // The file system as the program uses it: every call checked, every failure with path and cause.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -38,8 +39,9 @@ private:
     int m_descriptor = -1;
 };
 
-/// The file system calls on which no byte and no work may be lost. Any thread. Tests put a failing
-/// disk in its place. Paths are bytes, absolute.
+/// The file system calls on which no byte and no work may be lost, handed to all that touches files
+/// (PosixDisk; tests hand in one that fails). Any thread. Paths are bytes, absolute. The questions that can't
+/// lose anything are static.
 class Disk {
 public:
     virtual ~Disk() = default;
@@ -99,6 +101,11 @@ public:
     /// Bytes that this process can still write to the file system of `path`; none where it does not say.
     virtual std::optional<std::int64_t> freeSpace(const std::string& path) = 0;
 
+    /// Opens `path`, made if it is not there, and takes it for as long as the answer lives, as
+    /// lockExclusively() does; the file that is open is the one at `path`. Waits at most `patience` for a
+    /// holder to give it up, then answers EWOULDBLOCK. A lock ends with its process, however that ends.
+    Result<FileHandle> openLocked(const std::string& path, std::chrono::milliseconds patience);
+
     /// The bytes at `offset` of an open file; fewer at its end. Error: POSIX.
     static Result<std::string> readAt(int descriptor, std::int64_t offset, std::size_t count,
                                       const std::string& path);
@@ -126,27 +133,6 @@ public:
 
     /// Whether a folder stands at `path`, and no link to one.
     static bool isFolder(const std::string& path);
-};
-
-/// The disk of this machine.
-class PosixDisk : public Disk {
-public:
-    Result<FileHandle> openOrCreate(const std::string& path) override;
-    Result<void> writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
-                         const std::string& path) override;
-    Result<void> truncate(int descriptor, std::int64_t length, const std::string& path) override;
-    Result<void> flush(int descriptor, const std::string& path) override;
-    void beginFlush(int descriptor) override;
-    Result<void> replaceFile(const std::string& path, std::string_view bytes, bool durable = true) override;
-    Result<void> lockExclusively(int descriptor, const std::string& path) override;
-    void setUsualPermissions(int descriptor) override;
-    Result<void> renameNoReplace(const std::string& from, const std::string& to) override;
-    Result<void> copyFile(const std::string& from, const std::string& to) override;
-    Result<void> flushFolder(const std::string& path) override;
-    Result<void> makeFolders(const std::string& path) override;
-    Result<void> removeTree(const std::string& path) override;
-    Result<std::string> readFile(const std::string& path, std::int64_t limit) override;
-    std::optional<std::int64_t> freeSpace(const std::string& path) override;
 };
 
 /// The folder part of a path, "/" for one directly under the root.

@@ -61,4 +61,8 @@ std::string renamedFileOrBareFile(const std::string& name, int version, std::siz
     return cutToBytes(stem, kLongestName - taken) + tail;
 }
 
+Error noFreeName() {
+    return Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.could-not-rename-file");
+}
+
 } // namespace tarvo

@@ -1,9 +1,12 @@
 // Names that a server, a URL or a user proposes, made safe to create on disk.
 #pragma once
 
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "base/Error.h"
 
 namespace tarvo {
 
@@ -20,6 +23,22 @@ std::string cleanFileName(const std::optional<std::string>& name, std::string_vi
 /// below 2 are the name itself. The stem is cut as far as the longer name needs to fit kLongestName
 /// together with `reserved` further bytes.
 std::string renamedFileOrBareFile(const std::string& name, int version, std::size_t reserved = 0);
+
+/// What there is to say when a name and all its versions are taken.
+Error noFreeName();
+
+/// Hands `take` the name itself, then version 2 of it and so on to 99, for as long as it answers EEXIST
+/// (POSIX). Answers what `take` has answered last; noFreeName() when that was EEXIST to the end.
+template <typename Take>
+auto takeFreeName(const std::string& name, std::size_t reserved, Take take) -> decltype(take(name)) {
+    constexpr int lastVersion = 99;
+    for (int version = 1; version <= lastVersion; ++version) {
+        auto taken = take(renamedFileOrBareFile(name, version, reserved));
+        if (taken || !taken.error().is(ErrorDomain::Posix, EEXIST))
+            return taken;
+    }
+    return failure(noFreeName());
+}
 
 /// `text` without what does not fit into `limit` bytes, cut between two characters of UTF-8.
 std::string cutToBytes(std::string text, std::size_t limit);

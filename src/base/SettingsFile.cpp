@@ -19,7 +19,6 @@ namespace tarvo {
 namespace {
 
 constexpr std::chrono::milliseconds kLockLimit{5000};
-constexpr std::chrono::milliseconds kLockPause{10};
 constexpr std::chrono::milliseconds kSettlingLimit{1000};
 constexpr std::chrono::milliseconds kSettlingPause{50};
 constexpr int kMostOvertaken = 5;
@@ -31,14 +30,6 @@ std::string behindLinks(const std::string& path) {
     std::error_code problem;
     const std::filesystem::path target = std::filesystem::canonical(path, problem);
     return problem ? path : target.string();
-}
-
-/// Empty where there is no file.
-Result<std::string> textOf(const std::string& path) {
-    auto text = PosixDisk().readFile(path, kMostBytes);
-    if (!text && text.error().is(ErrorDomain::Posix, ENOENT))
-        return std::string();
-    return text;
 }
 
 /// What of a file changes when somebody writes to it or puts another in its place.
@@ -96,7 +87,7 @@ Result<bool> replaceUnchanged(Disk& disk, const std::string& path, const Signatu
 } // namespace
 
 Result<SettingsFile::Values> SettingsFile::open() {
-    auto text = textOf(m_path); // first: QSettings would wait for whoever writes into a pipe
+    auto text = this->text(); // first: QSettings would wait for what is written into a pipe
     auto content = text ? readIniFile(m_path) : failure(text.error());
     m_isCopyDue = !content || !content->isWhole;
     if (!content)
@@ -121,15 +112,23 @@ Result<std::optional<SettingsFile::Values>> SettingsFile::readNews() {
     return std::move(content->values);
 }
 
+/// Empty where there is no file.
+Result<std::string> SettingsFile::text() const {
+    auto text = m_disk.readFile(m_path, kMostBytes);
+    if (!text && text.error().is(ErrorDomain::Posix, ENOENT))
+        return std::string();
+    return text;
+}
+
 /// The file's text, or that of the moment when the wait for it ends. Many editors empty the file and fill it
 /// anew, or take it away and put another there: what is new is waited for until it stays as it is.
 Result<std::string> SettingsFile::settledText() const {
-    auto text = textOf(m_path);
+    auto text = this->text();
     for (auto waited = kSettlingPause; waited <= kSettlingLimit; waited += kSettlingPause) {
         if (!text || *text == m_knownText)
             break;
         std::this_thread::sleep_for(kSettlingPause);
-        auto again = textOf(m_path);
+        auto again = this->text();
         const bool isSettled = again && *again == *text && !text->empty();
         text = std::move(again);
         if (isSettled)
@@ -138,30 +137,14 @@ Result<std::string> SettingsFile::settledText() const {
     return text;
 }
 
-/// Held for as long as the answer lives, and no longer than this process, however it ends.
-Result<FileHandle> SettingsFile::lock(Disk& disk) const {
-    const std::string path = m_path + ".lock";
-    for (auto waited = kLockPause * 0;; waited += kLockPause) {
-        auto file = disk.openOrCreate(path);
-        if (!file)
-            return file;
-        const auto locked = disk.lockExclusively(file->descriptor(), path);
-        if (locked && Disk::isStillAt(file->descriptor(), path))
-            return file;
-        if (!locked && (!locked.error().is(ErrorDomain::Posix, EWOULDBLOCK) || waited >= kLockLimit))
-            return failure(locked.error());
-        std::this_thread::sleep_for(kLockPause);
-    }
-}
-
 Result<SettingsFile::Values> SettingsFile::write(const Values& changes, const Values& known) {
-    PosixDisk disk;
-    if (auto made = disk.makeFolders(folderOf(m_path)); !made)
+    if (auto made = m_disk.makeFolders(folderOf(m_path)); !made)
         return failure(made.error());
-    const auto exclusive = lock(disk); // from here to the end no other Tarvo reads, changes and writes
+    // From here to the end no other Tarvo reads, changes and writes.
+    const auto exclusive = m_disk.openLocked(m_path + ".lock", kLockLimit);
     if (!exclusive)
         return failure(exclusive.error());
-    for (int attempt = 0; attempt < kMostOvertaken; ++attempt) { // but an editor may
+    for (int attempt = 0; attempt < kMostOvertaken; ++attempt) { // an editor may
         const std::string target = behindLinks(m_path);
         const Signature before(target);
         auto news = readNews();
@@ -174,10 +157,10 @@ Result<SettingsFile::Values> SettingsFile::write(const Values& changes, const Va
             else
                 values.erase(key);
         }
-        if (auto kept = keepUnreadable(disk); !kept)
+        if (auto kept = keepUnreadable(); !kept)
             return failure(kept.error());
         std::string text = iniText(values);
-        const auto replaced = replaceUnchanged(disk, target, before, text);
+        const auto replaced = replaceUnchanged(m_disk, target, before, text);
         if (!replaced)
             return failure(replaced.error());
         if (*replaced) {
@@ -190,17 +173,17 @@ Result<SettingsFile::Values> SettingsFile::write(const Values& changes, const Va
 }
 
 /// Writing leaves such lines out: they may be worth something to whoever wrote them.
-Result<void> SettingsFile::keepUnreadable(Disk& disk) {
+Result<void> SettingsFile::keepUnreadable() {
     if (!m_isCopyDue)
         return {};
-    const auto content = textOf(m_path);
+    const auto content = text();
     if (!content)
         return failure(content.error());
     std::string copy = m_path + ".unreadable";
     for (int number = 2; number <= kMostCopies && Disk::exists(copy); ++number)
         copy = m_path + ".unreadable-" + std::to_string(number);
     if (!content->empty()) {
-        if (auto kept = disk.replaceFile(copy, *content); !kept)
+        if (auto kept = m_disk.replaceFile(copy, *content); !kept)
             return kept;
         Log::warning("The settings could not be read as a whole; as they were they are kept in {}", copy);
     }

@@ -19,8 +19,8 @@ class SettingsFile {
 public:
     using Values = std::map<std::string, QVariant>;
 
-    /// `path` is absolute.
-    explicit SettingsFile(std::string path) : m_path(std::move(path)) {}
+    /// `path` is absolute; `disk` outlives the object.
+    SettingsFile(std::string path, Disk& disk) : m_path(std::move(path)), m_disk(disk) {}
 
     /// What the file holds; nothing where there is none. Error: POSIX.
     Result<Values> open();
@@ -39,10 +39,11 @@ public:
 
 private:
     Result<std::string> settledText() const;
-    Result<FileHandle> lock(Disk& disk) const;
-    Result<void> keepUnreadable(Disk& disk);
+    Result<std::string> text() const;
+    Result<void> keepUnreadable();
 
     const std::string m_path;
+    Disk& m_disk;
     bool m_isCopyDue = false; // some of the file, or all, could not be read: writing would lose it
     std::string m_knownText;  // the file as last read or written here
 };

@@ -24,7 +24,7 @@ QVariant valueIn(const UserDefaults::Values& values, const std::string& key) {
 
 } // namespace
 
-UserDefaults::UserDefaults(const std::string& path) : m_file(path) {
+UserDefaults::UserDefaults(const std::string& path, Disk& disk) : m_file(path, disk) {
     if (auto values = m_file.open())
         m_layers.lock()->stored = std::move(*values);
     else

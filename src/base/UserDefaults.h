@@ -29,8 +29,8 @@ public:
     using Values = SettingsFile::Values;
 
     /// Stored in the INI file at `path` (absolute), which is read here, and made, for its owner only, when
-    /// first written to.
-    explicit UserDefaults(const std::string& path);
+    /// first written to. `disk` outlives the object.
+    UserDefaults(const std::string& path, Disk& disk);
 
     /// Writes what flush() has not.
     ~UserDefaults() override;

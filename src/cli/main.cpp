@@ -11,6 +11,7 @@
 #include "app/TRLoggingManager.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/PosixDisk.h"
 #include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
@@ -51,8 +52,7 @@ std::unique_ptr<ProgressView> viewFor(const Options& options) {
                             terminal && !(noColour && *noColour));
 }
 
-int download(const Options& options, UserDefaults& defaults) {
-    PosixDisk disk;
+int download(const Options& options, UserDefaults& defaults, Disk& disk) {
     TRLoggingManager logging(defaults, disk, TRLoggingManager::standardLogFolder());
     logging.setupLogging();
     if (options.verbose)
@@ -89,7 +89,8 @@ int main(int argc, char** argv) {
         const Runloop::Main mainThread;
         installLocalizedTexts();
         const char* home = std::getenv("HOME");
-        UserDefaults defaults(UserDefaults::standardPath());
+        PosixDisk disk;
+        UserDefaults defaults(UserDefaults::standardPath(), disk);
         registerDefaultSettings(defaults);
         auto parsed = parseOptions(argc, argv, Settings(defaults), home ? home : "/");
         hidePasswords(argc, argv);
@@ -103,7 +104,7 @@ int main(int argc, char** argv) {
             return attach(std::get<Options>(parsed), running, std::cout, std::cerr);
         }
         LiveCurlSegment::startUp();
-        status = download(std::get<Options>(parsed), defaults);
+        status = download(std::get<Options>(parsed), defaults, disk);
     }
     LiveCurlSegment::cleanup();
     return status;

@@ -37,14 +37,11 @@ std::string InstanceSocket::standardSocketPath(const std::string& lockFile) {
 Result<bool> InstanceSocket::claim(Handler handler) {
     if (auto made = m_disk.makeFolders(folderOf(m_lockFile)); !made)
         return failure(made.error());
-    auto lock = m_disk.openOrCreate(m_lockFile);
+    auto lock = m_disk.openLocked(m_lockFile, std::chrono::milliseconds(0));
+    if (!lock && lock.error().is(ErrorDomain::Posix, EWOULDBLOCK))
+        return false;
     if (!lock)
         return failure(lock.error());
-    if (const auto locked = m_disk.lockExclusively(lock->descriptor(), m_lockFile); !locked) {
-        if (locked.error().is(ErrorDomain::Posix, EWOULDBLOCK))
-            return false;
-        return failure(locked.error());
-    }
     m_lock = std::move(*lock);
     m_handler = std::move(handler);
     if (const auto listening = listen(); !listening) // nobody can hand over anything then; the lock holds

@@ -13,8 +13,8 @@
 
 namespace tarvo {
 
-Headless::Headless(UserDefaults& defaults, const std::string& home, CommandLine line)
-    : m_defaults(defaults), m_home(home),
+Headless::Headless(UserDefaults& defaults, Disk& disk, const std::string& home, CommandLine line)
+    : m_defaults(defaults), m_home(home), m_disk(disk),
       m_delegate({.arguments = line.all,
                   .defaults = defaults,
                   .notifications = m_notifications,

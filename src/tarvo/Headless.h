@@ -29,8 +29,8 @@ public:
     /// The name of the process that reports a crash of this one.
     static constexpr const char* kCrashReporter = "tarvo-crash-reporter";
 
-    /// `defaults` outlives the object.
-    Headless(UserDefaults& defaults, const std::string& home, CommandLine line);
+    /// `defaults` and `disk` outlive the object.
+    Headless(UserDefaults& defaults, Disk& disk, const std::string& home, CommandLine line);
 
     /// Brings it up, once the main loop runs.
     void start();
@@ -50,7 +50,7 @@ private:
 
     UserDefaults& m_defaults;
     const std::string m_home;
-    PosixDisk m_disk;
+    Disk& m_disk;
     const SystemClock m_clock;
     TRLoggingManager m_logging{m_defaults, m_disk, TRLoggingManager::standardLogFolder()};
     CloudLoggerProvider m_remoteLog;

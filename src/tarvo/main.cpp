@@ -10,6 +10,7 @@
 #include "app/LaunchArgumentsProcessor.h"
 #include "app/SettingsTable.h"
 #include "base/Localized.h"
+#include "base/PosixDisk.h"
 #include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
 #include "base/Runloop.h"
@@ -57,7 +58,7 @@ int handOver(const RunningInstance& instance, const CommandLine& line) {
 /// In a process of its own, which the one that crashed has started.
 int reportCrash() {
     PosixDisk disk;
-    const UserDefaults none("/dev/null"); // the settings may be what it crashed on
+    const UserDefaults none("/dev/null", disk); // the settings may be what it crashed on
     const TRLoggingManager logging(none, disk, TRLoggingManager::standardLogFolder());
     const std::string trace{std::istreambuf_iterator<char>(std::cin), {}};
     const auto written = CrashReports(disk, CrashReports::standardFolder()).write(trace, logging);
@@ -83,10 +84,10 @@ int run(const CommandLine& line) {
     if (!*claimed)
         return refuseToReset(handOver(RunningInstance(socketPath), line), line);
     LiveCurlSegment::startUp();
-    UserDefaults defaults(settings);
+    UserDefaults defaults(settings, disk);
     defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
-    Headless program(defaults, home ? home : "/", line);
+    Headless program(defaults, disk, home ? home : "/", line);
     running = &program;
     const Interrupt interrupt([&] { program.quit(); });
     Runloop::runOnNextTurn([&] { program.start(); });

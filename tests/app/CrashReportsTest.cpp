@@ -27,7 +27,7 @@ TEST(CrashReports, TheNewestStayAndAreToldOfInOneNotice) {
     for (int day = 10; day < 40; ++day)
         folder.write("crashes/1999-12-" + std::to_string(day) + ".txt", "");
     test::FailingDisk disk;
-    const UserDefaults defaults(folder.path("tarvo.conf"));
+    const UserDefaults defaults(folder.path("tarvo.conf"), disk);
     const TRLoggingManager logging(defaults, disk, folder.path("logs"));
     CrashReports crashes(disk, reports);
     ASSERT_TRUE(crashes.write("f(_ZN5tarvo3runEv+0x1)", logging));

@@ -11,6 +11,7 @@
 
 #include "LogLine.h"
 #include "app/TRLoggingManager.h"
+#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "support/TemporaryFolder.h"
 #include "support/Text.h"
@@ -52,7 +53,7 @@ protected:
     test::TemporaryFolder m_folder;
     const std::string m_logs = m_folder.path("state/tarvo/logs");
     PosixDisk m_disk;
-    UserDefaults m_defaults{m_folder.path("tarvo.conf")};
+    UserDefaults m_defaults{m_folder.path("tarvo.conf"), m_disk};
 };
 
 } // namespace

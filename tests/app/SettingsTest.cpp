@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "app/TRMetricsManager.h"
+#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "base/Settings.h"
 #include "support/TemporaryFolder.h"
@@ -20,13 +21,14 @@ protected:
 
     void store(const std::string& lines) {
         m_folder.write("other.conf", "[General]\n" + lines);
-        m_defaultsFromFile = std::make_unique<UserDefaults>(m_folder.path("other.conf"));
+        m_defaultsFromFile = std::make_unique<UserDefaults>(m_folder.path("other.conf"), m_disk);
         registerDefaultSettings(*m_defaultsFromFile);
         m_settings = std::make_unique<Settings>(*m_defaultsFromFile);
     }
 
     test::TemporaryFolder m_folder;
-    UserDefaults m_defaults{m_folder.path("tarvo.conf")};
+    PosixDisk m_disk;
+    UserDefaults m_defaults{m_folder.path("tarvo.conf"), m_disk};
     std::unique_ptr<UserDefaults> m_defaultsFromFile;
     std::unique_ptr<Settings> m_settings = std::make_unique<Settings>(m_defaults);
 };
@@ -74,7 +76,7 @@ TEST_F(SettingsTest, WhatCanNotBeReadCountsAsTheDefaultAndStaysInTheFile) {
     EXPECT_FALSE(m_settings->showDockSpeed());
     m_defaultsFromFile->set(SettingKey::kDefaultThreading, 3);
     ASSERT_TRUE(m_defaultsFromFile->flush());
-    UserDefaults again(m_folder.path("other.conf"));
+    UserDefaults again(m_folder.path("other.conf"), m_disk);
     EXPECT_EQ(again.string(SettingKey::kAutoQuitWhenTransfersComplete), "maybe");
     EXPECT_EQ(again.string(SettingKey::kMinimumChunkSize), "1k");
     EXPECT_EQ(again.string("OfTheFuture"), "[1]");
@@ -99,7 +101,7 @@ TEST_F(SettingsTest, CountersOutliveTheProgram) {
     EXPECT_TRUE(metrics.setIf(std::numeric_limits<std::int64_t>::max(), Metric::kLastRated));
     EXPECT_EQ(metrics.incrementAndGet(Metric::kLastRated), std::numeric_limits<std::int64_t>::max());
     ASSERT_TRUE(m_defaults.flush());
-    UserDefaults again(m_folder.path("tarvo.conf"));
+    UserDefaults again(m_folder.path("tarvo.conf"), m_disk);
     const std::map<std::string, std::int64_t> kept{{"AppLaunches", -2},
                                                    {"LastRated", std::numeric_limits<std::int64_t>::max()}};
     EXPECT_EQ(TRMetricsManager(again).currentMetrics(), kept);

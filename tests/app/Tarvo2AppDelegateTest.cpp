@@ -2,6 +2,7 @@
 #include "app/Tarvo2AppDelegate.h"
 
 #include "app/LaunchArgumentsProcessor.h"
+#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "input/TRStringURL.h"
 #include "support/FakeClock.h"
@@ -95,11 +96,12 @@ protected:
 
     /// What is stored under `key` once everything is on disk.
     std::string stored(std::string_view key) const {
-        return UserDefaults(folder.path("settings")).string(key).value_or("none");
+        return UserDefaults(folder.path("settings"), disk).string(key).value_or("none");
     }
 
     TemporaryFolder folder;
-    UserDefaults defaults{folder.path("settings")};
+    mutable PosixDisk disk;
+    UserDefaults defaults{folder.path("settings"), disk};
     NotificationCenter notifications;
     FakeClock clock;
     Desk desk;

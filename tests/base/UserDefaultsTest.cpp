@@ -1,18 +1,17 @@
 // Settings outlive the program, keep what others wrote, and never make a reader wait for the disk.
 #include "base/UserDefaults.h"
 
-#include <csignal>
 #include <future>
 #include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/FailingDisk.h"
 #include "support/SlowSettings.h"
 #include "support/TemporaryFolder.h"
 
@@ -24,6 +23,7 @@ class UserDefaultsTest : public ::testing::Test {
 protected:
     test::TemporaryFolder m_folder;
     const std::string m_path = m_folder.path("new/tarvo.conf");
+    test::FailingDisk m_disk;
 };
 
 /// Runs `work` in a process of its own. Answers whether it answered true.
@@ -53,7 +53,7 @@ TEST_F(UserDefaultsTest, ValuesOutliveTheProgramWithTheirTypes) {
         return !::testing::Test::HasFailure();
     };
     {
-        UserDefaults defaults(m_path);
+        UserDefaults defaults(m_path, m_disk);
         defaults.registerDefaults({{"Removed", "default"}, {"Text", "default"}});
         defaults.set("Bytes", QByteArray::fromStdString(bytes));
         defaults.set("NoBytes", QByteArray());
@@ -70,21 +70,21 @@ TEST_F(UserDefaultsTest, ValuesOutliveTheProgramWithTheirTypes) {
         EXPECT_EQ(status.st_mode & 0777, 0600u) << "an address of a proxy may hold a password";
     } // nobody flushes the last change
     EXPECT_TRUE(inAnotherProcess([&] {
-        UserDefaults again(m_path);
+        UserDefaults again(m_path, m_disk);
         again.registerDefaults({{"Removed", "default"}});
         return isAllThere(again);
     }));
 }
 
 TEST_F(UserDefaultsTest, ProgramsThatRunAtOnceKeepEachOthersValues) {
-    UserDefaults defaults(m_path);
+    UserDefaults defaults(m_path, m_disk);
     defaults.set("Ours", 1);
     defaults.set("Gone", 1);
     ASSERT_TRUE(defaults.flush());
     m_folder.write("new/tarvo.conf.lock", "left by a process that was killed");
     defaults.set("Later", 1);
     ASSERT_TRUE(inAnotherProcess([&] {
-        UserDefaults others(m_path);
+        UserDefaults others(m_path, m_disk);
         others.set("Theirs", 2);
         others.remove("Gone");
         return others.flush() && others.integer("Ours") == 1;
@@ -96,13 +96,13 @@ TEST_F(UserDefaultsTest, ProgramsThatRunAtOnceKeepEachOthersValues) {
     EXPECT_EQ(defaults.integer("Theirs"), 2);
     EXPECT_EQ(defaults.string("Gone"), std::nullopt);
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(m_path);
+        const UserDefaults again(m_path, m_disk);
         return again.integer("Ours") == 1 && again.integer("Later") == 1 && again.integer("Theirs") == 2;
     }));
 }
 
 TEST_F(UserDefaultsTest, NobodyWaitsForASlowFlush) {
-    UserDefaults defaults(m_path);
+    UserDefaults defaults(m_path, m_disk);
     defaults.set("A", 1);
     defaults.set("B", 1);
     ASSERT_TRUE(defaults.flush());
@@ -122,14 +122,14 @@ TEST_F(UserDefaultsTest, NobodyWaitsForASlowFlush) {
     EXPECT_EQ(defaults.string("B"), std::nullopt);
     EXPECT_TRUE(defaults.flush());
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(m_path);
+        const UserDefaults again(m_path, m_disk);
         return again.integer("A") == 3 && !again.string("B");
     }));
 }
 
 TEST_F(UserDefaultsTest, WhatCanNotBeWrittenStaysAndGoesOutLater) {
     const std::string inTheWay = m_folder.write("new", "not a folder");
-    UserDefaults defaults(m_path);
+    UserDefaults defaults(m_path, m_disk);
     defaults.set("A", 1);
     EXPECT_FALSE(defaults.flush());
     EXPECT_EQ(defaults.integer("A"), 1);
@@ -138,18 +138,16 @@ TEST_F(UserDefaultsTest, WhatCanNotBeWrittenStaysAndGoesOutLater) {
 
     defaults.set("Large", QByteArray(100000, 'x'));
     const std::string before = test::contentOf(m_path);
-    rlimit usual{};
-    ::getrlimit(RLIMIT_FSIZE, &usual);
-    const rlimit small{50000, usual.rlim_max};
-    ::signal(SIGXFSZ, SIG_IGN);
-    ::setrlimit(RLIMIT_FSIZE, &small); // the value fits in part, as on a disk that gets full
-    EXPECT_FALSE(defaults.flush());
-    ::setrlimit(RLIMIT_FSIZE, &usual);
-    EXPECT_EQ(test::contentOf(m_path), before) << "the old file, whole";
+    for (const auto* operation : {"writeAt", "flush"}) {
+        m_disk.failOn(operation, 1, ENOSPC);
+        EXPECT_FALSE(defaults.flush());
+        EXPECT_EQ(test::contentOf(m_path), before) << "the old file, whole";
+    }
+    m_disk.recover();
     EXPECT_EQ(defaults.data("Large").size(), 100000u);
     EXPECT_TRUE(defaults.flush());
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(m_path);
+        const UserDefaults again(m_path, m_disk);
         return again.integer("A") == 1 && again.data("Large").size() == 100000;
     }));
 }
@@ -159,7 +157,7 @@ TEST_F(UserDefaultsTest, ABrokenFileIsReadAsFarAsItGoesAndKept) {
         "[General]\nA=1\nno equals sign\n[open\nB=2\n" + std::string("\0\0\n[General]\nC=3\n", 17);
     const std::string path = m_folder.write("tarvo.conf", broken);
     {
-        UserDefaults defaults(path);
+        UserDefaults defaults(path, m_disk);
         EXPECT_EQ(defaults.integer("A"), 1);
         EXPECT_EQ(defaults.integer("C"), 3);
         EXPECT_EQ(test::contentOf(path), broken) << "reading changes nothing";
@@ -168,14 +166,14 @@ TEST_F(UserDefaultsTest, ABrokenFileIsReadAsFarAsItGoesAndKept) {
     }
     EXPECT_EQ(test::contentOf(path + ".unreadable"), broken);
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(path);
+        const UserDefaults again(path, m_disk);
         return again.integer("A") == 1 && again.integer("C") == 3 && again.integer("D") == 4;
     }));
 }
 
 TEST_F(UserDefaultsTest, TellsOfWhatAPersonsEditChangesAndKeepsWhatIsItsOwn) {
     const std::string path = m_folder.write("tarvo.conf", "[General]\nA=1\nB=1\nGone=5\nSession=old\n");
-    UserDefaults defaults(path);
+    UserDefaults defaults(path, m_disk);
     defaults.registerDefaults({{"A", 7}, {"Gone", 5}});
     defaults.keepToItself({"Session", "NeverSet"});
     defaults.set("Session", QByteArray("new"));
@@ -188,7 +186,7 @@ TEST_F(UserDefaultsTest, TellsOfWhatAPersonsEditChangesAndKeepsWhatIsItsOwn) {
     EXPECT_TRUE(defaults.flush());
     EXPECT_EQ(told, (std::multiset<std::string>{"A", "B", "NeverSet", "New"})) << "Gone reads the same";
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(path);
+        const UserDefaults again(path, m_disk);
         return again.integer("A") == 2 && again.integer("B") == 2 && again.data("Session") == "new" &&
                again.data("NeverSet") == "theirs";
     }));
@@ -198,7 +196,7 @@ TEST_F(UserDefaultsTest, TellsOfWhatAPersonsEditChangesAndKeepsWhatIsItsOwn) {
     EXPECT_EQ(defaults.integer("A"), 7);
     EXPECT_EQ(told, (std::multiset<std::string>{"A", "New"}));
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(path);
+        const UserDefaults again(path, m_disk);
         return again.data("Session") == "new" && again.string("A") == "word";
     }));
 }
@@ -206,7 +204,7 @@ TEST_F(UserDefaultsTest, TellsOfWhatAPersonsEditChangesAndKeepsWhatIsItsOwn) {
 TEST_F(UserDefaultsTest, AFileInTheMiddleOfBeingWrittenIsWaitedFor) {
     const std::string whole = "[General]\nA=1\nB=2\n";
     const std::string path = m_folder.write("tarvo.conf", whole);
-    UserDefaults defaults(path);
+    UserDefaults defaults(path, m_disk);
     defaults.set("C", 3);
     m_folder.write("tarvo.conf", ""); // as editors do before they write anew
     auto flushed = std::async(std::launch::async, [&] { return defaults.flush(); });
@@ -214,7 +212,7 @@ TEST_F(UserDefaultsTest, AFileInTheMiddleOfBeingWrittenIsWaitedFor) {
     m_folder.write("tarvo.conf", "[General]\nA=4\nB=2\n");
     EXPECT_TRUE(flushed.get());
     EXPECT_TRUE(inAnotherProcess([&] {
-        const UserDefaults again(path);
+        const UserDefaults again(path, m_disk);
         return again.integer("A") == 4 && again.integer("B") == 2 && again.integer("C") == 3;
     }));
 }
@@ -222,7 +220,7 @@ TEST_F(UserDefaultsTest, AFileInTheMiddleOfBeingWrittenIsWaitedFor) {
 TEST_F(UserDefaultsTest, WhatIsNoFileCostsNoStartAndIsLeftAlone) {
     const std::string path = m_folder.path("tarvo.conf");
     const auto survives = [&](const char* what) {
-        UserDefaults defaults(path); // returns
+        UserDefaults defaults(path, m_disk); // returns
         defaults.registerDefaults({{"A", 1}});
         EXPECT_EQ(defaults.integer("A"), 1) << what;
         defaults.set("A", 2);

@@ -2,6 +2,7 @@
 #include "cli/Options.h"
 
 #include "app/SettingsTable.h"
+#include "base/PosixDisk.h"
 #include "base/ProcessArguments.h"
 
 #include "support/TemporaryFolder.h"
@@ -41,7 +42,8 @@ protected:
     }
 
     TemporaryFolder folder;
-    UserDefaults defaults{folder.path("settings.conf")};
+    PosixDisk disk;
+    UserDefaults defaults{folder.path("settings.conf"), disk};
 };
 
 TEST_F(OptionsTest, TakesAddressesBundlesAndTheSettingsForWhatIsLeftOut) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Program.h"
-#include "base/Disk.h"
+#include "base/PosixDisk.h"
 #include "storage/ProgressBundle.h"
 #include "storage/ProgressFile.h"
 #include "support/FaultServer.h"

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "base/PosixDisk.h"
 #include "engine/transfer/CookieHelper.h"
 #include "support/TemporaryFolder.h"
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "base/Log.h"
+#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "engine/progress/SegmentPlacer.h"
 #include "support/Ranges.h"
@@ -44,7 +45,8 @@ protected:
     }
 
     test::TemporaryFolder m_folder;
-    UserDefaults m_defaults{m_folder.path("settings.conf")};
+    PosixDisk m_disk;
+    UserDefaults m_defaults{m_folder.path("settings.conf"), m_disk};
     CookieStore m_cookies;
     SystemClock m_clock;
     TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};

@@ -1,6 +1,7 @@
 // What tests of real transfers stand on: a server that misbehaves on request, settings, and a receiver.
 #pragma once
 
+#include "base/PosixDisk.h"
 #include "engine/transfer/CurlMulti.h"
 #include "engine/transfer/LiveCurlSegment.h"
 #include "support/FaultServer.h"
@@ -56,7 +57,8 @@ protected:
 
     FaultServer m_server;
     TemporaryFolder m_folder;
-    UserDefaults m_defaults{m_folder.path("settings.conf")};
+    PosixDisk m_disk;
+    UserDefaults m_defaults{m_folder.path("settings.conf"), m_disk};
     CookieStore m_cookies;
     SystemClock m_clock;
     TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "engine/transfer/ProxyUrlProvider.h"
 #include "engine/transfer/Referer.h"
@@ -25,7 +26,8 @@ protected:
     }
 
     test::TemporaryFolder m_folder;
-    UserDefaults m_defaults{m_folder.path("tarvo.conf")};
+    PosixDisk m_disk;
+    UserDefaults m_defaults{m_folder.path("tarvo.conf"), m_disk};
 };
 
 } // namespace

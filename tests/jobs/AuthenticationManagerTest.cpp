@@ -1,6 +1,7 @@
 // Where credentials are looked for, in which order, and what a prompt's answer changes.
 #include "jobs/AuthenticationManager.h"
 
+#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "support/FakeClock.h"
 #include "support/TemporaryFolder.h"
@@ -64,7 +65,8 @@ protected:
     }
 
     test::TemporaryFolder m_folder;
-    UserDefaults m_defaults{m_folder.path("settings")};
+    PosixDisk m_disk;
+    UserDefaults m_defaults{m_folder.path("settings"), m_disk};
     test::FakeClock m_clock;
     ScriptedStore m_store;
     ScriptedPrompt m_prompt;

@@ -1,5 +1,6 @@
 // Whoever connects, and however he behaves: the others are answered.
 #include "platform/InstanceSocket.h"
+#include "base/PosixDisk.h"
 #include "platform/HandOver.h"
 #include "platform/RunningInstance.h"
 

@@ -529,8 +529,9 @@ TEST_F(QueueControllerTest, QuittingSavesWhatRunsAndStartsNothingMore) {
     EXPECT_EQ(c->attemptNumber, 0u);
     EXPECT_EQ(controller.remoteFiles().jobsInState(rf_state_initializing), 1u);
     EXPECT_EQ(kept, true);
-    EXPECT_TRUE(
-        has(UserDefaults(harness.folder.path("settings.conf")).data(SettingKey::kSavedQueueLinks), "/d\""));
+    EXPECT_TRUE(has(UserDefaults(harness.folder.path("settings.conf"), harness.settingsDisk)
+                        .data(SettingKey::kSavedQueueLinks),
+                    "/d\""));
     EXPECT_FALSE(controller.addDownloads({make("e")})) << "it could not be kept any more";
 }
 

@@ -21,8 +21,9 @@ namespace {
 
 /// The program after a restart: everything anew, but for what is on disk.
 struct Restart {
-    explicit Restart(const JobHarness& harness)
-        : defaults(harness.folder.path("settings.conf")), saver(queue, defaults, harness.environment) {
+    explicit Restart(JobHarness& harness)
+        : defaults(harness.folder.path("settings.conf"), harness.settingsDisk),
+          saver(queue, defaults, harness.environment) {
         saver.restoreUIState();
     }
 

@@ -1,5 +1,6 @@
 // A queue whose program is killed again and again loses no download and gets none twice.
 #include "base/IniFile.h"
+#include "base/PosixDisk.h"
 #include "cli/Program.h"
 #include "storage/ProgressFile.h"
 #include "support/FaultServer.h"

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "base/PosixDisk.h"
 #include "support/FailingDisk.h"
 #include "support/Ranges.h"
 #include "support/TemporaryFolder.h"

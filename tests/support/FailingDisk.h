@@ -1,8 +1,8 @@
 // A disk that fails: on its nth call of one operation, once or from then on.
 #pragma once
 
-#include "base/Disk.h"
 #include "base/Locked.h"
+#include "base/PosixDisk.h"
 
 #include <atomic>
 #include <chrono>

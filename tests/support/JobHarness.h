@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/Clock.h"
+#include "base/PosixDisk.h"
 #include "base/Runloop.h"
 #include "base/SerialQueue.h"
 #include "base/SettingKeys.h"
@@ -30,7 +31,8 @@ public:
     }
 
     TemporaryFolder folder;
-    UserDefaults defaults{folder.path("settings.conf")};
+    PosixDisk settingsDisk; // does not fail
+    UserDefaults defaults{folder.path("settings.conf"), settingsDisk};
     FailingDisk disk;
     SystemClock clock;
     CookieStore cookies;

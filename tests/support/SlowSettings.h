@@ -1,7 +1,7 @@
 // Settings whose file takes its time.
 #pragma once
 
-#include "base/Disk.h"
+#include "base/PosixDisk.h"
 
 #include <gtest/gtest.h>
 
