@@ -1,78 +1,43 @@
-// The application without a window: all its pieces, put together.
+// What stands in for a window on a machine without a screen.
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <string>
-#include <vector>
 
-#include <QJsonObject>
-
-#include "app/CloudLoggerProvider.h"
 #include "app/HeadlessDesk.h"
-#include "app/TRLoggingManager.h"
-#include "app/Tarvo2AppDelegate.h"
-#include "platform/ApplicationService.h"
-#include "platform/DesktopNotices.h"
-#include "platform/InstanceSocket.h"
-#include "platform/Login1SleepInhibitor.h"
-#include "platform/SecretServicePasswordStore.h"
-#include "platform/UnityLauncherBadge.h"
-#include "queue/QueueController.h"
-#include "tarvo/CommandLine.h"
+#include "app/UserInterface.h"
 
 namespace tarvo {
 
-/// From the program's first object to its last. Main thread.
-class Headless {
+/// Errors go to the log, to standard error and to the desktop's notices; a question gets its harmless answer,
+/// a page and a password none. Main thread.
+class Headless final : public UserInterface {
 public:
-    /// The name of the process that reports a crash of this one.
-    static constexpr const char* kCrashReporter = "tarvo-crash-reporter";
+    /// `notices` outlives the object; `homeFolder` is absolute.
+    Headless(UserNotices& notices, std::string homeFolder);
 
-    /// `defaults` and `disk` outlive the object.
-    Headless(UserDefaults& defaults, Disk& disk, const std::string& home, CommandLine line);
+    AlertPresenter& alerts() override { return m_desk; }
 
-    /// Brings it up, once the main loop runs.
-    void start();
+    ApplicationPresence& presence() override { return m_desk; }
 
-    /// Does what another program of this kind asks for.
-    void answer(const QJsonObject& request, const InstanceSocket::Answer& answer);
+    PageOpener& pages() override { return m_desk; }
 
-    /// Saves and stops everything, then ends the main loop.
-    void quit();
+    AutomaticTermination& automaticTermination() override { return m_desk; }
+
+    AuthenticationPrompt* passwordPrompt() override { return nullptr; }
+
+    bool isWindowVisible() const override { return false; }
+
+    void didSetUpLogging(TRLoggingManager& logging) override;
+    void registerDefaults(UserDefaults& defaults) override;
+    std::unique_ptr<MainWindow> makeMainWindow(QueueController& queue, const JobEnvironment& jobs) override;
+
+    void showLog(const std::vector<std::string>&) override {}
+
+    void emailSupport() override {}
 
 private:
-    void setUpLogging();
-    std::unique_ptr<MainWindow> makeMainWindow();
-    void open(const std::vector<std::string>& uris, const std::function<void()>& answered);
-    void startCrashReporting();
-    ApplicationRequests requests();
-
-    UserDefaults& m_defaults;
-    const std::string m_home;
-    Disk& m_disk;
-    const SystemClock m_clock;
-    TRLoggingManager m_logging{m_defaults, m_disk, TRLoggingManager::standardLogFolder()};
-    CloudLoggerProvider m_remoteLog;
-    const CookieStore m_cookies;
-    const TransferEnvironment m_transfers{m_defaults, m_cookies, m_clock};
-    SerialQueue m_savingQueue{"com.unregistered.tarvo2.remoteFileSavingQueue"};
-    const JobEnvironment m_jobs{m_defaults, m_disk, m_clock, m_transfers, m_savingQueue};
-    DesktopBus m_sessionBus{DesktopBus::sessionAddress()};
-    DesktopBus m_systemBus{DesktopBus::systemAddress()};
-    DesktopNotices m_notices{m_sessionBus};
-    HeadlessDesk m_desk{m_notices};
-    Login1SleepInhibitor m_sleep{m_systemBus};
-    UnityLauncherBadge m_badge{m_sessionBus};
-    const QueueController::Desktop m_desktop{m_sleep, m_desk, m_notices, m_badge, [] { return false; }};
-    SecretServicePasswordStore m_passwords;
-    AuthenticationManager m_credentials{m_passwords, nullptr, m_defaults, m_clock};
-    NotificationCenter m_notifications;
-    std::unique_ptr<QueueController> m_queue;
-    Tarvo2AppDelegate m_delegate;
-    const CommandLine m_line;
-    bool m_isQuitting = false;
-    ApplicationService m_service{m_sessionBus, requests()};
+    HeadlessDesk m_desk;
+    const std::string m_homeFolder;
 };
 
 } // namespace tarvo

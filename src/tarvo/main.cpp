@@ -18,6 +18,7 @@
 #include "base/UserDefaultsWatcher.h"
 #include "platform/Interrupt.h"
 #include "platform/RunningInstance.h"
+#include "tarvo/Application.h"
 #include "tarvo/Headless.h"
 
 namespace {
@@ -72,7 +73,7 @@ int run(const CommandLine& line) {
     const std::string lockFile = InstanceSocket::standardLockFile(settings);
     const std::string socketPath = InstanceSocket::standardSocketPath(lockFile);
     InstanceSocket instance(lockFile, socketPath, disk);
-    Headless* running = nullptr;
+    Application* running = nullptr;
     const auto claimed =
         instance.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
             running->answer(request, answer); // nobody is heard before the main loop runs
@@ -87,7 +88,10 @@ int run(const CommandLine& line) {
     UserDefaults defaults(settings, disk);
     defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
-    Headless program(defaults, disk, home ? home : "/", line);
+    const auto makeUserInterface = [home](UserNotices& notices) {
+        return std::make_unique<Headless>(notices, home ? home : "/");
+    };
+    Application program(defaults, disk, makeUserInterface, line);
     running = &program;
     const Interrupt interrupt([&] { program.quit(); });
     Runloop::runOnNextTurn([&] { program.start(); });
@@ -97,7 +101,7 @@ int run(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 1 && std::string_view(argv[0]) == Headless::kCrashReporter)
+    if (argc == 1 && std::string_view(argv[0]) == Application::kCrashReporter)
         return reportCrash();
     QCoreApplication application(argc, argv);
     CommandLine line;
