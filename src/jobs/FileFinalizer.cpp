@@ -1,4 +1,4 @@
-// Extended attributes and the modification date.
+// Extended attributes.
 #include "jobs/FileFinalizer.h"
 
 #include <cerrno>
@@ -7,9 +7,7 @@
 #include <memory>
 #include <optional>
 
-#include <fcntl.h>
 #include <plist/plist.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
 
 #include "base/Error.h"
@@ -65,11 +63,6 @@ bool FileFinalizer::isFrom(std::string_view address) const {
     std::string noted(origin.size() + 1, '\0'); // one more, to see that it is no longer one
     const ssize_t length = ::getxattr(m_filePath.c_str(), kPlainAttribute, noted.data(), noted.size());
     return length == static_cast<ssize_t>(origin.size()) && noted.starts_with(origin);
-}
-
-void FileFinalizer::touch() const {
-    const timespec times[] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
-    Log::assertThat(::utimensat(AT_FDCWD, m_filePath.c_str(), times, 0) == 0);
 }
 
 } // namespace tarvo

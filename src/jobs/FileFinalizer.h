@@ -1,4 +1,4 @@
-// The last touches on a finished file: where it came from, and its date.
+// The last touch on a finished file: where it came from.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace tarvo {
 
-/// Tags a finished file. Both operations are a courtesy: a failure is logged and reported to nobody.
+/// Tags a finished file. A courtesy: a failure is only logged.
 /// Used on the thread that finishes the download.
 class FileFinalizer {
 public:
@@ -21,9 +21,6 @@ public:
 
     /// Whether setWhereFrom() has noted this address in the file.
     bool isFrom(std::string_view address) const;
-
-    /// Sets the modification date to now.
-    void touch() const;
 
 private:
     std::string m_filePath;

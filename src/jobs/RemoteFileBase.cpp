@@ -1,9 +1,9 @@
 #include "jobs/RemoteFileBase.h"
 
 #include "base/FileName.h"
-#include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
+#include "jobs/JobErrors.h"
 #include "storage/ProgressBundle.h"
 
 namespace tarvo {
@@ -12,10 +12,6 @@ namespace {
 
 constexpr std::size_t kSpeedHistory = 10;
 constexpr int kFlushIntervalMs = 500;
-
-Error illegalState() {
-    return Error::localized(ErrorDomain::RemoteFile, kRemoteFileIllegalState, "tr.err.illegal-state");
-}
 
 } // namespace
 
@@ -45,27 +41,6 @@ void RemoteFileBase::waitForSteps() {
     m_stepEnded.wait(lock, [this] { return m_steps == 0; });
 }
 
-std::string statusText(int state) {
-    switch (state) {
-    case rf_state_initializing:
-        return localized("Initializing");
-    case rf_state_ready:
-        return localized("Ready");
-    case rf_state_running:
-        return localized("Running");
-    case rf_state_paused:
-        return localized("Paused");
-    case rf_state_failed:
-        return localized("Failed");
-    case rf_state_stopped:
-        return localized("Stopped");
-    case rf_state_succeeded:
-        return localized("Succeeded");
-    default:
-        return "Unknown";
-    }
-}
-
 RemoteFileBase::RemoteFileBase(const JobEnvironment& environment)
     : m_environment(environment),
       m_speedometer(kSpeedHistory, environment.stallTimeout, this, environment.clock.now()) {
@@ -87,58 +62,24 @@ bool RemoteFileBase::onMain(const std::function<void()>& block) {
 }
 
 void RemoteFileBase::setCurrentState(rf_state_t state) {
+    Runloop::assertMain();
     const rf_state_t old = m_currentState;
     if (state == old || old == rf_state_stopped)
         return;
     aboutToEnter(state);
     m_currentState = state;
     Q_EMIT currentStateChanged(old, state);
-    callHook(old, state);
+    measureIn(state);
 }
 
-void RemoteFileBase::callHook(rf_state_t from, rf_state_t to) {
-    if (to == rf_state_running && from == rf_state_ready)
-        onStart();
-    else if (to == rf_state_running && from == rf_state_paused)
-        onResume();
-    else if (to == rf_state_paused)
-        onPause();
-    else if (to == rf_state_failed)
-        onFail();
-    else if (to == rf_state_stopped)
-        onStop();
-    else if (to == rf_state_succeeded)
-        onSuccess();
-}
-
-void RemoteFileBase::onStart() {
-    m_speedometer.startRecording(m_environment.clock.now());
-    m_speedometerTimer.start();
-}
-
-void RemoteFileBase::onResume() {
-    RemoteFileBase::onStart();
-}
-
-void RemoteFileBase::stopMeasuring() {
-    m_speedometer.stopRecording();
-    m_speedometerTimer.stop();
-}
-
-void RemoteFileBase::onPause() {
-    stopMeasuring();
-}
-
-void RemoteFileBase::onFail() {
-    stopMeasuring();
-}
-
-void RemoteFileBase::onSuccess() {
-    stopMeasuring();
-}
-
-void RemoteFileBase::onStop() {
-    stopMeasuring();
+void RemoteFileBase::measureIn(rf_state_t state) {
+    if (state == rf_state_running) {
+        m_speedometer.startRecording(m_environment.clock.now());
+        m_speedometerTimer.start();
+    } else if (state >= rf_state_paused) {
+        m_speedometer.stopRecording();
+        m_speedometerTimer.stop();
+    }
 }
 
 Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) {
@@ -154,18 +95,20 @@ Result<void> RemoteFileBase::makeReadyAndBlock(std::shared_ptr<const TRAuthToken
     });
     if (!allowed)
         return failure(illegalState());
-    const auto prepared = doMakeReady(std::move(auth));
-    const bool alreadyComplete =
-        !prepared && prepared.error().is(ErrorDomain::RemoteFile, kRemoteFileAlreadyComplete);
-    if (!prepared && !alreadyComplete)
-        return prepared;
+    StepEnd end = doMakeReady(std::move(auth));
+    const bool isComplete =
+        !end.result && end.result.error().is(ErrorDomain::RemoteFile, kRemoteFileAlreadyComplete);
     bool entered = false;
     onMain([&] {
-        didMakeReady();
-        setCurrentState(alreadyComplete ? rf_state_succeeded : rf_state_ready);
+        end.takeOver();
+        if (!end.result && !isComplete)
+            return failWithError(end.result.error());
+        setCurrentState(isComplete ? rf_state_succeeded : rf_state_ready);
         entered = m_currentState != rf_state_stopped;
     });
-    return entered ? Result<void>() : failure(Error::alreadyStopped());
+    if (entered)
+        return {};
+    return end.result || isComplete ? failure(Error::alreadyStopped()) : end.result;
 }
 
 bool RemoteFileBase::downloadAndBlock() {
@@ -178,18 +121,18 @@ bool RemoteFileBase::downloadAndBlock() {
     });
     if (!allowed)
         return false;
-    if (const auto downloaded = doDownload(); !downloaded) {
-        failWithError(downloaded.error());
-        return false;
-    }
+    StepEnd end = doDownload();
     onMain([&] {
-        didDownload();
+        end.takeOver();
+        if (!end.result)
+            return failWithError(end.result.error());
         setCurrentState(rf_state_succeeded);
     });
-    return true;
+    return end.result.has_value();
 }
 
 bool RemoteFileBase::resumeOrStart(WorkQueue& queue) {
+    Runloop::assertMain();
     if (m_currentState == rf_state_paused)
         return resume();
     if (m_currentState != rf_state_ready)
@@ -199,6 +142,7 @@ bool RemoteFileBase::resumeOrStart(WorkQueue& queue) {
 }
 
 bool RemoteFileBase::pause() {
+    Runloop::assertMain();
     if (m_currentState != rf_state_running)
         return false;
     setCurrentState(rf_state_paused);
@@ -206,6 +150,7 @@ bool RemoteFileBase::pause() {
 }
 
 bool RemoteFileBase::resume() {
+    Runloop::assertMain();
     if (m_currentState != rf_state_paused)
         return false;
     setCurrentState(rf_state_running);
@@ -213,6 +158,7 @@ bool RemoteFileBase::resume() {
 }
 
 bool RemoteFileBase::stop() {
+    Runloop::assertMain();
     if (m_currentState == rf_state_stopped)
         return false;
     setCurrentState(rf_state_stopped);
@@ -262,21 +208,25 @@ std::string RemoteFileBase::fileName() const {
 }
 
 void RemoteFileBase::setOverridenFileName(const std::string& name) {
+    Runloop::assertMain();
     m_overridenFileName = name;
     Q_EMIT fileNameChanged();
 }
 
 void RemoteFileBase::setSuggestedFileName(const std::string& name) {
+    Runloop::assertMain();
     m_suggestedFileName = name;
     Q_EMIT fileNameChanged();
 }
 
 void RemoteFileBase::setFileSize(std::int64_t size) {
+    Runloop::assertMain();
     m_fileSize = size;
     Q_EMIT fileSizeChanged();
 }
 
 void RemoteFileBase::clearError() {
+    Runloop::assertMain();
     m_error.reset();
 }
 

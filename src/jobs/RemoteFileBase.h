@@ -43,7 +43,7 @@ public:
 
     bool supportsRenaming() const override { return false; }
 
-    bool recoveredSession() const override { return m_recoveredSession; }
+    bool recoveredSession() const override { return false; }
 
     Result<void> makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) override;
     bool downloadAndBlock() override;
@@ -67,39 +67,33 @@ protected:
     /// Runs `block` on the main thread and waits; false when the program is quitting.
     static bool onMain(const std::function<void()>& block);
 
-    /// Learns what is to be downloaded and prepares storage; a failure has failed the job when this
-    /// returns. On a worker.
-    virtual Result<void> doMakeReady(std::shared_ptr<const TRAuthToken> auth) = 0;
+    /// What a step has come to.
+    struct StepEnd {
+        Result<void> result{};
+        /// What the job takes over of it, on the main thread, on the same visit there as the change of state:
+        /// a visit costs as much as a request to a server. Also after a failure, and for a job that was
+        /// stopped meanwhile.
+        std::function<void()> takeOver = [] {};
+    };
+
+    /// Before rf_state_preparing, on the same visit to the main thread: what doMakeReady() needs from there.
+    virtual void aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& /*auth*/) {}
+
+    /// Learns what is to be downloaded and prepares storage. On a worker.
+    virtual StepEnd doMakeReady(std::shared_ptr<const TRAuthToken> auth) = 0;
 
     /// Returns when the transfer has ended and the file is finished. On a worker.
-    virtual Result<void> doDownload() = 0;
+    virtual StepEnd doDownload() = 0;
 
     /// Returns once no worker is inside one of the two steps, which end by themselves or by stop(). On a
     /// worker.
     void waitForSteps();
 
-    /// What a step needs from the main thread and brings back to it, on the same visit there as its change
-    /// of state, for a visit costs as much as a request to a server: before rf_state_preparing; before
-    /// what doMakeReady() leads to, unless it failed; before rf_state_succeeded after doDownload(). The last
-    /// two also for a job that was stopped meanwhile.
-    virtual void aboutToMakeReady(const std::shared_ptr<const TRAuthToken>& /*auth*/) {}
-
-    virtual void didMakeReady() {}
-
-    virtual void didDownload() {}
-
     /// Whether a transfer that receives nothing for too long is better tried again than waited for.
     virtual bool failsWhenStalled() const { return isRetryable(); }
 
-    /// Before anybody hears of the new state: the moment to refuse what must not happen in it.
+    /// Before any observer hears of the new state: the moment to refuse what must not happen in it.
     virtual void aboutToEnter(rf_state_t /*state*/) {}
-
-    virtual void onStart();
-    virtual void onResume();
-    virtual void onPause();
-    virtual void onFail();
-    virtual void onSuccess();
-    virtual void onStop();
 
     /// Main thread. Nothing leaves rf_state_stopped.
     void setCurrentState(rf_state_t state);
@@ -117,15 +111,13 @@ protected:
 
     std::optional<Url> m_url;
     bool m_supportsMultipartDownloads = false;
-    bool m_recoveredSession = false;
 
 private:
     class InsideStep;
 
     static void destroyOnMain(RemoteFile* job);
     void speedometerDetectedTimeout(Speedometer& speedometer, Seconds silence) override;
-    void callHook(rf_state_t from, rf_state_t to);
-    void stopMeasuring();
+    void measureIn(rf_state_t state);
 
     const JobEnvironment& m_environment;
     rf_state_t m_currentState = rf_state_initializing;

@@ -74,12 +74,15 @@ bool QueueStateSaver::restoreSession(const std::string& session, const std::vect
     KeyedUnarchiver& unarchiver = **opened;
     unarchiver.registerClass("CURLRemoteFile",
                              [&](KeyedUnarchiver& job) -> Result<std::shared_ptr<Archivable>> {
-                                 const auto made = CURLRemoteFile::fromArchive(job, m_environment);
-                                 if (!made)
+                                 auto origin = decodeOrigin(job, m_environment.disk);
+                                 if (!origin)
                                      return leftOut(job);
-                                 if (const auto row = rowOf.find(nameOf(job)); row != rowOf.end())
-                                     made->recall(row->second->link.url, row->second->fileSize);
-                                 return made;
+                                 const auto row = rowOf.find(nameOf(job));
+                                 if (!origin->url && row != rowOf.end()) { // its bundle can't be read now
+                                     origin->url = row->second->link.url;
+                                     origin->fileSize = row->second->fileSize;
+                                 }
+                                 return CURLRemoteFile::make(*origin, m_environment);
                              });
     bool isWhole = true;
     const auto objects = unarchiver.decodeArray(kRemoteFilesKey, [&isWhole](KeyedUnarchiver& job) {
@@ -115,7 +118,7 @@ QueueStateSaver::Jobs QueueStateSaver::inOrder(const std::vector<SavedRow>& rows
         if (known != byAddress.end() && placed.insert(known->second.get()).second)
             jobs.push_back(known->second);
         else if (known == byAddress.end() && row.bundle.empty() && begun.insert(address).second)
-            jobs.push_back(CURLRemoteFile::fromLink(row.link, m_environment));
+            jobs.push_back(CURLRemoteFile::make(originOfLink(row.link), m_environment));
     }
     for (const auto& job : fromSession) {
         if (!placed.contains(job.get()))

@@ -140,14 +140,15 @@ TEST_F(CURLRemoteFileTest, WhatTheSavedQueueDidNotKnowToHaveFinishedIsNotFetched
     const auto first = harness.job(server.url(kSize));
     const auto link = first->link();
     ASSERT_FALSE(harness.run(first));
-    const auto restored = CURLRemoteFile::fromLink(*link, harness.environment);
+    const auto restored = CURLRemoteFile::make(originOfLink(*link), harness.environment);
     EXPECT_FALSE(harness.prepare(restored));
     EXPECT_EQ(restored->currentState(), rf_state_succeeded);
     EXPECT_EQ(restored->finalFilePath(), harness.folder.path("sample.bin"));
     ASSERT_FALSE(harness.run(harness.job(server.url(kSize)))); // asked for once more
     EXPECT_TRUE(harness.exists("sample (2).bin"));
-    ASSERT_FALSE(harness.run(CURLRemoteFile::fromLink( // of the same size and name, from elsewhere
-        {*Url::parse(server.url(kSize, "delay=0")), harness.folder.path()}, harness.environment)));
+    ASSERT_FALSE(harness.run(CURLRemoteFile::make( // of the same size and name, from elsewhere
+        originOfLink({*Url::parse(server.url(kSize, "delay=0")), harness.folder.path()}),
+        harness.environment)));
     EXPECT_TRUE(harness.exists("sample (3).bin"));
 }
 

@@ -112,7 +112,7 @@ TEST_F(QueueStateSaverTest, WhatHasNotFinishedComesBackInItsOrder) {
     finished->setCurrentState(rf_state_succeeded);
     ASSERT_TRUE(queue.addRemoteFile(finished));
     // Nothing of these is on disk yet.
-    ASSERT_TRUE(queue.addRemoteFile(CURLRemoteFile::fromLink(link, harness.environment)));
+    ASSERT_TRUE(queue.addRemoteFile(CURLRemoteFile::make(originOfLink(link), harness.environment)));
     ASSERT_TRUE(queue.addRemoteFile(harness.job("http://127.0.0.1:1/refused")));
     std::static_pointer_cast<CURLRemoteFile>(queue.contentAsArray().back())
         ->failWithError(Error::posix(ECONNREFUSED, "connect", "x"));

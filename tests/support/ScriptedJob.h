@@ -113,14 +113,9 @@ public:
 private:
     using RemoteFileBase::RemoteFileBase;
 
-    Result<void> doMakeReady(std::shared_ptr<const TRAuthToken> auth) override {
-        auto made = makeReady(auth);
-        if (!made)
-            failWithError(made.error());
-        return made;
-    }
+    StepEnd doMakeReady(std::shared_ptr<const TRAuthToken> auth) override { return {makeReady(auth)}; }
 
-    Result<void> doDownload() override { return download(); }
+    StepEnd doDownload() override { return {download()}; }
 };
 
 } // namespace tarvo::test

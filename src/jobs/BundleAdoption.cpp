@@ -1,0 +1,169 @@
+#include "jobs/BundleAdoption.h"
+
+#include "base/FileName.h"
+#include "base/Log.h"
+#include "jobs/FileFinalizer.h"
+#include "jobs/JobErrors.h"
+#include "jobs/JobOrigin.h"
+#include "storage/ProgressFile.h"
+
+#include <cerrno>
+
+namespace tarvo {
+
+namespace {
+
+constexpr std::size_t kBundleSuffixBytes = 11; // ".trdownload"
+
+Error mismatch() {
+    return remoteFileError(kRemoteFileProgressMismatch, "tr.err.progress-file-mismatch",
+                           "tr.err.progress-file-recovery");
+}
+
+} // namespace
+
+Error alreadyComplete() {
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""};
+}
+
+Result<void> BundleAdoption::checkKnown() const {
+    const BundleFacts& known = m_found.facts.bundle;
+    const auto bundle = known.bookmark ? ProgressBundle::fromBundleDirectory(*known.bookmark) : std::nullopt;
+    if (!bundle)
+        return {};
+    if (bundle->isAway(known.device)) // making it anew would hide what comes back
+        return failure(folderAway(bundle->baseFolder()));
+    return bundle->checkIsOwn();
+}
+
+bool BundleAdoption::wasFinishedBefore() {
+    const auto& bookmark = m_found.facts.bundle.bookmark;
+    const auto bundle = bookmark ? ProgressBundle::fromBundleDirectory(*bookmark) : std::nullopt;
+    if (!bundle || bundle->tempFileExists() || !bundle->progressFileExists())
+        return false;
+    const auto saved = ProgressFile(bundle->progressFile(), m_environment.disk).readData();
+    if (!saved || saved->url != m_url || saved->fileSize < 1 ||
+        Disk::lengthOfFile(bundle->finalFile()) != saved->fileSize)
+        return false;
+    Log::warning("The download \"{}\" was finished before; only its bundle was left", bundle->finalFile());
+    if (const auto removed = m_environment.disk.removeTree(bundle->bundleDirectory()); !removed)
+        Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
+                   removed.error().description);
+    m_found.finished = {bundle->finalFile(), saved->fileSize};
+    forgetBundle();
+    return true;
+}
+
+void BundleAdoption::forgetBundle() {
+    m_found.facts.bundle.bookmark.reset();
+    m_found.facts.bundle.hasRecord = false;
+}
+
+Result<ProgressBundle> BundleAdoption::take(const BundlePlace& place, std::int64_t fileSize) {
+    auto bundle = find(place, fileSize);
+    if (!bundle)
+        return bundle;
+    if (const auto own = bundle->checkIsOwn(); !own)
+        return failure(own.error());
+    if (const auto opened = m_intake.open(*bundle); !opened)
+        return failure(opened.error());
+    m_found.facts.bundle.device = bundle->device();
+    return bundle;
+}
+
+Result<ProgressBundle> BundleAdoption::find(const BundlePlace& place, std::int64_t fileSize) {
+    // The user may have removed the bundle; then the download starts over under its name.
+    const auto& bookmark = m_found.facts.bundle.bookmark;
+    if (bookmark && !Disk::exists(*bookmark))
+        forgetBundle();
+    if (!bookmark)
+        return makeNew(place, fileSize);
+    if (const auto bundle = ProgressBundle::fromBundleBookmark(*bookmark))
+        return *bundle;
+    return failure(Error::posix(ENOENT, "open the bundle", *bookmark));
+}
+
+Result<ProgressBundle> BundleAdoption::makeNew(const BundlePlace& place, std::int64_t fileSize) {
+    const auto take = [&](const std::string& name) -> Result<ProgressBundle> {
+        const ProgressBundle bundle(place.folder, name);
+        const auto taken = failure(Error::posix(EEXIST, "make", bundle.bundleDirectory()));
+        if (isFinishedHere(bundle.finalFile(), fileSize)) {
+            m_found.finished = {bundle.finalFile(), fileSize};
+            return failure(alreadyComplete());
+        }
+        if (bundle.finalFileExists())
+            return taken;
+        const bool isNew = !Disk::exists(bundle.bundleDirectory());
+        if (const auto made = m_environment.disk.makeFolders(bundle.bundleDirectory()); !made)
+            return failure(made.error());
+        if (!Disk::isFolder(bundle.bundleDirectory())) // a file or a link has the name: no bundle of ours
+            return taken;
+        m_found.facts.bundle.isOwned = isNew;
+        m_found.facts.bundle.bookmark = bundle.bundleDirectory();
+        m_found.chosenName = name;
+        return bundle;
+    };
+    return takeFreeName(place.name.empty() ? "UnknownName" : place.name, kBundleSuffixBytes, take);
+}
+
+/// A download of the saved queue, of which the program ended before it could note that it had finished.
+bool BundleAdoption::isFinishedHere(const std::string& file, std::int64_t fileSize) const {
+    return m_found.facts.isRecovered && fileSize > 0 && Disk::lengthOfFile(file) == fileSize &&
+           FileFinalizer(file).isFrom(m_url.absoluteString());
+}
+
+Result<void> BundleAdoption::adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {
+    auto record = readRecord(bundle, probe);
+    if (!record)
+        return failure(record.error());
+    if (auto adopted = m_intake.adopt(std::move(*record), probe.contentLength); !adopted)
+        return adopted;
+    m_found.facts.bundle.isOwned = true;
+    return {};
+}
+
+/// The bundle's record, if the download can go on with it, else a fresh one.
+Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {
+    AdoptedRecord adopted{.data = std::make_shared<ProgressData>(probe.contentLength),
+                          .validator = probe.validator};
+    if (!bundle.progressFileExists())
+        return adopted;
+    const auto saved = ProgressFile(bundle.progressFile(), m_environment.disk).readData();
+    if (!saved || saved->url != m_url || saved->fileSize != probe.contentLength)
+        return failure(mismatch());
+    DownloadFacts& facts = m_found.facts;
+    facts.referer = saved->referer ? saved->referer : facts.referer;
+    facts.requestedPartitions = usableConnections(saved->requestedConnections);
+    facts.isRecovered = true;
+    const bool isEmpty = saved->progressData->totalBytesDownloaded() == 0;
+    if (isEmpty)
+        adopted.timesChanged = saved->timesChanged;
+    // A single stream can't be continued: it always starts over.
+    if (isEmpty || !probe.supportsParts || saved->progressData->isIndeterminateSize())
+        return adopted;
+    const Sameness sameness = compare(saved->validator, probe.validator);
+    if (sameness == Sameness::different) {
+        const auto started = startOver(bundle, *saved);
+        return failure(started ? changedOnServer() : started.error());
+    }
+    adopted.data = saved->progressData;
+    if (sameness == Sameness::unknown) {
+        for (const auto& hole : adopted.data->readoutHoles())
+            adopted.unproven.insert(hole->lowerBound);
+        adopted.unproven.erase(0); // nothing lies before it
+    }
+    return adopted;
+}
+
+/// Forgets what is there of another version; the next attempt begins with an empty data file.
+Result<void> BundleAdoption::startOver(const ProgressBundle& bundle, const ProgressState& saved) {
+    ProgressState fresh = saved;
+    fresh.progressData = std::make_shared<ProgressData>(saved.fileSize);
+    fresh.validator = {};
+    fresh.timesChanged = saved.timesChanged + 1;
+    m_intake.show(fresh.progressData, saved.fileSize);
+    return m_environment.remoteFileSavingQueue.sync(
+        [&] { return ProgressFile(bundle.progressFile(), m_environment.disk).writeData(fresh); });
+}
+
+} // namespace tarvo

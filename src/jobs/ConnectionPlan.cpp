@@ -1,0 +1,43 @@
+#include "jobs/ConnectionPlan.h"
+
+#include <algorithm>
+
+namespace tarvo {
+
+namespace {
+
+/// So much before a hole is fetched again, to see whether the server still has what lies before it.
+constexpr std::int64_t kProof = 64 * 1024;
+
+/// Where the proof of the bytes before `hole` begins: no earlier than the done range that ends there.
+std::int64_t startOfProof(const ProgressData& record, std::int64_t hole) {
+    for (const auto& done : record.readout()) {
+        if (done->upperBound == hole)
+            return std::max(done->lowerBound, hole - kProof);
+    }
+    return hole;
+}
+
+} // namespace
+
+bool fetchesParts(const DownloadSource& source, const AdoptedRecord& record) {
+    constexpr std::int64_t mostChanges = 2;
+    return source.supportsParts && record.timesChanged < mostChanges;
+}
+
+HandleCreator::Handles connectionsFor(const DownloadSource& source, const AdoptedRecord& record,
+                                      const JobEnvironment& environment) {
+    const HandleCreator creator(record.data, source.url, source.auth, source.referer, {},
+                                environment.transfers);
+    auto connections = fetchesParts(source, record) ? creator.createHandles(source.connections)
+                                                    : creator.createWholeHandle();
+    for (const auto& connection : connections) {
+        CurlRequest& request = connection->segment().request();
+        request.ifRange = record.validator.ifRange();
+        if (record.unproven.contains(request.lowerBound))
+            connection->beginAt(startOfProof(*record.data, request.lowerBound));
+    }
+    return connections;
+}
+
+} // namespace tarvo

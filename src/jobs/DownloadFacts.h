@@ -1,0 +1,43 @@
+// What a job knows of its download, and what a preparation adds to that.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <sys/types.h>
+
+#include "base/Url.h"
+
+namespace tarvo {
+
+struct BundleFacts {
+    std::optional<std::string> bookmark{}; ///< its folder, once there is one
+    std::optional<dev_t> device{};         ///< that it is on, once it has been seen there
+    bool isOwned = false;   ///< this download has made it, or taken it over from an earlier run
+    bool hasRecord = false; ///< it holds this download's record
+};
+
+struct DownloadFacts {
+    std::optional<Url> referer{};
+    std::int64_t requestedPartitions = 1; ///< connections that are asked for
+    BundleFacts bundle{};
+    bool isRecovered = false; ///< from an earlier run of the program
+};
+
+/// A file that is whole, under its final name.
+struct FinishedFile {
+    std::string path;
+    std::int64_t length = 0; ///< bytes
+};
+
+/// What a preparation has found out, also one that has failed.
+struct Findings {
+    DownloadFacts facts{};
+    std::optional<std::string> chosenName{}; ///< with a new bundle
+    std::optional<Url>
+        authenticationUrl{}; ///< another server than that of the address, which wants credentials
+    std::optional<FinishedFile> finished{}; ///< it turned out to be there already
+};
+
+} // namespace tarvo

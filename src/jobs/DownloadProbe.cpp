@@ -1,0 +1,104 @@
+#include "jobs/DownloadProbe.h"
+
+#include "base/Localized.h"
+#include "jobs/AuthenticationManager.h"
+#include "jobs/JobErrors.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr int kMostServers = 10; // that ask one after the other on the way to a file
+
+std::string serviceOf(const Url& url) {
+    return AuthenticationManager::getServiceNameFromURL(url);
+}
+
+} // namespace
+
+Result<ProbeAnswers> DownloadProbe::run() {
+    Source source = sourceAt(m_url);
+    Run probed = probe(source);
+    for (int servers = 1; probed.problem && probed.scout->requiresAuthentication(); ++servers) {
+        const Url asking = probed.scout->lastAsked().value_or(source.url);
+        const bool isAnother = serviceOf(asking) != serviceOf(source.url);
+        Source next = sourceAt(asking);
+        if (!isAnother || !next.auth || servers == kMostServers)
+            return failure(authenticationError(asking, *probed.problem));
+        source = std::move(next);
+        probed = probe(source);
+    }
+    if (probed.problem)
+        return failure(*probed.problem);
+    const auto& scout = probed.scout;
+    if (scout->isHtmlPage())
+        return failure(remoteFileError(HTMLPageErrorCode, "tr.err.html-file"));
+    if (scout->isFtpDirectory())
+        return failure(remoteFileError(kRemoteFileFtpDirectory, "tr.err.ftp-directory"));
+    return ProbeAnswers{scout->supportsMultipartDownloads(),
+                        scout->contentLength(),
+                        scout->suggestedFilename(),
+                        scout->validator(),
+                        source.url,
+                        source.auth};
+}
+
+void DownloadProbe::requestStop() {
+    auto running = m_running.lock();
+    running->isStopped = true;
+    if (running->scout)
+        running->scout->requestStop();
+}
+
+/// Without the referrer, but with it where that is refused: some servers serve their own pages' links only.
+DownloadProbe::Run DownloadProbe::probe(Source& source) {
+    if (source.auth && source.url.scheme() == "sftp")
+        return probeWithKeys(source);
+    Run probed = runScout(source, std::nullopt);
+    const auto isRefused = [&probed](int status) {
+        return probed.problem && probed.problem->is(ErrorDomain::CurlHttp, status);
+    };
+    if (m_referer && (isRefused(401) || isRefused(403)))
+        return runScout(source, m_referer);
+    return probed;
+}
+
+/// Tries one key after the other; `source` is left with the one that has opened, or with the last.
+DownloadProbe::Run DownloadProbe::probeWithKeys(Source& source) {
+    Run probed;
+    for (const auto& attempt : source.auth->sshAttempts()) {
+        probed = runScout({source.url, attempt}, std::nullopt);
+        source.auth = attempt;
+        if (!probed.scout->requiresAuthentication())
+            break;
+    }
+    return probed;
+}
+
+DownloadProbe::Run DownloadProbe::runScout(const Source& source, const std::optional<Url>& referer) {
+    const auto scout = ScoutFactory(m_environment).createScout(source.url, source.auth, referer);
+    {
+        auto running = m_running.lock();
+        running->scout = scout;
+        if (running->isStopped)
+            scout->requestStop();
+    }
+    auto problem = scout->runAndGetError();
+    m_running.lock()->scout.reset();
+    return {scout, std::move(problem)};
+}
+
+DownloadProbe::Source DownloadProbe::sourceAt(const Url& url) const {
+    const auto known = m_tokens.find(serviceOf(url));
+    return {url, known == m_tokens.end() ? nullptr : known->second};
+}
+
+Error DownloadProbe::authenticationError(const Url& asking, const Error& problem) {
+    const std::string service = serviceOf(asking);
+    if (service != serviceOf(m_url))
+        m_authenticationUrl = asking;
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileAuthenticationErrorCode, problem.description,
+            localized("tr.err.authentication", {service})};
+}
+
+} // namespace tarvo

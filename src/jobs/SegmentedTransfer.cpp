@@ -1,0 +1,236 @@
+#include "jobs/SegmentedTransfer.h"
+
+#include "base/FileName.h"
+#include "base/Localized.h"
+#include "base/Log.h"
+#include "base/Readable.h"
+#include "engine/transfer/LiveCurlSegment.h"
+#include "jobs/FileFinalizer.h"
+#include "jobs/JobErrors.h"
+
+#include <cerrno>
+
+namespace tarvo {
+
+std::shared_ptr<SegmentedTransfer> SegmentedTransfer::create(Parts parts, ReadyDownload ready) {
+    return std::shared_ptr<SegmentedTransfer>(new SegmentedTransfer(std::move(parts), std::move(ready)));
+}
+
+SegmentedTransfer::SegmentedTransfer(Parts parts, ReadyDownload ready)
+    : m_parts(std::move(parts)), m_ready(std::move(ready)),
+      m_activeConnections(static_cast<std::int64_t>(m_ready.connections.size())) {
+}
+
+Result<FinishedFile> SegmentedTransfer::run(const AskName& askName) {
+    m_owner.take();
+    m_parts.intake->beginTransfer();
+    auto finished = fetchAndFinish(askName);
+    if (!finished) {
+        const std::string dataFile = m_parts.intake->snapshot().path;
+        ProgressSaver(*m_parts.intake, m_parts.environment, m_parts.request, folderOf(dataFile))
+            .saveBeforeFailing(finished.error());
+    }
+    m_parts.intake->endTransfer();
+    m_owner.giveUp();
+    return finished;
+}
+
+Result<FinishedFile> SegmentedTransfer::fetchAndFinish(const AskName& askName) {
+    auto fetched = checkSpace();
+    if (fetched)
+        fetched = runLoops();
+    m_ready.connections.clear(); // on this thread, and with them their buffers
+    m_activeConnections = 0;
+    m_parts.intake->endBlocks();
+    if (const auto part = std::exchange(m_lastPart, nullptr); fetched && part)
+        fetched = confirmVersion(*part);
+    if (!fetched)
+        return failure(fetched.error());
+    const auto name = askName();
+    return name ? finish(*name) : failure(Error::alreadyStopped());
+}
+
+Result<void> SegmentedTransfer::checkSpace() {
+    const DataSnapshot data = m_parts.intake->snapshot();
+    std::int64_t missing = 0;
+    if (data.record && !data.record->data->isIndeterminateSize())
+        missing = data.fileSize - data.record->data->totalBytesDownloaded();
+    const auto free = m_parts.environment.disk.freeSpace(folderOf(data.path));
+    if (!free || *free >= missing)
+        return {};
+    return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileWriteFailure,
+                         localized("tr.err.no-space", {readableSize(missing), readableSize(*free)}),
+                         localized("tr.err.disk-full-recovery")});
+}
+
+Result<void> SegmentedTransfer::runLoops() {
+    while (true) {
+        const std::int64_t before = m_parts.intake->totalDone();
+        if (auto ran = runLoop(); !ran)
+            return ran;
+        const DataSnapshot data = m_parts.intake->snapshot();
+        if (data.record->data->isIndeterminateSize() || data.record->data->isComplete())
+            return {};
+        // Every connection has ended and something is still missing: fetch that, as long as it helps.
+        if (m_parts.intake->totalDone() == before || !fetchesParts(m_ready.source, *data.record))
+            return failure(incomplete());
+        m_ready.connections = connectionsFor(m_ready.source, *data.record, m_parts.environment);
+        m_activeConnections = static_cast<std::int64_t>(m_ready.connections.size());
+        m_parts.announce();
+    }
+}
+
+Result<void> SegmentedTransfer::runLoop() {
+    const auto loop = makeLoop();
+    loop->downloadAndBlock();
+    m_control.lock()->loop.reset();
+    const auto ended = loop->downloaders();
+    if (!ended.empty())
+        m_lastPart = ended.back();
+    const DataSnapshot data = m_parts.intake->snapshot();
+    if (data.refusal)
+        return failure(*data.refusal);
+    if (const auto problem = firstErrorOf(ended, data.fileSize))
+        return failure(*problem);
+    return {};
+}
+
+std::shared_ptr<CurlMulti> SegmentedTransfer::makeLoop() {
+    for (const auto& connection : m_ready.connections)
+        connection->setDelegate(weak_from_this());
+    auto loop =
+        std::make_shared<CurlMulti>(m_ready.connections, m_parts.environment.transfers.connectionPools);
+    auto control = m_control.lock();
+    control->loop = loop;
+    // What was asked for before there was a loop to tell.
+    if (control->isStopped)
+        loop->requestStop();
+    else if (control->isPaused)
+        loop->requestPause();
+    return loop;
+}
+
+/// A file server tells the time of the last change before it opens the file, and not after: a part may be of
+/// a version that came in between. What it tells when all parts are there holds for all of them.
+Result<void> SegmentedTransfer::confirmVersion(const CurlDownloader& part) {
+    if (part.isAnsweredByWeb() || !asksForRange(part))
+        return {};
+    const TransferEnvironment& transfers = m_parts.environment.transfers;
+    CurlRequest request = part.segment().request();
+    request.headRequestOnly = true;
+    request.timeoutMs = std::chrono::ceil<std::chrono::milliseconds>(transfers.probeTimeLimit).count();
+    const auto check = CurlDownloader::create(std::make_unique<LiveCurlSegment>(request, transfers));
+    const auto loop = std::make_shared<CurlMulti>(CurlMulti::Children{check}, transfers.connectionPools);
+    {
+        auto control = m_control.lock();
+        control->check = loop;
+        if (control->isStopped)
+            loop->requestStop();
+    }
+    loop->downloadAndBlock();
+    m_control.lock()->check.reset();
+    const DataSnapshot data = m_parts.intake->snapshot();
+    if (data.refusal)
+        return failure(*data.refusal);
+    if (const auto problem = check->segment().error())
+        return failure(*problem);
+    if (compare(data.record->validator, check->validator()) == Sameness::different)
+        return failure(changedOnServer());
+    return {};
+}
+
+std::int64_t SegmentedTransfer::downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
+                                                  std::int64_t offset) {
+    m_owner.assertIsHere();
+    const auto taken = m_parts.intake->take(downloader, data, offset);
+    if (taken.consumed < 0)
+        requestStop();
+    else
+        m_parts.speedometer.noteBytesReceived(taken.consumed);
+    if (taken.announces)
+        m_parts.announce();
+    return taken.consumed;
+}
+
+void SegmentedTransfer::downloaderHasParsedHeader(CurlDownloader& downloader, const std::string& key,
+                                                  const std::string& value) {
+    if (!announcesWrongLength(downloader, key, value))
+        return;
+    m_parts.intake->refuse(unexpectedSegmentSize());
+    requestStop();
+}
+
+Result<FinishedFile> SegmentedTransfer::finish(const std::string& name) {
+    const DataSnapshot data = m_parts.intake->snapshot();
+    Disk& disk = m_parts.environment.disk;
+    if (!data.file)
+        return failure(Error::alreadyStopped());
+    const std::int64_t length = data.record->data->totalBytesDownloaded();
+    if (Disk::lengthOf(data.file->descriptor()) != length)
+        return failure(dataFileShrank(data.path));
+    // Before the name says that the file is whole, the disk must hold it.
+    if (const auto flushed = disk.flush(data.file->descriptor(), data.path); !flushed)
+        return failure(writeFailure(flushed.error()));
+    const auto moved = m_parts.environment.remoteFileSavingQueue.sync([&]() -> Result<std::string> {
+        if (const auto refusal = m_parts.intake->refusal())
+            return failure(*refusal);
+        return moveToFinalName(data, name);
+    });
+    if (!moved)
+        return failure(moved.error());
+    // Outside the queue, for it takes the disk a while and there is no record to save any more. The bundle
+    // goes only after that: with the name lost in a crash, it would still be complete.
+    if (const auto flushed = disk.flushFolder(folderOf(*moved)); !flushed)
+        return failure(flushed.error());
+    if (const auto removed = disk.removeTree(folderOf(data.path)); !removed)
+        Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
+                   removed.error().description);
+    FileFinalizer(*moved).setWhereFrom(m_parts.request.url.absoluteString());
+    return FinishedFile{*moved, length};
+}
+
+Result<std::string> SegmentedTransfer::moveToFinalName(const DataSnapshot& data, const std::string& name) {
+    Disk& disk = m_parts.environment.disk;
+    const auto bundle = ProgressBundle::fromBundleDirectory(folderOf(data.path));
+    if (!bundle || !bundle->bundleExists()) {
+        Log::error("Progress bundle could not be opened");
+        return failure(Error::localized(ErrorDomain::Posix, ENOENT, "tr.err.no-open-progress-file"));
+    }
+    disk.setUsualPermissions(data.file->descriptor());
+    // A foreign file that has taken the name meanwhile stays; the download gets the next free one.
+    auto moved = takeFreeName(name, 0, [&](const std::string& candidate) -> Result<std::string> {
+        const std::string target = ProgressBundle(bundle->baseFolder(), candidate).finalFile();
+        const auto renamed = disk.renameNoReplace(data.path, target);
+        return renamed ? Result<std::string>(target) : failure(renamed.error());
+    });
+    if (moved)
+        m_parts.intake->markFinal();
+    else
+        Log::error("Could not move item: {}", moved.error().description);
+    return moved;
+}
+
+void SegmentedTransfer::requestPause() {
+    auto control = m_control.lock();
+    control->isPaused = true;
+    if (control->loop && !control->isStopped)
+        control->loop->requestPause();
+}
+
+void SegmentedTransfer::requestResume() {
+    auto control = m_control.lock();
+    control->isPaused = false;
+    if (control->loop && !control->isStopped)
+        control->loop->requestResume();
+}
+
+void SegmentedTransfer::requestStop() {
+    auto control = m_control.lock();
+    control->isStopped = true;
+    if (control->loop)
+        control->loop->requestStop();
+    if (control->check)
+        control->check->requestStop();
+}
+
+} // namespace tarvo
