@@ -96,6 +96,57 @@ void addAddresses() {
          milliseconds([&] { queue.controller.remoteFiles().removeRemoteFiles(jobs); }));
 }
 
+/// What is shown of the list, as often as it changes.
+void showRows() {
+    test::JobHarness harness;
+    NotificationCenter notifications;
+    RemoteFilesArrayController files(notifications);
+    std::vector<Job> jobs;
+    for (int i = 0; i < kJobs; ++i)
+        jobs.push_back(test::ScriptedJob::create(harness.environment, "http://127.0.0.1/" + std::to_string(i),
+                                                 i % 2 == 0 ? rf_state_ready : rf_state_failed));
+    tell("adding 10,000 jobs to the list",
+         milliseconds([&] { [[maybe_unused]] const auto refused = files.addRemoteFiles(jobs); }));
+    std::size_t rows = 0;
+    const auto look = [&] { rows += static_cast<std::size_t>(files.rowCount()); };
+    look();
+    tell("showing half of them by a filter", milliseconds([&] {
+             files.setFilter(JobFilter::all().back());
+             look();
+         }));
+    tell("showing all again", milliseconds([&] {
+             files.setFilter(JobFilter::all().front());
+             look();
+         }));
+    tell("replacing one and looking at its row, the mean of 100",
+         milliseconds([&] {
+             for (int i = 0; i < 100; ++i) {
+                 Job& job = jobs[static_cast<std::size_t>(i) * 97];
+                 job = *files.reloadRemoteFile(job);
+                 rows += static_cast<std::size_t>(files.rowOf(*job).value_or(0));
+             }
+         }) / 100);
+    tell("replacing each of them", milliseconds([&] {
+             for (Job& job : jobs)
+                 job = *files.reloadRemoteFile(job);
+             look();
+         }));
+    tell("taking every second one out", milliseconds([&] {
+             std::vector<Job> half;
+             for (std::size_t i = 0; i < jobs.size(); i += 2)
+                 half.push_back(jobs[i]);
+             files.removeRemoteFiles(half);
+             look();
+         }));
+    tell("taking the others out, one after the other", milliseconds([&] {
+             for (std::size_t i = 1; i < jobs.size(); i += 2)
+                 files.removeRemoteFile(jobs[i]);
+             look();
+         }));
+    if (rows == 0)
+        std::puts("no rows");
+}
+
 /// Counts what a queue would tell whoever runs its pages and prompts.
 class Silent final : public TRQueueSchedulerDelegate {
     BrowserEndReason openBrowserFor(const Job&, Job&) override { return BrowserEndReason::cancelled; }
@@ -186,6 +237,7 @@ int main(int argc, char** argv) {
     const Runloop::Main mainThread;
     std::puts("\nqueue: 10,000 downloads");
     addAddresses();
+    showRows();
     tell("the longest tick, 10,000 waiting", longestTick(rf_state_ready), 5);
     tell("the longest tick, 10,000 paused", longestTick(rf_state_paused), 5);
     tell("the longest tick, 10,000 failed", longestTick(rf_state_failed), 5);

@@ -26,8 +26,8 @@ std::optional<std::string> localPath(const std::string& text) {
     return url ? std::optional(url->localPath()) : std::nullopt;
 }
 
-AddOutcome programEnds() {
-    return AddOutcome::refusal(QueueController::programEnds());
+AddOutcome refusedAtTheEnd() {
+    return AddOutcome::refusal(programEnds());
 }
 
 bool isWebAddress(const std::string& text) {
@@ -163,7 +163,7 @@ void Tarvo2AppDelegate::addStringToTarvo(const std::string& text, const Told& to
         return;
     m_pendingAdds.push_back([this, text, told] {
         tell(m_mainWindow ? m_mainWindow->addDownloadFromString(text)
-                          : std::vector<AddOutcome>(linesOf(text).size(), programEnds()),
+                          : std::vector<AddOutcome>(linesOf(text).size(), refusedAtTheEnd()),
              told);
     });
     consumePendingAddsIfPossible();
@@ -173,7 +173,7 @@ void Tarvo2AppDelegate::addBundleFileToTarvo(const std::string& bundle, const To
     if (isTooMuch(1, told))
         return;
     m_pendingAdds.push_back([this, bundle, told] {
-        tell({m_mainWindow ? m_mainWindow->addDownloadFromBundleFile(bundle) : programEnds()}, told);
+        tell({m_mainWindow ? m_mainWindow->addDownloadFromBundleFile(bundle) : refusedAtTheEnd()}, told);
     });
     consumePendingAddsIfPossible();
 }

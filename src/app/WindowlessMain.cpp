@@ -31,9 +31,9 @@ std::vector<AddOutcome> WindowlessMain::addDownloadFromString(const std::string&
 AddOutcome WindowlessMain::outcomeOf(const Url& url, std::vector<QueueController::Job>& jobs,
                                      std::unordered_set<std::string>& identities) const {
     if (m_queue.hasEnded())
-        return AddOutcome::refusal(QueueController::programEnds());
+        return AddOutcome::refusal(programEnds());
     if (jobs.size() >= m_queue.freePlaces())
-        return AddOutcome::refusal(QueueController::queueIsFull());
+        return AddOutcome::refusal(queueIsFull());
     const Settings settings(m_environment.defaults);
     auto job = CURLRemoteFile::create(url, settings.defaultThreading(),
                                       settings.defaultDirectory(m_homeFolder), m_environment);

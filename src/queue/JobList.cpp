@@ -55,6 +55,12 @@ void JobList::moveBefore(const RemoteFile& job, const RemoteFile* successor) {
     insert(moved, before + (next->first - before) / 2);
 }
 
+void JobList::replace(const RemoteFile& old, const Job& fresh) {
+    const Rank rank = m_places.at(&old).rank;
+    remove(old);
+    insert(fresh, rank);
+}
+
 void JobList::renumber() {
     const auto jobsInOrder = jobs();
     m_ordered.clear();
@@ -74,15 +80,6 @@ void JobList::updateState(const RemoteFile& job) {
     auto node = m_byState.at(place.state).extract(place.rank);
     place.state = job.currentState();
     m_byState.at(place.state).insert(std::move(node));
-}
-
-JobList::Job JobList::successorOf(const RemoteFile& job) const {
-    const auto next = m_ordered.upper_bound(m_places.at(&job).rank);
-    return next == m_ordered.end() ? nullptr : next->second;
-}
-
-bool JobList::isBefore(const RemoteFile& job, const RemoteFile& other) const {
-    return m_places.at(&job).rank < m_places.at(&other).rank;
 }
 
 std::size_t JobList::countInState(rf_state_t state) const {

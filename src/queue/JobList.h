@@ -30,15 +30,20 @@ public:
     /// Before `successor`, or at the end when that is null. Both are in the list.
     void moveBefore(const RemoteFile& job, const RemoteFile* successor);
 
+    /// Puts `fresh`, which is not in the list, into the place of `old`, which is.
+    void replace(const RemoteFile& old, const Job& fresh);
+
     /// Takes over the job's present state.
     void updateState(const RemoteFile& job);
 
     bool contains(const RemoteFile& job) const { return m_places.contains(&job); }
 
-    /// The job behind `job`; null behind the last one.
-    Job successorOf(const RemoteFile& job) const;
+    /// Where a job stands: the greater the later. Ranks have room between them, so that a job moves
+    /// without the others.
+    using Rank = std::int64_t;
 
-    bool isBefore(const RemoteFile& job, const RemoteFile& other) const;
+    /// Of a job in the list; until the list changes.
+    Rank rankOf(const RemoteFile& job) const { return m_places.at(&job).rank; }
 
     std::size_t size() const { return m_places.size(); }
 
@@ -52,9 +57,6 @@ public:
                    const std::function<bool(const Job&)>& visit) const;
 
 private:
-    /// Where a job stands: the greater the later. Ranks have room between them, so that a job moves
-    /// without the others.
-    using Rank = std::int64_t;
     using Ordered = std::map<Rank, Job>;
 
     struct Place {

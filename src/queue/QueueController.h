@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -11,35 +10,21 @@
 #include <QTimer>
 
 #include "base/NotificationCenter.h"
-#include "base/SerialQueue.h"
 #include "base/WorkQueue.h"
 #include "jobs/JobEnvironment.h"
+#include "queue/Additions.h"
 #include "queue/AlertPresenter.h"
-#include "queue/AutomaticTerminationUpdater.h"
-#include "queue/LauncherStatusFeeder.h"
+#include "queue/DesktopCompanions.h"
+#include "queue/JobFiles.h"
 #include "queue/PageOpener.h"
+#include "queue/QueueEnding.h"
+#include "queue/QueueRun.h"
 #include "queue/QueueStateSaver.h"
-#include "queue/QuitAndSleepManager.h"
 #include "queue/RemoteFilesArrayController.h"
 #include "queue/StatsBroadcaster.h"
 #include "queue/TRQueueScheduler.h"
-#include "queue/UserNotifier.h"
 
 namespace tarvo {
-
-/// Whether the scheduler may start jobs.
-enum class QueueRunState {
-    stopped = 0, ///< nothing to do
-    waiting = 1, ///< there are jobs, and nobody has started the queue
-    running = 2,
-    paused = 3, ///< by the user
-};
-
-/// What the control that starts and stops the queue shows.
-struct StartStopControl {
-    std::string label;
-    bool isOn = false;
-};
 
 /// Main thread. What a window, the program without a screen and the command line have in common: they show
 /// what is here and call the commands.
@@ -48,15 +33,7 @@ class QueueController : public QObject, private TRQueueSchedulerDelegate {
 
 public:
     using Job = std::shared_ptr<RemoteFile>;
-
-    /// What the queue does to the world outside it: none of it on a bare command line.
-    struct Desktop {
-        SleepInhibitor& sleep;
-        AutomaticTermination& termination;
-        UserNotices& notices;
-        LauncherBadge& badge;
-        std::function<bool()> windowIsVisible;
-    };
+    using Desktop = QueueDesktop;
 
     /// What the queue needs around it. Everything referred to outlives it.
     struct Environment {
@@ -65,8 +42,7 @@ public:
         AuthenticationManager& authManager;
         PageOpener& pages;
         AlertPresenter& alerts;
-        UserDefaults* session =
-            nullptr; ///< where the queue is kept over the end of the program; null: nowhere
+        UserDefaults* session = nullptr;  ///< where the queue is kept over the program's end; null: nowhere
         const Desktop* desktop = nullptr; ///< null: nothing outside the queue is touched
         Seconds retryDelay = kRetryDelay;
     };
@@ -78,13 +54,13 @@ public:
 
     RemoteFilesArrayController& remoteFiles() { return m_remoteFiles; }
 
-    QueueRunState runState() const { return m_runState; }
+    QueueRunState runState() const { return m_run.state(); }
 
-    const StartStopControl& startStopControl() const { return m_startStopControl; }
+    const StartStopControl& startStopControl() const { return m_run.startStopControl(); }
 
     /// Adds downloads as from the add sheet: the queue starts by itself if the settings say so. A finished
     /// download of the same address makes room for the new one, in its row. Error: see
-    /// RemoteFilesArrayController::addRemoteFiles(); that the program ends.
+    /// addOverFinished(); that the program ends.
     Result<void> addDownloads(const std::vector<Job>& jobs);
 
     /// Whether a download of this identity is in the queue and has not finished.
@@ -97,11 +73,8 @@ public:
     /// Whether the program's last moments have come, and nothing that is added is kept any more.
     bool hasEnded() const { return m_hasEnded; }
 
-    static Error programEnds();
-
-    /// How many more jobs the queue takes. A restored session is taken whatever its length.
-    std::size_t freePlaces() const;
-    static Error queueIsFull();
+    /// How many more jobs the queue takes.
+    std::size_t freePlaces() const { return freePlacesIn(m_remoteFiles.content()); }
 
     /// Adds the download of a bundle. Never starts the queue. Error: why it can't be gone on with, that there
     /// is no place, or kTarvoDuplicateEntry.
@@ -110,12 +83,13 @@ public:
     /// Starts the queue, or pauses every job.
     void toggleAutorun();
 
-    // Commands on the selected rows.
-    void pauseSelected();
-    void resumeSelected();
-    void reloadSelected();
-    void removeSelected();
-    void removeSelectedWithData(); ///< asks first
+    // Commands on jobs, of those that are shown for instance the selected ones. What is no longer in the
+    // queue is passed over.
+    void pause(const std::vector<Job>& jobs);
+    void resume(const std::vector<Job>& jobs);
+    void reload(const std::vector<Job>& jobs);
+    void remove(const std::vector<Job>& jobs);
+    void removeWithData(const std::vector<Job>& jobs); ///< asks first
 
     void clearCompleted() { m_scheduler.clearCompleted(); }
 
@@ -128,7 +102,7 @@ public:
 
 Q_SIGNALS:
     void runStateChanged(tarvo::QueueRunState state);
-    /// Once a second, after the passes: whoever shows the list looks at it again.
+    /// Once a second, after the passes.
     void ticked();
     /// See TRQueueScheduler::preparationEnded().
     void preparationEnded(const std::shared_ptr<tarvo::RemoteFile>& job);
@@ -140,15 +114,12 @@ private:
     void connectSignals();
     void oneSecondTick();
     void runPasses();
-    void setRunState(QueueRunState state);
-    void updateStartStopControl();
-    void updateCurrentState();
     void autostartIfNeeded();
     void clearCompletedIfWanted();
     void saveSession();
-    void saveInBackground(const Job& job, std::function<void(const Result<void>& saved)> done);
-    void reload(const Job& job, const Result<void>& saved);
-    void endWhenIdle();
+    void reloadSaved(const Job& job, const Result<void>& saved);
+    std::vector<Job> presentOf(const std::vector<Job>& jobs) const;
+    void endWithoutWorkers();
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
     void closePages() override;
@@ -157,30 +128,21 @@ private:
 
     const Environment m_environment;
     RemoteFilesArrayController m_remoteFiles;
-    QueueRunState m_runState = QueueRunState::stopped;
-    StartStopControl m_startStopControl;
-    bool m_pauseStateTransitions = false; // while a pass changes many states
-    bool m_hasNews = false;               // a download has finished since the last completion
-    bool m_isQuitting = false;
+    QueueRun m_run;
     bool m_hasEnded = false;
-    std::set<const RemoteFile*> m_beingSaved;
     QTimer m_oneSecondTimer;
     QTimer m_nextTurnTimer; // runs the passes too, after any change
     QTimer m_tenSecondTimer;
-    QTimer m_idleTimer;
 
-    // Last, so that they end first: their tasks use what stands above.
+    // Their tasks use what stands above, so they end before it.
     WorkQueue m_concurrentDownloadQueue;
-    SerialQueue m_fileSavingQueue{"com.unregistered.tarvo2.fileSavingQueue"};
+    JobFiles m_files;
 
-    // The companions, in the order in which they come to life. The session is restored last.
-    std::unique_ptr<QuitAndSleepManager> m_sleepManager;
-    std::unique_ptr<AutomaticTerminationUpdater> m_termination;
     TRQueueScheduler m_scheduler;
-    std::unique_ptr<UserNotifier> m_userNotifier;
+    QueueEnding m_ending;
+    std::unique_ptr<DesktopCompanions> m_companions;
     StatsBroadcaster m_statsBroadcaster;
-    std::unique_ptr<LauncherStatusFeeder> m_launcherStatus;
-    std::unique_ptr<QueueStateSaver> m_stateSaver;
+    std::unique_ptr<QueueStateSaver> m_stateSaver; // restores the session last
 };
 
 } // namespace tarvo

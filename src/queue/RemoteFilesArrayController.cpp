@@ -2,8 +2,10 @@
 
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tarvo {
 
@@ -18,50 +20,81 @@ bool isIdentified(const RemoteFile& job) {
 
 } // namespace
 
-const std::vector<JobFilter>& JobFilter::all() {
-    static const std::vector<JobFilter> filters = {
-        {"all", "tr.scope-bar.all", {}},
-        {"running", "tr.scope-bar.running", {rf_state_running}},
-        {"done", "tr.scope-bar.done", {rf_state_succeeded, rf_state_stopped}},
-        {"pending", "tr.scope-bar.pending", {rf_state_ready, rf_state_initializing, rf_state_paused}},
-        {"failed", "tr.scope-bar.failed", {rf_state_failed}},
-    };
-    return filters;
+RemoteFilesArrayController::RemoteFilesArrayController(NotificationCenter& notifications,
+                                                       std::chrono::milliseconds betweenChanges)
+    : m_notifications(notifications), m_betweenChanges(betweenChanges) {
 }
 
-RemoteFilesArrayController::RemoteFilesArrayController(NotificationCenter& notifications)
-    : m_notifications(notifications) {
+/// Answers whether the job may enter. If so, it is observed from here on, and its download is taken.
+Result<void> RemoteFilesArrayController::admit(const Job& job) {
+    if (!Log::assertThat(job != nullptr))
+        return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.illegal-state"));
+    const auto refusal = [] {
+        return failure(Error::localized(ErrorDomain::Tarvo, kTarvoDuplicateEntry, "Duplicate entry"));
+    };
+    if (m_observations.contains(job.get()))
+        return refusal();
+    const auto [known, isNew] = m_existingRemoteFiles.try_emplace(job->identity(), job);
+    if (!isNew && isIdentified(*job))
+        return refusal();
+    known->second = job;
+    m_observations[job.get()] =
+        connect(job.get(), &RemoteFile::currentStateChanged, this,
+                [this, weak = job->weak_from_this()](rf_state_t oldState, rf_state_t newState) {
+                    childChanged(weak, oldState, newState);
+                });
+    if (m_changes)
+        m_changes->watch(job);
+    Log::warning("Start observing RF state {}", job->description());
+    return {};
+}
+
+/// Takes back what admit() has done.
+void RemoteFilesArrayController::release(const Job& job) {
+    if (m_changes)
+        m_changes->forget(job);
+    const auto observation = m_observations.extract(job.get());
+    if (observation && disconnect(observation.mapped())) {
+        m_existingRemoteFiles.erase(job->identity());
+        return;
+    }
+    Log::error("Observer was not registered! {}", job->description());
+    Log::error("Is RF being tracked at all? {}", m_existingRemoteFiles.contains(job->identity()) ? 1 : 0);
+    Log::assertThat(false);
 }
 
 Result<void> RemoteFilesArrayController::addRemoteFile(const Job& job) {
-    if (!Log::assertThat(job != nullptr))
-        return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.illegal-state"));
-    if (m_content.contains(*job) || (isIdentified(*job) && m_existingRemoteFiles.contains(job->identity())))
-        return failure(Error::localized(ErrorDomain::Tarvo, kTarvoDuplicateEntry, "Duplicate entry"));
-    m_content.append(job);
-    m_existingRemoteFiles.insert_or_assign(job->identity(), job);
-    m_arrangedIsCurrent = false;
-    observe(job);
+    Runloop::assertMain();
+    if (auto admitted = admit(job); !admitted)
+        return admitted;
+    append({job});
     Q_EMIT contentArraySizeChanged();
     return {};
 }
 
 Result<void> RemoteFilesArrayController::addRemoteFiles(const std::vector<Job>& jobs) {
-    std::size_t duplicates = 0;
+    Runloop::assertMain();
+    std::vector<Job> admitted;
+    std::vector<Job> refused;
     Result<void> last;
+    std::size_t duplicates = 0;
     for (const auto& job : jobs) {
-        const auto added = addRemoteFile(job);
-        if (added)
-            continue;
-        last = added;
+        if (auto one = admit(job); one) {
+            admitted.push_back(job);
+        } else {
+            refused.push_back(job);
+            duplicates += one.error().code == kTarvoDuplicateEntry ? 1 : 0;
+            last = std::move(one);
+        }
+    }
+    append(admitted);
+    if (!admitted.empty())
+        Q_EMIT contentArraySizeChanged();
+    for (const auto& job : refused) {
         if (job)
             job->stop();
-        if (added.error().code == kTarvoDuplicateEntry)
-            ++duplicates;
     }
-    if (duplicates == 0)
-        return last;
-    return failure(duplicateDownloads(duplicates));
+    return duplicates == 0 ? last : failure(duplicateDownloads(duplicates));
 }
 
 Error RemoteFilesArrayController::duplicateDownloads(std::size_t count) {
@@ -70,22 +103,30 @@ Error RemoteFilesArrayController::duplicateDownloads(std::size_t count) {
 }
 
 void RemoteFilesArrayController::removeRemoteFile(const Job& job) {
-    if (!Log::assertThat(job != nullptr))
-        return;
-    job->stop();
-    m_notifications.post(kWillRemove, this, {{std::string(kRemoteFileKey), job}});
-    const bool wasInQueue = m_content.remove(*job);
-    m_selection.erase(job.get());
-    m_arrangedIsCurrent = false;
-    stopObserving(job);
-    if (wasInQueue)
-        m_existingRemoteFiles.erase(job->identity());
-    Q_EMIT contentArraySizeChanged();
+    removeRemoteFiles({job});
 }
 
 void RemoteFilesArrayController::removeRemoteFiles(const std::vector<Job>& jobs) {
-    for (const auto& job : jobs)
-        removeRemoteFile(job);
+    Runloop::assertMain();
+    std::vector<Job> leaving;
+    for (const auto& job : jobs) {
+        if (Log::assertThat(job != nullptr) && m_leaving.insert(job.get()).second)
+            leaving.push_back(job);
+    }
+    for (const auto& job : leaving)
+        stopAndAnnounce(job);
+    take(leaving);
+    for (const auto& job : leaving) {
+        release(job);
+        m_leaving.erase(job.get());
+    }
+    if (!leaving.empty())
+        Q_EMIT contentArraySizeChanged();
+}
+
+void RemoteFilesArrayController::stopAndAnnounce(const Job& job) {
+    job->stop();
+    m_notifications.post(kWillRemove, this, {{std::string(kRemoteFileKey), job}});
 }
 
 RemoteFilesArrayController::Job RemoteFilesArrayController::remoteFile(const std::string& identity) const {
@@ -93,67 +134,75 @@ RemoteFilesArrayController::Job RemoteFilesArrayController::remoteFile(const std
     return found == m_existingRemoteFiles.end() ? nullptr : found->second;
 }
 
-void RemoteFilesArrayController::observe(const Job& job) {
-    m_observations[job.get()] =
-        connect(job.get(), &RemoteFile::currentStateChanged, this,
-                [this, weak = job->weak_from_this()](rf_state_t oldState, rf_state_t newState) {
-                    childChanged(weak, oldState, newState);
-                });
-    Log::warning("Start observing RF state {}", job->description());
-}
-
-void RemoteFilesArrayController::stopObserving(const Job& job) {
-    const auto observation = m_observations.extract(job.get());
-    if (observation && disconnect(observation.mapped()))
-        return;
-    Log::error("Observer was not registered! {}", job->description());
-    Log::error("Is RF being tracked at all? {}", m_existingRemoteFiles.contains(job->identity()) ? 1 : 0);
-    Log::assertThat(false);
-}
-
 void RemoteFilesArrayController::childChanged(const std::weak_ptr<RemoteFile>& child, rf_state_t oldState,
                                               rf_state_t newState) {
+    Runloop::assertMain();
     const Job job = child.lock();
     if (!Log::assertThat(job != nullptr))
         return;
-    m_content.updateState(*job);
-    if (!m_filteredStates.empty())
-        m_arrangedIsCurrent = false;
+    takeOverState(*job, !m_leaving.contains(job.get()));
     Q_EMIT jobStateChanged(job, oldState, newState);
     Q_EMIT allChildStatesChanged();
     if (newState == rf_state_succeeded)
         Q_EMIT childCompletedChanged();
 }
 
+void RemoteFilesArrayController::connectNotify(const QMetaMethod& signal) {
+    if (m_changes || signal != QMetaMethod::fromSignal(&RemoteFilesArrayController::jobsChanged))
+        return;
+    m_changes =
+        std::make_unique<JobChanges>(m_betweenChanges, [this](const auto& changed) { tellChanges(changed); });
+    for (const auto& job : contentAsArray())
+        m_changes->watch(job);
+}
+
+void RemoteFilesArrayController::disconnectNotify(const QMetaMethod&) {
+    QTimer::singleShot(0, this, &RemoteFilesArrayController::stopGatheringIfUnheard); // a slot may disconnect
+}
+
+void RemoteFilesArrayController::stopGatheringIfUnheard() {
+    if (!isSignalConnected(QMetaMethod::fromSignal(&RemoteFilesArrayController::jobsChanged)))
+        m_changes.reset();
+}
+
+void RemoteFilesArrayController::tellChanges(const std::vector<Job>& changed) {
+    if (isSignalConnected(QMetaMethod::fromSignal(&RemoteFilesArrayController::jobsChanged)))
+        Q_EMIT jobsChanged(changed);
+    else // the receiver has ended, which Qt does not tell
+        QTimer::singleShot(0, this, &RemoteFilesArrayController::stopGatheringIfUnheard);
+}
+
 Result<void> RemoteFilesArrayController::replaceRemoteFile(const Job& old, const Job& fresh) {
+    Runloop::assertMain();
     if (!Log::assertThat(old != nullptr) || !Log::assertThat(fresh != nullptr))
         return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.illegal-state"));
-    setFilter(JobFilter::all().front()); // from here on rows and content are the same
-    const bool wasInQueue = Log::assertThat(m_content.contains(*old));
-    const Job successor = wasInQueue ? m_content.successorOf(*old) : nullptr;
-    const bool wasSelected = m_selection.contains(old.get());
     m_isReplacing = true;
-    removeRemoteFile(old);
-    auto added = addRemoteFile(fresh);
+    m_leaving.insert(old.get());
+    stopAndAnnounce(old);
+    const bool wasInQueue = Log::assertThat(content().contains(*old));
+    release(old);
+    auto admitted = admit(fresh);
+    if (admitted && wasInQueue)
+        replace(*old, fresh);
+    else if (admitted)
+        append({fresh});
+    else if (wasInQueue)
+        take({old});
+    m_leaving.erase(old.get());
     m_isReplacing = false;
-    if (!added)
-        return added;
-    m_content.moveBefore(*fresh, successor.get());
-    m_arrangedIsCurrent = false;
-    if (wasSelected)
-        m_selection.insert(fresh.get());
     Q_EMIT contentArraySizeChanged();
-    Q_EMIT jobReplaced(old, fresh);
-    return {};
+    if (admitted)
+        Q_EMIT jobReplaced(old, fresh);
+    return admitted;
 }
 
 Result<RemoteFilesArrayController::Job> RemoteFilesArrayController::reloadRemoteFile(const Job& job) {
-    return reloadSavedRemoteFile(job, job && m_content.contains(*job) ? job->saveProgress() : Result<void>());
+    return reloadSavedRemoteFile(job, job && content().contains(*job) ? job->saveProgress() : Result<void>());
 }
 
 Result<RemoteFilesArrayController::Job>
 RemoteFilesArrayController::reloadSavedRemoteFile(const Job& job, const Result<void>& saved) {
-    if (!Log::assertThat(job != nullptr) || !m_content.contains(*job)) {
+    if (!Log::assertThat(job != nullptr) || !content().contains(*job)) {
         Log::error(kNotFound);
         return failure(Error::tarvo(std::string(kNotFound)));
     }
@@ -170,77 +219,12 @@ RemoteFilesArrayController::reloadSavedRemoteFile(const Job& job, const Result<v
     return fresh;
 }
 
-void RemoteFilesArrayController::moveObjectsInArrangedObjects(const std::set<std::size_t>& fromIndexes,
-                                                              std::size_t toIndex) {
-    auto rows = arrangedObjectsAsArray();
-    std::vector<Job> moved;
-    for (const std::size_t index : fromIndexes) {
-        if (Log::assertThat(index < rows.size()))
-            moved.push_back(rows[index]);
-    }
-    // The row that the moved ones come before: the first from the target on that stays where it is.
-    std::size_t next = toIndex;
-    while (next < rows.size() && fromIndexes.contains(next))
-        ++next;
-    const RemoteFile* successor = next < rows.size() ? rows[next].get() : nullptr;
-    for (const auto& job : moved)
-        m_content.moveBefore(*job, successor);
-    m_arrangedIsCurrent = false;
-    Q_EMIT contentArraySizeChanged();
-}
-
 std::size_t RemoteFilesArrayController::pendingJobs() const {
     return jobsInState(rf_state_initializing) + jobsInState(rf_state_preparing) + jobsInState(rf_state_ready);
 }
 
 std::size_t RemoteFilesArrayController::activeJobs() const {
     return jobsInState(rf_state_running) + jobsInState(rf_state_paused);
-}
-
-const std::vector<RemoteFilesArrayController::Job>&
-RemoteFilesArrayController::arrangedObjectsAsArray() const {
-    if (m_arrangedIsCurrent)
-        return m_arranged;
-    m_arranged = m_content.jobs();
-    if (!m_filteredStates.empty()) {
-        std::erase_if(m_arranged, [this](const Job& job) {
-            return std::find(m_filteredStates.begin(), m_filteredStates.end(), job->currentState()) ==
-                   m_filteredStates.end();
-        });
-    }
-    m_arrangedIsCurrent = true;
-    return m_arranged;
-}
-
-void RemoteFilesArrayController::setFilter(const JobFilter& filter) {
-    m_filteredStates = filter.states;
-    m_arrangedIsCurrent = false;
-}
-
-std::set<std::size_t> RemoteFilesArrayController::selectionIndexes() const {
-    std::set<std::size_t> indexes;
-    const auto& rows = arrangedObjectsAsArray();
-    for (std::size_t row = 0; row < rows.size(); ++row) {
-        if (m_selection.contains(rows[row].get()))
-            indexes.insert(row);
-    }
-    return indexes;
-}
-
-void RemoteFilesArrayController::setSelectionIndexes(const std::set<std::size_t>& indexes) {
-    const auto& rows = arrangedObjectsAsArray();
-    m_selection.clear();
-    for (const std::size_t row : indexes) {
-        if (Log::assertThat(row < rows.size()))
-            m_selection.insert(rows[row].get());
-    }
-}
-
-std::vector<RemoteFilesArrayController::Job> RemoteFilesArrayController::selectedObjects() const {
-    std::vector<Job> selected;
-    for (const std::size_t row : selectionIndexes())
-        selected.push_back(arrangedObjectsAsArray()[row]);
-    return selected;
 }
 
 } // namespace tarvo

@@ -1,6 +1,5 @@
 #include "queue/TRQueueScheduler.h"
 
-#include "base/Disk.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
 
@@ -11,19 +10,13 @@
 
 namespace tarvo {
 
-Seconds retryDelayAfter(std::uint64_t fruitless, Seconds delay) {
-    for (std::uint64_t i = kPatientAttempts; i < fruitless && delay < kMostRetryDelay; ++i)
-        delay = std::min(delay * 2, kMostRetryDelay);
-    return delay;
-}
-
 TRQueueScheduler::TRQueueScheduler(RemoteFilesArrayController& remoteFiles, std::int64_t targetConcurrency,
                                    TRQueueSchedulerDelegate& delegate, const Environment& environment)
     : m_remoteFiles(remoteFiles), m_targetConcurrency(targetConcurrency), m_delegate(delegate),
-      m_environment(environment) {
+      m_environment(environment), m_retries(remoteFiles, environment.clock, environment.retryDelay,
+                                            [this](const Job& job) { return reload(job); }) {
     connect(&m_remoteFiles, &RemoteFilesArrayController::jobStateChanged, this,
-            [this](const Job& job, rf_state_t oldState, rf_state_t newState) {
-                noteBytes(*job, oldState, newState);
+            [this](const Job& job, rf_state_t oldState, rf_state_t) {
                 if (oldState == rf_state_initializing)
                     m_awaitingPreparation.erase(job);
                 else if (oldState == rf_state_ready)
@@ -41,8 +34,10 @@ TRQueueScheduler::~TRQueueScheduler() {
 }
 
 void TRQueueScheduler::stopScheduling() {
+    Runloop::assertMain();
     if (m_stopped.exchange(true))
         return;
+    m_retries.stop();
     m_environment.authManager.cancelPrompt();
     m_delegate.closePages();
 }
@@ -55,13 +50,15 @@ void TRQueueScheduler::forget(const Job& job) {
 }
 
 void TRQueueScheduler::invokeAutorunPass() {
+    Runloop::assertMain();
     if (m_stopped)
         return;
-    retryFailedDownloads();
+    m_retries.pass();
     startJobsUntilConcurrency(m_targetConcurrency);
 }
 
 void TRQueueScheduler::invokeMaintenancePass() {
+    Runloop::assertMain();
     if (m_stopped)
         return;
     sweepAndMakeReady();
@@ -69,21 +66,25 @@ void TRQueueScheduler::invokeMaintenancePass() {
 }
 
 void TRQueueScheduler::addToPausedSet(const Job& job) {
+    Runloop::assertMain();
     m_runningSet.erase(job);
     m_pausedSet.insert(job);
 }
 
 void TRQueueScheduler::addToRunningSet(const Job& job) {
+    Runloop::assertMain();
     m_pausedSet.erase(job);
     m_runningSet.insert(job);
 }
 
 void TRQueueScheduler::clearSets() {
+    Runloop::assertMain();
     m_pausedSet.clear();
     m_runningSet.clear();
 }
 
 void TRQueueScheduler::clearCompleted() {
+    Runloop::assertMain();
     std::vector<Job> completed;
     m_remoteFiles.content().forEachIn({rf_state_succeeded}, [&](const Job& job) {
         completed.push_back(job);
@@ -195,7 +196,7 @@ void TRQueueScheduler::openHTMLPageInBrowser(const Job& job) {
 }
 
 void TRQueueScheduler::adoptReplacement(const Job& job, const Job& replacement) {
-    // The user may have removed the job while he looked at its page; what he has found there is kept.
+    // The user may have removed the job with its page open; what the page has brought is kept.
     const auto adopted = m_remoteFiles.content().contains(*job)
                              ? m_remoteFiles.replaceRemoteFile(job, replacement)
                              : m_remoteFiles.addRemoteFile(replacement);
@@ -204,96 +205,19 @@ void TRQueueScheduler::adoptReplacement(const Job& job, const Job& replacement) 
     m_delegate.schedulerAddedFiles();
 }
 
-void TRQueueScheduler::noteBytes(RemoteFile& job, rf_state_t oldState, rf_state_t newState) {
-    if (oldState == rf_state_ready && newState == rf_state_running)
-        job.bytesAtStart = job.totalBytesDownloaded();
-    if (newState != rf_state_failed || job.awaitedBundle()) // looking for that is no attempt
-        return;
-    const bool isFruitful = job.bytesAtStart && job.totalBytesDownloaded() > *job.bytesAtStart;
-    job.fruitlessAttempts = isFruitful ? 0 : job.fruitlessAttempts + 1;
-}
-
-void TRQueueScheduler::retryFailedDownloads() {
-    std::vector<Job> awaiting;
-    m_remoteFiles.content().forEachIn({rf_state_failed}, [&](const Job& job) {
-        if (!job->nextScheduledRun) {
-            const auto& error = job->error();
-            if (!error || !job->isRetryable())
-                return true;
-            Log::verbose("Scheduler found file with error: {}", error->sentence());
-            if (!job->errorDate())
-                return true;
-            scheduleRetry(*job);
-        }
-        const Seconds wait = *job->nextScheduledRun - m_environment.clock.now();
-        if (wait.count() > 0)
-            Log::verbose("Scheduler will wait until {:.1f} s from now", wait.count());
-        else if (job->awaitedBundle())
-            awaiting.push_back(job);
-        else
-            retry(job);
-        return true;
-    });
-    if (!awaiting.empty() && !m_isLookingForBundles)
-        lookForBundles(awaiting);
-}
-
-void TRQueueScheduler::scheduleRetry(RemoteFile& job) const {
-    const Seconds delay = retryDelayAfter(job.fruitlessAttempts, m_environment.retryDelay);
-    job.nextScheduledRun = *job.errorDate() + std::chrono::duration_cast<TimePoint::duration>(delay);
-}
-
-/// Not on the main thread: where a disk is missing, a look may take its time.
-void TRQueueScheduler::lookForBundles(const std::vector<Job>& jobs) {
-    m_isLookingForBundles = true;
-    std::vector<std::string> paths;
-    paths.reserve(jobs.size());
-    for (const auto& job : jobs)
-        paths.push_back(job->awaitedBundle().value_or(""));
-    m_bundleSearchQueue.async([scheduler = QPointer(this), jobs, paths] {
-        std::vector<bool> found;
-        found.reserve(paths.size());
-        for (const auto& path : paths)
-            found.push_back(Disk::exists(path));
-        Runloop::runOnMainLater([scheduler, jobs, found] {
-            if (scheduler)
-                scheduler->retryIfFound(jobs, found);
-        });
-    });
-}
-
-void TRQueueScheduler::retryIfFound(const std::vector<Job>& jobs, const std::vector<bool>& found) {
-    m_isLookingForBundles = false;
-    const auto next =
-        m_environment.clock.now() + std::chrono::duration_cast<TimePoint::duration>(m_environment.retryDelay);
-    for (std::size_t i = 0; i < jobs.size(); ++i) {
-        if (!found[i])
-            jobs[i]->nextScheduledRun = next;
-        else if (!m_stopped && m_remoteFiles.content().contains(*jobs[i]))
-            retry(jobs[i]);
-    }
-}
-
-void TRQueueScheduler::retry(const Job& job) {
-    Log::verbose("Scheduler will retry. This is attempt {}", job->attemptNumber + 1);
+Result<TRQueueScheduler::Job> TRQueueScheduler::reload(const Job& job) {
     const bool isPaused = m_pausedSet.contains(job);
-    const auto fresh = m_remoteFiles.reloadRemoteFile(job);
-    if (!fresh) {
-        Log::error("Error while trying to reload: {}", fresh.error().description);
-        return;
-    }
-    (*fresh)->attemptNumber = job->attemptNumber;
-    (*fresh)->fruitlessAttempts = job->fruitlessAttempts;
-    noteBytes(**fresh, rf_state_initializing, (*fresh)->currentState()); // it may have failed at once
-    if (isPaused) // what the user holds back stays held back
+    auto fresh = m_remoteFiles.reloadRemoteFile(job);
+    if (fresh && isPaused) // what the user holds back stays held back
         addToPausedSet(*fresh);
+    return fresh;
 }
 
 void TRQueueScheduler::updateRunningAndPausedJobs() {
     std::vector<Job> wanted(m_runningSet.begin(), m_runningSet.end());
     std::erase_if(wanted, [this](const Job& job) { return !m_remoteFiles.content().contains(*job); });
     std::sort(wanted.begin(), wanted.end(), [this](const Job& job, const Job& other) {
-        return m_remoteFiles.content().isBefore(*job, *other);
+        return m_remoteFiles.content().rankOf(*job) < m_remoteFiles.content().rankOf(*other);
     });
     for (const auto& job : wanted) {
         if (resumeOrStartRemoteFile(job))

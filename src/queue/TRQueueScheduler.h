@@ -15,6 +15,7 @@
 #include "jobs/AuthenticationManager.h"
 #include "queue/PageOpener.h"
 #include "queue/RemoteFilesArrayController.h"
+#include "queue/Retries.h"
 
 namespace tarvo {
 
@@ -28,17 +29,7 @@ public:
     virtual void schedulerFailed(const Error& error) = 0;
 };
 
-/// How long after its failure a job is tried again.
-inline constexpr Seconds kRetryDelay{11.0};
-
-/// From this many failures without a new byte on, each makes the next wait twice as long, up to the limit.
-inline constexpr std::uint64_t kPatientAttempts = 10;
-inline constexpr Seconds kMostRetryDelay{3600.0};
-
-/// The wait after the last of `fruitless` failures in a row that have brought no new byte: first `delay`.
-Seconds retryDelayAfter(std::uint64_t fruitless, Seconds delay);
-
-/// Has no timer: its owner calls the passes, each as often as he likes. Main thread, except where it says
+/// Has no timer: its owner calls the passes, each as often as it likes. Main thread, except where it says
 /// otherwise. Preparations run one at a time on the readying queue, also while a prompt or a page is open;
 /// transfers run on the work queue.
 class TRQueueScheduler : public QObject {
@@ -98,12 +89,7 @@ private:
     bool promptUserForAuthCredentials(const Job& job);
     void openHTMLPageInBrowser(const Job& job);
     void adoptReplacement(const Job& job, const Job& replacement);
-    void retryFailedDownloads();
-    void retry(const Job& job);
-    void scheduleRetry(RemoteFile& job) const;
-    void lookForBundles(const std::vector<Job>& jobs);
-    void retryIfFound(const std::vector<Job>& jobs, const std::vector<bool>& found);
-    static void noteBytes(RemoteFile& job, rf_state_t oldState, rf_state_t newState);
+    Result<Job> reload(const Job& job);
     void updateRunningAndPausedJobs();
     void startJobsUntilConcurrency(std::int64_t target);
     bool resumeOrStartRemoteFile(const Job& job);
@@ -122,13 +108,11 @@ private:
     Job m_askedFor; ///< whose prompt is open
     std::atomic<bool> m_stopped{false};
     NotificationCenter::Observation m_removals;
-
-    bool m_isLookingForBundles = false;
+    Retries m_retries;
 
     /// Waiting for or undergoing preparation. Touched on the queue below only.
     JobSet m_remoteFilesInReadyingQueue;
     SerialQueue m_readyQueueSetQueue{"com.unregistered.tarvo2.readyQueueSetQueue"};
-    SerialQueue m_bundleSearchQueue{"com.unregistered.tarvo2.bundleSearchQueue"};
     SerialQueue m_readyingQueue{"com.unregistered.tarvo2.readyingQueue"}; // ends first
 };
 

@@ -124,7 +124,12 @@ protected:
         turnUntil([&] { return ++turns > 30; });
     }
 
-    void select(const std::set<std::size_t>& rows) { controller.remoteFiles().setSelectionIndexes(rows); }
+    std::vector<std::shared_ptr<RemoteFile>> rows(const std::vector<int>& numbers) {
+        std::vector<std::shared_ptr<RemoteFile>> jobs;
+        for (const int row : numbers)
+            jobs.push_back(controller.remoteFiles().jobAt(row));
+        return jobs;
+    }
 
     JobHarness harness;
     FakeClock clock;
@@ -188,21 +193,18 @@ TEST_F(QueueControllerTest, WhatTheUserWantsOfOneJobHoldsAgainstTheQueue) {
     const auto b = add("b");
     const auto c = add("c");
     ASSERT_TRUE(comesTo(c, rf_state_ready));
-    select({1, 2});
-    controller.resumeSelected(); // more than the queue would run, and it does not even run
+    controller.resume(rows({1, 2})); // more than the queue would run, and it does not even run
     ASSERT_TRUE(comesTo(b, rf_state_running) && comesTo(c, rf_state_running));
     turn();
     EXPECT_EQ(a->currentState(), rf_state_ready);
     EXPECT_EQ(controller.runState(), QueueRunState::waiting);
 
-    select({0, 1});
-    controller.pauseSelected();
+    controller.pause(rows({0, 1}));
     EXPECT_EQ(b->currentState(), rf_state_paused);
     concurrency(3);
     controller.toggleAutorun(); // releases everything
     ASSERT_TRUE(comesTo(a, rf_state_running) && comesTo(b, rf_state_running));
-    select({0});
-    controller.pauseSelected();
+    controller.pause(rows({0}));
     turn();
     EXPECT_EQ(a->currentState(), rf_state_paused); // though there is a free place
     controller.toggleAutorun();
@@ -307,8 +309,7 @@ TEST_F(QueueControllerTest, AFailedJobKeepsTheQueueRunningAndOneThatIsNotRetryab
     EXPECT_EQ(controller.remoteFiles().contentAsArray()[0], bad);
     EXPECT_EQ(controller.runState(), QueueRunState::running);
     EXPECT_EQ(completions, 0);
-    select({0});
-    controller.removeSelected();
+    controller.remove(rows({0}));
     EXPECT_EQ(controller.runState(), QueueRunState::stopped);
     EXPECT_EQ(completions, 0) << "nothing has finished";
 }
@@ -317,8 +318,7 @@ TEST_F(QueueControllerTest, ReloadingTheLastJobIsNotTheEndOfTheQueue) {
     const auto job = add("a");
     controller.toggleAutorun();
     ASSERT_TRUE(comesTo(job, rf_state_running));
-    select({0});
-    controller.reloadSelected();
+    controller.reload(rows({0}));
     ASSERT_TRUE(turnUntil([&] { return controller.remoteFiles().contentAsArray()[0] != job; }, 5s));
     EXPECT_EQ(job->savesDone, 1);
     EXPECT_EQ(controller.runState(), QueueRunState::running);
@@ -370,8 +370,7 @@ TEST_F(QueueControllerTest, FinishedRowsLeaveByThemselvesIfThatIsWantedAndTheQue
     controller.toggleAutorun();
     ASSERT_TRUE(turnUntil([&] { return controller.remoteFiles().content().size() == 1; }, 5s));
     EXPECT_EQ(completions, 0);
-    select({0});
-    controller.removeSelected();
+    controller.remove(rows({0}));
     EXPECT_EQ(completions, 1);
 }
 
@@ -438,8 +437,7 @@ TEST_F(QueueControllerTest, CredentialsAreForTheServerThatAsksWhereverTheAddress
     EXPECT_EQ(queue.askedFor, second.proxyUrl());
     EXPECT_EQ(fileIsSample(harness.folder.path("target.bin"), 100'000), "");
     EXPECT_EQ(job->identity(), first.url(100'000, "to=" + knobValue(target)));
-    select({0});
-    controller.reloadSelected(); // what has been answered is remembered
+    controller.reload(rows({0})); // what has been answered is remembered
     controller.toggleAutorun();
     const auto& files = controller.remoteFiles();
     EXPECT_TRUE(turnUntil([&] {
@@ -492,13 +490,12 @@ TEST_F(QueueControllerTest, DataIsRemovedOnlyAfterTheQuestion) {
             return Error::posix(EACCES, "remove", name);
         };
     }
-    select({0, 1});
     queue.button = 1;
-    controller.removeSelectedWithData();
+    controller.removeWithData(rows({0, 1}));
     EXPECT_EQ(queue.alerts, "Remove Data?");
     EXPECT_EQ(controller.remoteFiles().content().size(), 2u);
     queue.button = 0;
-    controller.removeSelectedWithData();
+    controller.removeWithData(rows({0, 1}));
     EXPECT_EQ(controller.remoteFiles().content().size(), 0u);
     ASSERT_TRUE(turnUntil([&] { return !queue.errors.empty(); }));
     EXPECT_EQ(removed, 2);

@@ -1,12 +1,17 @@
-// Who may enter the queue, how rows are moved and swapped, what is selected and what is shown.
+// Which jobs may enter the queue, how they are moved and replaced, which rows are shown and what is told of
+// that.
 #include "queue/RemoteFilesArrayController.h"
 
 #include "QueueFixture.h"
 #include "base/Localized.h"
+#include "support/TurnUntil.h"
 
+#include <functional>
 #include <random>
 
 namespace tarvo::test {
+
+using Job = std::shared_ptr<RemoteFile>;
 
 class RemoteFilesArrayControllerTest : public QueueFixture {
 protected:
@@ -37,7 +42,6 @@ protected:
 
 TEST_F(RemoteFilesArrayControllerTest, ADuplicateIsRefusedAndNothingChanges) {
     addAll("abc");
-    queue.setSelectionIndexes({1});
     EXPECT_TRUE(queue.addRemoteFile(make("b")).error().is(ErrorDomain::Tarvo, 9000));
     EXPECT_EQ(rows(), "abc");
     const std::vector<std::shared_ptr<RemoteFile>> batch{make("a"), make("d"), make("c")};
@@ -46,7 +50,6 @@ TEST_F(RemoteFilesArrayControllerTest, ADuplicateIsRefusedAndNothingChanges) {
     EXPECT_EQ(added.error().description, localized("tr.err.duplicate-downloads", {"2"}));
     EXPECT_EQ(rows(), "abcd");
     EXPECT_EQ(batch[0]->currentState(), rf_state_stopped);
-    EXPECT_EQ(queue.selectionIndexes(), (std::set<std::size_t>{1}));
     queue.removeRemoteFile(queue.contentAsArray()[1]);
     EXPECT_TRUE(queue.addRemoteFile(make("b")));
     EXPECT_EQ(rows(), "acdb");
@@ -97,12 +100,10 @@ TEST_F(RemoteFilesArrayControllerTest, CountsFollowTheStates) {
     EXPECT_EQ(counts(), (std::array<std::size_t, 4>{0, 1, 1, 0}));
 }
 
-TEST_F(RemoteFilesArrayControllerTest, MovedRowsKeepTheirOrderAndTheirSelection) {
+TEST_F(RemoteFilesArrayControllerTest, MovedRowsKeepTheirOrder) {
     addAll("0123");
-    queue.setSelectionIndexes({3});
     queue.moveObjectsInArrangedObjects({1, 3}, 0);
     EXPECT_EQ(rows(), "1302");
-    EXPECT_EQ(queue.selectionIndexes(), (std::set<std::size_t>{1}));
     queue.moveObjectsInArrangedObjects({1, 2}, 2); // into its own middle
     EXPECT_EQ(rows(), "1302");
 
@@ -119,8 +120,6 @@ TEST_F(RemoteFilesArrayControllerTest, MovedRowsKeepTheirOrderAndTheirSelection)
 TEST_F(RemoteFilesArrayControllerTest, AReloadedJobKeepsItsRow) {
     addAll("abc");
     const auto old = std::static_pointer_cast<ScriptedJob>(queue.contentAsArray()[1]);
-    queue.setSelectionIndexes({1});
-    filterBy("failed");
     old->save = [] { return failure(Error{"any", 1, "", ""}); }; // a save under fault stops no reload
     const auto fresh = queue.reloadRemoteFile(old);
     ASSERT_TRUE(fresh);
@@ -128,7 +127,6 @@ TEST_F(RemoteFilesArrayControllerTest, AReloadedJobKeepsItsRow) {
     EXPECT_EQ(queue.contentAsArray()[1], *fresh);
     EXPECT_NE(*fresh, old);
     EXPECT_EQ(old->currentState(), rf_state_stopped);
-    EXPECT_EQ(queue.selectionIndexes(), (std::set<std::size_t>{1}));
 
     const auto next = std::static_pointer_cast<ScriptedJob>(*fresh);
     next->save = [] { return failure(Error{"any", 3, "disk", ""}); };
@@ -159,20 +157,174 @@ TEST_F(RemoteFilesArrayControllerTest, EachFilterShowsItsStates) {
     EXPECT_EQ(rows(), "ur");
 }
 
-TEST_F(RemoteFilesArrayControllerTest, AThousandRandomMovesKeepEveryJobOnce) {
-    addAll("abcdefgh");
-    std::vector<std::shared_ptr<RemoteFile>> expected = queue.contentAsArray();
-    std::mt19937 random(7);
-    for (int i = 0; i < 1000; ++i) { // far more than there is room between two ranks
-        const std::size_t from = random() % 8;
-        const std::size_t to = i % 2 == 0 ? 1 : random() % 9;
-        queue.moveObjectsInArrangedObjects({from}, to);
-        const auto job = expected[from];
-        expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(from));
-        expected.insert(expected.begin() + static_cast<std::ptrdiff_t>(to > from ? to - 1 : to), job);
-        ASSERT_EQ(queue.arrangedObjectsAsArray(), expected) << from << " to " << to;
+/// A list that knows only what the signals of rows say, as a window's model does, and checks at each of them
+/// what the rows are by then.
+class Shadow {
+public:
+    explicit Shadow(RemoteFilesArrayController& queue) : m_queue(queue), rows(shown()) {
+        using Queue = RemoteFilesArrayController;
+        const auto expectOld = [this] { EXPECT_EQ(shown(), rows) << "something has changed untold"; };
+        QObject::connect(&queue, &Queue::rowsAboutToBeInserted, &m_receiver, expectOld);
+        QObject::connect(&queue, &Queue::rowsAboutToBeRemoved, &m_receiver, expectOld);
+        QObject::connect(&queue, &Queue::rowsAboutToBeMoved, &m_receiver, expectOld);
+        QObject::connect(&queue, &Queue::rowsAboutToBeReset, &m_receiver, expectOld);
+        QObject::connect(&queue, &Queue::rowsInserted, &m_receiver, [this](int first, int last) {
+            for (int row = first; row <= last; ++row)
+                rows.insert(rows.begin() + row, m_queue.jobAt(row));
+            told("inserted", first, last);
+        });
+        QObject::connect(&queue, &Queue::rowsRemoved, &m_receiver, [this](int first, int last) {
+            rows.erase(rows.begin() + first, rows.begin() + last + 1);
+            told("removed", first, last);
+        });
+        QObject::connect(
+            &queue, &Queue::rowsMoved, &m_receiver, [this](int first, int last, int destination) {
+                const std::vector<Job> moved(rows.begin() + first, rows.begin() + last + 1);
+                EXPECT_TRUE(destination < first || destination > last + 1) << "no move for a model";
+                rows.insert(rows.begin() + destination, moved.begin(), moved.end());
+                const int from = destination < first ? first + static_cast<int>(moved.size()) : first;
+                rows.erase(rows.begin() + from, rows.begin() + from + static_cast<int>(moved.size()));
+                told("moved", first, last);
+            });
+        QObject::connect(&queue, &Queue::rowReplaced, &m_receiver, [this](int row) {
+            rows[static_cast<std::size_t>(row)] = m_queue.jobAt(row);
+            told("replaced", row, row);
+        });
+        QObject::connect(&queue, &Queue::rowsReset, &m_receiver, [this] {
+            rows = shown();
+            told("reset", 0, static_cast<int>(rows.size()) - 1);
+        });
     }
-    EXPECT_EQ(queue.jobsInState(rf_state_ready), 8u);
+
+    /// What was told since the last call.
+    std::string news() { return std::exchange(m_news, ""); }
+
+    std::vector<Job> shown() const { return m_queue.arrangedObjectsAsArray(); }
+
+private:
+    void told(const std::string& what, int first, int last) {
+        m_news += what + " " + std::to_string(first) + "-" + std::to_string(last) + " ";
+        EXPECT_EQ(shown(), rows) << m_news;
+    }
+
+    RemoteFilesArrayController& m_queue;
+    QObject m_receiver;
+    std::string m_news;
+
+public:
+    std::vector<Job> rows;
+};
+
+TEST_F(RemoteFilesArrayControllerTest, ABatchIsToldAsItsRanges) {
+    Shadow shadow(queue);
+    std::vector<Job> jobs;
+    for (const char name : std::string("abcdefgh"))
+        jobs.push_back(make(std::string(1, name)));
+    EXPECT_TRUE(queue.addRemoteFiles(jobs));
+    EXPECT_EQ(shadow.news(), "inserted 0-7 ");
+    queue.removeRemoteFiles({jobs[4], jobs[1], jobs[5], jobs[2]});
+    EXPECT_EQ(shadow.news(), "removed 4-5 removed 1-2 ");
+    EXPECT_EQ(rows(), "adgh");
+    queue.moveObjectsInArrangedObjects({0, 1}, 3);
+    queue.moveObjectsInArrangedObjects({3}, 3);
+    EXPECT_EQ(shadow.news(), "moved 0-1 ") << "a row that stays where it is moves nothing";
+    filterBy("running"); // which no job is, and none is shown when it is stopped for leaving
+    filterBy("running");
+    EXPECT_EQ(shadow.news(), "reset 0--1 ");
+    filterBy("pending");
+    shadow.news();
+    queue.removeRemoteFiles(queue.contentAsArray());
+    EXPECT_EQ(shadow.news(), "removed 0-3 ");
+}
+
+TEST_F(RemoteFilesArrayControllerTest, WhatTheSignalsTellOfThousandsOfChangesIsWhatTheRowsAre) {
+    Shadow shadow(queue);
+    std::mt19937 random(7);
+    int made = 0;
+    const auto below = [&](std::size_t limit) {
+        return static_cast<int>(random() % std::max<std::size_t>(limit, 1));
+    };
+    const auto anyState = [&] { return static_cast<rf_state_t>(below(rf_state_succeeded + 1)); };
+    const auto makeAny = [&] {
+        return ScriptedJob::create(harness.environment, "http://127.0.0.1/" + std::to_string(++made),
+                                   anyState());
+    };
+    const auto some = [&](const std::vector<Job>& of, int one) { // of so many
+        std::vector<Job> chosen;
+        std::copy_if(of.begin(), of.end(), std::back_inserter(chosen),
+                     [&](const Job&) { return below(one) == 0; });
+        return chosen;
+    };
+    const std::function<void()> operations[] = {
+        [&] { (void)queue.addRemoteFile(makeAny()); },
+        [&] {
+            std::vector<Job> batch(static_cast<std::size_t>(below(9)));
+            std::generate(batch.begin(), batch.end(), makeAny);
+            const auto known = some(queue.contentAsArray(), 20);
+            batch.insert(batch.begin(), known.begin(), known.end()); // refused, and stopped
+            (void)queue.addRemoteFiles(batch);
+        },
+        [&] { queue.removeRemoteFiles(some(queue.contentAsArray(), 10)); },
+        [&] {
+            for (const auto& job : some(queue.contentAsArray(), 8))
+                std::static_pointer_cast<ScriptedJob>(job)->setCurrentState(anyState());
+        },
+        [&] {
+            for (const auto& job : some(queue.contentAsArray(), 10)) {
+                const auto fresh = below(8) == 0 ? queue.contentAsArray()[0] : makeAny(); // some are refused
+                if (fresh != job)
+                    (void)queue.replaceRemoteFile(job, fresh);
+            }
+        },
+        [&] {
+            std::set<int> moved;
+            for (int i = below(5); i > 0 && queue.rowCount() > 0; --i)
+                moved.insert(below(shadow.rows.size()));
+            queue.moveObjectsInArrangedObjects(moved, below(shadow.rows.size() + 1));
+        },
+        [&] { queue.setFilter(JobFilter::all()[static_cast<std::size_t>(below(JobFilter::all().size()))]); },
+    };
+    for (int i = 0; i < 4000 && !HasFailure(); ++i) {
+        operations[below(std::size(operations))]();
+        ASSERT_EQ(shadow.shown(), shadow.rows) << i << ": " << shadow.news();
+        for (std::size_t row = 0; row < shadow.rows.size(); ++row)
+            ASSERT_EQ(queue.rowOf(*shadow.rows[row]), static_cast<int>(row));
+        const auto all = queue.contentAsArray();
+        ASSERT_TRUE(std::all_of(all.begin(), all.end(), [&](const Job& job) {
+            const bool isShown = std::find(shadow.rows.begin(), shadow.rows.end(), job) != shadow.rows.end();
+            return queue.rowOf(*job).has_value() == isShown;
+        }));
+    }
+    filterBy("all");
+    EXPECT_EQ(shadow.rows, queue.contentAsArray());
+}
+
+TEST_F(RemoteFilesArrayControllerTest, ChangesAreToldTogetherAndOnlyWhileSomethingListens) {
+    RemoteFilesArrayController quick(notifications, std::chrono::milliseconds(20));
+    const auto job = make("a");
+    const auto other = make("b");
+    ASSERT_TRUE(quick.addRemoteFiles({job, other}));
+    std::vector<std::size_t> told;
+    auto listener = std::make_unique<QObject>();
+    QObject::connect(&quick, &RemoteFilesArrayController::jobsChanged, listener.get(),
+                     [&](const std::vector<Job>& jobs) { told.push_back(jobs.size()); });
+    for (int i = 0; i < 50; ++i)
+        Q_EMIT job->totalBytesDownloadedChanged();
+    other->setCurrentState(rf_state_preparing);
+    EXPECT_TRUE(told.empty());
+    ASSERT_TRUE(turnUntil([&] { return !told.empty(); }));
+    EXPECT_EQ(told, (std::vector<std::size_t>{2}));
+    job->setFileSize(7);
+    quick.removeRemoteFile(other); // and is no longer told
+    const auto late = make("c");
+    ASSERT_TRUE(quick.addRemoteFile(late));
+    ASSERT_TRUE(turnUntil([&] { return told.size() == 2; }));
+    EXPECT_EQ(told[1], 1u);
+    Q_EMIT late->fileNameChanged();
+    ASSERT_TRUE(turnUntil([&] { return told.size() == 3; }));
+    listener.reset();
+    Q_EMIT job->fileNameChanged();
+    ASSERT_TRUE(turnUntil([&] { return !quick.gathersChanges(); }));
 }
 
 } // namespace tarvo::test

@@ -1,0 +1,182 @@
+#include "queue/JobRows.h"
+
+#include "base/Log.h"
+#include "base/Runloop.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace tarvo {
+
+bool JobRows::shows(const RemoteFile& job) const {
+    const auto& states = m_filteredStates;
+    return states.empty() || std::find(states.begin(), states.end(), job.currentState()) != states.end();
+}
+
+/// The row that the job has, or would have if it were shown.
+std::size_t JobRows::placeOf(const RemoteFile& job) const {
+    const auto place = std::lower_bound(
+        m_rows.begin(), m_rows.end(), m_content.rankOf(job),
+        [this](const RemoteFile* row, JobList::Rank rank) { return m_content.rankOf(*row) < rank; });
+    return static_cast<std::size_t>(place - m_rows.begin());
+}
+
+bool JobRows::isAt(std::size_t row, const RemoteFile& job) const {
+    return row < m_rows.size() && m_rows[row] == &job;
+}
+
+std::optional<int> JobRows::rowOf(const RemoteFile& job) const {
+    const auto last = m_lastRowOf.find(&job);
+    if (last != m_lastRowOf.end() && isAt(last->second, job))
+        return static_cast<int>(last->second);
+    const auto row = m_content.contains(job) ? placeOf(job) : m_rows.size();
+    if (!isAt(row, job))
+        return std::nullopt;
+    m_lastRowOf.insert_or_assign(&job, row);
+    return static_cast<int>(row);
+}
+
+std::vector<JobRows::Job> JobRows::arrangedObjectsAsArray() const {
+    std::vector<Job> rows;
+    rows.reserve(m_rows.size());
+    for (auto* job : m_rows)
+        rows.push_back(job->shared_from_this());
+    return rows;
+}
+
+void JobRows::setFilter(const JobFilter& filter) {
+    Runloop::assertMain();
+    if (filter.states == m_filteredStates)
+        return;
+    Q_EMIT rowsAboutToBeReset();
+    m_filteredStates = filter.states;
+    m_rows.clear();
+    m_lastRowOf.clear();
+    for (const auto& job : m_content.jobs()) {
+        if (shows(*job))
+            m_rows.push_back(job.get());
+    }
+    Q_EMIT rowsReset();
+}
+
+void JobRows::append(const std::vector<Job>& jobs) {
+    std::vector<RemoteFile*> shown;
+    shown.reserve(jobs.size());
+    for (const auto& job : jobs) {
+        m_content.append(job);
+        if (shows(*job))
+            shown.push_back(job.get());
+    }
+    insertRows(m_rows.size(), shown);
+}
+
+void JobRows::insertRows(std::size_t first, const std::vector<RemoteFile*>& jobs) {
+    if (jobs.empty())
+        return;
+    const int from = static_cast<int>(first);
+    const int to = static_cast<int>(first + jobs.size() - 1);
+    Q_EMIT rowsAboutToBeInserted(from, to);
+    m_rows.insert(m_rows.begin() + from, jobs.begin(), jobs.end());
+    Q_EMIT rowsInserted(from, to);
+}
+
+void JobRows::removeRows(int first, int last) {
+    Q_EMIT rowsAboutToBeRemoved(first, last);
+    const auto begin = m_rows.begin() + first;
+    const auto end = m_rows.begin() + last + 1;
+    if (!m_lastRowOf.empty())
+        std::for_each(begin, end, [this](const RemoteFile* job) { m_lastRowOf.erase(job); });
+    m_rows.erase(begin, end);
+    Q_EMIT rowsRemoved(first, last);
+}
+
+void JobRows::take(const std::vector<Job>& jobs) {
+    std::vector<int> rows;
+    rows.reserve(jobs.size());
+    std::size_t row = m_rows.size();
+    for (const auto& job : jobs) {
+        if (!isAt(++row, *job) && m_content.contains(*job)) // mostly they come in their order
+            row = placeOf(*job);
+        if (isAt(row, *job))
+            rows.push_back(static_cast<int>(row));
+    }
+    // From the end on, so that those in front keep their numbers.
+    std::sort(rows.begin(), rows.end(), std::greater<>());
+    for (auto last = rows.begin(); last != rows.end();) {
+        auto next = std::next(last);
+        while (next != rows.end() && *next == *std::prev(next) - 1)
+            ++next;
+        removeRows(*std::prev(next), *last);
+        last = next;
+    }
+    for (const auto& job : jobs)
+        m_content.remove(*job);
+}
+
+void JobRows::replace(const RemoteFile& old, const Job& fresh) {
+    const auto row = rowOf(old);
+    const bool isShown = shows(*fresh);
+    if (row && !isShown)
+        removeRows(*row, *row);
+    m_content.replace(old, fresh);
+    if (row && isShown) {
+        m_lastRowOf.erase(&old);
+        m_rows[static_cast<std::size_t>(*row)] = fresh.get();
+        Q_EMIT rowReplaced(*row);
+    } else if (isShown) {
+        insertRows(placeOf(*fresh), {fresh.get()});
+    }
+}
+
+void JobRows::takeOverState(const RemoteFile& job, bool mayMoveRows) {
+    m_content.updateState(job);
+    if (m_filteredStates.empty() || !mayMoveRows)
+        return;
+    const auto row = rowOf(job);
+    if (row && !shows(job))
+        removeRows(*row, *row);
+    else if (!row && shows(job))
+        insertRows(placeOf(job), {const_cast<RemoteFile*>(&job)});
+}
+
+void JobRows::moveObjectsInArrangedObjects(const std::set<int>& fromRows, int toRow) {
+    Runloop::assertMain();
+    std::vector<std::vector<Job>> ranges;
+    int before = -2;
+    for (const int row : fromRows) {
+        if (!Log::assertThat(row >= 0 && row < rowCount()))
+            continue;
+        if (row != before + 1)
+            ranges.emplace_back();
+        ranges.back().push_back(jobAt(row));
+        before = row;
+    }
+    // The row that the moved ones come before: the first from the target on that stays where it is.
+    while (fromRows.contains(toRow))
+        ++toRow;
+    const Job successor = toRow < rowCount() ? jobAt(toRow) : nullptr;
+    for (const auto& range : ranges)
+        moveRange(range, successor.get());
+    Q_EMIT contentArraySizeChanged();
+}
+
+void JobRows::moveRange(const std::vector<Job>& range, const RemoteFile* successor) {
+    const int first = rowOf(*range.front()).value_or(0);
+    const int last = first + static_cast<int>(range.size()) - 1;
+    const int destination = successor ? rowOf(*successor).value_or(0) : rowCount();
+    const bool isElsewhere = destination != last + 1; // the content may move all the same, behind hidden jobs
+    if (isElsewhere)
+        Q_EMIT rowsAboutToBeMoved(first, last, destination);
+    for (const auto& job : range)
+        m_content.moveBefore(*job, successor);
+    if (!isElsewhere)
+        return;
+    const auto rows = m_rows.begin();
+    if (destination < first)
+        std::rotate(rows + destination, rows + first, rows + last + 1);
+    else
+        std::rotate(rows + first, rows + last + 1, rows + destination);
+    Q_EMIT rowsMoved(first, last, destination);
+}
+
+} // namespace tarvo
