@@ -80,6 +80,7 @@ DownloadRunner::DownloadRunner(const Options& options, const JobEnvironment& env
 DownloadRunner::~DownloadRunner() = default;
 
 void DownloadRunner::start() {
+    Runloop::assertMain();
     m_counts.total = m_options.targets.size();
     for (const auto& target : m_options.targets)
         addTarget(target);
@@ -135,6 +136,7 @@ void DownloadRunner::rememberCredentials(const Url& url) {
 }
 
 void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_t newState) {
+    Runloop::assertMain();
     const auto known = m_downloads.find(job.get());
     if (known == m_downloads.end() || m_interrupted)
         return;
@@ -167,6 +169,7 @@ void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_
 }
 
 void DownloadRunner::handleFailure(const Job& job) {
+    Runloop::assertMain();
     const auto known = m_downloads.find(job.get());
     if (known == m_downloads.end() || m_interrupted)
         return;
@@ -223,6 +226,7 @@ void DownloadRunner::settle(const Job& job) {
 }
 
 void DownloadRunner::interrupt() {
+    Runloop::assertMain();
     if (std::exchange(m_interrupted, true))
         return;
     m_progressTimer.stop();

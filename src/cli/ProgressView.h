@@ -55,17 +55,4 @@ public:
 std::unique_ptr<ProgressView> makeProgressView(bool json, bool quiet, std::ostream& output,
                                                std::ostream& problems, bool outputIsTerminal, bool colour);
 
-/// The one line of a terminal `columns` wide: name, bar, percent, speed, connections and time left, or what
-/// of these there is room for. Needs the locale's character types (setlocale), as QCoreApplication sets them.
-std::string terminalLine(const DownloadSnapshot& download, int columns, bool colour);
-
-struct TerminalSize {
-    int columns = 80;
-    int rows = 24;
-};
-
-/// A line for each download that there is room for and, when more than one was asked for, one for the whole.
-std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& running,
-                                       const QueueCounts& counts, TerminalSize size, bool colour);
-
 } // namespace tarvo

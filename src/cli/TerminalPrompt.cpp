@@ -2,6 +2,7 @@
 
 #include "base/Disk.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "platform/Interrupt.h"
 
 #include <algorithm>
@@ -113,6 +114,7 @@ std::optional<AuthenticationAnswer> TerminalPrompt::converse(int terminal,
 
 std::optional<AuthenticationAnswer>
 TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
+    Runloop::assertMain();
     if (!Log::assertThat(!m_isAsking, "A question inside a question"))
         return std::nullopt;
     const FileHandle terminal(::open(m_device.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY));
@@ -136,6 +138,7 @@ TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
 }
 
 void TerminalPrompt::cancelPrompt() {
+    Runloop::assertMain();
     m_isCancelled = true;
     m_waiting.quit();
 }

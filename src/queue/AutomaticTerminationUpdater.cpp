@@ -1,6 +1,7 @@
 #include "queue/AutomaticTerminationUpdater.h"
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "base/Settings.h"
 
 namespace tarvo {
@@ -32,6 +33,7 @@ void AutomaticTerminationUpdater::updateAutomaticTerminationStatus() {
 }
 
 void AutomaticTerminationUpdater::setCanBeAutomaticallyTerminated(bool can) {
+    Runloop::assertMain();
     const bool could = std::exchange(m_canBeAutomaticallyTerminated, can);
     if (can && !could) {
         Log::verbose("Tarvo is eligible for termination now");

@@ -1,5 +1,7 @@
 #include "queue/JobChanges.h"
 
+#include "base/Runloop.h"
+
 #include <utility>
 
 namespace tarvo {
@@ -11,6 +13,7 @@ JobChanges::JobChanges(std::chrono::milliseconds between, Tell tell) : m_tell(st
 }
 
 void JobChanges::watch(const Job& job) {
+    Runloop::assertMain();
     const auto noteIt = [this, one = job.get()] { note(*one); };
     connect(job.get(), &RemoteFile::totalBytesDownloadedChanged, this, noteIt);
     connect(job.get(), &RemoteFile::fileSizeChanged, this, noteIt);
@@ -19,11 +22,13 @@ void JobChanges::watch(const Job& job) {
 }
 
 void JobChanges::forget(const Job& job) {
+    Runloop::assertMain();
     job->disconnect(this);
     m_changed.erase(job);
 }
 
 void JobChanges::note(RemoteFile& job) {
+    Runloop::assertMain();
     m_changed.insert(job.shared_from_this());
     if (!m_timer.isActive())
         m_timer.start();

@@ -1,6 +1,7 @@
 #include "queue/JobList.h"
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 #include <limits>
 
@@ -21,11 +22,13 @@ void JobList::insert(const Job& job, Rank rank) {
 }
 
 void JobList::append(const Job& job) {
+    Runloop::assertMain();
     if (Log::assertThat(!contains(*job)))
         insert(job, m_ordered.empty() ? 0 : m_ordered.rbegin()->first + kRoom);
 }
 
 bool JobList::remove(const RemoteFile& job) {
+    Runloop::assertMain();
     const auto found = m_places.find(&job);
     if (found == m_places.end())
         return false;
@@ -38,6 +41,7 @@ bool JobList::remove(const RemoteFile& job) {
 }
 
 void JobList::moveBefore(const RemoteFile& job, const RemoteFile* successor) {
+    Runloop::assertMain();
     if (&job == successor || !Log::assertThat(contains(job) && (!successor || contains(*successor))))
         return;
     const Job moved = m_ordered.at(m_places.at(&job).rank);
@@ -56,6 +60,7 @@ void JobList::moveBefore(const RemoteFile& job, const RemoteFile* successor) {
 }
 
 void JobList::replace(const RemoteFile& old, const Job& fresh) {
+    Runloop::assertMain();
     const Rank rank = m_places.at(&old).rank;
     remove(old);
     insert(fresh, rank);
@@ -72,6 +77,7 @@ void JobList::renumber() {
 }
 
 void JobList::updateState(const RemoteFile& job) {
+    Runloop::assertMain();
     const auto found = m_places.find(&job);
     if (!Log::assertThat(found != m_places.end()))
         return;

@@ -60,6 +60,7 @@ void JobRows::setFilter(const JobFilter& filter) {
 }
 
 void JobRows::append(const std::vector<Job>& jobs) {
+    Runloop::assertMain();
     std::vector<RemoteFile*> shown;
     shown.reserve(jobs.size());
     for (const auto& job : jobs) {
@@ -91,6 +92,7 @@ void JobRows::removeRows(int first, int last) {
 }
 
 void JobRows::take(const std::vector<Job>& jobs) {
+    Runloop::assertMain();
     std::vector<int> rows;
     rows.reserve(jobs.size());
     std::size_t row = m_rows.size();
@@ -114,6 +116,7 @@ void JobRows::take(const std::vector<Job>& jobs) {
 }
 
 void JobRows::replace(const RemoteFile& old, const Job& fresh) {
+    Runloop::assertMain();
     const auto row = rowOf(old);
     const bool isShown = shows(*fresh);
     if (row && !isShown)
@@ -129,6 +132,7 @@ void JobRows::replace(const RemoteFile& old, const Job& fresh) {
 }
 
 void JobRows::takeOverState(const RemoteFile& job, bool mayMoveRows) {
+    Runloop::assertMain();
     m_content.updateState(job);
     if (m_filteredStates.empty() || !mayMoveRows)
         return;

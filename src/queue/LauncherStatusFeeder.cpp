@@ -1,5 +1,6 @@
 #include "queue/LauncherStatusFeeder.h"
 
+#include "base/Runloop.h"
 #include "base/Settings.h"
 #include "queue/StatsBroadcaster.h"
 
@@ -53,6 +54,7 @@ bool LauncherStatusFeeder::isUnderway() {
 }
 
 void LauncherStatusFeeder::update(const RemoteFileCollectionStats& stats) {
+    Runloop::assertMain();
     LauncherStatus status;
     if (isUnderway()) {
         if (Settings(m_defaults).showDockProgress())

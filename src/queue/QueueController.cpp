@@ -85,6 +85,7 @@ bool QueueController::isUnfinished(const std::string& identity) const {
 }
 
 void QueueController::whenKept(std::function<void(bool kept)> done) {
+    Runloop::assertMain();
     if (m_stateSaver)
         m_stateSaver->whenSaved(std::move(done));
     else

@@ -83,8 +83,7 @@ public:
     /// Starts the queue, or pauses every job.
     void toggleAutorun();
 
-    // Commands on jobs, of those that are shown for instance the selected ones. What is no longer in the
-    // queue is passed over.
+    // Commands on jobs, for instance on those of the selected rows. What has left the queue is passed over.
     void pause(const std::vector<Job>& jobs);
     void resume(const std::vector<Job>& jobs);
     void reload(const std::vector<Job>& jobs);

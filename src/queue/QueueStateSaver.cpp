@@ -45,6 +45,7 @@ QueueStateSaver::QueueStateSaver(RemoteFilesArrayController& rfac, UserDefaults&
 QueueStateSaver::~QueueStateSaver() = default;
 
 void QueueStateSaver::restoreUIState() {
+    Runloop::assertMain();
     const std::string session = m_defaults.data(SettingKey::kSavedQueueSession);
     const std::string kept = m_defaults.data(SettingKey::kSavedQueueLinks);
     const SavedRows saved = kept.empty() ? SavedRows() : decodedRows(kept);
@@ -141,6 +142,7 @@ void QueueStateSaver::addToQueue(const Jobs& jobs) {
 }
 
 void QueueStateSaver::beginSavingStateWhenNeeded() {
+    Runloop::assertMain();
     connect(&m_rfac, &RemoteFilesArrayController::contentArraySizeChanged, this,
             &QueueStateSaver::sessionChanged);
     connect(&m_rfac, &RemoteFilesArrayController::allChildStatesChanged, this,
@@ -148,12 +150,14 @@ void QueueStateSaver::beginSavingStateWhenNeeded() {
 }
 
 void QueueStateSaver::sessionChanged() {
+    Runloop::assertMain();
     m_isChanged = true;
     if (!m_isWriting && !m_delay.isActive())
         m_delay.start();
 }
 
 void QueueStateSaver::saveUIState() {
+    Runloop::assertMain();
     if (m_isWriting) {
         m_isUrgent = m_isChanged = true;
         return;
@@ -172,6 +176,7 @@ void QueueStateSaver::saveUIState() {
 }
 
 void QueueStateSaver::whenSaved(std::function<void(bool saved)> done) {
+    Runloop::assertMain();
     m_waiting.push_back(std::move(done));
     if (!std::exchange(m_isUrgent, true) && !m_isWriting)
         Runloop::runOnNextTurn([saver = QPointer(this)] { // with others that come in this one
@@ -196,6 +201,7 @@ void QueueStateSaver::tell(Told& told, bool saved) {
 }
 
 void QueueStateSaver::finishSaving() {
+    Runloop::assertMain();
     m_rfac.disconnect(this);
     m_delay.stop();
     bool saved = false;

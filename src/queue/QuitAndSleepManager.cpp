@@ -1,6 +1,7 @@
 #include "queue/QuitAndSleepManager.h"
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 namespace tarvo {
 
@@ -23,6 +24,7 @@ QuitAndSleepManager::~QuitAndSleepManager() {
 }
 
 void QuitAndSleepManager::setActiveDownloads(std::size_t count) {
+    Runloop::assertMain();
     if (count > 0 && m_pendingDownloads == 0)
         disableSleep();
     else if (count == 0 && m_pendingDownloads > 0)
@@ -31,12 +33,14 @@ void QuitAndSleepManager::setActiveDownloads(std::size_t count) {
 }
 
 void QuitAndSleepManager::disableSleep() {
+    Runloop::assertMain();
     if (!Log::assertThat(m_activeSleepPreventionId == 0))
         m_inhibitor.release(m_activeSleepPreventionId); // or nobody would ever release it
     m_activeSleepPreventionId = m_inhibitor.inhibit(kReason, &logOutcome);
 }
 
 void QuitAndSleepManager::enableSleep() {
+    Runloop::assertMain();
     if (!Log::assertThat(m_activeSleepPreventionId != 0)) {
         Log::error("Tried to enable sleep with invalid assertion ID!");
         return;

@@ -1,5 +1,6 @@
 #include "queue/StatsBroadcaster.h"
 
+#include "base/Runloop.h"
 #include "queue/QueueNotifications.h"
 
 namespace tarvo {
@@ -17,6 +18,7 @@ StatsBroadcaster::StatsBroadcaster(const RemoteFilesArrayController& rfac, Notif
 }
 
 void StatsBroadcaster::endBatch() {
+    Runloop::assertMain();
     m_rfac.content().forEachIn({rf_state_succeeded}, [this](const auto& job) {
         m_ignoredRemoteFiles.insert(job.get());
         return true;
@@ -25,6 +27,7 @@ void StatsBroadcaster::endBatch() {
 }
 
 void StatsBroadcaster::countOnWithoutRows() {
+    Runloop::assertMain();
     m_rfac.content().forEachIn({rf_state_succeeded}, [this](const auto& job) {
         if (!m_ignoredRemoteFiles.contains(job.get()))
             m_bytesWithoutRows = sumOfBytes(m_bytesWithoutRows, job->totalBytesDownloaded());
@@ -33,6 +36,7 @@ void StatsBroadcaster::countOnWithoutRows() {
 }
 
 void StatsBroadcaster::broadcastStats() {
+    Runloop::assertMain();
     auto jobs = m_rfac.contentAsArray();
     if (!m_ignoredRemoteFiles.empty())
         std::erase_if(jobs, [this](const auto& job) { return m_ignoredRemoteFiles.contains(job.get()); });

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/Localized.h"
+#include "base/Runloop.h"
 #include "queue/QueueNotifications.h"
 
 namespace tarvo {
@@ -21,6 +22,7 @@ UserNotifier::UserNotifier(const RemoteFilesArrayController& rfac, NotificationC
 }
 
 void UserNotifier::notify() {
+    Runloop::assertMain();
     const std::size_t count = std::exchange(m_finished, 0);
     if (count == 0)
         return;

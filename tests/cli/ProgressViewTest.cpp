@@ -1,5 +1,6 @@
 // What is told of a download: the terminal's line, plain lines, JSON lines.
 #include "cli/ProgressView.h"
+#include "cli/TerminalLines.h"
 #include "support/Text.h"
 
 #include <clocale>

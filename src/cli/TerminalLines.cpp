@@ -1,0 +1,131 @@
+#include "cli/TerminalLines.h"
+
+#include "base/Readable.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cwchar>
+
+#include <QString>
+#include <spdlog/fmt/fmt.h>
+
+namespace tarvo {
+
+namespace {
+
+constexpr int kSpareColumns = 3; // so that a "^C" that the terminal adds does not wrap the line
+constexpr int kLeastNameWidth = 10;
+constexpr int kMostNameWidth = 30;
+constexpr int kLeastBarWidth = 6;
+constexpr char32_t kUnprintable = U'?';
+
+/// The columns that a character takes: two for wide ones, none for marks that combine with the one before.
+int columnsOf(char32_t character) {
+    return std::max(::wcwidth(static_cast<wchar_t>(character)), 0);
+}
+
+/// As many characters as fit into `width` columns, from the front of `text`.
+std::u32string front(const std::u32string& text, int width) {
+    std::size_t count = 0;
+    while (count < text.size() && columnsOf(text[count]) <= width)
+        width -= columnsOf(text[count++]);
+    return text.substr(0, count);
+}
+
+/// The same from its back, not beginning with a mark that has lost its character.
+std::u32string back(const std::u32string& text, int width) {
+    std::size_t begin = text.size();
+    while (begin > 0 && columnsOf(text[begin - 1]) <= width)
+        width -= columnsOf(text[--begin]);
+    while (begin < text.size() && columnsOf(text[begin]) == 0)
+        ++begin;
+    return text.substr(begin);
+}
+
+int columnsOf(const std::u32string& text) {
+    int columns = 0;
+    for (const char32_t character : text)
+        columns += columnsOf(character);
+    return columns;
+}
+
+/// `text` in exactly `width` columns.
+std::string fitted(const std::string& text, int width) {
+    std::u32string shown = QString::fromStdString(text).toStdU32String();
+    const auto steers = [](char32_t c) { return ::wcwidth(static_cast<wchar_t>(c)) < 0; };
+    std::replace_if(shown.begin(), shown.end(), steers, kUnprintable);
+    if (columnsOf(shown) > width)
+        shown = front(shown, width - width / 3 - 1) + U'…' + back(shown, width / 3);
+    shown.append(static_cast<std::size_t>(std::max(width - columnsOf(shown), 0)), U' ');
+    return QString::fromUcs4(shown.data(), static_cast<qsizetype>(shown.size())).toStdString();
+}
+
+std::string bar(double fraction, int width, bool colour) {
+    const int full = static_cast<int>(std::floor(std::clamp(fraction, 0.0, 1.0) * width));
+    std::string done;
+    std::string rest;
+    for (int i = 0; i < width; ++i)
+        (i < full ? done : rest) += i < full ? "━" : (colour ? "━" : " ");
+    return colour ? "\x1b[32m" + done + "\x1b[90m" + rest + "\x1b[0m" : "[" + done + rest + "]";
+}
+
+double fractionOf(const DownloadSnapshot& download) {
+    return static_cast<double>(download.bytes) / static_cast<double>(download.size);
+}
+
+} // namespace
+
+std::string percentOf(const DownloadSnapshot& download) {
+    if (download.size < 1)
+        return readableBytes(download.bytes);
+    return fmt::format("{:.0f}%", std::floor(fractionOf(download) * 100));
+}
+
+std::string terminalText(const std::string& text, int columns) {
+    return fitted(text, std::max(columns - kSpareColumns, 1));
+}
+
+std::string terminalLine(const DownloadSnapshot& download, int columns, bool colour) {
+    const bool known = download.size > 0;
+    const int width = std::max(columns - kSpareColumns, 1);
+    const std::string percent = fmt::format(" {:>{}}", percentOf(download), known ? 4 : 10);
+    const std::string speed = fmt::format(" {:>12}", readableSpeed(download.speed));
+    const std::string connections = fmt::format(" {:>2} conn", download.connections);
+    const std::string left =
+        fmt::format(" {:>8}", !known || download.speed < 1 ? "--:--" : readableDuration(download.left));
+    // What a narrow terminal has no room for goes, the least important first.
+    const std::string choices[] = {percent + speed + connections + left, percent + speed + left,
+                                   percent + speed, percent, ""};
+    const auto fits = [&](const std::string& facts) {
+        return static_cast<int>(facts.size()) + kLeastNameWidth <= width;
+    };
+    const std::string& facts = *std::find_if(std::begin(choices), std::end(choices) - 1, fits);
+    const int room = width - static_cast<int>(facts.size());
+    const int nameWidth = std::clamp(room / 2, kLeastNameWidth, kMostNameWidth);
+    const int barWidth = room - nameWidth - (colour ? 1 : 3);
+    if (!known || barWidth < kLeastBarWidth)
+        return fitted(download.name, room) + facts;
+    return fitted(download.name, nameWidth) + " " + bar(fractionOf(download), barWidth, colour) + facts;
+}
+
+std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& running,
+                                       const QueueCounts& counts, TerminalSize size, bool colour) {
+    const bool summarises = counts.total > 1;
+    // One line of the terminal stays free, so that nothing scrolls away under the drawing.
+    const auto room = static_cast<std::size_t>(std::max(size.rows - (summarises ? 2 : 1), 1));
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < std::min(running.size(), room); ++i)
+        lines.push_back(terminalLine(running[i], size.columns, colour));
+    if (!summarises)
+        return lines;
+    const std::size_t ended = counts.finished + counts.failed;
+    const std::size_t waiting = counts.total - std::min(counts.total, ended + running.size());
+    std::string summary = fmt::format("{} of {} finished", counts.finished, counts.total);
+    if (counts.failed > 0)
+        summary += fmt::format(", {} failed", counts.failed);
+    summary += fmt::format(", {} running, {} waiting", running.size(), waiting);
+    lines.push_back(terminalText(summary, size.columns));
+    return lines;
+}
+
+} // namespace tarvo
