@@ -60,6 +60,7 @@
 <message id="tr.err.program-ends-recovery"><source></source><translation>Start it again, and try then.</translation></message>
 <message id="tr.err.progress-file-mismatch"><source></source><translation>The unfinished download in the folder belongs to another file than the one the server offers now.</translation></message>
 <message id="tr.err.progress-file-recovery"><source></source><translation>Move or remove the unfinished download and try again.</translation></message>
+<message id="tr.err.progress-file-unreadable"><source></source><translation>The progress file "%1" could not be read: %2</translation></message>
 <message id="tr.err.progress.data-corrupt"><source></source><translation>The progress file is corrupt: the progress data could not be loaded.</translation></message>
 <message id="tr.err.proxy-unusable"><source></source><translation>The setting ProxyUrl names no proxy that can be used, and nothing is sent without it.</translation></message>
 <message id="tr.err.proxy-unusable-recovery"><source></source><translation>Set it to an address such as http://host:3128 or socks5h://host:1080 (http, https, socks4, socks4a, socks5 and socks5h are supported), or to nothing for no proxy.</translation></message>

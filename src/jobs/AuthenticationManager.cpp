@@ -96,7 +96,7 @@ std::string AuthenticationManager::getServiceNameFromURL(const Url& url) {
 }
 
 bool AuthenticationManager::promptUserForCredentialsForURL(const Url& url) {
-    Log::assertThat(Runloop::isMainThread(), "Prompt off the main thread");
+    Runloop::assertMain();
     if (!m_prompt)
         return false;
     const std::string service = getServiceNameFromURL(url);
@@ -114,6 +114,7 @@ bool AuthenticationManager::promptUserForCredentialsForURL(const Url& url) {
 }
 
 void AuthenticationManager::cancelPrompt() {
+    Runloop::assertMain();
     if (m_prompt)
         m_prompt->cancelPrompt();
 }

@@ -27,7 +27,7 @@ public:
     /// from one server are one look-up.
     static constexpr Seconds kMissIsRemembered{10.0};
 
-    /// Everything passed in outlives the manager. `prompt` may be null: then nobody can be asked.
+    /// Everything passed in outlives the manager. `prompt` may be null: then the user is not asked.
     AuthenticationManager(PasswordStore& store, AuthenticationPrompt* prompt, const UserDefaults& defaults,
                           const Clock& clock);
 

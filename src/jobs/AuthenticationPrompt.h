@@ -1,4 +1,4 @@
-// The port to whoever can be asked for a user name and a password.
+// The port that asks the user for a user name and a password.
 #pragma once
 
 #include <optional>

@@ -18,6 +18,19 @@ std::int64_t startOfProof(const ProgressData& record, std::int64_t hole) {
     return hole;
 }
 
+HandleCreator creatorFor(const DownloadSource& source, const AdoptedRecord& record,
+                         const JobEnvironment& environment) {
+    return {record.data, source.url, source.auth, source.referer, {}, environment.transfers};
+}
+
+/// Has the connection bring nothing of another version than the record's.
+void guard(CurlDownloader& connection, const AdoptedRecord& record) {
+    CurlRequest& request = connection.segment().request();
+    request.ifRange = record.validator.ifRange();
+    if (record.unproven.contains(request.lowerBound))
+        connection.beginAt(startOfProof(*record.data, request.lowerBound));
+}
+
 } // namespace
 
 bool fetchesParts(const DownloadSource& source, const AdoptedRecord& record) {
@@ -27,17 +40,20 @@ bool fetchesParts(const DownloadSource& source, const AdoptedRecord& record) {
 
 HandleCreator::Handles connectionsFor(const DownloadSource& source, const AdoptedRecord& record,
                                       const JobEnvironment& environment) {
-    const HandleCreator creator(record.data, source.url, source.auth, source.referer, {},
-                                environment.transfers);
+    const HandleCreator creator = creatorFor(source, record, environment);
     auto connections = fetchesParts(source, record) ? creator.createHandles(source.connections)
                                                     : creator.createWholeHandle();
-    for (const auto& connection : connections) {
-        CurlRequest& request = connection->segment().request();
-        request.ifRange = record.validator.ifRange();
-        if (record.unproven.contains(request.lowerBound))
-            connection->beginAt(startOfProof(*record.data, request.lowerBound));
-    }
+    for (const auto& connection : connections)
+        guard(*connection, record);
     return connections;
+}
+
+std::shared_ptr<CurlDownloader> connectionFor(const ByteRange& range, const DownloadSource& source,
+                                              const AdoptedRecord& record,
+                                              const JobEnvironment& environment) {
+    auto connection = creatorFor(source, record, environment).createHandle(range);
+    guard(*connection, record);
+    return connection;
 }
 
 } // namespace tarvo

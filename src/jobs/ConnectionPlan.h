@@ -31,4 +31,8 @@ bool fetchesParts(const DownloadSource& source, const AdoptedRecord& record);
 HandleCreator::Handles connectionsFor(const DownloadSource& source, const AdoptedRecord& record,
                                       const JobEnvironment& environment);
 
+/// One more connection, for `range`, which `record` lacks.
+std::shared_ptr<CurlDownloader> connectionFor(const ByteRange& range, const DownloadSource& source,
+                                              const AdoptedRecord& record, const JobEnvironment& environment);
+
 } // namespace tarvo

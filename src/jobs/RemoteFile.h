@@ -110,7 +110,7 @@ public:
     /// disk.
     virtual Result<void> saveProgress() = 0;
 
-    /// Moves the unfinished download, on which nobody may be working, to another folder; what is kept and
+    /// Moves the unfinished download, which must not be under way, to another folder; what is kept and
     /// what is refused: see moveBundle(). To another file system it takes as long as the disks need.
     virtual Result<void> moveBundleTo(const std::string& folder) = 0;
 

@@ -17,8 +17,8 @@ std::shared_ptr<SegmentedTransfer> SegmentedTransfer::create(Parts parts, ReadyD
 }
 
 SegmentedTransfer::SegmentedTransfer(Parts parts, ReadyDownload ready)
-    : m_parts(std::move(parts)), m_ready(std::move(ready)),
-      m_activeConnections(static_cast<std::int64_t>(m_ready.connections.size())) {
+    : m_parts(std::move(parts)), m_source(std::move(ready.source)) {
+    m_control.lock()->connections = std::move(ready.connections);
 }
 
 Result<FinishedFile> SegmentedTransfer::run(const AskName& askName) {
@@ -39,8 +39,7 @@ Result<FinishedFile> SegmentedTransfer::fetchAndFinish(const AskName& askName) {
     auto fetched = checkSpace();
     if (fetched)
         fetched = runLoops();
-    m_ready.connections.clear(); // on this thread, and with them their buffers
-    m_activeConnections = 0;
+    m_control.lock()->connections.clear(); // on this thread, and with them their buffers
     m_parts.intake->endBlocks();
     if (const auto part = std::exchange(m_lastPart, nullptr); fetched && part)
         fetched = confirmVersion(*part);
@@ -72,16 +71,15 @@ Result<void> SegmentedTransfer::runLoops() {
         if (data.record->data->isIndeterminateSize() || data.record->data->isComplete())
             return {};
         // Every connection has ended and something is still missing: fetch that, as long as it helps.
-        if (m_parts.intake->totalDone() == before || !fetchesParts(m_ready.source, *data.record))
+        if (m_parts.intake->totalDone() == before || !fetchesParts(m_source, *data.record))
             return failure(incomplete());
-        m_ready.connections = connectionsFor(m_ready.source, *data.record, m_parts.environment);
-        m_activeConnections = static_cast<std::int64_t>(m_ready.connections.size());
+        m_control.lock()->connections = connectionsFor(m_source, *data.record, m_parts.environment);
         m_parts.announce();
     }
 }
 
 Result<void> SegmentedTransfer::runLoop() {
-    const auto loop = makeLoop();
+    const auto loop = startLoop();
     loop->downloadAndBlock();
     m_control.lock()->loop.reset();
     const auto ended = loop->downloaders();
@@ -95,12 +93,12 @@ Result<void> SegmentedTransfer::runLoop() {
     return {};
 }
 
-std::shared_ptr<CurlMulti> SegmentedTransfer::makeLoop() {
-    for (const auto& connection : m_ready.connections)
+std::shared_ptr<CurlMulti> SegmentedTransfer::startLoop() {
+    auto control = m_control.lock();
+    for (const auto& connection : control->connections)
         connection->setDelegate(weak_from_this());
     auto loop =
-        std::make_shared<CurlMulti>(m_ready.connections, m_parts.environment.transfers.connectionPools);
-    auto control = m_control.lock();
+        std::make_shared<CurlMulti>(control->connections, m_parts.environment.transfers.connectionPools);
     control->loop = loop;
     // What was asked for before there was a loop to tell.
     if (control->isStopped)
@@ -208,6 +206,26 @@ Result<std::string> SegmentedTransfer::moveToFinalName(const DataSnapshot& data,
     else
         Log::error("Could not move item: {}", moved.error().description);
     return moved;
+}
+
+bool SegmentedTransfer::addConnection(const ByteRange& range) {
+    const DataSnapshot data = m_parts.intake->snapshot();
+    if (!data.record || !fetchesParts(m_source, *data.record))
+        return false;
+    auto connection = connectionFor(range, m_source, *data.record, m_parts.environment);
+    connection->setDelegate(weak_from_this());
+    auto control = m_control.lock();
+    if (!control->loop || !control->loop->add(connection))
+        return false;
+    control->connections.push_back(std::move(connection));
+    return true;
+}
+
+void SegmentedTransfer::dropEnded() {
+    std::erase_if(m_control.lock()->connections, [](const auto& connection) {
+        const CurlDownloadState state = connection->currentState();
+        return state == CurlDownloadState::Succeeded || state == CurlDownloadState::Failed;
+    });
 }
 
 void SegmentedTransfer::requestPause() {

@@ -1,7 +1,6 @@
 // Fetches one file over its connections, and gives it its final name.
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -46,8 +45,18 @@ public:
     void requestResume();
     void requestStop();
 
-    /// How many connections there are, without waiting. Any thread.
-    std::int64_t activeConnections() const { return m_activeConnections; }
+    /// How many connections there are. Any thread.
+    std::int64_t activeConnections() {
+        return static_cast<std::int64_t>(m_control.lock()->connections.size());
+    }
+
+    /// Has one more connection bring `range`, which is missing and which no other one brings. False when
+    /// nothing is being fetched any more, or by one stream only. Any thread.
+    bool addConnection(const ByteRange& range);
+
+    /// Takes the connections that have ended off the list; what they have ended with still counts. Any
+    /// thread.
+    void dropEnded();
 
     std::int64_t downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
                                    std::int64_t offset) override;
@@ -57,6 +66,7 @@ public:
 private:
     /// What requests from other threads reach.
     struct Control {
+        HandleCreator::Handles connections; // that activeConnections() counts
         std::shared_ptr<CurlMulti> loop;
         std::shared_ptr<CurlMulti> check; // of the version, at the end
         bool isPaused = false;
@@ -69,15 +79,14 @@ private:
     Result<void> checkSpace();
     Result<void> runLoops();
     Result<void> runLoop();
-    std::shared_ptr<CurlMulti> makeLoop();
+    std::shared_ptr<CurlMulti> startLoop();
     Result<void> confirmVersion(const CurlDownloader& part);
     Result<FinishedFile> finish(const std::string& name);
     Result<std::string> moveToFinalName(const DataSnapshot& data, const std::string& name);
 
     const Parts m_parts;
-    ReadyDownload m_ready;
+    const DownloadSource m_source;
     std::shared_ptr<CurlDownloader> m_lastPart; // one of those that came in last
-    std::atomic<std::int64_t> m_activeConnections;
     Locked<Control> m_control;
     ThreadOwner m_owner;
 };

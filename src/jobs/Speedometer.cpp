@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "base/Runloop.h"
+
 namespace tarvo {
 
 namespace {
@@ -28,6 +30,7 @@ Speedometer::Speedometer(std::size_t historyLength, Seconds timeout, Speedometer
 }
 
 void Speedometer::flushSpeedBuffer(TimePoint now) {
+    Runloop::assertMain();
     const Seconds elapsed = timeIntervalSinceSpeedStartDate(now);
     if (elapsed <= kShortestInterval)
         return;
@@ -50,13 +53,14 @@ void Speedometer::record(std::int64_t speed, Seconds elapsed) {
     m_speedHistory.push_back(speed);
     if (m_speedHistory.size() >= m_maxHistoryLength)
         m_speedHistory.pop_front();
-    // A longer interval means that this program stood still itself: nobody could have noted a byte.
+    // A longer interval means that this program stood still itself: no byte could have been noted.
     if (speed == 0)
         m_totalZeroByteTime += std::min(elapsed, kLongestSilentInterval);
     m_totalDownloadTime += elapsed;
 }
 
 void Speedometer::startRecording(TimePoint now) {
+    Runloop::assertMain();
     m_speedBuffer.store(0, std::memory_order_relaxed);
     m_totalZeroByteTime = Seconds(0);
     m_speedStartDate = now;
@@ -64,6 +68,7 @@ void Speedometer::startRecording(TimePoint now) {
 }
 
 void Speedometer::stopRecording() {
+    Runloop::assertMain();
     m_speedHistory.clear();
     m_shouldRecord = false;
 }

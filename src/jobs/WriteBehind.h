@@ -10,8 +10,8 @@
 
 namespace tarvo {
 
-/// Lives as long as one transfer. noteWritten() belongs to whoever writes; the writing out happens on a
-/// thread of its own, for it may wait for the disk, which the transfer must not.
+/// Lives as long as one transfer. noteWritten() belongs to the thread that writes; the writing out happens on
+/// a thread of its own, for it may wait for the disk, which the transfer must not.
 class WriteBehind {
 public:
     explicit WriteBehind(Disk& disk) : m_disk(disk) {}

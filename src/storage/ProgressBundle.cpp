@@ -51,16 +51,8 @@ std::optional<ProgressBundle> ProgressBundle::fromBundleDirectory(const std::str
     return ProgressBundle(folderOf(path), name.substr(0, name.size() - suffix.size()));
 }
 
-ProgressBundle ProgressBundle::fromFinalFile(const std::string& file) {
-    return {folderOf(file), nameOf(file)};
-}
-
 std::optional<ProgressBundle> ProgressBundle::fromBundleBookmark(const std::string& bookmark) {
     return resolves(bookmark) ? fromBundleDirectory(bookmark) : std::nullopt;
-}
-
-std::optional<ProgressBundle> ProgressBundle::fromFinalFileBookmark(const std::string& bookmark) {
-    return resolves(bookmark) ? std::optional(fromFinalFile(bookmark)) : std::nullopt;
 }
 
 std::string ProgressBundle::bundleDirectory() const {
@@ -87,7 +79,7 @@ Result<void> ProgressBundle::checkIsOwn() const {
             continue;
         if (S_ISLNK(status.st_mode))
             return failure(refusal(ELOOP, "tr.err.bundle-is-link", path));
-        // Some file systems give every file to one user, whoever makes it: then that one is as good.
+        // Some file systems give every file to one user, whatever process makes it: then that one is as good.
         if (status.st_uid != ::geteuid() && status.st_uid != Disk::ownerOfNewFilesIn(m_baseFolder))
             return failure(refusal(EPERM, "tr.err.bundle-of-another-user", path));
     }

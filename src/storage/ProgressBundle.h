@@ -23,11 +23,8 @@ public:
     /// None when the directory's name does not end with ".trdownload".
     static std::optional<ProgressBundle> fromBundleDirectory(const std::string& directory);
 
-    static ProgressBundle fromFinalFile(const std::string& file);
-
     /// None, and the reason in the log, when the bookmark does not resolve or names no bundle.
     static std::optional<ProgressBundle> fromBundleBookmark(const std::string& bookmark);
-    static std::optional<ProgressBundle> fromFinalFileBookmark(const std::string& bookmark);
 
     const std::string& fileName() const { return m_fileName; }
 

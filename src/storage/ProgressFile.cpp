@@ -1,5 +1,6 @@
 #include "storage/ProgressFile.h"
 
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "engine/transfer/CurlEasy.h"
 
@@ -13,7 +14,7 @@ namespace {
 constexpr std::int64_t kLongestFile = 64 * 1024 * 1024;
 
 Error unreadable(const std::string& path, const Error& cause) {
-    return Error::tarvo("Could not read the progress file \"" + path + "\": " + cause.sentence());
+    return Error::tarvo(localized("tr.err.progress-file-unreadable", {path, cause.sentence()}));
 }
 
 Error corrupt() {

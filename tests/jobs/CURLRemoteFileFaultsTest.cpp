@@ -28,7 +28,7 @@ constexpr std::int64_t kSize = 3'000'001;
 
 using namespace std::chrono_literals;
 
-/// The memory of libcurl in this process, which refuses once. Nobody may have set libcurl up before.
+/// The memory of libcurl in this process, which refuses once. libcurl must not have been set up before.
 class CurlMemory {
 public:
     CurlMemory() {
@@ -118,7 +118,7 @@ TEST_F(CURLRemoteFileFaults, PastAProxyThatCantBeUsedNothingGoesOutAndTheErrorSa
 TEST_F(CURLRemoteFileFaults, NoByteIsTakenPastARangesEnd) {
     const auto job = harness.job(server.url(kSize, "chunked&overrun=5000&spareprobe"));
     const auto problem = harness.run(job);
-    if (!problem) { // whoever stops in time has the right file
+    if (!problem) { // stopped in time: the file is right
         EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
         return;
     }

@@ -72,7 +72,7 @@ TEST_F(SpeedometerTest, APausedDownloadIsNeverStalledAndItsBytesDoNotCount) {
     m_speedometer.startRecording(m_clock.now());
     silence(14);
     m_speedometer.stopRecording();
-    m_clock.advance(Seconds(40)); // and nobody flushes
+    m_clock.advance(Seconds(40)); // and no flush comes
     m_speedometer.startRecording(m_clock.now());
     silence(14);
     EXPECT_TRUE(m_silences.empty());

@@ -13,8 +13,7 @@ TEST(ProgressBundle, EveryPlaceLeadsToAllOthers) {
     EXPECT_EQ(bundle->finalFile(), "/d/a.b");
     EXPECT_EQ(bundle->tempFile(), "/d/a.b.trdownload/data");
     EXPECT_EQ(bundle->progressFile(), "/d/a.b.trdownload/progress");
-    EXPECT_EQ(ProgressBundle::fromFinalFile("/d/x").bundleDirectory(), "/d/x.trdownload");
-    EXPECT_EQ(ProgressBundle::fromFinalFile("/x").bundleDirectory(), "/x.trdownload");
+    EXPECT_EQ(ProgressBundle("/", "x").bundleDirectory(), "/x.trdownload");
     EXPECT_EQ(ProgressBundle("/d//", "x").finalFile(), "/d/x");
     for (const char* none : {"/d/file.zip", "/d/.trdownload", "/d/xtrdownload", "/", ""})
         EXPECT_FALSE(ProgressBundle::fromBundleDirectory(none)) << none;

@@ -24,7 +24,7 @@ public:
         plan->forGood = forGood;
     }
 
-    /// From here on, what is written at `offset` or later is lost, and nobody is told.
+    /// From here on, what is written at `offset` or later is lost without an error.
     void loseWritesFrom(std::int64_t offset) { m_plan.lock()->lostFrom = offset; }
 
     /// The next flush, of a file or of a folder, waits until the test lets it go on.

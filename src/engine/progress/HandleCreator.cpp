@@ -74,15 +74,15 @@ HandleCreator::Handles HandleCreator::handlesForExistingProgressData(std::int64_
 HandleCreator::Handles HandleCreator::handlesFor(const ByteRanges& ranges) const {
     Handles handles;
     for (const auto& range : ranges)
-        handles.push_back(handleFor(*range));
+        handles.push_back(createHandle(*range));
     return handles;
 }
 
 HandleCreator::Handles HandleCreator::createWholeHandle() const {
-    return {handleFor({0, 0})}; // no range is asked for
+    return {createHandle({0, 0})}; // no range is asked for
 }
 
-std::shared_ptr<CurlDownloader> HandleCreator::handleFor(const ByteRange& range) const {
+std::shared_ptr<CurlDownloader> HandleCreator::createHandle(const ByteRange& range) const {
     CurlRequest request{.url = m_url,
                         .lowerBound = range.lowerBound,
                         .upperBound = range.upperBound,

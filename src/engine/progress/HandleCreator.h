@@ -28,10 +28,12 @@ public:
     /// One downloader for the whole file, without a range.
     Handles createWholeHandle() const;
 
+    /// One downloader for `range`; for the whole file where that is empty.
+    std::shared_ptr<CurlDownloader> createHandle(const ByteRange& range) const;
+
 private:
     Handles handlesForExistingProgressData(std::int64_t count) const;
     Handles handlesFor(const ByteRanges& ranges) const;
-    std::shared_ptr<CurlDownloader> handleFor(const ByteRange& range) const;
 
     const std::shared_ptr<const ProgressData> m_progressData;
     const Url m_url;
