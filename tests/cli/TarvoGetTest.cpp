@@ -4,9 +4,6 @@
 
 #include <filesystem>
 
-#include <sched.h>
-#include <sys/mount.h>
-
 namespace tarvo::test {
 
 namespace {
@@ -91,29 +88,6 @@ TEST_F(TarvoGetTest, AFolderThatIsMissingIsMadeAndOneThatCannotBeUsedIsNamed) {
     EXPECT_EQ(inFile.status(), 1);
     EXPECT_TRUE(has(inFile.problems(), notAFolder));
     EXPECT_EQ(contentOf(notAFolder), "mine");
-}
-
-TEST_F(TarvoGetTest, AFullDiskIsNamedAndTheDownloadContinuesWhenThereIsRoom) {
-    // A mount space of the test's own: what it mounts is gone with it, however it ends.
-    std::filesystem::create_directory(files);
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tarvo", files.c_str(), "tmpfs", 0, "size=4m") != 0)
-        GTEST_SKIP() << "mounting is not allowed here: " << std::strerror(errno);
-    const std::string other = files + "/other";
-    writeSampleFile(other, 2'000'000);
-    const auto again = arguments({"-x", "4", server.url(kSize)});
-    Program full(home, again);
-    EXPECT_EQ(full.status(), 1);
-    EXPECT_TRUE(has(full.problems(), "2.9 MiB are missing, and 2.1 MiB are free. Free some space"));
-    EXPECT_TRUE(Disk::exists(bundle() + "/progress"));
-    EXPECT_EQ(fileIsSample(other, 2'000'000), "");
-    const std::int64_t saved = savedBytes(bundle());
-    const std::int64_t sent = server.bytesSent();
-    std::filesystem::remove(other);
-    Program roomy(home, again);
-    EXPECT_EQ(roomy.status(), 0) << roomy.problems();
-    EXPECT_EQ(fileIsSample(file(), kSize), "");
-    EXPECT_EQ(server.bytesSent() - sent, kSize - saved + 1); // the probe's byte
 }
 
 TEST_F(TarvoGetTest, TwoAtOnceOnOneDownloadDoNotMix) {

@@ -214,85 +214,17 @@ TEST_F(QueueControllerTest, WhatTheUserWantsOfOneJobHoldsAgainstTheQueue) {
     EXPECT_EQ(b->attemptNumber, 2u);
 }
 
-TEST_F(QueueControllerTest, TriesAFailedJobAgainElevenSecondsLaterInItsRow) {
+TEST_F(QueueControllerTest, AFailedJobIsTriedAgainWhileTheQueueRuns) {
     const auto bad = make("bad");
     bad->makeReady = [](const auto&) { return failure(Error::posix(EIO, "read", "x")); };
-    ASSERT_TRUE(controller.addDownloads({bad, make("good")}));
-    bad->attemptNumber = 4;
+    bad->makeCopy = [this] { return make("bad"); };
+    ASSERT_TRUE(controller.addDownloads({bad}));
     controller.toggleAutorun();
     ASSERT_TRUE(comesTo(bad, rf_state_failed));
-    gateIsOpen = true;
-    ASSERT_TRUE(turnUntil([&] { return controller.remoteFiles().succeededJobs() == 1; }));
-    clock.advance(Seconds(10.5));
-    ASSERT_TRUE(turnUntil([&] { return bad->nextScheduledRun.has_value(); }, 5s)); // a tick
-    turn();
-    EXPECT_EQ(controller.remoteFiles().contentAsArray()[0], bad);
-    bad->makeCopy = [this] { return make("bad"); };
-    clock.advance(Seconds(0.6));
-    ASSERT_TRUE(turnUntil([&] { return controller.remoteFiles().contentAsArray()[0] != bad; }, 5s));
-    const auto fresh = controller.remoteFiles().contentAsArray()[0];
-    ASSERT_TRUE(comesTo(fresh, rf_state_succeeded));
-    EXPECT_EQ(fresh->attemptNumber, 5u);
-    ASSERT_TRUE(turnUntil([&] { return completions == 1; }));
-}
-
-TEST_F(QueueControllerTest, WaitsLongerAfterManyAttemptsWithoutANewByte) {
-    EXPECT_EQ(retryDelayAfter(10, kRetryDelay), Seconds(11));
-    EXPECT_EQ(retryDelayAfter(11, kRetryDelay), Seconds(22));
-    EXPECT_EQ(retryDelayAfter(12, kRetryDelay), Seconds(44));
-    EXPECT_EQ(retryDelayAfter(1'000'000, kRetryDelay), Seconds(3600));
-    std::atomic<bool> brings{false};
-    std::function<std::shared_ptr<ScriptedJob>()> makeBad = [&] {
-        const auto job = make("bad");
-        job->retryable = true;
-        job->download = [&, bad = job.get()]() -> Result<void> {
-            bad->done += brings ? 1 : 0;
-            return failure(Error::posix(EIO, "read", "x"));
-        };
-        job->makeCopy = makeBad;
-        return job;
-    };
-    ASSERT_TRUE(controller.addDownloads({makeBad()}));
-    controller.toggleAutorun();
-    const auto failed = [&] { return controller.remoteFiles().contentAsArray()[0]; };
-    const auto nextWait = [&] { // lets the wait pass, and answers the one after the attempt that follows
-        const auto last = failed();
-        clock.advance(last->nextScheduledRun ? *last->nextScheduledRun - clock.now() : Seconds(0));
-        EXPECT_TRUE(turnUntil(
-            [&] {
-                controller.saveAllProgress(); // any turn brings a pass
-                return (failed() != last || !last->nextScheduledRun) && failed()->nextScheduledRun;
-            },
-            10s));
-        return Seconds(*failed()->nextScheduledRun - *failed()->errorDate());
-    };
-    ASSERT_TRUE(comesTo(failed(), rf_state_failed));
-    failed()->fruitlessAttempts = 9;
-    EXPECT_EQ(nextWait(), Seconds(11)) << "the tenth";
-    EXPECT_EQ(nextWait(), Seconds(22));
-    EXPECT_EQ(nextWait(), Seconds(44));
-    brings = true;
-    EXPECT_EQ(nextWait(), Seconds(11));
-}
-
-TEST_F(QueueControllerTest, LooksForABundleThatIsAwayWithoutTryingUntilItIsBack) {
-    const auto away = make("away");
-    away->makeReady = [](const auto&) { return failure(jobError(kRemoteFileFolderAway)); };
-    away->awaited = harness.folder.path("away");
-    ASSERT_TRUE(controller.addDownloads({away}));
-    controller.toggleAutorun();
-    ASSERT_TRUE(comesTo(away, rf_state_failed));
-    int ticks = 0;
-    QObject::connect(&controller, &QueueController::ticked, [&] { ++ticks; });
-    for (int look = 0; look < 2; ++look) {
-        clock.advance(Seconds(11.1));
-        ASSERT_TRUE(turnUntil([&, before = ticks] { return ticks > before + 1; }, 5s));
-        EXPECT_EQ(controller.remoteFiles().contentAsArray()[0], away);
-    }
-    EXPECT_EQ(away->fruitlessAttempts, 0u);
-    std::filesystem::create_directory(*away->awaited);
     clock.advance(Seconds(11.1));
-    EXPECT_TRUE(turnUntil([&] { return controller.remoteFiles().contentAsArray()[0] != away; }, 5s));
+    gateIsOpen = true;
+    ASSERT_TRUE(turnUntil([&] { return completions == 1; }));
+    EXPECT_EQ(controller.remoteFiles().contentAsArray()[0]->attemptNumber, 1u);
 }
 
 TEST_F(QueueControllerTest, AFailedJobKeepsTheQueueRunningAndOneThatIsNotRetryableIsLeftAlone) {

@@ -187,27 +187,6 @@ TEST_F(QueueStateSaverTest, AThousandChangesOfOneTurnAreOneWrite) {
     EXPECT_TRUE(writesAre(2));
 }
 
-TEST_F(QueueStateSaverTest, WhatChangesDuringASlowWriteFollowsItAndIsTheLast) {
-    auto slow = holdUpFlushes(harness.folder.path("settings.conf"));
-    ASSERT_TRUE(queue.addRemoteFile(bundleJob("first")));
-    saver.saveUIState();
-    EXPECT_TRUE(writesAre(1)); // and waits for the file
-    ASSERT_TRUE(queue.addRemoteFile(bundleJob("second")));
-    ASSERT_TRUE(queue.addRemoteFile(bundleJob("third")));
-    saver.saveUIState();
-    queue.removeRemoteFile(queue.contentAsArray()[1]);
-    turnUntil([] { return false; }, std::chrono::milliseconds(20));
-    EXPECT_EQ(logged("Saving UI State"), 1);
-    slow.close();
-    EXPECT_TRUE(writesAre(2));
-    EXPECT_EQ(logged("Saving UI State"), 2);
-
-    saver.beginSavingStateWhenNeeded();
-    ASSERT_TRUE(queue.addRemoteFile(bundleJob("last")));
-    saver.finishSaving(); // the loop does not turn any more
-    EXPECT_EQ(Restart(harness).names(), (Names{"first", "third", "last"}));
-}
-
 TEST_F(QueueStateSaverTest, WhatCouldNotBeWrittenIsWrittenAtTheEnd) {
     const std::string inTheWay = harness.folder.path("settings.conf.new");
     std::filesystem::create_directory(inTheWay);
