@@ -1,7 +1,5 @@
 #include "base/KeyedUnarchiver.h"
 
-#include "base/PropertyListGuard.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -9,91 +7,45 @@ namespace tarvo {
 
 namespace {
 
+using Kind = PropertyList::Kind;
+
 constexpr std::size_t kDeepestObject = 64;    // objects made within each other's makers
 constexpr int kLongestUrlChain = 8;           // relative URLs that lean on each other
 constexpr std::uint64_t kBudget = 128u << 20; // bytes of all that is handed out
 constexpr std::uint64_t kElementCost = 16;    // a shared pointer
-constexpr std::uint32_t kMostClassNames = 16; // of a class and its ancestors
+constexpr std::size_t kMostClassNames = 16;   // of a class and its ancestors
 
-std::string_view viewOf(plist_t string) {
-    std::uint64_t length = 0;
-    const char* text = plist_get_string_ptr(string, &length);
-    return text ? std::string_view(text, length) : std::string_view();
-}
-
-plist_t valueOf(plist_t dictionary, std::string_view key) {
-    return plist_dict_get_item(dictionary, std::string(key).c_str());
-}
-
-bool isKind(plist_t node, plist_type type) {
-    return node && plist_get_node_type(node) == type;
-}
-
-/// The number in a UID. In XML it is spelled as a dictionary with this one key, which libplist leaves as it
-/// is.
-std::optional<std::uint64_t> uidOf(plist_t node) {
-    std::uint64_t number = 0;
-    if (isKind(node, PLIST_UID)) {
-        plist_get_uid_val(node, &number);
-        return number;
-    }
-    plist_t spelled =
-        isKind(node, PLIST_DICT) && plist_dict_get_size(node) == 1 ? valueOf(node, "CF$UID") : nullptr;
-    if (!isKind(spelled, PLIST_UINT))
-        return std::nullopt;
-    plist_get_uint_val(spelled, &number);
-    return number;
+bool isKind(const PropertyList::Value* node, Kind kind) {
+    return node && node->kind == kind;
 }
 
 } // namespace
 
 Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::open(std::string_view bytes) {
-    const auto format = judgePropertyList(bytes);
-    if (!format)
-        return failure(format.error());
-    plist_t archive = nullptr;
-    const auto length = static_cast<std::uint32_t>(bytes.size());
-    if (*format == PropertyListFormat::Binary)
-        plist_from_bin(bytes.data(), length, &archive);
-    else
-        plist_from_xml(bytes.data(), length, &archive);
-    std::unique_ptr<KeyedUnarchiver> unarchiver(new KeyedUnarchiver(archive));
+    auto list = PropertyList::read(bytes);
+    if (!list)
+        return failure(list.error());
+    std::unique_ptr<KeyedUnarchiver> unarchiver(new KeyedUnarchiver(std::move(*list)));
     if (!unarchiver->adopt())
         return failure(damagedArchive("it is no keyed archive"));
     return unarchiver;
 }
 
-KeyedUnarchiver::KeyedUnarchiver(plist_t archive) : m_archive(archive), m_budget(kBudget) {
-}
-
-KeyedUnarchiver::~KeyedUnarchiver() {
-    plist_free(m_archive);
+KeyedUnarchiver::KeyedUnarchiver(PropertyList list) : m_list(std::move(list)), m_budget(kBudget) {
 }
 
 bool KeyedUnarchiver::adopt() {
-    if (!isKind(m_archive, PLIST_DICT))
+    const Node archiver = m_list.find(&m_list.root(), "$archiver");
+    const Node version = m_list.find(&m_list.root(), "$version");
+    const Node objects = m_list.find(&m_list.root(), "$objects");
+    m_current = m_list.find(&m_list.root(), "$top");
+    if (!isKind(archiver, Kind::text) || archiver->bytes != "NSKeyedArchiver" ||
+        !isKind(version, Kind::integer) || version->number != 100000 || !isKind(objects, Kind::array) ||
+        !isKind(m_current, Kind::dictionary))
         return false;
-    plist_t archiver = valueOf(m_archive, "$archiver");
-    plist_t version = valueOf(m_archive, "$version");
-    plist_t objects = valueOf(m_archive, "$objects");
-    m_current = valueOf(m_archive, "$top");
-    if (!isKind(archiver, PLIST_STRING) || viewOf(archiver) != "NSKeyedArchiver" ||
-        !isKind(version, PLIST_UINT) || !isKind(objects, PLIST_ARRAY) || !isKind(m_current, PLIST_DICT))
-        return false;
-    std::uint64_t number = 0;
-    plist_get_uint_val(version, &number);
-    const std::uint32_t count = plist_array_get_size(objects);
-    m_objects.reserve(count);
-    plist_array_iter position = nullptr;
-    plist_array_new_iter(objects, &position);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        plist_t object = nullptr;
-        plist_array_next_item(objects, position, &object);
-        m_objects.push_back(object);
-    }
-    std::free(position);
-    return number == 100000 && !m_objects.empty() && isKind(m_objects[0], PLIST_STRING) &&
-           viewOf(m_objects[0]) == "$null";
+    m_objects = &objects->parts;
+    const Node none = m_objects->empty() ? nullptr : &m_list.at(m_objects->front());
+    return isKind(none, Kind::text) && none->bytes == "$null";
 }
 
 void KeyedUnarchiver::registerClass(std::string name, Maker maker) {
@@ -101,26 +53,17 @@ void KeyedUnarchiver::registerClass(std::string name, Maker maker) {
 }
 
 bool KeyedUnarchiver::contains(std::string_view key) const {
-    return valueOf(m_current, key) != nullptr;
+    return m_list.find(m_current, key) != nullptr;
 }
 
 std::int64_t KeyedUnarchiver::decodeInteger(std::string_view key) {
     const Reference found = lookUp(key);
     if (!found)
         return 0;
-    std::uint64_t number = 0;
-    std::uint8_t truth = 0;
-    switch (plist_get_node_type(found.node)) {
-    case PLIST_UINT:
-        plist_get_uint_val(found.node, &number);
-        return static_cast<std::int64_t>(number);
-    case PLIST_BOOLEAN:
-        plist_get_bool_val(found.node, &truth);
-        return truth;
-    default:
-        refuse("an integer is of another kind");
-        return 0;
-    }
+    if (isKind(found.node, Kind::integer) || isKind(found.node, Kind::boolean))
+        return found.node->number;
+    refuse("an integer is of another kind");
+    return 0;
 }
 
 std::optional<std::string> KeyedUnarchiver::decodeString(std::string_view key) {
@@ -131,18 +74,14 @@ std::optional<std::string> KeyedUnarchiver::decodeString(std::string_view key) {
 std::optional<std::string> KeyedUnarchiver::decodeData(std::string_view key) {
     Reference found = lookUp(key);
     if (found && isKindOf(found.node, "NSData"))
-        found = follow(valueOf(found.node, "NS.data"));
+        found = follow(m_list.find(found.node, "NS.data"));
     if (!found)
         return std::nullopt;
-    if (!isKind(found.node, PLIST_DATA)) {
+    if (!isKind(found.node, Kind::data)) {
         refuse("data is of another kind");
         return std::nullopt;
     }
-    std::uint64_t length = 0;
-    const char* bytes = plist_get_data_ptr(found.node, &length);
-    if (!spend(length))
-        return std::nullopt;
-    return bytes ? std::string(bytes, length) : std::string();
+    return spend(found.node->bytes.size()) ? std::optional(found.node->bytes) : std::nullopt;
 }
 
 std::optional<Url> KeyedUnarchiver::decodeUrl(std::string_view key) {
@@ -167,68 +106,64 @@ std::optional<std::vector<std::shared_ptr<Archivable>>> KeyedUnarchiver::decodeA
     const Reference found = lookUp(key);
     if (!found)
         return std::nullopt;
-    plist_t elements = isKindOf(found.node, "NSArray") ? valueOf(found.node, "NS.objects") : nullptr;
-    if (!isKind(elements, PLIST_ARRAY)) {
+    const Node elements = isKindOf(found.node, "NSArray") ? m_list.find(found.node, "NS.objects") : nullptr;
+    if (!isKind(elements, Kind::array)) {
         refuse("an array is of another kind");
         return std::nullopt;
     }
-    const std::uint32_t count = plist_array_get_size(elements);
     std::vector<std::shared_ptr<Archivable>> objects;
-    if (!spend(count * kElementCost))
+    if (!spend(elements->parts.size() * kElementCost))
         return objects;
-    plist_array_iter position = nullptr;
-    plist_array_new_iter(elements, &position);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        plist_t element = nullptr;
-        plist_array_next_item(elements, position, &element);
-        if (auto object = makeElement(element, fallback))
+    for (const std::uint32_t place : elements->parts) {
+        if (auto object = makeElement(&m_list.at(place), fallback))
             objects.push_back(std::move(object));
     }
-    std::free(position);
     return objects;
 }
 
-KeyedUnarchiver::Reference KeyedUnarchiver::follow(plist_t value) {
-    const auto number = uidOf(value);
-    if (!number)
+/// Where `value` is a UID, the object that it stands for. In XML a UID is spelled as a dictionary.
+KeyedUnarchiver::Reference KeyedUnarchiver::follow(Node value) {
+    Node uid = isKind(value, Kind::uid) ? value : nullptr;
+    if (isKind(value, Kind::dictionary) && value->parts.size() == 2)
+        uid = m_list.find(value, "CF$UID");
+    if (!isKind(uid, Kind::uid) && !isKind(uid, Kind::integer))
         return {value, 0};
-    if (*number >= m_objects.size()) {
+    const auto number = static_cast<std::uint64_t>(uid->number);
+    if (number >= m_objects->size()) {
         refuse("a reference leads nowhere");
         return {};
     }
-    return *number == 0 ? Reference{} : Reference{m_objects[*number], *number};
+    return number == 0 ? Reference{} : Reference{&m_list.at((*m_objects)[number]), number};
 }
 
 KeyedUnarchiver::Reference KeyedUnarchiver::lookUp(std::string_view key) {
-    return follow(valueOf(m_current, key));
+    return follow(m_list.find(m_current, key));
 }
 
 /// The class of an object and its ancestors, nearest first; none when it is no object. The class record says
 /// it, so that subclasses (NSMutableArray) need no mention here.
-std::vector<std::string_view> KeyedUnarchiver::classNames(plist_t object) {
+std::vector<std::string_view> KeyedUnarchiver::classNames(Node object) {
     std::vector<std::string_view> names;
-    const Reference record = isKind(object, PLIST_DICT) ? follow(valueOf(object, "$class")) : Reference{};
-    if (!isKind(record.node, PLIST_DICT))
+    const Reference record = follow(m_list.find(object, "$class"));
+    if (const Node name = m_list.find(record.node, "$classname"); isKind(name, Kind::text))
+        names.push_back(name->bytes);
+    const Node ancestry = m_list.find(record.node, "$classes");
+    if (!isKind(ancestry, Kind::array))
         return names;
-    if (plist_t name = valueOf(record.node, "$classname"); isKind(name, PLIST_STRING))
-        names.push_back(viewOf(name));
-    plist_t ancestry = valueOf(record.node, "$classes");
-    if (!isKind(ancestry, PLIST_ARRAY))
-        return names;
-    const std::uint32_t count = std::min(plist_array_get_size(ancestry), kMostClassNames);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (plist_t name = plist_array_get_item(ancestry, i); isKind(name, PLIST_STRING))
-            names.push_back(viewOf(name));
+    const std::size_t count = std::min(ancestry->parts.size(), kMostClassNames);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (const Node name = &m_list.at(ancestry->parts[i]); isKind(name, Kind::text))
+            names.push_back(name->bytes);
     }
     return names;
 }
 
-bool KeyedUnarchiver::isKindOf(plist_t object, std::string_view name) {
+bool KeyedUnarchiver::isKindOf(Node object, std::string_view name) {
     const auto names = classNames(object);
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-const KeyedUnarchiver::Maker* KeyedUnarchiver::makerFor(plist_t object) {
+const KeyedUnarchiver::Maker* KeyedUnarchiver::makerFor(Node object) {
     for (const std::string_view name : classNames(object)) {
         if (const auto known = m_makers.find(name); known != m_makers.end())
             return &known->second;
@@ -244,7 +179,7 @@ std::shared_ptr<Archivable> KeyedUnarchiver::make(const Reference& object, const
         return nullptr;
     }
     m_beingMade.insert(object.number);
-    plist_t outer = std::exchange(m_current, object.node);
+    const Node outer = std::exchange(m_current, object.node);
     auto made = maker(*this);
     m_current = outer;
     m_beingMade.erase(object.number);
@@ -253,7 +188,7 @@ std::shared_ptr<Archivable> KeyedUnarchiver::make(const Reference& object, const
     return m_made[object.number] = made ? *made : nullptr;
 }
 
-std::shared_ptr<Archivable> KeyedUnarchiver::makeElement(plist_t value, const Maker& fallback) {
+std::shared_ptr<Archivable> KeyedUnarchiver::makeElement(Node value, const Maker& fallback) {
     const Reference found = follow(value);
     const bool isObject = found.number != 0 && !classNames(found.node).empty();
     const Maker* maker = isObject ? makerFor(found.node) : nullptr;
@@ -266,22 +201,19 @@ std::shared_ptr<Archivable> KeyedUnarchiver::makeElement(plist_t value, const Ma
     return make(found, *maker);
 }
 
-std::optional<std::string> KeyedUnarchiver::textOf(plist_t node) {
+std::optional<std::string> KeyedUnarchiver::textOf(Node node) {
     if (isKindOf(node, "NSString"))
-        node = follow(valueOf(node, "NS.string")).node;
-    if (!isKind(node, PLIST_STRING)) {
+        node = follow(m_list.find(node, "NS.string")).node;
+    if (!isKind(node, Kind::text)) {
         refuse("a text is of another kind");
         return std::nullopt;
     }
-    const std::string_view text = viewOf(node);
-    if (!spend(text.size()))
-        return std::nullopt;
-    return archivableText(text);
+    return spend(node->bytes.size()) ? std::optional(archivableText(node->bytes)) : std::nullopt;
 }
 
 std::optional<Url> KeyedUnarchiver::urlOf(const Reference& object, int depth) {
-    plist_t relative =
-        isKindOf(object.node, "NSURL") ? follow(valueOf(object.node, "NS.relative")).node : nullptr;
+    const Node relative =
+        isKindOf(object.node, "NSURL") ? follow(m_list.find(object.node, "NS.relative")).node : nullptr;
     if (!relative || depth == kLongestUrlChain) {
         refuse("an address is of another kind");
         return std::nullopt;
@@ -289,7 +221,7 @@ std::optional<Url> KeyedUnarchiver::urlOf(const Reference& object, int depth) {
     const auto text = textOf(relative);
     if (!text)
         return std::nullopt;
-    const Reference base = follow(valueOf(object.node, "NS.base"));
+    const Reference base = follow(m_list.find(object.node, "NS.base"));
     std::optional<Url> url;
     if (!base)
         url = Url::parse(*text);

@@ -1,4 +1,4 @@
-// Reads keyed archives, also those that somebody damaged on purpose.
+// Reads keyed archives, also those that were damaged on purpose.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +11,14 @@
 #include <string_view>
 #include <vector>
 
-#include <plist/plist.h>
-
 #include "base/Error.h"
 #include "base/KeyedArchiver.h"
+#include "base/PropertyList.h"
 
 namespace tarvo {
 
 /// A keyed archive (see KeyedArchiver) being read. Time and memory are bounded whatever the bytes say; see
-/// also PropertyListGuard. Nothing read stops the process: what is missing or of the wrong kind reads as
+/// also PropertyListLimit. Nothing read stops the process: what is missing or of the wrong kind reads as
 /// nothing, and firstError() tells the two apart. Used by one thread.
 class KeyedUnarchiver {
 public:
@@ -29,7 +28,6 @@ public:
     /// Opens an archive, XML or binary. Error: ErrorDomain::Tarvo, code 0, when it is none.
     static Result<std::unique_ptr<KeyedUnarchiver>> open(std::string_view bytes);
 
-    ~KeyedUnarchiver();
     KeyedUnarchiver(const KeyedUnarchiver&) = delete;
     KeyedUnarchiver& operator=(const KeyedUnarchiver&) = delete;
 
@@ -58,32 +56,34 @@ public:
     const std::optional<Error>& firstError() const { return m_firstError; }
 
 private:
+    using Node = const PropertyList::Value*;
+
     /// An object of the archive and its number in the table; null where there is none.
     struct Reference {
-        plist_t node = nullptr;
+        Node node = nullptr;
         std::uint64_t number = 0;
 
         explicit operator bool() const { return node != nullptr; }
     };
 
-    explicit KeyedUnarchiver(plist_t archive);
+    explicit KeyedUnarchiver(PropertyList list);
 
     bool adopt();
-    Reference follow(plist_t value);
+    Reference follow(Node value);
     Reference lookUp(std::string_view key);
-    bool isKindOf(plist_t object, std::string_view name);
-    std::vector<std::string_view> classNames(plist_t object);
-    const Maker* makerFor(plist_t object);
+    bool isKindOf(Node object, std::string_view name);
+    std::vector<std::string_view> classNames(Node object);
+    const Maker* makerFor(Node object);
     std::shared_ptr<Archivable> make(const Reference& object, const Maker& maker);
-    std::shared_ptr<Archivable> makeElement(plist_t value, const Maker& fallback);
-    std::optional<std::string> textOf(plist_t node);
+    std::shared_ptr<Archivable> makeElement(Node value, const Maker& fallback);
+    std::optional<std::string> textOf(Node node);
     std::optional<Url> urlOf(const Reference& object, int depth);
     bool spend(std::uint64_t bytes);
     void refuse(std::string_view reason);
 
-    plist_t m_archive;
-    plist_t m_current = nullptr; // the object whose keys are being read
-    std::vector<plist_t> m_objects;
+    const PropertyList m_list;
+    Node m_current = nullptr;                              // the object whose keys are being read
+    const std::vector<std::uint32_t>* m_objects = nullptr; // places in the list, by number
     std::map<std::string, Maker, std::less<>> m_makers;
     std::map<std::uint64_t, std::shared_ptr<Archivable>> m_made; // null: its maker failed
     std::set<std::uint64_t> m_beingMade;
