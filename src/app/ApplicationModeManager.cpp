@@ -1,5 +1,6 @@
 #include "app/ApplicationModeManager.h"
 
+#include "base/Runloop.h"
 #include "base/SettingKeys.h"
 
 namespace tarvo {
@@ -11,6 +12,7 @@ ApplicationModeManager::ApplicationModeManager(const UserDefaults& defaults,
 }
 
 void ApplicationModeManager::applicationDidFinishLaunching() {
+    Runloop::assertMain();
     connect(&m_defaults, &UserDefaults::changed, this, [this](const std::string& key) {
         if (key == SettingKey::kApplicationMode)
             applicationModeChanged();
@@ -19,6 +21,7 @@ void ApplicationModeManager::applicationDidFinishLaunching() {
 }
 
 void ApplicationModeManager::applicationModeChanged() {
+    Runloop::assertMain();
     if (shouldShowStatusBarItem() != m_showsStatusItem) {
         m_showsStatusItem = !m_showsStatusItem;
         if (m_showsStatusItem)

@@ -2,6 +2,7 @@
 #include "app/CloudLoggerProvider.h"
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 namespace tarvo {
 
@@ -26,6 +27,7 @@ std::string CloudLoggerProvider::programName() {
 }
 
 std::shared_ptr<RemoteSyslogSink> CloudLoggerProvider::sharedLogger() {
+    Runloop::assertMain();
     if (!m_logger && !m_server.host.empty()) {
         m_logger = std::make_shared<RemoteSyslogSink>(m_server, programName());
         m_logger->set_level(Log::threshold(LogLevel::warning));

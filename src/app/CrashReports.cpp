@@ -16,6 +16,7 @@
 
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "base/StateFolder.h"
 
 namespace tarvo {
@@ -85,6 +86,7 @@ std::vector<std::string> CrashReports::namesOldestFirst() const {
 }
 
 void CrashReports::tellNews(UserNotices& notices) {
+    Runloop::assertMain();
     std::string newest;
     for (const auto& name : namesOldestFirst()) {
         if (!name.ends_with(kNew))

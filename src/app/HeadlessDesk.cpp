@@ -5,6 +5,7 @@
 
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 namespace tarvo {
 
@@ -29,6 +30,7 @@ HeadlessDesk::HeadlessDesk(UserNotices& notices) : m_notices(notices) {
 }
 
 void HeadlessDesk::presentError(const Error& error) {
+    Runloop::assertMain();
     const std::string sentence = error.sentence();
     if (!m_summary.isActive())
         m_summary.start();
@@ -42,6 +44,7 @@ void HeadlessDesk::presentError(const Error& error) {
 }
 
 void HeadlessDesk::summarize() {
+    Runloop::assertMain();
     m_sentences.clear();
     if (const std::size_t count = std::exchange(m_notShown, 0); count > 0) {
         const std::string sentence = localized("tr.err.more-errors", {std::to_string(count)});
@@ -52,6 +55,7 @@ void HeadlessDesk::summarize() {
 
 std::size_t HeadlessDesk::runAlert(const std::string& message, const std::string& informativeText,
                                    const std::vector<std::string>& buttons) {
+    Runloop::assertMain();
     const auto cancel = std::find(buttons.begin(), buttons.end(), localized("Cancel"));
     const auto chosen = cancel != buttons.end() ? cancel : std::prev(buttons.end());
     Log::warning("{} {} Nobody is there to ask; answered: {}", message, informativeText, *chosen);
@@ -59,10 +63,12 @@ std::size_t HeadlessDesk::runAlert(const std::string& message, const std::string
 }
 
 void HeadlessDesk::enableAutomaticTermination(const std::string&) {
+    Runloop::assertMain();
     m_termination.start();
 }
 
 void HeadlessDesk::disableAutomaticTermination(const std::string&) {
+    Runloop::assertMain();
     m_termination.stop();
 }
 

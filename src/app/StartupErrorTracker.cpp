@@ -1,6 +1,7 @@
 #include "app/StartupErrorTracker.h"
 
 #include "base/Localized.h"
+#include "base/Runloop.h"
 #include "base/SettingKeys.h"
 
 namespace tarvo {
@@ -18,6 +19,7 @@ StartupErrorTracker::StartupErrorTracker(UserDefaults& defaults, AlertPresenter&
 }
 
 void StartupErrorTracker::beginGuard() {
+    Runloop::assertMain();
     if (m_defaults.boolean(SettingKey::kHasStartupCrash)) {
         const std::size_t button =
             m_alerts.runAlert(localized("tr.preferences.reset.title"), localized("tr.startup-err-message"),
@@ -33,6 +35,7 @@ void StartupErrorTracker::beginGuard() {
 }
 
 void StartupErrorTracker::lowerGuard() {
+    Runloop::assertMain();
     setFlag(false);
 }
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "base/Settings.h"
 #include "base/StateFolder.h"
 
@@ -61,6 +62,7 @@ std::string TRLoggingManager::standardLogFolder() {
 }
 
 void TRLoggingManager::setupLogging() {
+    Runloop::assertMain();
     Log::assertThat(!loggingIsSetUp.exchange(true));
     if (m_fileLogger)
         Log::detach(m_fileLogger);
@@ -77,6 +79,7 @@ void TRLoggingManager::setupLogging() {
 }
 
 void TRLoggingManager::copyToStandardError() {
+    Runloop::assertMain();
     if (!Log::assertThat(!m_standardErrorCopy))
         return;
     m_standardErrorCopy = std::make_shared<StandardErrorSink>(STDERR_FILENO);

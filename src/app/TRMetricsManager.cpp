@@ -3,6 +3,7 @@
 
 #include <limits>
 
+#include "base/Runloop.h"
 #include "base/SettingKeys.h"
 
 namespace tarvo {
@@ -18,6 +19,7 @@ std::map<std::string, std::int64_t> TRMetricsManager::currentMetrics() const {
 }
 
 std::int64_t TRMetricsManager::incrementAndGet(std::string_view name, std::int64_t amount) {
+    Runloop::assertMain();
     auto metrics = currentMetrics();
     std::int64_t& counter = metrics[std::string(name)];
     if (__builtin_add_overflow(counter, amount, &counter))
@@ -31,6 +33,7 @@ std::int64_t TRMetricsManager::integerValueFor(std::string_view name) const {
 }
 
 bool TRMetricsManager::setIf(std::int64_t value, std::string_view greaterThanCurrent) {
+    Runloop::assertMain();
     auto metrics = currentMetrics();
     const auto [counter, isNew] = metrics.try_emplace(std::string(greaterThanCurrent), Range::min());
     if (value <= counter->second)

@@ -8,6 +8,7 @@
 #include "app/SettingsTable.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "base/Settings.h"
 #include "base/Url.h"
 #include "input/APIDispatch.h"
@@ -50,6 +51,7 @@ Tarvo2AppDelegate::Tarvo2AppDelegate(Environment environment)
 Tarvo2AppDelegate::~Tarvo2AppDelegate() = default;
 
 void Tarvo2AppDelegate::applicationWillFinishLaunching() {
+    Runloop::assertMain();
     m_startupErrorTracker.beginGuard();
     LaunchArgumentsProcessor(m_environment.defaults).processLaunchArguments(m_environment.arguments);
     m_environment.setUpLogging();
@@ -58,6 +60,7 @@ void Tarvo2AppDelegate::applicationWillFinishLaunching() {
 }
 
 void Tarvo2AppDelegate::applicationDidFinishLaunching() {
+    Runloop::assertMain();
     m_environment.startCrashReporting();
     const std::string folder = Settings(m_environment.defaults).defaultDirectoryBookmark();
     if (folder.empty())
@@ -72,6 +75,7 @@ void Tarvo2AppDelegate::applicationDidFinishLaunching() {
 }
 
 void Tarvo2AppDelegate::refuseAdds() {
+    Runloop::assertMain();
     m_refusesAdds = true;
     consumePendingAddsIfPossible();
 }
@@ -81,6 +85,7 @@ void Tarvo2AppDelegate::reopen() {
 }
 
 void Tarvo2AppDelegate::open(const std::vector<std::string>& what, const Told& told) {
+    Runloop::assertMain();
     const auto outcomes =
         std::make_shared<std::vector<AddOutcome>>(what.size(), AddOutcome{AddOutcome::Kind::noLink});
     std::string links;               // added in one go: the queue is a list of thousands
@@ -111,6 +116,7 @@ void Tarvo2AppDelegate::open(const std::vector<std::string>& what, const Told& t
 }
 
 void Tarvo2AppDelegate::getUrl(const std::string& text, const Told& told) {
+    Runloop::assertMain();
     m_toldOfCall = told;
     const auto taken = tarvo::getUrl(text, m_environment.notifications,
                                      [&](const std::string& link) { addStringToTarvo(link, told); });
@@ -159,6 +165,7 @@ bool Tarvo2AppDelegate::isTooMuch(std::size_t count, const Told& told) {
 }
 
 void Tarvo2AppDelegate::addStringToTarvo(const std::string& text, const Told& told) {
+    Runloop::assertMain();
     if (isTooMuch(linesOf(text).size(), told))
         return;
     m_pendingAdds.push_back([this, text, told] {
@@ -170,6 +177,7 @@ void Tarvo2AppDelegate::addStringToTarvo(const std::string& text, const Told& to
 }
 
 void Tarvo2AppDelegate::addBundleFileToTarvo(const std::string& bundle, const Told& told) {
+    Runloop::assertMain();
     if (isTooMuch(1, told))
         return;
     m_pendingAdds.push_back([this, bundle, told] {
@@ -179,6 +187,7 @@ void Tarvo2AppDelegate::addBundleFileToTarvo(const std::string& bundle, const To
 }
 
 bool Tarvo2AppDelegate::acceptDrop(const Pasteboard& pasteboard) {
+    Runloop::assertMain();
     Log::warning("Accept drop with pboard");
     if (m_mainWindow) {
         Log::info("Immediate add");
@@ -196,6 +205,7 @@ bool Tarvo2AppDelegate::acceptDrop(const Pasteboard& pasteboard) {
 }
 
 void Tarvo2AppDelegate::consumePendingAddsIfPossible() {
+    Runloop::assertMain();
     if (!m_mainWindow && !m_refusesAdds) {
         Log::verbose("Main Window Controller does not exist yet. Pending: {} adds", m_pendingAdds.size());
         return;
@@ -213,11 +223,13 @@ void Tarvo2AppDelegate::consumePendingAddsIfPossible() {
 }
 
 void Tarvo2AppDelegate::toggleAutorun() {
+    Runloop::assertMain();
     if (m_mainWindow)
         m_mainWindow->toggleAutorun();
 }
 
 void Tarvo2AppDelegate::showMainWindow() {
+    Runloop::assertMain();
     if (m_mainWindow)
         m_mainWindow->bringToFront();
 }

@@ -3,6 +3,7 @@
 #include "app/AddFailures.h"
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "base/Settings.h"
 #include "input/TRPasteboardExtractor.h"
 #include "input/TRStringURL.h"
@@ -11,6 +12,7 @@
 namespace tarvo {
 
 std::vector<AddOutcome> WindowlessMain::addDownloadFromString(const std::string& text) {
+    Runloop::assertMain();
     std::vector<AddOutcome> outcomes;
     std::vector<QueueController::Job> jobs;
     std::unordered_set<std::string> identities;
@@ -45,6 +47,7 @@ AddOutcome WindowlessMain::outcomeOf(const Url& url, std::vector<QueueController
 }
 
 AddOutcome WindowlessMain::addDownloadFromBundleFile(const std::string& bundle) {
+    Runloop::assertMain();
     const auto added = m_queue.addBundleFile(bundle);
     if (added)
         return {};
@@ -54,6 +57,7 @@ AddOutcome WindowlessMain::addDownloadFromBundleFile(const std::string& bundle) 
 }
 
 bool WindowlessMain::acceptDrop(const Pasteboard& pasteboard) {
+    Runloop::assertMain();
     const auto bundles = TRPasteboardExtractor::findTarvoIncompleteFilesInPasteboard(pasteboard);
     std::vector<AddOutcome> outcomes;
     outcomes.reserve(bundles.size());

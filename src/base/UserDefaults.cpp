@@ -25,6 +25,7 @@ QVariant valueIn(const UserDefaults::Values& values, const std::string& key) {
 } // namespace
 
 UserDefaults::UserDefaults(const std::string& path, Disk& disk) : m_file(path, disk) {
+    Runloop::assertMain();
     if (auto values = m_file.open())
         m_layers.lock()->stored = std::move(*values);
     else
@@ -32,6 +33,7 @@ UserDefaults::UserDefaults(const std::string& path, Disk& disk) : m_file(path, d
 }
 
 UserDefaults::~UserDefaults() {
+    Runloop::assertMain();
     if (!m_layers.lock()->changes.empty())
         flush();
 }

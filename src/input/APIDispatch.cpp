@@ -8,6 +8,7 @@
 #include <QJsonObject>
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 namespace tarvo {
 
@@ -77,6 +78,7 @@ bool APIDispatch::isValidCall() const {
 }
 
 Result<void> APIDispatch::dispatch(NotificationCenter& center) const {
+    Runloop::assertMain();
     const APIDispatch call(apiUrlString()); // of now, whoever sets another meanwhile
     const std::size_t length = call.apiUrlString().size();
     if (length > APILimit::kBytes) {

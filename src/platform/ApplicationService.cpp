@@ -3,6 +3,7 @@
 #include <QDBusMessage>
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 namespace tarvo {
 
@@ -20,6 +21,7 @@ ApplicationService::ApplicationService(DesktopBus& sessionBus, ApplicationReques
 }
 
 void ApplicationService::start() {
+    Runloop::assertMain();
     QDBusConnection bus = m_sessionBus.connection();
     if (!bus.isConnected())
         return;
@@ -39,10 +41,12 @@ void ApplicationService::start() {
 }
 
 void ApplicationService::Activate(const QVariantMap&) {
+    Runloop::assertMain();
     m_requests.activate();
 }
 
 void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
+    Runloop::assertMain();
     qsizetype characters = 0;
     for (const QString& uri : uris)
         characters += uri.size();
@@ -62,6 +66,7 @@ void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
 }
 
 void ApplicationService::ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {
+    Runloop::assertMain();
     m_requests.activateAction(name.toStdString());
 }
 

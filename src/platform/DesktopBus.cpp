@@ -2,6 +2,7 @@
 
 #include "base/Disk.h"
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 #include <cstdlib>
 
@@ -45,6 +46,7 @@ std::string DesktopBus::systemAddress() {
 }
 
 QDBusConnection DesktopBus::connection() {
+    Runloop::assertMain();
     if (!m_address.empty() && (m_name.isEmpty() || !QDBusConnection(m_name).isConnected())) {
         close();
         open();

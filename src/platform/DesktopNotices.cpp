@@ -1,6 +1,7 @@
 #include "platform/DesktopNotices.h"
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 #include <QVariantMap>
 
@@ -33,6 +34,7 @@ QVariantMap hintsOf(const UserNotice& notice) {
 } // namespace
 
 void DesktopNotices::deliver(const UserNotice& notice) {
+    Runloop::assertMain();
     m_sessionBus.call(
         methodCall(QStringLiteral("GetCapabilities")), m_calls, [this, notice](const QDBusMessage& answer) {
             if (!isError(answer))

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 #include "platform/HandOver.h"
 #include "platform/LocalSocket.h"
 
@@ -35,6 +36,7 @@ std::string InstanceSocket::standardSocketPath(const std::string& lockFile) {
 }
 
 Result<bool> InstanceSocket::claim(Handler handler) {
+    Runloop::assertMain();
     if (auto made = m_disk.makeFolders(folderOf(m_lockFile)); !made)
         return failure(made.error());
     auto lock = m_disk.openLocked(m_lockFile, std::chrono::milliseconds(0));
@@ -71,6 +73,7 @@ Result<void> InstanceSocket::listen() {
 }
 
 void InstanceSocket::accept() {
+    Runloop::assertMain();
     if (m_visitors.size() >= kMostVisitors)
         return m_notifier->setEnabled(false); // until one has left
     FileHandle socket(::accept4(m_listening.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
@@ -87,6 +90,7 @@ void InstanceSocket::accept() {
 }
 
 void InstanceSocket::hear(std::uint64_t number, const std::string& request) {
+    Runloop::assertMain();
     m_handler(HandOver::messageIn(request), [socket = QPointer(this), number](const QJsonObject& answer) {
         const auto visitor = socket ? socket->m_visitors.find(number) : decltype(m_visitors)::iterator();
         if (socket && visitor != socket->m_visitors.end())
@@ -95,6 +99,7 @@ void InstanceSocket::hear(std::uint64_t number, const std::string& request) {
 }
 
 void InstanceSocket::dismiss(std::uint64_t number) {
+    Runloop::assertMain();
     const auto visitor = m_visitors.extract(number);
     if (visitor)
         visitor.mapped().release()->deleteLater(); // it is what calls

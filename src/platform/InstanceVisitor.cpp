@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "base/Runloop.h"
+
 namespace tarvo {
 
 InstanceVisitor::InstanceVisitor(FileHandle socket, std::function<void(const std::string& line)> heard,
@@ -23,6 +25,7 @@ InstanceVisitor::InstanceVisitor(FileHandle socket, std::function<void(const std
 }
 
 void InstanceVisitor::answer(const std::string& line) {
+    Runloop::assertMain();
     m_text = line;
     m_limit.start(kVisitMs);
     write();

@@ -1,6 +1,7 @@
 #include "platform/Login1SleepInhibitor.h"
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 #include <cerrno>
 
@@ -37,6 +38,7 @@ int errnoOf(const QDBusError& error) {
 } // namespace
 
 std::uint32_t Login1SleepInhibitor::inhibit(const std::string& reason, std::function<void(int)> outcome) {
+    Runloop::assertMain();
     do {
         ++m_lastId;
     } while (m_lastId == 0 || m_requests.contains(m_lastId));
@@ -46,6 +48,7 @@ std::uint32_t Login1SleepInhibitor::inhibit(const std::string& reason, std::func
 }
 
 void Login1SleepInhibitor::release(std::uint32_t id) {
+    Runloop::assertMain();
     m_requests.erase(id);
 }
 

@@ -1,5 +1,7 @@
 #include "platform/UnityLauncherBadge.h"
 
+#include "base/Runloop.h"
+
 namespace tarvo {
 
 namespace {
@@ -17,6 +19,7 @@ QVariantMap propertiesOf(const LauncherStatus& status) {
 } // namespace
 
 void UnityLauncherBadge::show(const LauncherStatus& status) {
+    Runloop::assertMain();
     m_status = status;
     QDBusConnection bus = m_sessionBus.connection();
     if (!bus.isConnected())

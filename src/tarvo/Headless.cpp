@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "app/WindowlessMain.h"
+#include "base/Runloop.h"
 #include "base/SettingKeys.h"
 #include "base/Settings.h"
 
@@ -13,15 +14,18 @@ Headless::Headless(UserNotices& notices, std::string homeFolder)
 }
 
 void Headless::didSetUpLogging(TRLoggingManager& logging) {
+    Runloop::assertMain();
     logging.copyToStandardError(); // without a window, this is where a user looks first
 }
 
 void Headless::registerDefaults(UserDefaults& defaults) {
+    Runloop::assertMain();
     // No user looks at the list and clears it.
     defaults.registerDefaults({{std::string(SettingKey::kAutoClearCompleted), true}});
 }
 
 std::unique_ptr<MainWindow> Headless::makeMainWindow(QueueController& queue, const JobEnvironment& jobs) {
+    Runloop::assertMain();
     QObject::connect(&m_desk, &HeadlessDesk::nobodyNeedsTheProgram, &queue, &QueueController::quit);
     QObject::connect(&queue.remoteFiles(), &RemoteFilesArrayController::jobStateChanged, &queue,
                      [this](const std::shared_ptr<RemoteFile>& job, rf_state_t, rf_state_t state) {
