@@ -83,6 +83,9 @@
 <message id="tr.scope-bar.failed"><source></source><translation>Failed</translation></message>
 <message id="tr.scope-bar.pending"><source></source><translation>Pending</translation></message>
 <message id="tr.scope-bar.running"><source></source><translation>Running</translation></message>
+<message id="tr.start.no-answer"><source></source><translation>another one is running and does not answer: %1</translation></message>
+<message id="tr.start.not-reset"><source></source><translation>another one is running, so nothing was reset. End it, and start again with %1.</translation></message>
+<message id="tr.start.not-taken"><source></source><translation>not taken: %1: %2</translation></message>
 <message id="tr.startup-err-message"><source></source><translation>It looks like Tarvo crashed before it could finish starting up. Would you like to reset your settings?</translation></message>
 </context>
 </TS>

@@ -27,21 +27,23 @@ using namespace tarvo;
 
 constexpr int kFailed = 1;
 
+void complain(const std::string& text) {
+    std::cerr << "tarvo: " << text << "\n";
+}
+
 /// What concerns the start of the program is too late for the one that runs.
 int refuseToReset(int status, const CommandLine& line) {
     const auto& all = line.all;
     if (std::find(all.begin(), all.end(), LaunchArgumentsProcessor::kResetDefaultsOption) == all.end())
         return status;
-    std::cerr << "tarvo: another one is running, so nothing was reset. End it, and start again with "
-              << LaunchArgumentsProcessor::kResetDefaultsOption << ".\n";
+    complain(localized("tr.start.not-reset", {std::string(LaunchArgumentsProcessor::kResetDefaultsOption)}));
     return kFailed;
 }
 
 int handOver(const RunningInstance& instance, const CommandLine& line) {
     const auto outcomes = instance.handOver(line.open);
     if (!outcomes) {
-        std::cerr << "tarvo: another one is running and does not answer: " << outcomes.error().sentence()
-                  << "\n";
+        complain(localized("tr.start.no-answer", {outcomes.error().sentence()}));
         return kFailed;
     }
     int status = EXIT_SUCCESS;
@@ -50,8 +52,9 @@ int handOver(const RunningInstance& instance, const CommandLine& line) {
         if (outcome.isFulfilled())
             continue;
         status = kFailed;
-        std::cerr << "tarvo: not taken: " << shown(line.open[i]) << ": "
-                  << (outcome.error ? outcome.error->sentence() : localized("tr.err.no-link")) << "\n";
+        complain(localized(
+            "tr.start.not-taken",
+            {shown(line.open[i]), outcome.error ? outcome.error->sentence() : localized("tr.err.no-link")}));
     }
     return status;
 }
@@ -79,7 +82,7 @@ int run(const CommandLine& line) {
             running->answer(request, answer); // nobody is heard before the main loop runs
         });
     if (!claimed) {
-        std::cerr << "tarvo: " << claimed.error().sentence() << "\n";
+        complain(claimed.error().sentence());
         return kFailed;
     }
     if (!*claimed)

@@ -6,7 +6,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "LogLine.h"
@@ -44,12 +43,6 @@ protected:
         return text;
     }
 
-    unsigned modeOf(const std::string& path) {
-        struct stat status {};
-
-        return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
-    }
-
     test::TemporaryFolder m_folder;
     const std::string m_logs = m_folder.path("state/tarvo/logs");
     PosixDisk m_disk;
@@ -78,8 +71,8 @@ TEST_F(Logging, EachDayHasItsFileAndOnlyTheLastFilesStay) {
                                             m_logs + "/tarvo-2026-03-06-001.log"};
     EXPECT_EQ(RollingFileSink::logFilesIn(m_logs), expected);
     EXPECT_EQ(test::contentOf(expected[1]), "ERRO 05:06:07:089 | day 3 in QueueWindowController:213\n");
-    EXPECT_EQ(modeOf(m_logs), 0700u);
-    EXPECT_EQ(modeOf(expected[0]), 0600u);
+    EXPECT_EQ(fs::status(m_logs).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(expected[0]).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(Logging, AFullFileIsFollowedByAnotherAndAnOpenOneIsContinued) {

@@ -4,6 +4,7 @@
 #include "support/TurnUntil.h"
 
 #include <csignal>
+#include <filesystem>
 
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -76,6 +77,12 @@ void appendWhatIsThere(std::string& text, const FileHandle& end) {
 }
 
 } // namespace
+
+std::string writeSettings(const TemporaryFolder& home, const std::string& lines) {
+    std::filesystem::create_directories(home.path("XDG_CONFIG_HOME/tarvo"));
+    return home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
+                      "[General]\n" + lines + "DefaultDirectory=" + home.path("files") + "\n");
+}
 
 Program::Program(const TemporaryFolder& home, const std::vector<std::string>& arguments,
                  const Surroundings& surroundings) {

@@ -20,6 +20,9 @@ struct Surroundings {
     std::string program = TARVO_PROGRAM;
 };
 
+/// Puts `lines` into the settings in `home`; downloads go into its folder "files". Answers the file's path.
+std::string writeSettings(const TemporaryFolder& home, const std::string& lines);
+
 /// One run. Its home, settings and logs are in a folder of the test's; there is no session bus. It ends with
 /// the object at the latest.
 class Program {

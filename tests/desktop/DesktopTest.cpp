@@ -37,10 +37,7 @@ std::string addCall(const std::vector<std::string>& links) {
 class DesktopTest : public ::testing::Test {
 protected:
     DesktopTest() {
-        std::filesystem::create_directories(home.path("XDG_CONFIG_HOME/tarvo"));
-        home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
-                   "[General]\nAutoStartAfterAdd=true\nDefaultConcurrency=3\nDefaultDirectory=" +
-                       home.path("files") + "\n");
+        writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=3\n");
         server.addFile("a.zip", kSize);
         server.addFile("b.zip", kSize);
     }

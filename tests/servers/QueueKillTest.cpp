@@ -25,11 +25,8 @@ protected:
     static constexpr int kKills = 8;
 
     QueueKillTest() {
-        std::filesystem::create_directories(m_home.path("XDG_CONFIG_HOME/tarvo"));
-        m_home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
-                     "[General]\nAutoStartAfterAdd=true\nAutoQuitWhenTransfersComplete=true\n"
-                     "DefaultConcurrency=4\nDefaultThreading=4\nMinimumChunkSize=1024\nDefaultDirectory=" +
-                         m_home.path("files") + "\n");
+        writeSettings(m_home, "AutoStartAfterAdd=true\nAutoQuitWhenTransfersComplete=true\n"
+                              "DefaultConcurrency=4\nDefaultThreading=4\nMinimumChunkSize=1024\n");
         for (int i = 0; i < kFiles; ++i)
             m_names.insert(fmt::format("file{:03}.bin", i));
     }

@@ -5,7 +5,6 @@
 #include "support/VsftpdServer.h"
 
 #include <csignal>
-#include <filesystem>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -32,13 +31,11 @@ protected:
     };
 
     void start(const std::string& url) {
-        std::filesystem::create_directories(home.path("XDG_CONFIG_HOME/tarvo"));
-        home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
-                   "[General]\nAutoStartAfterAdd=true\nDefaultDirectory=" + home.path("b") + "\n");
+        writeSettings(home, "AutoStartAfterAdd=true\n");
         runs.push_back({home.path("a"), SIGINT, 2s, 130,
                         std::make_unique<Program>(home, std::vector<std::string>{"-d", home.path("a"), url},
                                                   Surroundings{.program = TARVO_GET_PROGRAM})});
-        runs.push_back({home.path("b"), SIGTERM, 5s, 0,
+        runs.push_back({home.path("files"), SIGTERM, 5s, 0,
                         std::make_unique<Program>(home, std::vector<std::string>{"--headless", url})});
     }
 

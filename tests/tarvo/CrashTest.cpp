@@ -1,5 +1,6 @@
 // A crash of the real program leaves a report that tells where it was; the next start says so, once.
 #include "cli/Program.h"
+#include "support/Text.h"
 
 #include <algorithm>
 #include <csignal>
@@ -22,11 +23,10 @@ protected:
         return contents;
     }
 
-    std::size_t timesLogged(const std::string& text) const {
-        std::size_t times = 0;
+    int timesLogged(const std::string& text) const {
+        int times = 0;
         for (const auto& log : contentsOf("/logs"))
-            for (std::size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1))
-                ++times;
+            times += countOf(log, text);
         return times;
     }
 
@@ -44,7 +44,7 @@ protected:
     const std::string state = home.path("XDG_STATE_HOME/tarvo");
 
 private:
-    std::size_t m_starts = 0;
+    int m_starts = 0;
 };
 
 TEST_F(CrashTest, LeavesAReportOfWhichTheNextStartTells) {
@@ -56,7 +56,7 @@ TEST_F(CrashTest, LeavesAReportOfWhichTheNextStartTells) {
         EXPECT_THAT(reports[0], HasSubstr(part));
     EXPECT_EQ(statusAfter(SIGTERM), 0);
     EXPECT_EQ(statusAfter(SIGTERM), 0);
-    EXPECT_EQ(timesLogged("The program has crashed before"), 1u);
+    EXPECT_EQ(timesLogged("The program has crashed before"), 1);
     EXPECT_EQ(contentsOf("/crashes"), reports);
 }
 

@@ -27,13 +27,6 @@ constexpr std::int64_t kSize = 3'000'001;
 
 class HeadlessTest : public ::testing::Test {
 protected:
-    HeadlessTest() {
-        std::filesystem::create_directories(home.path("XDG_CONFIG_HOME/tarvo"));
-        home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
-                   "[General]\nAutoStartAfterAdd=true\nDefaultConcurrency=3\nDefaultDirectory=" +
-                       home.path("files") + "\n");
-    }
-
     std::unique_ptr<Program> run(const std::vector<std::string>& arguments) const {
         return std::make_unique<Program>(home, arguments, surroundings);
     }
@@ -61,6 +54,7 @@ protected:
     }
 
     TemporaryFolder home;
+    const std::string settings = writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=3\n");
     FaultServer server;
     Surroundings surroundings;
 };
@@ -73,12 +67,12 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
     EXPECT_TRUE(arrives(*first, "b"));
     const auto reset = run({"-ResetDefaults", server.url(kSize, "", "c")});
     EXPECT_EQ(reset->status(3s), 1);
-    EXPECT_NE(reset->problems().find("nothing was reset"), std::string::npos) << reset->problems();
+    EXPECT_TRUE(has(reset->problems(), "nothing was reset"));
     EXPECT_TRUE(arrives(*first, "c"));
     first->signal(SIGSTOP); // runs, and does not answer
     const auto third = run({server.url(kSize, "", "d")});
     EXPECT_EQ(third->status(10s), 1);
-    EXPECT_NE(third->problems().find("does not answer"), std::string::npos) << third->problems();
+    EXPECT_TRUE(has(third->problems(), "does not answer"));
     first->signal(SIGCONT);
     ends(*first);
     const auto next = run({"--headless"}); // the place is free again
@@ -94,7 +88,7 @@ TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {
     std::string url = server.url(kSize, "", "a");
     const auto nobody = attach({url});
     EXPECT_EQ(nobody->status(), 1);
-    EXPECT_NE(nobody->problems().find("no application took"), std::string::npos) << nobody->problems();
+    EXPECT_TRUE(has(nobody->problems(), "no application took"));
     const auto application = run({"--headless"});
     ASSERT_TRUE(application->runsUntil([&] { return Disk::exists(socketPath()); }));
     const auto taken = attach({url, "--json"});
@@ -106,20 +100,19 @@ TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {
     const auto mixed = attach({slow, url, file("none.trdownload")});
     EXPECT_EQ(mixed->status(), 1);
     EXPECT_EQ(mixed->output(), "already there: " + slow + "\ntaken: " + url + "\n");
-    EXPECT_NE(mixed->problems().find("none.trdownload"), std::string::npos) << mixed->problems();
+    EXPECT_TRUE(has(mixed->problems(), "none.trdownload"));
     EXPECT_TRUE(arrives(*application, "a (2)")) << "it had finished, and is fetched again";
     const auto second = run({"gopher://bob:secret@a/", "/etc/passwd", slow});
     EXPECT_EQ(second->status(), 1);
-    EXPECT_NE(second->problems().find("not taken: gopher://"), std::string::npos) << second->problems();
-    EXPECT_NE(second->problems().find("/etc/passwd"), std::string::npos) << second->problems();
-    EXPECT_EQ(second->problems().find("secret"), std::string::npos) << second->problems();
+    EXPECT_TRUE(has(second->problems(), "not taken: gopher://"));
+    EXPECT_TRUE(has(second->problems(), "/etc/passwd"));
+    EXPECT_FALSE(has(second->problems(), "secret"));
     ends(*application);
 }
 
 TEST_F(HeadlessTest, WhatWasTakenIsThereAfterAnyEnd) {
     constexpr int count = 500;
-    home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf",
-               "[General]\nAutoStartAfterAdd=false\nDefaultDirectory=" + home.path("files") + "\n");
+    writeSettings(home, "AutoStartAfterAdd=false\n");
     std::vector<std::string> links;
     for (int i = 0; i < count; ++i)
         links.push_back(server.url(1000, "", "f" + std::to_string(i)));
@@ -154,13 +147,7 @@ TEST_F(HeadlessTest, WhatWasTakenIsThereAfterAnyEnd) {
 }
 
 TEST_F(HeadlessTest, FollowsAPersonWhoEditsTheSettings) {
-    const std::string settings = home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf");
-    const auto edit = [&](const std::string& concurrency) {
-        home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf", // in place
-                   "[General]\nAutoStartAfterAdd=true\nDefaultConcurrency=" + concurrency +
-                       "\nDefaultDirectory=" + home.path("files") + "\n");
-    };
-    edit("1");
+    writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=1\n");
     std::vector<std::string> arguments{"--headless"};
     for (const auto* name : {"a", "b", "c"})
         arguments.push_back(server.url(kSize, "rate=30000", name));
@@ -175,100 +162,78 @@ TEST_F(HeadlessTest, FollowsAPersonWhoEditsTheSettings) {
         return isRunning("a") && contentOf(settings).find("c.trdownload") != std::string::npos;
     }));
     EXPECT_FALSE(isRunning("b") || isRunning("c")) << "one at a time";
-    edit("3"); // with neither the queue nor anything else that the program has written since
+    // In place, with neither the queue nor anything else that the program has written since.
+    writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=3\n");
     EXPECT_TRUE(program->runsUntil([&] { return isRunning("b") && isRunning("c"); }, 5s));
     program->signal(SIGKILL);
     EXPECT_EQ(program->status(), 128 + SIGKILL);
     EXPECT_NE(contentOf(settings).find("DefaultConcurrency=\"3\""), std::string::npos);
-    EXPECT_NE(contentOf(settings).find("c.trdownload"), std::string::npos) << "the queue is as it was";
+    EXPECT_TRUE(has(contentOf(settings), "c.trdownload")) << "the queue is as it was";
 }
 
-TEST_F(HeadlessTest, GoesOnAfterAnEndOfAnyKind) {
-    const std::string slow = server.url(kSize, "rate=60000", "slow");
-    auto program = run({"--headless", slow});
-    ASSERT_TRUE(program->runsUntil([&] { return server.bytesSent() > 600'000; }));
-    ends(*program);
-    const std::int64_t sent = server.bytesSent();
-    program = run({"--headless"});
-    ASSERT_TRUE(program->runsUntil([&] { return server.bytesSent() > sent + 300'000; }));
-    program->signal(SIGKILL);
-    EXPECT_EQ(program->status(), 128 + SIGKILL);
-    server.change("/file/3000001/slow", "");
-    program = run({"--headless"});
-    EXPECT_TRUE(arrives(*program, "slow"));
-    ends(*program);
-    EXPECT_LT(server.bytesSent(), kSize + 1'500'000); // what had been saved was not fetched again
-    EXPECT_FALSE(Disk::exists(file("slow (2)")));
-}
+/// The application as other programs on the session's bus call it.
+class HeadlessOnTheBusTest : public HeadlessTest {
+protected:
+    HeadlessOnTheBusTest() {
+        bus.start();
+        surroundings.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.address());
+        program = run({"--headless"});
+        EXPECT_TRUE(program->runsUntil([&] { return answers(); }));
+    }
 
-TEST_F(HeadlessTest, TheDesktopOpensLinksWithIt) {
+    static QDBusMessage message(const char* method, const QVariantList& arguments) {
+        auto call = QDBusMessage::createMethodCall(ApplicationService::kName, ApplicationService::kPath,
+                                                   "org.freedesktop.Application", method);
+        call.setArguments(arguments);
+        return call;
+    }
+
+    QDBusMessage call(const char* method, const QVariantList& arguments) {
+        return bus.connection().call(message(method, arguments), QDBus::Block, 5000);
+    }
+
+    bool answers() { return call("Activate", {QVariantMap()}).type() == QDBusMessage::ReplyMessage; }
+
+    /// What others send without waiting for the answer.
+    void open(const std::string& uri) {
+        bus.connection().send(message("Open", {QStringList{QString::fromStdString(uri)}, QVariantMap()}));
+    }
+
     PrivateBus bus;
-    bus.start();
-    surroundings.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.address());
-    const auto program = run({"--headless"});
-    const auto call = [&](const char* method, const QVariantList& arguments) {
-        return bus.call(ApplicationService::kName, ApplicationService::kPath, "org.freedesktop.Application",
-                        method, arguments);
-    };
-    ASSERT_TRUE(program->runsUntil(
-        [&] { return call("Activate", {QVariantMap()}).type() == QDBusMessage::ReplyMessage; }));
-    const std::string call1 = R"({"urls":[{"href":")" + server.url(kSize, "", "a") + R"("}]})";
-    const QString encoded = QString::fromLatin1(QByteArray::fromStdString(call1).toPercentEncoding());
-    EXPECT_EQ(call("Open", {QStringList{"tarvo://add/" + encoded}, QVariantMap()}).type(),
-              QDBusMessage::ReplyMessage);
-    EXPECT_TRUE(arrives(*program, "a"));
+    std::unique_ptr<Program> program;
+};
+
+TEST_F(HeadlessOnTheBusTest, WhatIsOpenedIsKeptWhenItIsAnswered) {
     EXPECT_EQ(call("ActivateAction", {"toggle-autorun", QVariantList(), QVariantMap()}).type(),
               QDBusMessage::ReplyMessage);
     server.stop();
     const QString kept = QString::fromStdString(server.url(kSize, "", "kept"));
     EXPECT_EQ(call("Open", {QStringList{kept}, QVariantMap()}).type(), QDBusMessage::ReplyMessage);
-    program->signal(SIGKILL); // as soon as it has answered
+    program->signal(SIGKILL);
     EXPECT_EQ(program->status(), 128 + SIGKILL);
-    EXPECT_NE(contentOf(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf")).find("/kept"), std::string::npos);
+    EXPECT_TRUE(has(contentOf(settings), "/kept"));
 }
 
-TEST_F(HeadlessTest, AFloodOfCallsDrownsNothing) {
-    PrivateBus bus;
-    bus.start();
-    surroundings.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.address());
-    const auto program = run({"--headless"});
-    const auto call = [&](const char* method, const QVariantList& arguments) {
-        auto message = QDBusMessage::createMethodCall(ApplicationService::kName, ApplicationService::kPath,
-                                                      "org.freedesktop.Application", method);
-        message.setArguments(arguments);
-        return message;
-    };
-    const auto answers = [&] {
-        return bus.connection().call(call("Activate", {QVariantMap()}), QDBus::Block, 1000).type() ==
-               QDBusMessage::ReplyMessage;
-    };
-    ASSERT_TRUE(program->runsUntil(answers));
+TEST_F(HeadlessOnTheBusTest, AFloodOfCallsDrownsNothing) {
     const auto openFiles = [&] {
         const std::filesystem::directory_iterator all(program->procFolder() + "/fd");
         return std::distance(begin(all), end(all));
     };
     const auto before = openFiles();
     for (int i = 0; i < 2000; ++i) {
-        const QString number = QString::number(i);
-        const QStringList kinds[] = {{"tarvo://add/%7Bbroken" + number},
-                                     {"gopher://a/" + number},
-                                     {"file:///nowhere/" + number + ".trdownload"},
-                                     {"tarvo://add/%7B%22urls%22%3A%5B%7B%22href%22%3A%22file%3A%2F%2F%2Fa" +
-                                      number + "%22%7D%5D%7D"}};
-        bus.connection().send(call("Open", {kinds[i % 4], QVariantMap()}));
+        const std::string number = std::to_string(i);
+        const std::string kinds[] = {"tarvo://add/%7Bbroken" + number, "gopher://a/" + number,
+                                     "file:///nowhere/" + number + ".trdownload"};
+        open(kinds[i % 3]);
         if (i % 200 == 0) {
-            bus.connection().send(call(
-                "Open", {QStringList{QString::fromStdString(server.url(10, "", "f" + std::to_string(i)))},
-                         QVariantMap()}));
+            open(server.url(10, "", "f" + number));
             EXPECT_TRUE(answers()) << "after " << i;
         }
     }
     const QStringList tooMany(ApplicationService::kMostUris + 1, "http://127.0.0.1/");
-    EXPECT_EQ(bus.connection().call(call("Open", {tooMany, QVariantMap()})).errorName(),
+    EXPECT_EQ(call("Open", {tooMany, QVariantMap()}).errorName(),
               QDBusError::errorString(QDBusError::LimitsExceeded));
-    EXPECT_TRUE(answers());
-    const QString last = QString::fromStdString(server.url(kSize, "", "last"));
-    bus.connection().send(call("Open", {QStringList{last}, QVariantMap()}));
+    open(server.url(kSize, "", "last"));
     EXPECT_TRUE(arrives(*program, "last"));
     EXPECT_LT(openFiles(), before + 30);
     std::uintmax_t logged = 0;
@@ -276,11 +241,11 @@ TEST_F(HeadlessTest, AFloodOfCallsDrownsNothing) {
         logged += log.file_size();
     EXPECT_LT(logged, 100'000u);
     ends(*program);
-    EXPECT_EQ(contentOf(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf")).find("nowhere"), std::string::npos);
+    EXPECT_FALSE(has(contentOf(settings), "nowhere"));
 }
 
 TEST_F(HeadlessTest, ItsArgumentsAndItsMessagesShowNoPassword) {
-    std::ofstream(home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf"), std::ios::app) << "DebugModeEnabled=true\n";
+    std::ofstream(settings, std::ios::app) << "DebugModeEnabled=true\n";
     std::vector<std::string> arguments{"--headless", server.url(kSize, "auth=basic", "a"),
                                        server.url(kSize, "status=404", "gone")};
     for (auto& url : {&arguments[1], &arguments[2]})
@@ -291,11 +256,11 @@ TEST_F(HeadlessTest, ItsArgumentsAndItsMessagesShowNoPassword) {
     const auto program = run(arguments);
     EXPECT_TRUE(arrives(*program, "a"));
     ASSERT_TRUE(program->prints("failed with error"));
-    EXPECT_NE(program->commandLine().find("bob:"), std::string::npos) << program->commandLine();
-    EXPECT_EQ(program->commandLine().find("secret"), std::string::npos) << program->commandLine();
+    EXPECT_TRUE(has(program->commandLine(), "bob:"));
+    EXPECT_FALSE(has(program->commandLine(), "secret"));
     ends(*program);
     for (const auto* unwanted : {"secret", "INFO ", "DBUG ", "VRBS "})
-        EXPECT_EQ(program->problems().find(unwanted), std::string::npos) << program->problems();
+        EXPECT_FALSE(has(program->problems(), unwanted));
     std::string log;
     for (const auto& path : RollingFileSink::logFilesIn(home.path("XDG_STATE_HOME/tarvo/logs")))
         log += contentOf(path);
@@ -318,7 +283,7 @@ TEST_F(HeadlessTest, AWorkingFolderThatIsGoneIsNamed) {
     for (const auto& command : refused) {
         const auto program = fromNowhere(command);
         EXPECT_EQ(program->status(), 2) << command[0];
-        EXPECT_NE(program->problems().find("working folder"), std::string::npos) << program->problems();
+        EXPECT_TRUE(has(program->problems(), "working folder"));
     }
     EXPECT_EQ(run({"-c", "exec \"$0\" ''", TARVO_PROGRAM})->status(), 2);
     const auto needsNone = fromNowhere({TARVO_GET_PROGRAM, "-d", home.path("files"), url});
@@ -326,9 +291,7 @@ TEST_F(HeadlessTest, AWorkingFolderThatIsGoneIsNamed) {
 }
 
 TEST_F(HeadlessTest, QuitsByItselfWhenAllIsDoneIfThatIsWanted) {
-    home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf", "[General]\nAutoStartAfterAdd=true\n"
-                                                   "AutoQuitWhenTransfersComplete=true\nDefaultDirectory=" +
-                                                       home.path("files") + "\n");
+    writeSettings(home, "AutoStartAfterAdd=true\nAutoQuitWhenTransfersComplete=true\n");
     const auto program = run({"--headless", server.url(kSize, "rate=300000", "a")});
     EXPECT_EQ(program->status(), 0);
     EXPECT_EQ(fileIsSample(file("a"), kSize), "");
