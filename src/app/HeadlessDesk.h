@@ -1,4 +1,4 @@
-// Answers for a program that nobody sits at: questions get the harmless answer, errors become notices.
+// Answers where no user sits at the screen: questions get the harmless answer, errors become notices.
 #pragma once
 
 #include <QObject>

@@ -15,8 +15,8 @@ class MainWindow {
 public:
     virtual ~MainWindow() = default;
 
-    /// The links in `text`, one a line. Answers what became of each line, in their order; whoever called
-    /// tells the person about it.
+    /// The links in `text`, one a line. Answers what became of each line, in their order; the caller
+    /// tells the user about it.
     virtual std::vector<AddOutcome> addDownloadFromString(const std::string& text) = 0;
 
     /// The unfinished download in the folder `bundle` (absolute path).

@@ -51,8 +51,8 @@ public:
     /// The program was asked for while it runs.
     void reopen();
 
-    /// Is told what became of something that was added, once that is known. Where nobody is to be told, what
-    /// was not taken is presented to the person. After open(), what was taken is kept by then: it is there
+    /// Is told what became of something that was added, once that is known. Where no caller is to be told,
+    /// what was not taken is presented to the user. After open(), what was taken is kept by then: it is there
     /// after the next start, however the program ends.
     using Told = std::function<void(const std::vector<AddOutcome>& outcomes)>;
 
@@ -69,7 +69,7 @@ public:
     void addStringToTarvo(const std::string& text, const Told& told = {});
     void addBundleFileToTarvo(const std::string& bundle, const Told& told = {});
 
-    /// Answers at once that it was taken when nobody can have looked at it yet.
+    /// Answers at once that it was taken when there is no main window yet that could look at it.
     bool acceptDrop(const Pasteboard& pasteboard);
 
     void toggleAutorun();

@@ -77,11 +77,11 @@ public:
     /// umask. A file system without permissions is left as it is.
     virtual void setUsualPermissions(int descriptor) = 0;
 
-    /// Moves a file to a name that nobody has; EEXIST when somebody does. Durable only once flushFolder() of
+    /// Moves a file to a name that is free; EEXIST when it is taken. Durable only once flushFolder() of
     /// the new place has returned.
     virtual Result<void> renameNoReplace(const std::string& from, const std::string& to) = 0;
 
-    /// Copies a plain file to a name that nobody has, EEXIST when somebody does, for its owner only. Holes
+    /// Copies a plain file to a name that is free, EEXIST when it is taken, for its owner only. Holes
     /// stay holes (lseek(2), SEEK_DATA). Returns once the copy has reached the disk, though not its name:
     /// see flushFolder(). After an error there is no copy.
     virtual Result<void> copyFile(const std::string& from, const std::string& to) = 0;

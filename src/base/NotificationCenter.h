@@ -1,4 +1,4 @@
-// Tells whoever listens that something has happened, without the teller knowing the listeners.
+// Tells listeners that something has happened, without the teller knowing them.
 #pragma once
 
 #include <any>

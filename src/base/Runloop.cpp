@@ -22,7 +22,7 @@ namespace {
 struct Hop {
     std::function<void()> closure;
     std::uint64_t number = 0;       // in the order of handing in
-    std::condition_variable served; // its own: the end of one hop wakes nobody else
+    std::condition_variable served; // its own: the end of one hop wakes no other caller
     bool done = false;
     bool ran = false;
 };

@@ -6,12 +6,12 @@
 
 namespace tarvo {
 
-/// Closures run in the order in which they come. One that turns a loop of its own (QEventLoop) holds nobody
-/// else back: the others are served inside it.
+/// Closures run in the order in which they come. One that turns a loop of its own (QEventLoop) holds no
+/// other back: they are served inside it.
 class Runloop {
 public:
     /// Runs `closure` on the main thread and waits for it; at once when already there. Answers whether
-    /// it ran: false means that the program is quitting and the main thread serves nobody any more.
+    /// it ran: false means that the program is quitting and the main thread serves no caller any more.
     static bool runOnMainAndWait(const std::function<void()>& closure);
 
     /// Runs `closure` on the main thread soon; at once when already there. Closures that arrive after

@@ -44,7 +44,7 @@ private:
     struct Entry {
         std::function<void()> task;
         bool started = false;
-        std::condition_variable turn; // for the caller that waits; its own, so that nobody else wakes
+        std::condition_variable turn; // for the caller that waits; its own, so that no other wakes
     };
 
     /// The calling thread's turn, from construction to destruction.

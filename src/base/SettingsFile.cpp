@@ -32,7 +32,7 @@ std::string behindLinks(const std::string& path) {
     return problem ? path : target.string();
 }
 
-/// What of a file changes when somebody writes to it or puts another in its place.
+/// What of a file changes when it is written to or another takes its place.
 struct Signature {
     dev_t device = 0;
     ino_t node = 0;
@@ -172,7 +172,7 @@ Result<SettingsFile::Values> SettingsFile::write(const Values& changes, const Va
     return failure(Error::posix(EBUSY, "write", m_path));
 }
 
-/// Writing leaves such lines out: they may be worth something to whoever wrote them.
+/// Writing leaves such lines out: their author may need them.
 Result<void> SettingsFile::keepUnreadable() {
     if (!m_isCopyDue)
         return {};

@@ -12,7 +12,7 @@
 
 namespace tarvo {
 
-/// Nothing that somebody else has put there is lost: what was written since it was read is read again and
+/// Nothing that others have put there is lost: what was written since it was read is read again and
 /// kept, and what can't be read is copied aside before it is written over. One thread at a time; waits for
 /// the disk.
 class SettingsFile {
@@ -25,7 +25,7 @@ public:
     /// What the file holds; nothing where there is none. Error: POSIX.
     Result<Values> open();
 
-    /// As open(), once nobody is writing to it any more, a second later at the most; none when it holds what
+    /// As open(), once it is no longer being written to, a second later at the most; none when it holds what
     /// it held when last read or written here. Error: POSIX.
     Result<std::optional<Values>> readNews();
 

@@ -17,10 +17,10 @@ public:
     /// The calling thread has it from now on.
     void take() { m_thread = std::this_thread::get_id(); }
 
-    /// Nobody has it until it is taken again.
+    /// No thread has it until it is taken again.
     void giveUp() { m_thread = std::thread::id(); }
 
-    /// Notices a caller on another thread than the one that has it; what nobody has, everybody may use.
+    /// Notices a caller on another thread than the one that has it; what no thread has, every thread may use.
     void assertIsHere(std::source_location where = std::source_location::current()) const {
         const std::thread::id owner = m_thread;
         assertThread(owner == std::thread::id() || owner == std::this_thread::get_id(), where);

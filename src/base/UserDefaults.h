@@ -41,8 +41,8 @@ public:
     /// Values for keys that have none stored. Never overwrites what is stored.
     void registerDefaults(const Values& defaults);
 
-    /// Keys that nobody else may write while this object lives. A person edits the file as it was when he
-    /// opened it: what it then says under these keys is old, and is put right.
+    /// Keys that only this object may write while it lives. An editor saves the file as it was when it was
+    /// opened: what it then says under these keys is old, and is put right.
     void keepToItself(std::set<std::string> keys);
 
     /// A value for this run only, above the stored one: what a command line option asks for.

@@ -79,7 +79,7 @@ bool APIDispatch::isValidCall() const {
 
 Result<void> APIDispatch::dispatch(NotificationCenter& center) const {
     Runloop::assertMain();
-    const APIDispatch call(apiUrlString()); // of now, whoever sets another meanwhile
+    const APIDispatch call(apiUrlString()); // of now: another may be set meanwhile
     const std::size_t length = call.apiUrlString().size();
     if (length > APILimit::kBytes) {
         Log::info("An API call of {} bytes is refused; {} are allowed", length, APILimit::kBytes);

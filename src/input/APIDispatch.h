@@ -20,7 +20,7 @@ inline constexpr std::size_t kBytes = 1u << 20; ///< of the whole call
 inline constexpr qsizetype kLinks = 10'000;     ///< of one "add"
 } // namespace APILimit
 
-/// One call. The only action that anybody listens to is "add", whose payload is
+/// One call. The only action that has a listener is "add", whose payload is
 /// {"urls": [{"href": LINK}, …]}; a payload names nothing else, neither folder nor file nor header.
 /// The text may be read and set on any thread; dispatch() is for the main thread.
 class APIDispatch {
@@ -57,7 +57,7 @@ private:
 /// No address has such (RFC 3986, section 2), but a second link could hide behind one.
 bool hasControlCharacter(std::string_view text);
 
-/// The error of a call in a form that nobody understands.
+/// The error of a call in a form that is not understood.
 Error badApiCall();
 
 /// The links that the payload of an "add" names, each with a line feed behind it, to be read like pasted

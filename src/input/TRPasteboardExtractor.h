@@ -12,9 +12,9 @@ namespace tarvo {
 
 enum class DragOperation { none, copy };
 
-/// Finds links in text, HTML and RTF that anybody may have written: time and memory are in proportion to
+/// Finds links in text, HTML and RTF from any source: time and memory are in proportion to
 /// the data. Links are texts without line breaks; only those of plain text are sure to be supported
-/// addresses, so whoever downloads asks TRStringURL. No state; any thread.
+/// addresses, so before downloading, TRStringURL is asked. No state; any thread.
 class TRPasteboardExtractor {
 public:
     /// The types of data looked at, the most telling first.

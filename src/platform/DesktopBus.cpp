@@ -63,7 +63,7 @@ void DesktopBus::call(const QDBusMessage& message, QObject& owner,
                                 QDBusError(QDBusError::Disconnected, QStringLiteral("There is no bus")));
     auto* watcher = new QDBusPendingCallWatcher(pending, &owner);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &owner, [watcher, answered] {
-        watcher->deleteLater(); // and with it a file descriptor that came along and that nobody has taken
+        watcher->deleteLater(); // and with it a file descriptor that came along and was not taken
         answered(watcher->reply());
     });
 }

@@ -24,8 +24,8 @@ public:
     static std::string sessionAddress();
     static std::string systemAddress();
 
-    /// Opens the connection if it isn't open. Only the socket is waited for, whoever listens at it: a bus
-    /// that hangs makes calls wait for their answers, and nobody else. Not connected where there is no bus.
+    /// Opens the connection if it isn't open. Only the socket is waited for: a bus that hangs makes calls
+    /// wait for their answers, and nothing else. Not connected where there is no bus.
     QDBusConnection connection();
 
     /// Sends a call and hands the answer, which may be an error, to `answered` on a later turn of the main

@@ -27,7 +27,7 @@ InstanceSocket::InstanceSocket(std::string lockFile, std::string socketPath, Dis
 
 InstanceSocket::~InstanceSocket() {
     if (m_listening)
-        ::unlink(m_socketPath.c_str()); // before the lock goes: whoever has it next makes its own
+        ::unlink(m_socketPath.c_str()); // before the lock goes: its next holder makes another
 }
 
 std::string InstanceSocket::standardSocketPath(const std::string& lockFile) {
@@ -46,7 +46,7 @@ Result<bool> InstanceSocket::claim(Handler handler) {
         return failure(lock.error());
     m_lock = std::move(*lock);
     m_handler = std::move(handler);
-    if (const auto listening = listen(); !listening) // nobody can hand over anything then; the lock holds
+    if (const auto listening = listen(); !listening) // nothing can be handed over then; the lock holds
         Log::error("Could not listen for other starts: {}", listening.error().description);
     return true;
 }
@@ -57,9 +57,9 @@ Result<void> InstanceSocket::listen() {
     const auto address = localAddress(m_socketPath);
     if (!address)
         return failure(Error::posix(ENAMETOOLONG, "listen at", m_socketPath));
-    ::unlink(m_socketPath.c_str()); // of one that was killed: the lock says that nobody listens
+    ::unlink(m_socketPath.c_str()); // of one that was killed: the lock says that it no longer listens
     auto socket = newLocalSocket(SOCK_NONBLOCK);
-    const mode_t mask = ::umask(0077); // nobody else may connect, from its first moment on
+    const mode_t mask = ::umask(0077); // no other user may connect, from its first moment on
     const bool bound = socket && ::bind(socket.descriptor(), generic(*address), sizeof *address) == 0;
     ::umask(mask);
     if (!bound || ::listen(socket.descriptor(), kMostVisitors) != 0)

@@ -19,7 +19,7 @@ public:
 
     /// Asks it to take these: addresses, API calls, absolute paths of unfinished downloads. One outcome for
     /// each, in their order. Many are handed over in several requests; on an error some may have been taken.
-    /// Error: POSIX, when nobody answers.
+    /// Error: POSIX, when no program answers.
     Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) const;
 
 private:

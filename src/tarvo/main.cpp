@@ -79,7 +79,7 @@ int run(const CommandLine& line) {
     Application* running = nullptr;
     const auto claimed =
         instance.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
-            running->answer(request, answer); // nobody is heard before the main loop runs
+            running->answer(request, answer); // none comes before the main loop runs
         });
     if (!claimed) {
         complain(claimed.error().sentence());

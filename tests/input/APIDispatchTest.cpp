@@ -4,8 +4,6 @@
 #include <QByteArray>
 #include <gtest/gtest.h>
 
-#include "input/TRStringURL.h"
-
 namespace tarvo {
 
 namespace {
@@ -89,17 +87,6 @@ TEST(APIDispatch, RefusesWhatIsNoCall) {
     Receiver receiver;
     EXPECT_EQ(receiver.open("sftp://host/dir/file"), "");
     EXPECT_EQ(receiver.text, "sftp://host/dir/file");
-}
-
-TEST(APIDispatch, NothingButADownloadComesOfALink) {
-    Receiver receiver;
-    receiver.open(addCall(R"({"urls": [{"href": "http://a/x\nhttp://evil/"}, {"href": "file:///etc/passwd"},
-        {"href": "javascript:x"}, {"href": "data:,x"}, {"href": "http://a/\u0000"}, {"href": "ftp://good/"}]})"));
-    std::string links;
-    for (const std::string_view line : linesOf(receiver.text))
-        if (const auto url = supportedURL(line))
-            links += url->absoluteString() + " ";
-    EXPECT_EQ(links, "ftp://good/ ");
 }
 
 } // namespace tarvo

@@ -2,6 +2,7 @@
 #include "platform/InstanceSocket.h"
 #include "base/PosixDisk.h"
 #include "platform/HandOver.h"
+#include "platform/LocalSocket.h"
 #include "platform/RunningInstance.h"
 
 #include <future>
@@ -12,8 +13,6 @@
 #include <QTimer>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 namespace tarvo::test {
 
@@ -34,11 +33,9 @@ protected:
     }
 
     FileHandle connected(const std::string& sends = "") const {
-        FileHandle socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        sockaddr_un where{};
-        where.sun_family = AF_UNIX;
-        folder.path("socket").copy(where.sun_path, sizeof where.sun_path - 1);
-        EXPECT_EQ(::connect(socket.descriptor(), reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
+        FileHandle socket = newLocalSocket(SOCK_NONBLOCK);
+        const auto address = localAddress(folder.path("socket"));
+        EXPECT_EQ(::connect(socket.descriptor(), generic(*address), sizeof *address), 0);
         EXPECT_EQ(::send(socket.descriptor(), sends.data(), sends.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(sends.size()));
         return socket;
