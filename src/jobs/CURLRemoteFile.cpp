@@ -147,13 +147,13 @@ RemoteFileBase::StepEnd CURLRemoteFile::doMakeReady(std::shared_ptr<const TRAuth
             }};
 }
 
-BundlePlace CURLRemoteFile::showProbe(const ProbeAnswers& probe) {
-    BundlePlace place;
+std::optional<BundlePlace> CURLRemoteFile::showProbe(const ProbeAnswers& probe) {
+    std::optional<BundlePlace> place;
     onMain([&] {
         m_supportsMultipartDownloads = probe.supportsParts;
         setFileSize(probe.contentLength);
         setSuggestedFileName(probe.suggestedFileName);
-        place = {fileName(), m_basePath};
+        place = BundlePlace{fileName(), m_basePath};
     });
     return place;
 }
@@ -224,8 +224,8 @@ Result<void> CURLRemoteFile::saveProgress() {
             saver.emplace(*m_intake, environment(),
                           RecordedRequest{*m_url, m_facts.referer, m_facts.requestedPartitions}, bundle);
     });
-    if (!saver)
-        return failure(illegalState());
+    if (!saver) // a bundle that can't be read
+        return failure(m_intake->refusal() ? saveWithFault() : illegalState());
     const auto saved = saver->save();
     if (saved)
         return saved;

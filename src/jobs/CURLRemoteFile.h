@@ -75,7 +75,7 @@ private:
     StepEnd doMakeReady(std::shared_ptr<const TRAuthToken> auth) override;
     void takeOver(const Findings& found);
     void takeOver(ReadyDownload ready);
-    BundlePlace showProbe(const ProbeAnswers& probe);
+    std::optional<BundlePlace> showProbe(const ProbeAnswers& probe);
     StepEnd doDownload() override;
     void takeOver(const FinishedFile& finished);
     bool failsWhenStalled() const override;

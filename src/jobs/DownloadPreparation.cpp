@@ -28,10 +28,12 @@ Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
     m_found.authenticationUrl = m_probe.authenticationUrl();
     if (!probe)
         return failure(probe.error());
-    const BundlePlace place = show(*probe);
+    const auto place = show(*probe);
     if (const auto refusal = m_intake->refusal())
         return failure(*refusal);
-    const auto bundle = m_adoption.take(place, probe->contentLength);
+    if (!place)
+        return failure(Error::alreadyStopped());
+    const auto bundle = m_adoption.take(*place, probe->contentLength);
     if (!bundle)
         return failure(bundle.error());
     return makeReady(*bundle, *probe);

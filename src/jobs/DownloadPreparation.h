@@ -20,9 +20,9 @@ struct ReadyDownload {
 /// Made on the main thread, for one run on a worker. Touches the job only by the function that it is given.
 class DownloadPreparation {
 public:
-    /// Takes notice of what the probe has found, and answers where the bundle is to be if there is none. On
-    /// the worker.
-    using ShowProbe = std::function<BundlePlace(const ProbeAnswers&)>;
+    /// Takes notice of what the probe has found, and answers where the bundle is to be if there is none.
+    /// None: the program is quitting. On the worker.
+    using ShowProbe = std::function<std::optional<BundlePlace>(const ProbeAnswers&)>;
 
     /// `environment` outlives it.
     DownloadPreparation(const Url& url, const DownloadFacts& known, const AuthTokens& tokens,

@@ -15,6 +15,10 @@ Error illegalState() {
     return remoteFileError(kRemoteFileIllegalState, "tr.err.illegal-state");
 }
 
+Error saveWithFault() {
+    return remoteFileError(kRemoteFileSaveWithFault, "tr.err.save-with-fault");
+}
+
 Error incomplete() {
     return Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.incomplete",
                             "tr.err.incomplete-recovery");

@@ -13,6 +13,9 @@ Error remoteFileError(RemoteFileError code, std::string_view key, std::string_vi
 
 Error illegalState();
 
+/// A job that has failed or was stopped saves no more.
+Error saveWithFault();
+
 /// Not everything has come, and asking again has brought nothing more.
 Error incomplete();
 

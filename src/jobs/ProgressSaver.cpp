@@ -12,7 +12,7 @@ namespace tarvo {
 Result<void> ProgressSaver::save() const {
     const DataSnapshot data = m_intake.snapshot();
     if (data.refusal)
-        return failure(remoteFileError(kRemoteFileSaveWithFault, "tr.err.save-with-fault"));
+        return failure(saveWithFault());
     if (!data.record) {
         Log::warning("Refusing to save without progress data");
         return failure(illegalState());

@@ -1,9 +1,7 @@
 // What servers, disks and users do to a download: never a wrong byte, never lost work, never a hang.
 #include "base/SettingKeys.h"
 #include "storage/ProgressFile.h"
-#include "support/FaultServer.h"
-#include "support/JobHarness.h"
-#include "support/SampleData.h"
+#include "support/JobTest.h"
 #include "support/SmallDisk.h"
 #include "support/Text.h"
 
@@ -17,14 +15,11 @@
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace tarvo::test {
 
 namespace {
-
-constexpr std::int64_t kSize = 3'000'001;
 
 using namespace std::chrono_literals;
 
@@ -52,36 +47,26 @@ const CurlMemory curlMemory;
 
 } // namespace
 
-class CURLRemoteFileFaults : public ::testing::Test {
+class CURLRemoteFileFaults : public JobTest {
 protected:
-    void TearDown() override { EXPECT_TRUE(server.problems().empty()); }
-
     std::int64_t savedBytes() {
-        const auto saved =
-            ProgressFile(harness.folder.path("sample.bin.trdownload/progress"), harness.disk).readData();
+        const auto saved = ProgressFile(bundle + "/progress", harness.disk).readData();
         return saved ? saved->progressData->totalBytesDownloaded() : -1;
     }
 
     /// The job made again and run against a server that behaves.
     void expectARetryFinishes(const std::shared_ptr<RemoteFile>& failed) {
-        server.change("/file/" + std::to_string(kSize) + "/sample.bin", "");
+        server.change(path, "");
         harness.disk.recover();
         const auto retry = failed->copy();
         const auto problem = harness.run(retry);
         EXPECT_FALSE(problem) << problem->sentence();
-        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+        EXPECT_EQ(fileIsSample(file, kSize), "");
     }
 
-    /// A job that transfers for some seconds, and has begun to.
     std::shared_ptr<CURLRemoteFile> runningJob() {
-        auto job = harness.job(server.url(kSize, "rate=1000000"));
-        harness.start(job);
-        EXPECT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 100'000; }));
-        return job;
+        return JobTest::runningJob(server.url(kSize, "rate=1000000"), 100'000);
     }
-
-    FaultServer server;
-    JobHarness harness;
 };
 
 TEST_F(CURLRemoteFileFaults, AnAnswerThatIsNotTheRangeIsRefusedWithoutAByte) {
@@ -94,7 +79,7 @@ TEST_F(CURLRemoteFileFaults, AnAnswerThatIsNotTheRangeIsRefusedWithoutAByte) {
             << lie << problem->sentence();
         EXPECT_EQ(job->totalBytesDownloaded(), 0) << lie;
         EXPECT_FALSE(harness.exists("sample.bin"));
-        harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+        harness.disk.removeTree(bundle);
     }
 }
 
@@ -119,7 +104,7 @@ TEST_F(CURLRemoteFileFaults, NoByteIsTakenPastARangesEnd) {
     const auto job = harness.job(server.url(kSize, "chunked&overrun=5000&spareprobe"));
     const auto problem = harness.run(job);
     if (!problem) { // stopped in time: the file is right
-        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+        EXPECT_EQ(fileIsSample(file, kSize), "");
         return;
     }
     EXPECT_FALSE(harness.exists("sample.bin"));
@@ -148,7 +133,7 @@ TEST_F(CURLRemoteFileFaults, WhatArrivedBeforeACutIsSavedAndNotFetchedAgain) {
 TEST_F(CURLRemoteFileFaults, WhatIsMissingAfterACleanEndIsFetchedAsLongAsThatHelps) {
     // Bodies that end early without an error: only the record tells that bytes are missing.
     ASSERT_FALSE(harness.run(harness.job(server.url(kSize, "untilclose&cut=400000&spareprobe"), 2)));
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
     const auto job = harness.job(server.url(kSize, "untilclose&cut=0&spareprobe", "none.bin"), 2);
     const auto problem = harness.run(job);
     ASSERT_TRUE(problem);
@@ -171,7 +156,7 @@ TEST_F(CURLRemoteFileFaults, StopActsWithinASecondAlsoOnASilentServer) {
         EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }, 5s)) << silence;
         EXPECT_LT(std::chrono::steady_clock::now() - asked, 1s) << silence;
         EXPECT_EQ(job->currentState(), rf_state_stopped);
-        harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+        harness.disk.removeTree(bundle);
     }
 }
 
@@ -212,7 +197,7 @@ TEST_F(CURLRemoteFileFaults, PauseHoldsTheTransferAndResumeFinishesIt) {
     EXPECT_LT(std::clock() - used, CLOCKS_PER_SEC / 5) << "a pause costs next to nothing";
     ASSERT_TRUE(job->resume());
     ASSERT_TRUE(turnUntil([&] { return job->currentState() != rf_state_running; }));
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
 }
 
 TEST_F(CURLRemoteFileFaults, AFailingDiskIsAClearErrorAndTheBundleStays) {
@@ -231,7 +216,7 @@ TEST_F(CURLRemoteFileFaults, AFailingDiskIsAClearErrorAndTheBundleStays) {
         EXPECT_TRUE(has(problem->sentence(), "No space left"));
         EXPECT_FALSE(harness.exists("sample.bin"));
         expectARetryFinishes(job);
-        harness.disk.removeTree(harness.folder.path("sample.bin"));
+        harness.disk.removeTree(file);
     }
 }
 
@@ -246,10 +231,10 @@ TEST_F(CURLRemoteFileFaults, ADataFileOfTheWrongLengthNeverGetsTheName) {
 
 TEST_F(CURLRemoteFileFaults, ARecordIsOnlyWrittenAfterItsBytesHaveReachedTheDisk) {
     const auto job = runningJob();
-    const std::string before = contentOf(harness.folder.path("sample.bin.trdownload/progress"));
+    const std::string before = contentOf(bundle + "/progress");
     harness.disk.failOn("flush", 1, EIO);
     harness.onWorker([&] { EXPECT_FALSE(job->saveProgress()); });
-    EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/progress")), before);
+    EXPECT_EQ(contentOf(bundle + "/progress"), before);
     EXPECT_TRUE(job->error()->is(ErrorDomain::RemoteFile, kRemoteFileWriteFailure));
     harness.onWorker([&] {
         EXPECT_TRUE(job->saveProgress().error().is(ErrorDomain::RemoteFile, kRemoteFileSaveWithFault));
@@ -266,42 +251,21 @@ TEST_F(CURLRemoteFileFaults, ASaveThatTheFinishOvertakesLeavesTheFinishedJobAlon
     harness.disk.letFlushGoOn();
     ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
     EXPECT_EQ(job->currentState(), rf_state_succeeded);
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
 }
 
 TEST_F(CURLRemoteFileFaults, AVanishedBundleFailsTheSaveAndIsMadeAgain) {
     const auto job = runningJob();
-    harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+    harness.disk.removeTree(bundle);
     harness.onWorker([&] { EXPECT_FALSE(job->saveProgress()); });
     ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
     EXPECT_TRUE(job->error()->is(ErrorDomain::Posix, EMFILE));
     expectARetryFinishes(job);
 }
 
-TEST_F(CURLRemoteFileFaults, NoRecordIsWrittenUnflushedWhenThereAreNoDescriptorsLeft) {
-    const auto job = runningJob();
-    const std::string before = contentOf(harness.folder.path("sample.bin.trdownload/progress"));
-    harness.disk.failOn("flush", 1, EIO);
-    rlimit usual{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
-    const rlimit none{0, usual.rlim_max};
-    std::atomic<bool> isOver{false};
-    harness.savingQueue.async([&] { // the record has to wait until there are descriptors again
-        while (!isOver)
-            std::this_thread::sleep_for(1ms);
-        ::setrlimit(RLIMIT_NOFILE, &usual);
-    });
-    ::setrlimit(RLIMIT_NOFILE, &none);
-    harness.workers.async([&] { EXPECT_FALSE(job->saveProgress()); });
-    turnUntil([&] { return job->error().has_value(); }, 300ms);
-    isOver = true;
-    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle() && harness.savingQueue.isIdle(); }));
-    EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/progress")), before);
-}
-
 TEST_F(CURLRemoteFileFaults, ADataFileThatShrinksFailsTheJob) {
     const auto job = runningJob();
-    ASSERT_EQ(::truncate(harness.folder.path("sample.bin.trdownload/data").c_str(), 1000), 0);
+    ASSERT_EQ(::truncate((bundle + "/data").c_str(), 1000), 0);
     ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
     ASSERT_TRUE(job->error());
     EXPECT_TRUE(has(job->error()->sentence(), "shorter")) << job->error()->sentence();
@@ -317,7 +281,7 @@ TEST_F(CURLRemoteFileFaults, TooLittleSpaceIsToldBeforeAByteIsWrittenAndTriedAga
     EXPECT_TRUE(problem->is(ErrorDomain::RemoteFile, kRemoteFileWriteFailure));
     EXPECT_TRUE(has(problem->sentence(), "2.9 MiB")) << problem->sentence();
     EXPECT_TRUE(job->isRetryable());
-    EXPECT_EQ(Disk::lengthOfFile(harness.folder.path("sample.bin.trdownload/data")), 0);
+    EXPECT_EQ(Disk::lengthOfFile(bundle + "/data"), 0);
     harness.disk.pretendFree(kSize);
     expectARetryFinishes(job);
 }
@@ -346,7 +310,6 @@ TEST_F(CURLRemoteFileFaults, ABundleThatIsNotTheUsersOwnIsLeftAlone) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can give files away";
     constexpr uid_t another = 65'534;
-    const std::string bundle = harness.folder.path("sample.bin.trdownload");
     for (const std::string part : {"", "/data", "/progress"}) {
         SCOPED_TRACE(part);
         const auto first = harness.job(server.url(kSize));
@@ -364,13 +327,15 @@ TEST_F(CURLRemoteFileFaults, ABundleThatIsNotTheUsersOwnIsLeftAlone) {
     }
     harness.folder.write("elsewhere", "");
     std::filesystem::create_directory_symlink(harness.folder.path(), bundle);
-    EXPECT_TRUE(harness.jobFromBundle("sample.bin")->error()->is(ErrorDomain::Posix, ELOOP));
+    const auto linked = harness.jobFromBundle("sample.bin");
+    EXPECT_TRUE(linked->error()->is(ErrorDomain::Posix, ELOOP));
+    EXPECT_TRUE(linked->saveProgress().error().is(ErrorDomain::RemoteFile, kRemoteFileSaveWithFault))
+        << "which lets a queue reload it";
 }
 
 TEST_F(CURLRemoteFileFaults, OnlyWhatCanHealIsTriedAgain) {
-    const std::pair<int, bool> cases[] = {{400, false}, {403, false}, {404, false}, {405, false},
-                                          {410, false}, {451, false}, {501, false}, {408, true},
-                                          {429, true},  {503, true}};
+    const std::pair<int, bool> cases[] = {{403, false}, {404, false}, {451, false}, {501, false},
+                                          {408, true},  {429, true},  {503, true}};
     for (const auto& [status, canHeal] : cases) {
         const auto job = harness.job(server.url(kSize, "status=" + std::to_string(status)));
         EXPECT_TRUE(harness.run(job)->is(ErrorDomain::CurlHttp, status));
@@ -385,7 +350,6 @@ TEST_F(CURLRemoteFileFaults, OnlyWhatCanHealIsTriedAgain) {
 
 TEST_F(CURLRemoteFileFaults, AWebProxysAnswersForAnFtpServerAreJudgedAsSuch) {
     harness.defaults.setForThisRun(SettingKey::kProxyUrl, QString::fromStdString(server.proxyUrl()));
-    const std::string path = "/file/" + std::to_string(kSize) + "/sample.bin";
     const auto viaProxy = [&](const std::string& knobs) {
         server.change(path, knobs);
         return harness.job("ftp://files.example" + path);
@@ -394,12 +358,12 @@ TEST_F(CURLRemoteFileFaults, AWebProxysAnswersForAnFtpServerAreJudgedAsSuch) {
          {std::pair("status=404", 404), std::pair("status=502&spareprobe", 502)}) {
         EXPECT_TRUE(harness.run(viaProxy(knobs))->is(ErrorDomain::CurlHttp, status)) << knobs;
         EXPECT_FALSE(harness.exists("sample.bin"));
-        harness.disk.removeTree(harness.folder.path("sample.bin.trdownload"));
+        harness.disk.removeTree(bundle);
     }
     const auto before = server.requests().size();
     const auto problem = harness.run(viaProxy(""));
     ASSERT_FALSE(problem) << problem->sentence();
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
     EXPECT_EQ(server.requests().size() - before, 3u) << "the file comes over one connection";
 }
 

@@ -1,8 +1,6 @@
 // Whole downloads against a server that behaves, and the rules of names, bundles and restoring.
 #include "storage/ProgressFile.h"
-#include "support/FaultServer.h"
-#include "support/JobHarness.h"
-#include "support/SampleData.h"
+#include "support/JobTest.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -14,8 +12,6 @@
 namespace tarvo::test {
 
 namespace {
-
-constexpr std::int64_t kSize = 3'000'001;
 
 struct stat statusOf(const std::string& path) {
     struct stat status {};
@@ -30,38 +26,22 @@ mode_t modeOf(const std::string& path) {
 
 } // namespace
 
-class CURLRemoteFileTest : public ::testing::Test {
+class CURLRemoteFileTest : public JobTest {
 protected:
-    void TearDown() override { EXPECT_TRUE(server.problems().empty()); }
-
-    /// Fetches part of the file and stops: what is left is a bundle with a good record.
-    void leaveUnfinished(const std::string& url) {
-        const auto job = harness.job(url);
-        harness.start(job);
-        EXPECT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 300'000; }));
-        job->pause();
-        harness.onWorker([&] { EXPECT_TRUE(job->saveProgress()); });
-        job->stop();
-        EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
-    }
-
     void removeFilesOf(const std::shared_ptr<CURLRemoteFile>& job) {
         EXPECT_TRUE(harness.onWorker([&] { job->removeFiles(); }));
     }
-
-    FaultServer server;
-    JobHarness harness;
 };
 
 TEST_F(CURLRemoteFileTest, FetchesAFileOverSeveralConnectionsAndLeavesOnlyTheFile) {
     const auto job = harness.job(server.url(kSize), 10);
     ASSERT_FALSE(harness.run(job));
     EXPECT_EQ(job->currentState(), rf_state_succeeded);
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
     EXPECT_FALSE(harness.exists("sample.bin.trdownload"));
     EXPECT_EQ(job->totalBytesDownloaded(), kSize);
     EXPECT_FALSE(job->supportsRecovery());
-    EXPECT_EQ(job->activeFile(), harness.folder.path("sample.bin"));
+    EXPECT_EQ(job->activeFile(), file);
     EXPECT_EQ(server.requests().size(), 12u); // HEAD, one byte, ten segments
 }
 
@@ -104,8 +84,7 @@ TEST_F(CURLRemoteFileTest, ARestoredBundleKeepsItsNameItsAddressAndItsProgress) 
     ASSERT_EQ(job->currentState(), rf_state_initializing);
     EXPECT_EQ(job->identity(), url);
     EXPECT_EQ(job->userRequestedPartitions(), 3);
-    server.change("/file/" + std::to_string(kSize) + "/sample.bin",
-                  "disposition=" + knobValue("attachment; filename=other.bin"));
+    server.change(path, "disposition=" + knobValue("attachment; filename=other.bin"));
     ASSERT_FALSE(harness.run(job));
     EXPECT_EQ(fileIsSample(harness.folder.path("mine.bin"), kSize), "");
     EXPECT_EQ(server.requests().back().header("referer"), "http://page.example/");
@@ -120,7 +99,7 @@ TEST_F(CURLRemoteFileTest, ABundleLeftBesideItsFinishedFileIsClearedAway) {
     const auto job = harness.jobFromBundle("sample.bin");
     EXPECT_FALSE(harness.prepare(job));
     EXPECT_EQ(job->currentState(), rf_state_succeeded);
-    EXPECT_EQ(job->finalFilePath(), harness.folder.path("sample.bin"));
+    EXPECT_EQ(job->finalFilePath(), file);
     EXPECT_EQ(fileIsSample(*job->finalFilePath(), kSize), "");
     EXPECT_EQ(job->totalBytesDownloaded(), kSize);
     EXPECT_FALSE(job->supportsRecovery() || harness.exists("sample.bin.trdownload"));
@@ -143,7 +122,7 @@ TEST_F(CURLRemoteFileTest, WhatTheSavedQueueDidNotKnowToHaveFinishedIsNotFetched
     const auto restored = CURLRemoteFile::make(originOfLink(*link), harness.environment);
     EXPECT_FALSE(harness.prepare(restored));
     EXPECT_EQ(restored->currentState(), rf_state_succeeded);
-    EXPECT_EQ(restored->finalFilePath(), harness.folder.path("sample.bin"));
+    EXPECT_EQ(restored->finalFilePath(), file);
     ASSERT_FALSE(harness.run(harness.job(server.url(kSize)))); // asked for once more
     EXPECT_TRUE(harness.exists("sample (2).bin"));
     ASSERT_FALSE(harness.run(CURLRemoteFile::make( // of the same size and name, from elsewhere
@@ -172,31 +151,31 @@ TEST_F(CURLRemoteFileTest, WhatHasTheNameIsLeftAloneWheneverItCame) {
     harness.folder.write("sample.bin", "mine");
     harness.folder.write("sample (2).bin", "mine too");
     // What has a bundle's name and is no folder.
-    const auto file = harness.folder.write("sample (3).bin.trdownload", "a file");
+    const auto other = harness.folder.write("sample (3).bin.trdownload", "a file");
     std::filesystem::create_symlink(harness.folder.path("nowhere"),
                                     harness.folder.path("sample (4).bin.trdownload"));
     const auto job = harness.job(server.url(kSize));
     ASSERT_FALSE(harness.prepare(job)) << job->error()->sentence();
     EXPECT_EQ(job->fileName(), "sample (5).bin");
-    EXPECT_EQ(contentOf(file), "a file");
+    EXPECT_EQ(contentOf(other), "a file");
     EXPECT_FALSE(harness.exists("nowhere"));
     harness.folder.write("sample (5).bin", "foreign");
     harness.onWorker([&] { job->downloadAndBlock(); });
-    EXPECT_EQ(contentOf(harness.folder.path("sample.bin")), "mine");
+    EXPECT_EQ(contentOf(file), "mine");
     EXPECT_EQ(contentOf(harness.folder.path("sample (5).bin")), "foreign");
     EXPECT_EQ(fileIsSample(*job->finalFilePath(), kSize), "");
 }
 
 TEST_F(CURLRemoteFileTest, ABundleOfAnotherFileIsRefusedAndKept) {
-    leaveUnfinished(server.url(kSize, "rate=400000"));
-    const std::string before = contentOf(harness.folder.path("sample.bin.trdownload/data"));
+    leaveUnfinished();
+    const std::string before = contentOf(bundle + "/data");
     const auto other = harness.job(server.url(kSize + 1));
     const auto problem = harness.run(other);
     ASSERT_TRUE(problem);
     EXPECT_TRUE(problem->is(ErrorDomain::RemoteFile, kRemoteFileProgressMismatch));
     EXPECT_FALSE(problem->recoverySuggestion.empty());
     removeFilesOf(other);
-    EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/data")), before);
+    EXPECT_EQ(contentOf(bundle + "/data"), before);
 }
 
 TEST_F(CURLRemoteFileTest, RemovingLeavesABundleThatAnotherJobWorksOn) {
@@ -211,7 +190,7 @@ TEST_F(CURLRemoteFileTest, RemovingLeavesABundleThatAnotherJobWorksOn) {
     }
     EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
     EXPECT_FALSE(working->error());
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
 }
 
 TEST_F(CURLRemoteFileTest, RemovingWaitsForTheEndOfWhatIsUnderWay) {
@@ -231,46 +210,40 @@ TEST_F(CURLRemoteFileTest, ACopyStaysTheSameDownloadWhateverItsBundleSays) {
     const std::string url = server.url(kSize, "rate=400000");
     const auto job = harness.job(url, 7);
     ASSERT_FALSE(harness.prepare(job));
-    const std::string record = harness.folder.write("sample.bin.trdownload/progress", "not a record");
+    const ProgressState foreign{
+        *Url::parse("http://elsewhere.example/x"), 5, std::make_shared<ProgressData>(5), {}, 1};
+    ASSERT_TRUE(ProgressFile(bundle + "/progress", harness.disk).writeData(foreign));
     const auto copy = job->copy();
     EXPECT_EQ(copy->identity(), url);
     EXPECT_EQ(copy->userRequestedPartitions(), 7);
-    EXPECT_EQ(copy->basePath(), harness.folder.path());
+    EXPECT_EQ(copy->activeFile(), bundle);
     EXPECT_EQ(copy->fileName(), "sample.bin");
     EXPECT_EQ(copy->currentState(), rf_state_initializing);
-    const ProgressState foreign{
-        *Url::parse("http://elsewhere.example/x"), 5, std::make_shared<ProgressData>(5), {}, 1};
-    ASSERT_TRUE(ProgressFile(record, harness.disk).writeData(foreign));
-    EXPECT_EQ(job->copy()->identity(), url);
     job->stop();
 }
 
-TEST_F(CURLRemoteFileTest, ARecordIsNotBelievedBeyondTheDataFile) {
-    const std::string url = server.url(kSize, "rate=400000");
-    leaveUnfinished(url);
-    std::filesystem::resize_file(harness.folder.path("sample.bin.trdownload/data"), 1000);
-    server.change("/file/" + std::to_string(kSize) + "/sample.bin", "");
+TEST_F(CURLRemoteFileTest, NoRecordIsBelievedBeyondTheDataFileAndNoDataWithoutARecord) {
+    const std::string url = leaveUnfinished();
+    std::filesystem::resize_file(bundle + "/data", 1000);
+    server.change(path, "");
     ASSERT_FALSE(harness.run(harness.job(url)));
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
-}
-
-TEST_F(CURLRemoteFileTest, AFreshRecordStartsFromAnEmptyDataFile) {
-    std::filesystem::create_directory(harness.folder.path("sample.bin.trdownload"));
-    harness.folder.write("sample.bin.trdownload/data", std::string(kSize + 1000, 'x'));
-    ASSERT_FALSE(harness.run(harness.job(server.url(kSize, "untilclose"))));
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
+    std::filesystem::create_directory(harness.folder.path("other.bin.trdownload"));
+    harness.folder.write("other.bin.trdownload/data", std::string(kSize + 1000, 'x'));
+    ASSERT_FALSE(harness.run(harness.job(server.url(kSize, "untilclose", "other.bin"))));
+    EXPECT_EQ(fileIsSample(harness.folder.path("other.bin"), kSize), "");
 }
 
 TEST_F(CURLRemoteFileTest, TheBundleIsForItsOwnerAndTheFileForEverybody) {
     const auto job = harness.job(server.url(kSize));
     ASSERT_FALSE(harness.prepare(job));
-    EXPECT_EQ(modeOf(harness.folder.path("sample.bin.trdownload")), 0700u);
-    EXPECT_EQ(modeOf(harness.folder.path("sample.bin.trdownload/data")), 0600u);
-    EXPECT_EQ(modeOf(harness.folder.path("sample.bin.trdownload/progress")), 0600u);
+    EXPECT_EQ(modeOf(bundle), 0700u);
+    EXPECT_EQ(modeOf(bundle + "/data"), 0600u);
+    EXPECT_EQ(modeOf(bundle + "/progress"), 0600u);
     harness.onWorker([&] { job->downloadAndBlock(); });
     const mode_t mask = ::umask(0);
     ::umask(mask);
-    EXPECT_EQ(modeOf(harness.folder.path("sample.bin")), 0666u & ~mask);
+    EXPECT_EQ(modeOf(file), 0666u & ~mask);
 }
 
 /// Moves the half of a download from a folder to others, one of them on another file system.
@@ -281,11 +254,10 @@ TEST_P(MovedBundle, GoesOnWhereItIsAndAfterAFailureWhereItWas) {
         GTEST_SKIP() << "no other file system at " << GetParam();
     const TemporaryFolder elsewhere{GetParam()};
     const bool isFar = statusOf(elsewhere.path()).st_dev != statusOf(harness.folder.path()).st_dev;
-    const std::string url = server.url(kSize, "rate=400000");
-    leaveUnfinished(url); // with holes
+    leaveUnfinished(); // with holes
     const auto job = harness.jobFromBundle("sample.bin");
     ASSERT_FALSE(harness.prepare(job));
-    const std::string source = harness.folder.path("sample.bin.trdownload");
+    const std::string source = bundle;
     const std::string target = elsewhere.path("sample.bin.trdownload");
     const auto blocks = statusOf(source + "/data").st_blocks;
     const auto done = job->totalBytesDownloaded();

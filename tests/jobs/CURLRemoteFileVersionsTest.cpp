@@ -1,16 +1,11 @@
 // A file that is replaced by another of the same name and size: its bytes never stand beside the old ones.
-#include "storage/ProgressFile.h"
-#include "support/FaultServer.h"
-#include "support/JobHarness.h"
-#include "support/SampleData.h"
+#include "support/JobTest.h"
 
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
 
 namespace {
-
-constexpr std::int64_t kSize = 3'000'001;
 
 const std::string kTagged = "version=0";
 const std::string kTaggedAnew = "version=7";
@@ -22,24 +17,8 @@ const std::string kWeakAnew = "version=7&etag=" + knobValue("W/\"one\"");
 
 } // namespace
 
-class CURLRemoteFileVersions : public ::testing::Test {
+class CURLRemoteFileVersions : public JobTest {
 protected:
-    void TearDown() override { EXPECT_TRUE(server.problems().empty()); }
-
-    /// A bundle with part of the file.
-    std::string leaveUnfinished(const std::string& knobs) {
-        const std::string url = server.url(kSize);
-        server.change(path, knobs + "&rate=1000000");
-        const auto job = harness.job(url);
-        harness.start(job);
-        EXPECT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 500'000; }));
-        job->pause();
-        harness.onWorker([&] { EXPECT_TRUE(job->saveProgress()); });
-        job->stop();
-        EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
-        return url;
-    }
-
     void expectChanged(const std::optional<Error>& problem) {
         ASSERT_TRUE(problem);
         EXPECT_TRUE(problem->is(ErrorDomain::Tarvo, kTarvoChangedOnServer)) << problem->sentence();
@@ -51,13 +30,9 @@ protected:
         const auto job = failed.copy();
         const auto problem = harness.run(job);
         ASSERT_FALSE(problem) << problem->sentence();
-        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize, version), "");
-        harness.disk.removeTree(harness.folder.path("sample.bin"));
+        EXPECT_EQ(fileIsSample(file, kSize, version), "");
+        harness.disk.removeTree(file);
     }
-
-    const std::string path = "/file/" + std::to_string(kSize) + "/sample.bin";
-    FaultServer server;
-    JobHarness harness;
 };
 
 TEST_F(CURLRemoteFileVersions, BetweenTwoRunsTheOldBytesAreGivenUp) {
@@ -81,12 +56,12 @@ TEST_F(CURLRemoteFileVersions, TheSameVersionIsGoneOnWith) {
         const std::int64_t before = server.bytesSent();
         const auto problem = harness.run(job);
         ASSERT_FALSE(problem) << problem->sentence();
-        EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+        EXPECT_EQ(fileIsSample(file, kSize), "");
         EXPECT_LT(server.bytesSent() - before, kSize - 200'000) << "what was there is not fetched again";
         EXPECT_EQ(server.requests().back().header("if-range"), knobs == kTagged  ? "\"v0\""
                                                                : knobs == kDated ? kMonday
                                                                                  : "");
-        harness.disk.removeTree(harness.folder.path("sample.bin"));
+        harness.disk.removeTree(file);
     }
 }
 
@@ -123,7 +98,7 @@ TEST_F(CURLRemoteFileVersions, ServersThatNeverAgreeAreAskedOverOneConnection) {
     }
     const std::size_t before = server.requests().size();
     ASSERT_FALSE(harness.run(job));
-    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fileIsSample(file, kSize), "");
     EXPECT_EQ(server.requests().size() - before, 3u) << "a probe of two requests, and the file";
 }
 
