@@ -37,16 +37,10 @@ protected:
         return !loop.error() && m_receiver->count == count;
     }
 
-    /// Fetches `url` over a connection of this very pool.
-    void fetchOver(ConnectionPool& pool, const std::string& url) {
-        const auto whole = segment(url);
-        whole->segment().configure();
-        ASSERT_TRUE(pool.add(whole->segment()));
-        do {
-            ASSERT_EQ(pool.perform(), CURLE_OK);
-            pool.wait(std::chrono::milliseconds(10));
-        } while (!pool.nextEnded());
-        pool.remove(whole->segment());
+    /// Pools that go by m_time.
+    ConnectionPools& useClock() {
+        m_environment.connectionPools = std::make_shared<ConnectionPools>(m_time);
+        return *m_environment.connectionPools;
     }
 
     /// The connections that have brought a request since the `first` one.
@@ -57,6 +51,8 @@ protected:
             numbers.insert(requests[i].connection);
         return numbers;
     }
+
+    test::FakeClock m_time;
 };
 
 /// An FTP server for one client, who gets a file of ten bytes and neither hears that this was all of it nor
@@ -142,39 +138,36 @@ TEST_F(ConnectionPoolsTest, ConnectionsThatDiedWhileIdleFailNothing) {
 }
 
 TEST_F(ConnectionPoolsTest, IdlePoolsAreFewAndCloseAfterAWhile) {
-    test::FakeClock clock;
-    ConnectionPools pools(clock);
-    const Url url = *Url::parse(m_server.url(10));
-    {
-        std::vector<std::shared_ptr<ConnectionPool>> leases;
-        for (std::size_t i = 0; i < ConnectionPools::kMostIdle + 3; ++i) {
-            fetchOver(*leases.emplace_back(pools.lend(url)), url.absoluteString());
-        }
-        pools.lend(url); // one that nobody used
-        EXPECT_EQ(pools.idleCount(), 0u);
-        EXPECT_EQ(std::set(leases.begin(), leases.end()).size(), leases.size()) << "each is lent once";
-    }
+    ConnectionPools& pools = useClock();
+    const auto asUser = [&](std::size_t number) {
+        return m_server.url(1000).insert(7, fmt::format("user{}@", number));
+    };
+    for (std::size_t i = 0; i < ConnectionPools::kMostIdle + 3; ++i)
+        ASSERT_TRUE(fetch(asUser(i), 1000));
     EXPECT_EQ(pools.idleCount(), ConnectionPools::kMostIdle);
-    EXPECT_EQ(pools.lend(*Url::parse("http://other.example/"))->socketCount(), 0u);
-    EXPECT_EQ(pools.lend(url)->socketCount(), 1u);
-    clock.advance(ConnectionPools::kLongestIdle / 2);
-    pools.lend(url);
-    clock.advance(ConnectionPools::kLongestIdle / 2);
-    pools.closeIdle(clock.now());
+    EXPECT_EQ(pools.lend(*Url::parse(asUser(0)))->socketCount(), 0u) << "the oldest has made room";
+    const Url url = *Url::parse(asUser(5));
+    m_time.advance(ConnectionPools::kLongestIdle / 2);
+    {
+        const auto lease = pools.lend(url);
+        EXPECT_EQ(lease->socketCount(), 1u);
+        EXPECT_EQ(pools.lend(url)->socketCount(), 0u) << "each is lent once";
+    }
+    m_time.advance(ConnectionPools::kLongestIdle / 2);
+    pools.closeIdle(m_time.now());
     EXPECT_EQ(pools.idleCount(), 1u) << "the one that was used since";
 }
 
 TEST_F(ConnectionPoolsTest, ClosingWaitsForNoServer) {
     const FtpServerWithoutManners server;
-    test::FakeClock clock;
-    const auto pools = std::make_shared<ConnectionPools>(clock);
+    ConnectionPools& pools = useClock();
     const auto head = downloader({.url = *Url::parse(server.url()), .headRequestOnly = true});
-    CurlMulti({head}, pools).downloadAndBlock();
+    CurlMulti({head}, m_environment.connectionPools).downloadAndBlock();
     ASSERT_EQ(head->segment().contentLength(), 10);
-    ASSERT_EQ(pools->idleCount(), 1u);
-    clock.advance(ConnectionPools::kLongestIdle);
-    EXPECT_LT(test::timeOf([&] { pools->closeIdle(clock.now()); }), std::chrono::seconds(1));
-    EXPECT_EQ(pools->idleCount(), 0u);
+    ASSERT_EQ(pools.idleCount(), 1u);
+    m_time.advance(ConnectionPools::kLongestIdle);
+    EXPECT_LT(test::timeOf([&] { pools.closeIdle(m_time.now()); }), std::chrono::seconds(1));
+    EXPECT_EQ(pools.idleCount(), 0u);
 }
 
 TEST_F(ConnectionPoolsTest, AStopDoesNotWaitForAServersLastWord) {
@@ -194,6 +187,8 @@ TEST_F(ConnectionPoolsTest, AStopDoesNotWaitForAServersLastWord) {
 
 TEST_F(ConnectionPoolsTest, AnEarlyEndDoesNotWaitForAServersLastWord) {
     const FtpServerWithoutManners server;
+    const auto head = downloader({.url = *Url::parse(server.url()), .headRequestOnly = true});
+    CurlMulti({head}, m_environment.connectionPools).downloadAndBlock(); // whose connection goes on
     const auto child = segment(server.url());
     ASSERT_TRUE(child->endAt(5));
     EXPECT_LT(test::timeOf([&] { CurlMulti({child}, m_environment.connectionPools).downloadAndBlock(); }),

@@ -1,4 +1,4 @@
-// What a request says about its sender: agent, proxy and keys, as the settings have them.
+// What a request says about its sender: proxy, referrer and keys.
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -8,7 +8,6 @@
 #include "engine/transfer/ProxyUrlProvider.h"
 #include "engine/transfer/Referer.h"
 #include "engine/transfer/TRAuthToken.h"
-#include "engine/transfer/TRUserAgent.h"
 #include "support/TemporaryFolder.h"
 
 namespace tarvo {
@@ -31,16 +30,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(RequestIdentity, OnlyTheMarkerStandsForTheComposedAgent) {
-    EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults), std::nullopt);
-    m_defaults.registerDefaults({{std::string(SettingKey::kCustomUserAgent), "com.unregistered.Tarvo"}});
-    EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults),
-              "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_10_3) AppleWebKit/600.5.17 (KHTML, like Gecko) "
-              "Tarvo/" TARVO_VERSION);
-    m_defaults.set(SettingKey::kCustomUserAgent, "MyAgent/1.0");
-    EXPECT_EQ(TRUserAgent::effectiveUserAgent(m_defaults), "MyAgent/1.0");
-}
 
 TEST_F(RequestIdentity, AProxyIsReadAsPeopleTypeIt) {
     EXPECT_EQ(ProxyUrlProvider(m_defaults).proxyUrl().value(), std::nullopt);

@@ -109,12 +109,6 @@ TEST_F(ScoutTest, NamesTheFile) {
     EXPECT_EQ(nameOf("a", "to=" + test::knobValue(target)), "target.bin") << "where the redirects led";
 }
 
-TEST_F(ScoutTest, AProbeThatWasStoppedBeforeItBeganKnowsNothing) {
-    m_scout = m_factory.createScout(*Url::parse(m_server.url(5000)), nullptr, std::nullopt);
-    m_scout->requestStop();
-    EXPECT_TRUE(m_scout->runAndGetError());
-}
-
 TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
     const std::pair<const char*, std::optional<std::string>> cases[] = {
         {"attachment; filename=report.pdf", "report.pdf"},

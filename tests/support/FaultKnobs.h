@@ -40,7 +40,7 @@ namespace tarvo::test {
 ///     silent               reads the request and never answers
 ///     norange              ignores Range: 200 and the whole file
 ///     whole200             the same, but a range of a single byte is honoured
-///     nolength             chunked, ranges ignored: nobody knows the size, HEAD neither
+///     nolength             chunked, ranges ignored: the size is not told, by HEAD neither
 ///     chunked              chunked instead of Content-Length, ranges honoured
 ///     untilclose           neither length nor chunks: the body ends with the connection
 ///     shift=N              a range that begins N bytes later than asked

@@ -50,7 +50,7 @@ bool isGoneBy(int socket, Clock::time_point end) {
     }
 }
 
-/// Sends nothing more, for as long as anybody listens.
+/// Sends nothing more, for as long as the client listens.
 void fallSilent(int socket) {
     while (!isGoneBy(socket, Clock::now() + std::chrono::hours(1))) {
     }
@@ -248,7 +248,7 @@ bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnob
         sent += std::ssize(bytes);
         if (rate && isGoneBy(socket, begin + std::chrono::milliseconds(sent * 1000 / *rate)))
             return false;
-        m_sent += std::ssize(bytes); // before it goes out: whoever has received it finds it counted
+        m_sent += std::ssize(bytes); // before it goes out: a client that has received it finds it counted
         if (!sendPiece(socket, {bytes.data(), bytes.size()}, answer.isChunked))
             return false;
     }

@@ -10,9 +10,9 @@
 
 namespace tarvo {
 
-/// The bytes [lowerBound, upperBound) of a file. Shared by reference: whoever keeps one sees it grow.
-/// Nothing is enforced on construction; a reversed range has a negative size and is filtered out by
-/// whoever computes holes. Not locked: its owner serialises all use.
+/// The bytes [lowerBound, upperBound) of a file. Shared by reference: who keeps one sees it grow.
+/// Nothing is enforced on construction; a reversed range has a negative size and is left out where
+/// holes are computed. Not locked: its owner serialises all use.
 class ByteRange final : public Archivable {
 public:
     ByteRange(std::int64_t lower, std::int64_t upper) : lowerBound(lower), upperBound(upper) {}

@@ -22,10 +22,6 @@ ProgressData::ProgressData(std::int64_t size, const ByteRanges& existingRanges) 
         recordBytesDownloaded(range->lowerBound, range->size());
 }
 
-std::shared_ptr<ProgressData> ProgressData::indeterminateProgressData() {
-    return std::make_shared<ProgressData>(0);
-}
-
 std::int64_t ProgressData::totalBytesDownloaded() const {
     std::int64_t total = 0;
     for (auto* node = m_listHead.get(); node; node = node->next.get())

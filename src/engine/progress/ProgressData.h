@@ -26,8 +26,6 @@ public:
     /// A record in which `existingRanges` are done; touching and overlapping ones are merged.
     ProgressData(std::int64_t sizeInBytes, const ByteRanges& existingRanges);
 
-    static std::shared_ptr<ProgressData> indeterminateProgressData();
-
     std::int64_t sizeInBytes;
 
     bool isIndeterminateSize() const { return sizeInBytes < 1; }

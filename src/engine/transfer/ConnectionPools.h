@@ -14,7 +14,7 @@
 namespace tarvo {
 
 /// Any thread. A pool that is lent belongs to the borrower's thread until the last copy of the lease goes;
-/// then its connections wait here for whoever comes next for the same server. libcurl sees to it that no
+/// then its connections wait here for the next one for the same server. libcurl sees to it that no
 /// connection serves other names, passwords or proxies than it was made with; SSH keys, which it does not
 /// tell apart, have pools of their own. Gone before LiveCurlSegment::cleanup(); a lease that outlives this
 /// closes its pool when it ends.
@@ -27,7 +27,7 @@ public:
     /// `clock` outlives this.
     explicit ConnectionPools(const Clock& clock) : m_clock(clock) {}
 
-    /// A pool that nobody uses: the one that came back last from the server of `url` and the SSH key of
+    /// A pool that is not in use: the one that came back last from the server of `url` and the SSH key of
     /// `auth`, which may be null, else a new one.
     std::shared_ptr<ConnectionPool> lend(const Url& url, const TRAuthToken* auth = nullptr);
 
