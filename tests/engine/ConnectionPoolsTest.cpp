@@ -185,16 +185,4 @@ TEST_F(ConnectionPoolsTest, AStopDoesNotWaitForAServersLastWord) {
     EXPECT_EQ(m_environment.connectionPools->idleCount(), 0u);
 }
 
-TEST_F(ConnectionPoolsTest, AnEarlyEndDoesNotWaitForAServersLastWord) {
-    const FtpServerWithoutManners server;
-    const auto head = downloader({.url = *Url::parse(server.url()), .headRequestOnly = true});
-    CurlMulti({head}, m_environment.connectionPools).downloadAndBlock(); // whose connection goes on
-    const auto child = segment(server.url());
-    ASSERT_TRUE(child->endAt(5));
-    EXPECT_LT(test::timeOf([&] { CurlMulti({child}, m_environment.connectionPools).downloadAndBlock(); }),
-              std::chrono::seconds(2));
-    EXPECT_EQ(child->currentState(), CurlDownloadState::Succeeded);
-    EXPECT_EQ(m_receiver->content, "01234");
-}
-
 } // namespace tarvo

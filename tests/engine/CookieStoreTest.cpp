@@ -39,26 +39,24 @@ protected:
 
 } // namespace
 
-TEST_F(CookieStoreTest, TheDomainDecides) {
-    m_store.add(cookie("host", "Example.com"), kNow);
-    m_store.add(cookie("all", ".example.com"), kNow);
-    m_store.add(cookie("ip", ".1.2.3.4"), kNow);
-    m_store.add(cookie("net", ".2.3.4"), kNow);
-    m_store.add(cookie("top", ".com"), kNow);
-    EXPECT_EQ(sent("http://EXAMPLE.com/"), "host=v;all=v;");
-    EXPECT_EQ(sent("http://www.example.com/"), "all=v;");
-    EXPECT_EQ(sent("http://notexample.com/"), "");
-    EXPECT_EQ(sent("http://1.2.3.4/"), "ip=v;");
-}
-
-TEST_F(CookieStoreTest, ThePathDecidesAndTheLongerComesFirst) {
-    m_store.add(cookie("root", "example.com"), kNow);
-    m_store.add(cookie("deep", "example.com", "/a/b"), kNow);
-    m_store.add(cookie("mid", "example.com", "/a/"), kNow);
-    EXPECT_EQ(sent("http://example.com"), "root=v;");
-    EXPECT_EQ(sent("http://example.com/a/b?q"), "deep=v;mid=v;root=v;");
-    EXPECT_EQ(sent("http://example.com/a/bc"), "mid=v;root=v;");
-    EXPECT_EQ(sent("http://example.com/a%2Fb"), "root=v;") << "paths are compared as they are sent";
+TEST_F(CookieStoreTest, DomainPathAndTlsDecideAndTheLongerPathComesFirst) {
+    for (const Cookie& each :
+         {cookie("host", "Example.com"), cookie("all", ".example.com"), cookie("ip", ".1.2.3.4"),
+          cookie("net", ".2.3.4"), cookie("top", ".com"), cookie("root", "paths.net"),
+          cookie("deep", "paths.net", "/a/b"), cookie("mid", "paths.net", "/a/")})
+        m_store.add(each, kNow);
+    const std::pair<const char*, const char*> cases[] = {
+        {"http://EXAMPLE.com/", "host=v;all=v;"},
+        {"http://www.example.com/", "all=v;"},
+        {"http://notexample.com/", ""},
+        {"http://1.2.3.4/", "ip=v;"},
+        {"http://paths.net", "root=v;"},
+        {"http://paths.net/a/b?q", "deep=v;mid=v;root=v;"},
+        {"http://paths.net/a/bc", "mid=v;root=v;"},
+        {"http://paths.net/a%2Fb", "root=v;"}, // paths are compared as they are sent
+    };
+    for (const auto& [address, cookies] : cases)
+        EXPECT_EQ(sent(address), cookies) << address;
 }
 
 TEST_F(CookieStoreTest, SecureCookiesNeedTlsAndExpiredOnesGoNowhere) {

@@ -9,6 +9,8 @@ namespace tarvo {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 /// Hears of a loop, and does what a test wants done on the transfer thread.
 struct Listener final : CurlMultiDelegate {
     void childHasEnded(CurlMulti& loop, CurlDownloader& child) override {
@@ -158,20 +160,19 @@ TEST_F(CurlMultiTest, AnEarlierEndIsKeptToTheByte) {
     EXPECT_FALSE(child->endAt(600));
 }
 
-TEST_F(CurlMultiTest, TheSpeedIsThatOfTheLastSeconds) {
-    const auto child = segment("http://h/f");
+TEST(SpeedWindow, KnowsTheLastSecondsOnly) {
+    SpeedWindow window;
+    std::int64_t total = 7;
     TimePoint now;
-    const auto speedAfter = [&](Seconds time, std::int64_t count) {
-        child->curlHasData(child->segment(), std::string(static_cast<std::size_t>(count), 'x'));
-        now += std::chrono::duration_cast<TimePoint::duration>(time);
-        return child->speed(now);
+    const auto speedAfter = [&](std::chrono::milliseconds time, std::int64_t count) {
+        return window.speed(now += time, total += count);
     };
-    EXPECT_EQ(speedAfter(Seconds(0), 7), 0);
-    EXPECT_EQ(speedAfter(Seconds(0.5), 500), 1000);
+    EXPECT_EQ(speedAfter(0ms, 0), 0);
+    EXPECT_EQ(speedAfter(500ms, 500), 1000);
     for (int second = 0; second < 20; ++second)
-        speedAfter(Seconds(1), 2000);
-    EXPECT_EQ(speedAfter(Seconds(1), 2000), 2000) << "the beginning is forgotten";
-    EXPECT_EQ(speedAfter(Seconds(5), 0), 0);
+        speedAfter(1000ms, 2000);
+    EXPECT_EQ(speedAfter(1000ms, 2000), 2000) << "the beginning is forgotten";
+    EXPECT_EQ(speedAfter(5000ms, 0), 0);
 }
 
 } // namespace tarvo

@@ -49,7 +49,7 @@ public:
 /// Requests (pause, resume, stop) may come from any thread and are carried out on the transfer thread,
 /// which alone touches the segment; after the end they have no effect. The state may be read from any
 /// thread; all else belongs to the transfer thread until the transfer has ended. Used for one transfer.
-class CurlDownloader final : public CurlSegmentDelegate, public std::enable_shared_from_this<CurlDownloader> {
+class CurlDownloader final : public CurlSegmentDelegate {
 public:
     using Headers = std::map<std::string, std::string>;
 
@@ -116,6 +116,7 @@ public:
     /// The transfer has ended and the segment knows its result.
     void didComplete();
 
+    /// Noticed in the loop's next turn, which only the loop's own requests bring about at once.
     void requestPause();
     void requestResume();
     void requestStop();

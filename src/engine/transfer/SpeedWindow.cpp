@@ -10,7 +10,7 @@ constexpr Seconds kBetweenSamples{1.0};
 
 double SpeedWindow::speed(TimePoint now, std::int64_t total) {
     while (m_samples.size() > 1 && now - m_samples[1].at >= kLength)
-        m_samples.pop_front();
+        m_samples.erase(m_samples.begin());
     if (m_samples.empty() || now - m_samples.back().at >= kBetweenSamples)
         m_samples.push_back({now, total});
     const Sample& oldest = m_samples.front();

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <vector>
 
 #include "base/Clock.h"
 
@@ -24,7 +24,7 @@ private:
         std::int64_t total;
     };
 
-    std::deque<Sample> m_samples; // the oldest in front, a second apart at least
+    std::vector<Sample> m_samples; // the oldest in front, a second apart at least: a handful
 };
 
 } // namespace tarvo
