@@ -38,6 +38,7 @@ void CurlMulti::downloadAndBlock() {
     const auto pool = begin();
     if (!pool)
         return;
+    m_owner.take();
     while (hasWork()) {
         if (m_hasNewcomers.exchange(false)) {
             startNewcomers(*pool);
@@ -49,6 +50,7 @@ void CurlMulti::downloadAndBlock() {
     // What was stopped may be silent: the next download does not go on with its connections.
     if (m_shared.lock()->isStopped)
         pool->breakOff();
+    m_owner.giveUp();
 }
 
 /// Borrows the pool; null when there is nothing to do.
@@ -182,6 +184,7 @@ void CurlMulti::requestOfAll(void (CurlDownloader::*request)(), Shared& shared) 
 }
 
 std::optional<Error> CurlMulti::error() const {
+    m_owner.assertIsHere();
     for (const auto& child : downloaders()) {
         if (auto error = child->segment().error())
             return error;

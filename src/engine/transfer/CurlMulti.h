@@ -8,6 +8,7 @@
 
 #include "base/Error.h"
 #include "base/Locked.h"
+#include "base/ThreadOwner.h"
 #include "engine/transfer/ConnectionPools.h"
 #include "engine/transfer/CurlDownloader.h"
 
@@ -91,6 +92,7 @@ private:
     bool areAllPaused() const;
     void requestOfAll(void (CurlDownloader::*request)(), Shared& shared);
 
+    ThreadOwner m_owner; // the transfer thread, during the run
     const std::shared_ptr<ConnectionPools> m_pools;
     std::weak_ptr<CurlMultiDelegate> m_delegate;
     mutable Locked<Shared> m_shared;

@@ -110,6 +110,7 @@ bool Scout::oneByteIsAll() const {
 }
 
 std::optional<Error> Scout::runAndGetError() {
+    m_owner.take();
     m_headLoop.downloadAndBlock();
     if (isLoginDenied(*m_headDownload)) // the server counts refusals, and a second one would teach nothing
         return m_headDownload->segment().error();
@@ -178,6 +179,7 @@ bool Scout::asksForFtp() const {
 }
 
 bool Scout::hasRun() const {
+    m_owner.assertIsHere();
     return Log::assertThat(m_headDownload->currentState() != CurlDownloadState::Init,
                            "the scout has not run");
 }

@@ -69,6 +69,7 @@ private:
     std::string nameFromAddress() const;
     std::optional<std::string> extensionFromType() const;
 
+    ThreadOwner m_owner; // the thread of the run, from then on
     const std::shared_ptr<CurlDownloader> m_headDownload;
     const std::shared_ptr<CurlDownloader> m_bodyDownload;
     CurlMulti m_headLoop;
