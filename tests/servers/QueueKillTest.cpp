@@ -1,6 +1,7 @@
 // A queue whose program is killed again and again loses no download and gets none twice.
 #include "base/IniFile.h"
 #include "base/PosixDisk.h"
+#include "base/SettingKeys.h"
 #include "cli/Program.h"
 #include "storage/ProgressFile.h"
 #include "support/FaultServer.h"
@@ -37,7 +38,7 @@ protected:
     Names stored() const {
         Names names;
         const auto settings = readIniFile(m_home.path("XDG_CONFIG_HOME/tarvo/tarvo.conf"));
-        const auto session = settings->values.find("SavedQueueSession");
+        const auto session = settings->values.find(std::string(SettingKey::kSavedQueueSession));
         if (session == settings->values.end())
             return names;
         const auto text = QString::fromLatin1(session->second.toByteArray());
