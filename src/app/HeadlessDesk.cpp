@@ -58,7 +58,7 @@ std::size_t HeadlessDesk::runAlert(const std::string& message, const std::string
     Runloop::assertMain();
     const auto cancel = std::find(buttons.begin(), buttons.end(), localized("Cancel"));
     const auto chosen = cancel != buttons.end() ? cancel : std::prev(buttons.end());
-    Log::warning("{} {} Nobody is there to ask; answered: {}", message, informativeText, *chosen);
+    Log::warning("{} {} There is no window to ask in; answered: {}", message, informativeText, *chosen);
     return static_cast<std::size_t>(chosen - buttons.begin());
 }
 

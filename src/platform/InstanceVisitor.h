@@ -26,7 +26,7 @@ public:
     InstanceVisitor(FileHandle socket, std::function<void(const std::string& line)> heard,
                     std::function<void()> leaves);
 
-    /// Sends the answer; he leaves with it.
+    /// Sends the answer and ends the visit.
     void answer(const std::string& line);
 
 private:

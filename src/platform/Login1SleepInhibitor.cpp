@@ -28,7 +28,7 @@ int errnoOf(const QDBusError& error) {
     case QDBusError::Timeout:
         return ETIMEDOUT;
     default:
-        // The policy would let the user in after asking him: a download is no reason to ask.
+        // The policy would allow it after a question to the user: a download is no reason to ask.
         return error.name() == QLatin1String("org.freedesktop.DBus.Error.InteractiveAuthorizationRequired")
                    ? EACCES
                    : EIO;

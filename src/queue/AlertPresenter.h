@@ -1,4 +1,4 @@
-// The port to whoever tells the user of errors and asks before something is removed.
+// The port to what tells the user of errors and asks before something is removed.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The port to whoever ends the program when nobody needs it any more.
+// The port to what ends the program when it is not needed any more.
 #pragma once
 
 #include <string>

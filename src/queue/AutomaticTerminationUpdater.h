@@ -1,4 +1,4 @@
-// Says when the program may be ended because nobody needs it any more.
+// Says when the program may be ended because it is not needed any more.
 #pragma once
 
 #include <functional>

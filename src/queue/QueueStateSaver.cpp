@@ -18,7 +18,7 @@ namespace tarvo {
 namespace {
 
 constexpr std::string_view kRemoteFilesKey = "remoteFiles";
-constexpr std::size_t kBytesPerMs = 100; // of what is written while nobody waits for it
+constexpr std::size_t kBytesPerMs = 100; // of what is written while no caller waits for it
 
 /// What a job of an archive is called in the log: its bundle.
 std::string nameOf(KeyedUnarchiver& job) {

@@ -35,7 +35,7 @@ void QuitAndSleepManager::setActiveDownloads(std::size_t count) {
 void QuitAndSleepManager::disableSleep() {
     Runloop::assertMain();
     if (!Log::assertThat(m_activeSleepPreventionId == 0))
-        m_inhibitor.release(m_activeSleepPreventionId); // or nobody would ever release it
+        m_inhibitor.release(m_activeSleepPreventionId); // or it would never be released
     m_activeSleepPreventionId = m_inhibitor.inhibit(kReason, &logOutcome);
 }
 

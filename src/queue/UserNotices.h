@@ -15,7 +15,7 @@ class UserNotices {
 public:
     virtual ~UserNotices() = default;
 
-    /// Shows the notice, or quietly doesn't where there is nobody to show it. Never blocks. Main thread.
+    /// Shows the notice, or quietly doesn't where there is no service for that. Never blocks. Main thread.
     virtual void deliver(const UserNotice& notice) = 0;
 };
 
