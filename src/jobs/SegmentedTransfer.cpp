@@ -39,7 +39,7 @@ Result<FinishedFile> SegmentedTransfer::fetchAndFinish(const AskName& askName) {
     auto fetched = checkSpace();
     if (fetched)
         fetched = runLoops();
-    m_control.lock()->connections.clear(); // on this thread, and with them their buffers
+    setConnections({});
     m_parts.intake->endBlocks();
     if (const auto part = std::exchange(m_lastPart, nullptr); fetched && part)
         fetched = confirmVersion(*part);
@@ -73,7 +73,7 @@ Result<void> SegmentedTransfer::runLoops() {
         // Every connection has ended and something is still missing: fetch that, as long as it helps.
         if (m_parts.intake->totalDone() == before || !fetchesParts(m_source, *data.record))
             return failure(incomplete());
-        m_control.lock()->connections = connectionsFor(m_source, *data.record, m_parts.environment);
+        setConnections(connectionsFor(m_source, *data.record, m_parts.environment));
         m_parts.announce();
     }
 }
@@ -91,6 +91,11 @@ Result<void> SegmentedTransfer::runLoop() {
     if (const auto problem = firstErrorOf(ended, data.fileSize))
         return failure(*problem);
     return {};
+}
+
+/// The earlier ones, with their buffers, go on this thread, and not under the lock.
+void SegmentedTransfer::setConnections(HandleCreator::Handles connections) {
+    m_control.lock()->connections.swap(connections);
 }
 
 std::shared_ptr<CurlMulti> SegmentedTransfer::startLoop() {

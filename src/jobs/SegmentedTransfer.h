@@ -79,6 +79,7 @@ private:
     Result<void> checkSpace();
     Result<void> runLoops();
     Result<void> runLoop();
+    void setConnections(HandleCreator::Handles connections);
     std::shared_ptr<CurlMulti> startLoop();
     Result<void> confirmVersion(const CurlDownloader& part);
     Result<FinishedFile> finish(const std::string& name);
