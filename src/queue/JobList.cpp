@@ -21,10 +21,13 @@ void JobList::insert(const Job& job, Rank rank) {
     m_places.insert_or_assign(job.get(), Place{rank, state});
 }
 
-void JobList::append(const Job& job) {
+JobList::Rank JobList::append(const Job& job) {
     Runloop::assertMain();
-    if (Log::assertThat(!contains(*job)))
-        insert(job, m_ordered.empty() ? 0 : m_ordered.rbegin()->first + kRoom);
+    if (!Log::assertThat(!contains(*job)))
+        return rankOf(*job);
+    const Rank rank = m_ordered.empty() ? 0 : m_ordered.rbegin()->first + kRoom;
+    insert(job, rank);
+    return rank;
 }
 
 bool JobList::remove(const RemoteFile& job) {
@@ -40,23 +43,25 @@ bool JobList::remove(const RemoteFile& job) {
     return true;
 }
 
-void JobList::moveBefore(const RemoteFile& job, const RemoteFile* successor) {
+bool JobList::moveBefore(const RemoteFile& job, const RemoteFile* successor) {
     Runloop::assertMain();
     if (&job == successor || !Log::assertThat(contains(job) && (!successor || contains(*successor))))
-        return;
+        return false;
     const Job moved = m_ordered.at(m_places.at(&job).rank);
     remove(job);
     if (!successor) {
         append(moved);
-        return;
+        return false;
     }
     auto next = m_ordered.find(m_places.at(successor).rank);
-    if (next != m_ordered.begin() && next->first - std::prev(next)->first < 2) {
+    const bool isNarrow = next != m_ordered.begin() && next->first - std::prev(next)->first < 2;
+    if (isNarrow) {
         renumber();
         next = m_ordered.find(m_places.at(successor).rank);
     }
     const Rank before = next == m_ordered.begin() ? next->first - kRoom : std::prev(next)->first;
     insert(moved, before + (next->first - before) / 2);
+    return isNarrow;
 }
 
 void JobList::replace(const RemoteFile& old, const Job& fresh) {
@@ -98,6 +103,11 @@ std::vector<JobList::Job> JobList::jobs() const {
     for (const auto& [rank, job] : m_ordered)
         all.push_back(job);
     return all;
+}
+
+void JobList::forEach(const std::function<void(const Job& job, Rank rank)>& visit) const {
+    for (const auto& [rank, job] : m_ordered)
+        visit(job, rank);
 }
 
 void JobList::forEachIn(std::initializer_list<rf_state_t> states,

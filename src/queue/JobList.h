@@ -21,14 +21,19 @@ class JobList {
 public:
     using Job = std::shared_ptr<RemoteFile>;
 
-    /// At the end. The job must not be in the list.
-    void append(const Job& job);
+    /// Where a job stands: the greater the later. Ranks have room between them, so that a job moves
+    /// without the others.
+    using Rank = std::int64_t;
+
+    /// At the end, where it has the rank that is the answer. The job must not be in the list.
+    Rank append(const Job& job);
 
     /// Answers whether the job was in the list.
     bool remove(const RemoteFile& job);
 
-    /// Before `successor`, or at the end when that is null. Both are in the list.
-    void moveBefore(const RemoteFile& job, const RemoteFile* successor);
+    /// Before `successor`, or at the end when that is null. Both are in the list. Answers whether the others
+    /// have other ranks, too.
+    bool moveBefore(const RemoteFile& job, const RemoteFile* successor);
 
     /// Puts `fresh`, which is not in the list, into the place of `old`, which is.
     void replace(const RemoteFile& old, const Job& fresh);
@@ -38,11 +43,7 @@ public:
 
     bool contains(const RemoteFile& job) const { return m_places.contains(&job); }
 
-    /// Where a job stands: the greater the later. Ranks have room between them, so that a job moves
-    /// without the others.
-    using Rank = std::int64_t;
-
-    /// Of a job in the list; until the list changes.
+    /// Of a job in the list.
     Rank rankOf(const RemoteFile& job) const { return m_places.at(&job).rank; }
 
     std::size_t size() const { return m_places.size(); }
@@ -50,6 +51,8 @@ public:
     std::size_t countInState(rf_state_t state) const;
 
     std::vector<Job> jobs() const;
+
+    void forEach(const std::function<void(const Job& job, Rank rank)>& visit) const;
 
     /// Calls `visit` for the jobs in these states, in order, until it answers false. `visit` may change
     /// states; a job that thereby comes into one of these states behind the present one is visited too.

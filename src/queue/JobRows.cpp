@@ -15,14 +15,13 @@ bool JobRows::shows(const RemoteFile& job) const {
 
 /// The row that the job has, or would have if it were shown.
 std::size_t JobRows::placeOf(const RemoteFile& job) const {
-    const auto place = std::lower_bound(
-        m_rows.begin(), m_rows.end(), m_content.rankOf(job),
-        [this](const RemoteFile* row, JobList::Rank rank) { return m_content.rankOf(*row) < rank; });
+    const auto place = std::lower_bound(m_rows.begin(), m_rows.end(), m_content.rankOf(job),
+                                        [](const Row& row, JobList::Rank rank) { return row.rank < rank; });
     return static_cast<std::size_t>(place - m_rows.begin());
 }
 
 bool JobRows::isAt(std::size_t row, const RemoteFile& job) const {
-    return row < m_rows.size() && m_rows[row] == &job;
+    return row < m_rows.size() && m_rows[row].job == &job;
 }
 
 std::optional<int> JobRows::rowOf(const RemoteFile& job) const {
@@ -39,8 +38,8 @@ std::optional<int> JobRows::rowOf(const RemoteFile& job) const {
 std::vector<JobRows::Job> JobRows::arrangedObjectsAsArray() const {
     std::vector<Job> rows;
     rows.reserve(m_rows.size());
-    for (auto* job : m_rows)
-        rows.push_back(job->shared_from_this());
+    for (const auto& row : m_rows)
+        rows.push_back(row.job->shared_from_this());
     return rows;
 }
 
@@ -52,32 +51,32 @@ void JobRows::setFilter(const JobFilter& filter) {
     m_filteredStates = filter.states;
     m_rows.clear();
     m_lastRowOf.clear();
-    for (const auto& job : m_content.jobs()) {
+    m_content.forEach([this](const Job& job, JobList::Rank rank) {
         if (shows(*job))
-            m_rows.push_back(job.get());
-    }
+            m_rows.push_back({rank, job.get()});
+    });
     Q_EMIT rowsReset();
 }
 
 void JobRows::append(const std::vector<Job>& jobs) {
     Runloop::assertMain();
-    std::vector<RemoteFile*> shown;
+    std::vector<Row> shown;
     shown.reserve(jobs.size());
     for (const auto& job : jobs) {
-        m_content.append(job);
+        const JobList::Rank rank = m_content.append(job);
         if (shows(*job))
-            shown.push_back(job.get());
+            shown.push_back({rank, job.get()});
     }
     insertRows(m_rows.size(), shown);
 }
 
-void JobRows::insertRows(std::size_t first, const std::vector<RemoteFile*>& jobs) {
-    if (jobs.empty())
+void JobRows::insertRows(std::size_t first, const std::vector<Row>& rows) {
+    if (rows.empty())
         return;
     const int from = static_cast<int>(first);
-    const int to = static_cast<int>(first + jobs.size() - 1);
+    const int to = static_cast<int>(first + rows.size() - 1);
     Q_EMIT rowsAboutToBeInserted(from, to);
-    m_rows.insert(m_rows.begin() + from, jobs.begin(), jobs.end());
+    m_rows.insert(m_rows.begin() + from, rows.begin(), rows.end());
     Q_EMIT rowsInserted(from, to);
 }
 
@@ -86,7 +85,7 @@ void JobRows::removeRows(int first, int last) {
     const auto begin = m_rows.begin() + first;
     const auto end = m_rows.begin() + last + 1;
     if (!m_lastRowOf.empty())
-        std::for_each(begin, end, [this](const RemoteFile* job) { m_lastRowOf.erase(job); });
+        std::for_each(begin, end, [this](const Row& row) { m_lastRowOf.erase(row.job); });
     m_rows.erase(begin, end);
     Q_EMIT rowsRemoved(first, last);
 }
@@ -124,14 +123,14 @@ void JobRows::replace(const RemoteFile& old, const Job& fresh) {
     m_content.replace(old, fresh);
     if (row && isShown) {
         m_lastRowOf.erase(&old);
-        m_rows[static_cast<std::size_t>(*row)] = fresh.get();
+        m_rows[static_cast<std::size_t>(*row)].job = fresh.get();
         Q_EMIT rowReplaced(*row);
     } else if (isShown) {
-        insertRows(placeOf(*fresh), {fresh.get()});
+        insertRows(placeOf(*fresh), {{m_content.rankOf(*fresh), fresh.get()}});
     }
 }
 
-void JobRows::takeOverState(const RemoteFile& job, bool mayMoveRows) {
+void JobRows::takeOverState(RemoteFile& job, bool mayMoveRows) {
     Runloop::assertMain();
     m_content.updateState(job);
     if (m_filteredStates.empty() || !mayMoveRows)
@@ -140,7 +139,7 @@ void JobRows::takeOverState(const RemoteFile& job, bool mayMoveRows) {
     if (row && !shows(job))
         removeRows(*row, *row);
     else if (!row && shows(job))
-        insertRows(placeOf(job), {const_cast<RemoteFile*>(&job)});
+        insertRows(placeOf(job), {{m_content.rankOf(job), &job}});
 }
 
 void JobRows::moveObjectsInArrangedObjects(const std::set<int>& fromRows, int toRow) {
@@ -171,8 +170,14 @@ void JobRows::moveRange(const std::vector<Job>& range, const RemoteFile* success
     const bool isElsewhere = destination != last + 1; // the content may move all the same, behind hidden jobs
     if (isElsewhere)
         Q_EMIT rowsAboutToBeMoved(first, last, destination);
+    bool haveOthersMoved = false;
     for (const auto& job : range)
-        m_content.moveBefore(*job, successor);
+        haveOthersMoved |= m_content.moveBefore(*job, successor);
+    const auto takeRank = [this](Row& row) { row.rank = m_content.rankOf(*row.job); };
+    if (haveOthersMoved)
+        std::for_each(m_rows.begin(), m_rows.end(), takeRank);
+    else
+        std::for_each(m_rows.begin() + first, m_rows.begin() + last + 1, takeRank);
     if (!isElsewhere)
         return;
     const auto rows = m_rows.begin();

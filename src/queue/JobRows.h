@@ -32,7 +32,7 @@ public:
     int rowCount() const { return static_cast<int>(m_rows.size()); }
 
     /// `row` is one of the rows.
-    Job jobAt(int row) const { return m_rows.at(static_cast<std::size_t>(row))->shared_from_this(); }
+    Job jobAt(int row) const { return m_rows.at(static_cast<std::size_t>(row)).job->shared_from_this(); }
 
     /// None when the job is not shown. Takes constant time; after a change in front of the row, once the
     /// logarithm of the number of rows. No change makes the rows be counted anew.
@@ -76,19 +76,24 @@ protected:
 
     /// Takes over the job's present state, and, if `mayMoveRows`, shows or hides the job if the filter wants
     /// that.
-    void takeOverState(const RemoteFile& job, bool mayMoveRows);
+    void takeOverState(RemoteFile& job, bool mayMoveRows);
 
 private:
+    struct Row {
+        JobList::Rank rank;
+        RemoteFile* job;
+    };
+
     bool shows(const RemoteFile& job) const;
     bool isAt(std::size_t row, const RemoteFile& job) const;
     std::size_t placeOf(const RemoteFile& job) const;
-    void insertRows(std::size_t first, const std::vector<RemoteFile*>& jobs);
+    void insertRows(std::size_t first, const std::vector<Row>& rows);
     void removeRows(int first, int last);
     void moveRange(const std::vector<Job>& range, const RemoteFile* successor);
 
     JobList m_content;
     std::vector<rf_state_t> m_filteredStates; // empty: no filter
-    std::vector<RemoteFile*> m_rows;          // of the content, and in its order
+    std::vector<Row> m_rows;                  // of the content, and in its order
     mutable std::unordered_map<const RemoteFile*, std::size_t>
         m_lastRowOf; // where it was when it was asked for
 };

@@ -38,7 +38,7 @@ Result<void> RemoteFilesArrayController::admit(const Job& job) {
     if (!isNew && isIdentified(*job))
         return refusal();
     known->second = job;
-    m_observations[job.get()] =
+    m_observations[job.get()].connection =
         connect(job.get(), &RemoteFile::currentStateChanged, this,
                 [this, weak = job->weak_from_this()](rf_state_t oldState, rf_state_t newState) {
                     childChanged(weak, oldState, newState);
@@ -54,7 +54,7 @@ void RemoteFilesArrayController::release(const Job& job) {
     if (m_changes)
         m_changes->forget(job);
     const auto observation = m_observations.extract(job.get());
-    if (observation && disconnect(observation.mapped())) {
+    if (observation && disconnect(observation.mapped().connection)) {
         m_existingRemoteFiles.erase(job->identity());
         return;
     }
@@ -103,25 +103,31 @@ Error RemoteFilesArrayController::duplicateDownloads(std::size_t count) {
 }
 
 void RemoteFilesArrayController::removeRemoteFile(const Job& job) {
-    removeRemoteFiles({job});
+    leave({job});
 }
 
 void RemoteFilesArrayController::removeRemoteFiles(const std::vector<Job>& jobs) {
+    leave(jobs);
+}
+
+void RemoteFilesArrayController::leave(std::vector<Job> jobs) {
     Runloop::assertMain();
-    std::vector<Job> leaving;
-    for (const auto& job : jobs) {
-        if (Log::assertThat(job != nullptr) && m_leaving.insert(job.get()).second)
-            leaving.push_back(job);
-    }
-    for (const auto& job : leaving)
+    std::erase_if(jobs,
+                  [this](const Job& job) { return !Log::assertThat(job != nullptr) || !beginLeaving(job); });
+    for (const auto& job : jobs)
         stopAndAnnounce(job);
-    take(leaving);
-    for (const auto& job : leaving) {
+    take(jobs);
+    for (const auto& job : jobs)
         release(job);
-        m_leaving.erase(job.get());
-    }
-    if (!leaving.empty())
+    if (!jobs.empty())
         Q_EMIT contentArraySizeChanged();
+}
+
+/// Answers false for what is about to leave already. What is not in the queue leaves, too, and that is
+/// logged.
+bool RemoteFilesArrayController::beginLeaving(const Job& job) {
+    const auto watched = m_observations.find(job.get());
+    return watched == m_observations.end() || !std::exchange(watched->second.isLeaving, true);
 }
 
 void RemoteFilesArrayController::stopAndAnnounce(const Job& job) {
@@ -140,7 +146,8 @@ void RemoteFilesArrayController::childChanged(const std::weak_ptr<RemoteFile>& c
     const Job job = child.lock();
     if (!Log::assertThat(job != nullptr))
         return;
-    takeOverState(*job, !m_leaving.contains(job.get()));
+    const auto watched = m_observations.find(job.get());
+    takeOverState(*job, watched == m_observations.end() || !watched->second.isLeaving);
     Q_EMIT jobStateChanged(job, oldState, newState);
     Q_EMIT allChildStatesChanged();
     if (newState == rf_state_succeeded)
@@ -177,7 +184,7 @@ Result<void> RemoteFilesArrayController::replaceRemoteFile(const Job& old, const
     if (!Log::assertThat(old != nullptr) || !Log::assertThat(fresh != nullptr))
         return failure(Error::localized(ErrorDomain::Tarvo, kTarvoGeneral, "tr.err.illegal-state"));
     m_isReplacing = true;
-    m_leaving.insert(old.get());
+    beginLeaving(old);
     stopAndAnnounce(old);
     const bool wasInQueue = Log::assertThat(content().contains(*old));
     release(old);
@@ -188,7 +195,6 @@ Result<void> RemoteFilesArrayController::replaceRemoteFile(const Job& old, const
         append({fresh});
     else if (wasInQueue)
         take({old});
-    m_leaving.erase(old.get());
     m_isReplacing = false;
     Q_EMIT contentArraySizeChanged();
     if (admitted)

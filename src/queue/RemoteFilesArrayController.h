@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include <QMetaMethod>
@@ -107,17 +106,23 @@ protected:
     void disconnectNotify(const QMetaMethod& signal) override;
 
 private:
+    struct Watched {
+        QMetaObject::Connection connection;
+        bool isLeaving = false; // its row goes as a whole, not by its state
+    };
+
     Result<void> admit(const Job& job);
     void release(const Job& job);
+    void leave(std::vector<Job> jobs);
+    bool beginLeaving(const Job& job);
     void stopAndAnnounce(const Job& job);
     void childChanged(const std::weak_ptr<RemoteFile>& child, rf_state_t oldState, rf_state_t newState);
     void tellChanges(const std::vector<Job>& changed);
     void stopGatheringIfUnheard();
 
     NotificationCenter& m_notifications;
-    std::unordered_map<const RemoteFile*, QMetaObject::Connection> m_observations; // of all in the queue
+    std::unordered_map<const RemoteFile*, Watched> m_observations; // of all in the queue
     std::unordered_map<std::string, Job> m_existingRemoteFiles;
-    std::unordered_set<const RemoteFile*> m_leaving; // whose rows go as a whole, not by their states
     bool m_isReplacing = false;
     const std::chrono::milliseconds m_betweenChanges;
     std::unique_ptr<JobChanges> m_changes; // null: they are not gathered
