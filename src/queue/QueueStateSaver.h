@@ -28,8 +28,8 @@ class QueueStateSaver : public QObject {
     Q_OBJECT
 
 public:
-    /// A change that no caller waits for is saved this much later, together with all that come until then; the
-    /// queue of thousands, whose session is large, up to kMostDelayMs later.
+    /// A change that no caller waits for is saved this much later, together with all that come until then;
+    /// the queue of thousands, whose session is large, up to kMostDelayMs later.
     static constexpr int kDelayMs = 3'000;
     static constexpr int kMostDelayMs = 10'000;
 
