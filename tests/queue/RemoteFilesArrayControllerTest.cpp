@@ -217,63 +217,86 @@ TEST_F(RemoteFilesArrayControllerTest, ABatchIsToldAsItsRanges) {
     EXPECT_EQ(shadow.news(), "removed 0-3 ");
 }
 
-TEST_F(RemoteFilesArrayControllerTest, WhatTheSignalsTellOfThousandsOfChangesIsWhatTheRowsAre) {
-    Shadow shadow(queue);
-    std::mt19937 random(7);
-    int made = 0;
-    const auto below = [&](std::size_t limit) {
-        return static_cast<int>(random() % std::max<std::size_t>(limit, 1));
-    };
-    const auto anyState = [&] { return static_cast<rf_state_t>(below(rf_state_succeeded + 1)); };
-    const auto makeAny = [&] {
-        return ScriptedJob::create(harness.environment, "http://127.0.0.1/" + std::to_string(++made),
+/// Changes of every kind, the same ones at each run.
+class ChangingRows : public RemoteFilesArrayControllerTest {
+protected:
+    int below(std::size_t limit) { return static_cast<int>(m_random() % std::max<std::size_t>(limit, 1)); }
+
+    rf_state_t anyState() { return static_cast<rf_state_t>(below(rf_state_succeeded + 1)); }
+
+    Job makeAny() {
+        return ScriptedJob::create(harness.environment, "http://127.0.0.1/" + std::to_string(++m_made),
                                    anyState());
-    };
-    const auto some = [&](const std::vector<Job>& of, int one) { // of so many
-        std::vector<Job> chosen;
-        std::copy_if(of.begin(), of.end(), std::back_inserter(chosen),
-                     [&](const Job&) { return below(one) == 0; });
-        return chosen;
-    };
-    const std::function<void()> operations[] = {
-        [&] { (void)queue.addRemoteFile(makeAny()); },
-        [&] {
-            std::vector<Job> batch(static_cast<std::size_t>(below(9)));
-            std::generate(batch.begin(), batch.end(), makeAny);
-            const auto known = some(queue.contentAsArray(), 20);
-            batch.insert(batch.begin(), known.begin(), known.end()); // refused, and stopped
-            (void)queue.addRemoteFiles(batch);
-        },
-        [&] { queue.removeRemoteFiles(some(queue.contentAsArray(), 10)); },
-        [&] {
-            for (const auto& job : some(queue.contentAsArray(), 8))
-                std::static_pointer_cast<ScriptedJob>(job)->setCurrentState(anyState());
-        },
-        [&] {
-            for (const auto& job : some(queue.contentAsArray(), 10)) {
-                const auto fresh = below(8) == 0 ? queue.contentAsArray()[0] : makeAny(); // some are refused
-                if (fresh != job)
-                    (void)queue.replaceRemoteFile(job, fresh);
-            }
-        },
-        [&] {
-            std::set<int> moved;
-            for (int i = below(5); i > 0 && queue.rowCount() > 0; --i)
-                moved.insert(below(shadow.rows.size()));
-            queue.moveObjectsInArrangedObjects(moved, below(shadow.rows.size() + 1));
-        },
-        [&] { queue.setFilter(JobFilter::all()[static_cast<std::size_t>(below(JobFilter::all().size()))]); },
-    };
-    for (int i = 0; i < 4000 && !HasFailure(); ++i) {
-        operations[below(std::size(operations))]();
-        ASSERT_EQ(shadow.shown(), shadow.rows) << i << ": " << shadow.news();
-        for (std::size_t row = 0; row < shadow.rows.size(); ++row)
-            ASSERT_EQ(queue.rowOf(*shadow.rows[row]), static_cast<int>(row));
+    }
+
+    /// One in so many of the jobs in the queue.
+    std::vector<Job> some(int one) {
+        auto jobs = queue.contentAsArray();
+        std::erase_if(jobs, [&](const Job&) { return below(one) != 0; });
+        return jobs;
+    }
+
+    void addBatch() {
+        auto batch = some(20); // refused, and stopped
+        for (int i = below(9); i > 0; --i)
+            batch.push_back(makeAny());
+        (void)queue.addRemoteFiles(batch);
+    }
+
+    void replaceSome() {
+        for (const auto& job : some(10)) {
+            const auto fresh = below(8) == 0 ? queue.contentAsArray()[0] : makeAny(); // some are refused
+            if (fresh != job)
+                (void)queue.replaceRemoteFile(job, fresh);
+        }
+    }
+
+    void moveSome() {
+        std::set<int> moved;
+        const auto count = static_cast<std::size_t>(queue.rowCount());
+        for (int i = below(5); i > 0 && count > 0; --i)
+            moved.insert(below(count));
+        queue.moveObjectsInArrangedObjects(moved, below(count + 1));
+    }
+
+    void changeAnything() {
+        const std::function<void()> changes[] = {
+            [&] { (void)queue.addRemoteFile(makeAny()); },
+            [&] { addBatch(); },
+            [&] { queue.removeRemoteFiles(some(10)); },
+            [&] {
+                for (const auto& job : some(8))
+                    std::static_pointer_cast<ScriptedJob>(job)->setCurrentState(anyState());
+            },
+            [&] { replaceSome(); },
+            [&] { moveSome(); },
+            [&] {
+                queue.setFilter(JobFilter::all()[static_cast<std::size_t>(below(JobFilter::all().size()))]);
+            },
+        };
+        changes[below(std::size(changes))]();
+    }
+
+    /// Every row is found, and no job that is not shown.
+    void checkRows(const std::vector<Job>& rows) {
+        for (std::size_t row = 0; row < rows.size(); ++row)
+            ASSERT_EQ(queue.rowOf(*rows[row]), static_cast<int>(row));
         const auto all = queue.contentAsArray();
-        ASSERT_TRUE(std::all_of(all.begin(), all.end(), [&](const Job& job) {
-            const bool isShown = std::find(shadow.rows.begin(), shadow.rows.end(), job) != shadow.rows.end();
-            return queue.rowOf(*job).has_value() == isShown;
-        }));
+        ASSERT_EQ(std::count_if(all.begin(), all.end(), [&](const Job& job) { return queue.rowOf(*job); }),
+                  std::ssize(rows));
+    }
+
+private:
+    std::mt19937 m_random{7};
+    int m_made = 0;
+};
+
+TEST_F(ChangingRows, AreWhatTheSignalsTellOfThem) {
+    Shadow shadow(queue);
+    for (int i = 0; i < 4000 && !HasFailure(); ++i) {
+        changeAnything();
+        ASSERT_EQ(shadow.shown(), shadow.rows) << i << ": " << shadow.news();
+        checkRows(shadow.rows);
     }
     filterBy("all");
     EXPECT_EQ(shadow.rows, queue.contentAsArray());
