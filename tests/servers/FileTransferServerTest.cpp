@@ -1,10 +1,10 @@
 // Whole downloads from vsftpd and OpenSSH: logins, keys, several connections, what is no file.
-#include "jobs/AuthenticationManager.h"
 #include "support/FaultServer.h"
 #include "support/JobHarness.h"
 #include "support/SampleData.h"
 #include "support/SshServer.h"
 #include "support/Text.h"
+#include "support/UnattendedQueue.h"
 #include "support/VsftpdServer.h"
 
 #include <cstdlib>
@@ -22,44 +22,38 @@ const std::string kRefused = std::string(ErrorDomain::RemoteFile) + " 5";
 const std::string kFolder = std::string(ErrorDomain::RemoteFile) + " 7";
 const std::string kMissing = std::string(ErrorDomain::CurlSegment) + " 78"; // CURLE_REMOTE_FILE_NOT_FOUND
 
-struct Login {
-    std::string user;
-    std::string password;
-    std::string keys{}; // their folder
-};
-
-/// A desktop without a password store and without a user to ask.
-class NoStore final : public PasswordStore {
-public:
-    std::vector<std::string> accounts(const std::string&) override { return {}; }
-
-    std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
-
-    void store(const std::string&, const std::string&, const std::string&) override {}
-};
+using Token = std::shared_ptr<const TRAuthToken>;
 
 class FileTransferServer : public ::testing::Test {
 protected:
+    static Token login(const std::string& url, const std::string& user, const std::string& password,
+                       const std::string& keys = {}) {
+        return std::make_shared<const TRAuthToken>(
+            AuthenticationManager::getServiceNameFromURL(*Url::parse(url)), user, password, keys);
+    }
+
     /// What is wrong with the download, as "domain code"; empty when the file is whole.
-    std::string outcome(const std::string& url, const std::optional<Login>& login = {},
-                        std::int64_t size = kSize) {
-        std::shared_ptr<const TRAuthToken> auth;
-        if (login)
-            auth = std::make_shared<const TRAuthToken>(
-                AuthenticationManager::getServiceNameFromURL(*Url::parse(url)), login->user, login->password,
-                login->keys);
-        return outcomeWith(auth, url, size);
+    std::string outcome(const std::string& url, const Token& auth = nullptr, std::int64_t size = kSize) {
+        const auto job = harness.job(url, 5);
+        if (const auto problem = harness.run(job, auth))
+            return problem->domain + " " + std::to_string(problem->code);
+        return fileIsSample(job->finalFilePath().value_or(""), size);
     }
 
     /// What comes next logs in anew.
     void endSessions() { harness.transfers.connectionPools->closeIdle(TimePoint::max()); }
 
-    std::string outcomeWith(const std::shared_ptr<const TRAuthToken>& auth, const std::string& url,
-                            std::int64_t size = kSize) {
-        const auto job = harness.job(url, 5);
-        if (const auto problem = harness.run(job, auth))
-            return problem->domain + " " + std::to_string(problem->code);
-        return fileIsSample(job->finalFilePath().value_or(""), size);
+    /// Small files are fetched, and what is no file is told.
+    template <class Server>
+    void checkOtherSizesAndKinds(Server& server, const std::string& root, const Token& auth = nullptr) {
+        for (const std::int64_t size : {0, 1, 3}) {
+            const std::string name = std::to_string(size) + ".bin";
+            server.addFile(name, size);
+            EXPECT_EQ(outcome(server.url(root + name), auth, size), "") << name;
+        }
+        server.addFolder("folder");
+        EXPECT_EQ(outcome(server.url(root + "folder/"), auth), kFolder);
+        EXPECT_EQ(outcome(server.url(root + "missing"), auth), kMissing);
     }
 
     JobHarness harness;
@@ -73,16 +67,12 @@ TEST_F(FileTransferServer, FtpGivesAnyoneAFileOfAnySizeOverSeveralConnections) {
     EXPECT_EQ(outcome(server.url("/a%20b.bin")), "") << server.log();
     EXPECT_TRUE(harness.exists("a b.bin"));
     EXPECT_GE(countOf(server.log(), "\"REST "), 4) << server.log();
-    for (const std::int64_t size : {0, 1, 2, 3}) {
-        const std::string name = std::to_string(size) + ".bin";
-        server.addFile(name, size);
-        EXPECT_EQ(outcome(server.url("/" + name), {}, size), "") << name << server.log();
-    }
-    server.addFolder("folder");
-    EXPECT_EQ(outcome(server.url("/folder/")), kFolder) << server.log();
+    checkOtherSizesAndKinds(server, "/");
+    const FaultServer web; // may send its clients there
+    EXPECT_EQ(outcome(web.url(1, "to=" + knobValue(server.url("/a%20b.bin")))), "") << server.log();
+    EXPECT_EQ(outcome(web.url(1, "to=" + knobValue(server.url("/missing")))), kMissing) << server.log();
     EXPECT_EQ(outcome(server.url("/folder")), kMissing) << server.log();
-    EXPECT_EQ(outcome(server.url("/missing.bin")), kMissing) << server.log();
-    EXPECT_FALSE(harness.exists("missing.bin.trdownload"));
+    EXPECT_FALSE(harness.exists("folder.trdownload"));
 }
 
 TEST_F(FileTransferServer, FtpThatBeginsNoFileInTheMiddleGivesItWhole) {
@@ -92,48 +82,29 @@ TEST_F(FileTransferServer, FtpThatBeginsNoFileInTheMiddleGivesItWhole) {
     EXPECT_EQ(outcome(server.url("/missing.bin")), kMissing) << server.log();
 }
 
-TEST_F(FileTransferServer, AWebServerMaySendItsClientsToAFileServer) {
-    FaultServer web;
-    VsftpdServer server;
-    server.addFile("a.bin", kSize);
-    EXPECT_EQ(outcome(web.url(1, "to=" + knobValue(server.url("/a.bin")))), "") << server.log();
-    EXPECT_EQ(outcome(web.url(1, "to=" + knobValue(server.url("/missing.bin")))), kMissing) << server.log();
-}
-
 TEST_F(FileTransferServer, FtpOpensToTheRightPasswordOnly) {
     VsftpdServer server(FtpLogin::password);
     server.addFile("a.bin", kSize);
-    EXPECT_EQ(outcome(server.url("/a.bin")), kRefused);
-    EXPECT_EQ(outcome(server.url("/a.bin"), Login{"bob", "wrong"}), kRefused);
-    EXPECT_EQ(outcome(server.url("/a.bin"), Login{"bob", "secret"}), "") << server.log();
-    EXPECT_EQ(outcome(server.url("/a.bin")), kRefused) << "also after a user who was let in";
+    const std::string url = server.url("/a.bin");
+    EXPECT_EQ(outcome(url, login(url, "bob", "wrong")), kRefused);
+    EXPECT_EQ(outcome(url, login(url, "bob", "secret")), "") << server.log();
+    EXPECT_EQ(outcome(url), kRefused) << "also after a user who was let in";
 }
 
 TEST_F(FileTransferServer, SftpOpensToTheRightPasswordOnly) {
     SshServer server;
     server.addFile("a.bin", kSize);
     const std::string url = server.url("a.bin");
-    const Login right{server.user(), "secret"};
-    const Login wrong{server.user(), "wrong"};
-    EXPECT_EQ(outcome(url, wrong), kRefused);
-    EXPECT_EQ(outcome(url), kRefused);
+    const Token right = login(url, server.user(), "secret");
+    const Token wrong = login(url, server.user(), "wrong");
     EXPECT_EQ(outcome(url, right), "");
-    ASSERT_GT(harness.transfers.connectionPools->idleCount(), 0u);
     EXPECT_EQ(outcome(url, wrong), kRefused);
     EXPECT_EQ(outcome(url), kRefused);
     EXPECT_EQ(outcome(url, right), "") << "with the sessions of the first";
     server.stop();
     server.start();
     EXPECT_EQ(outcome(url, right), "") << "with sessions that have ended meanwhile";
-
-    for (const std::int64_t size : {0, 1, 2, 3}) {
-        const std::string name = std::to_string(size) + ".bin";
-        server.addFile(name, size);
-        EXPECT_EQ(outcome(server.url(name), right, size), "") << name;
-    }
-    server.addFolder("folder");
-    EXPECT_EQ(outcome(server.url("folder/"), right), kFolder);
-    EXPECT_EQ(outcome(server.url("missing"), right), kMissing);
+    checkOtherSizesAndKinds(server, "", right);
 }
 
 TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
@@ -142,7 +113,7 @@ TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
     const std::string url = server.url("a.bin");
     const auto outcomeOf = [&](const std::string& password, const std::string& keys) {
         endSessions();
-        return outcome(url, Login{server.user(), password, keys});
+        return outcome(url, login(url, server.user(), password, keys));
     };
     const auto keysIn = [&](const char* name) {
         std::filesystem::create_directory(harness.folder.path(name));
@@ -159,11 +130,9 @@ TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
     server.addKey(several + "/id_ecdsa", "ecdsa");
     server.addKey(several + "/id_rsa", "rsa", "", false);
     EXPECT_EQ(outcomeOf("", several), "");
+    EXPECT_EQ(outcome(url, login(url, server.user(), "", several)), "")
+        << "with the session of the second key";
     EXPECT_EQ(outcomeOf("secret", several), "");
-    endSessions();
-    server.addFile("b.bin", 1);
-    EXPECT_EQ(outcome(server.url("b.bin"), Login{server.user(), "", several}, 1), "");
-    EXPECT_EQ(outcome(url, Login{server.user(), "", several}), "") << "with the session of the second key";
 
     const std::string locked = keysIn("locked");
     server.addKey(locked + "/id_ed25519", "ed25519", "pass phrase");
@@ -175,16 +144,15 @@ TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
 TEST_F(FileTransferServer, SftpAsksNothingWhereThereIsAKeyAtHomeOrAnAgent) {
     SshServer server;
     server.addFile("a.bin", kSize);
-    NoStore store;
-    AuthenticationManager credentials(store, nullptr, harness.defaults, harness.clock);
+    NoPasswords passwords;
+    AuthenticationManager credentials(passwords, nullptr, harness.defaults, harness.clock);
     const std::string url = server.url("a.bin");
     const std::string named = std::string(url).insert(7, server.user() + "@");
     const auto outcomeOf = [&](const std::string& address) {
         endSessions();
-        return outcomeWith(credentials.getCredentialsForURL(*Url::parse(address)), address);
+        return outcome(address, credentials.getCredentialsForURL(*Url::parse(address)));
     };
-    const char* home = std::getenv("HOME");
-    const std::string before = home ? home : "";
+    const QByteArray before = qgetenv("HOME");
     ::setenv("HOME", harness.folder.path().c_str(), 1);
     EXPECT_EQ(outcomeOf(url), kRefused);
     std::filesystem::create_directory(harness.folder.path(".ssh"));
@@ -204,7 +172,7 @@ TEST_F(FileTransferServer, SftpAsksNothingWhereThereIsAKeyAtHomeOrAnAgent) {
     EXPECT_EQ(outcomeOf(url), "");
     ::unsetenv("SSH_AUTH_SOCK");
     EXPECT_EQ(outcomeOf(named), kRefused);
-    ::setenv("HOME", before.c_str(), 1);
+    ::setenv("HOME", before.constData(), 1);
 }
 
 } // namespace tarvo::test

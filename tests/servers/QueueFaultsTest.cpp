@@ -15,60 +15,51 @@ namespace tarvo::test {
 namespace {
 
 constexpr std::int64_t kSize = 40'000;
-constexpr std::int64_t kConnections = 4;
-constexpr Seconds kRetryDelay{0.05};
 
 std::ptrdiff_t entriesOf(const std::string& folder) {
     return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
+std::string nameOf(int number) {
+    return fmt::format("file{:03}.bin", number);
+}
+
+/// Downloads files of these numbers as a queue and ends it; nothing of it is left but the files.
+void runQueue(const JobHarness& harness, const FaultServer& server, int first, int end) {
+    UnattendedQueue queue(harness.environment, nullptr, Seconds(0.05));
+    for (int i = first; i < end; ++i)
+        ASSERT_TRUE(queue.controller.addDownloads(
+            {harness.job(server.url(kSize, fmt::format("random={}", i), nameOf(i)))}));
+    queue.controller.toggleAutorun();
+    const auto& files = queue.controller.remoteFiles();
+    EXPECT_TRUE(turnUntil([&] { return files.succeededJobs() == files.content().size(); },
+                          std::chrono::seconds(100)));
+    bool ended = false;
+    QObject::connect(&queue.controller, &QueueController::ended, [&] { ended = true; });
+    queue.controller.quit();
+    EXPECT_TRUE(turnUntil([&] { return ended; }));
+}
+
 } // namespace
 
-class QueueFaultsTest : public ::testing::Test {
-protected:
-    QueueFaultsTest() {
-        harness.transfers.probeTimeLimit = Seconds(0.15);
-        harness.environment.stallTimeout = Seconds(0.3);
-        harness.defaults.setForThisRun(SettingKey::kDefaultConcurrency, 8);
-    }
-
-    /// Downloads files of these numbers as a queue and ends it; nothing of it is left but the files.
-    void runQueue(int first, int end) {
-        UnattendedQueue queue(harness.environment, nullptr, kRetryDelay);
-        std::vector<std::shared_ptr<RemoteFile>> jobs;
-        for (int i = first; i < end; ++i)
-            jobs.push_back(
-                harness.job(server.url(kSize, fmt::format("random={}", i), nameOf(i)), kConnections));
-        ASSERT_TRUE(queue.controller.addDownloads(jobs));
-        jobs.clear();
-        queue.controller.toggleAutorun();
-        EXPECT_TRUE(turnUntil([&] { return queue.isDone(); }, std::chrono::seconds(100)));
-        bool ended = false;
-        QObject::connect(&queue.controller, &QueueController::ended, [&] { ended = true; });
-        queue.controller.quit();
-        EXPECT_TRUE(turnUntil([&] { return ended; }));
-    }
-
-    /// What this process has while no connection is open, on neither side of it.
-    std::pair<std::ptrdiff_t, std::ptrdiff_t> threadsAndDescriptors() {
+TEST(QueueFaults, EverythingArrivesAndNothingStaysBehind) {
+    constexpr int count = 100;
+    FaultServer server;
+    JobHarness harness;
+    harness.transfers.probeTimeLimit = Seconds(0.15);
+    harness.environment.stallTimeout = Seconds(0.3);
+    harness.defaults.setForThisRun(SettingKey::kDefaultConcurrency, 8);
+    // What this process has while no connection is open, on neither side of it.
+    const auto threadsAndDescriptors = [&] {
         harness.transfers.connectionPools->closeIdle(TimePoint::max());
         server.stop();
         const std::pair counted{entriesOf("/proc/self/task"), entriesOf("/proc/self/fd")};
         server.start();
         return counted;
-    }
-
-    FaultServer server;
-    JobHarness harness;
-
-    static std::string nameOf(int number) { return fmt::format("file{:03}.bin", number); }
-};
-
-TEST_F(QueueFaultsTest, EverythingArrivesAndNothingStaysBehind) {
-    constexpr int count = 100;
-    runQueue(0, 1); // for the threads that stay: those of the harness
+    };
+    runQueue(harness, server, 0, 1); // for the threads that stay: those of the harness
     const auto before = threadsAndDescriptors();
-    runQueue(1, count);
+    runQueue(harness, server, 1, count);
     EXPECT_EQ(threadsAndDescriptors(), before);
     for (int i = 0; i < count; ++i)
         EXPECT_EQ(fileIsSample(harness.folder.path(nameOf(i)), kSize), "") << nameOf(i);

@@ -6,14 +6,21 @@
 
 namespace tarvo::test {
 
-class UnattendedQueue : public AuthenticationPrompt,
-                        private PasswordStore,
-                        private PageOpener,
-                        private AlertPresenter {
+/// A desktop without a password store.
+class NoPasswords final : public PasswordStore {
+public:
+    std::vector<std::string> accounts(const std::string&) override { return {}; }
+
+    std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
+
+    void store(const std::string&, const std::string&, const std::string&) override {}
+};
+
+class UnattendedQueue : public AuthenticationPrompt, private PageOpener, private AlertPresenter {
 public:
     /// Everything referred to outlives it. `session` may be null.
     UnattendedQueue(const JobEnvironment& environment, UserDefaults* session, Seconds retryDelay)
-        : m_credentials(*this, this, environment.defaults, environment.clock),
+        : m_credentials(m_passwords, this, environment.defaults, environment.clock),
           controller({.jobs = environment,
                       .notifications = notifications,
                       .authManager = m_credentials,
@@ -22,24 +29,12 @@ public:
                       .session = session,
                       .retryDelay = retryDelay}) {}
 
-    /// Whether every job of the queue has succeeded.
-    bool isDone() {
-        auto& files = controller.remoteFiles();
-        return files.succeededJobs() == files.content().size();
-    }
-
 private:
     std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion&) override {
         return {};
     }
 
     void cancelPrompt() override {}
-
-    std::vector<std::string> accounts(const std::string&) override { return {}; }
-
-    std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
-
-    void store(const std::string&, const std::string&, const std::string&) override {}
 
     BrowserEndReason openBrowserFor(const std::shared_ptr<RemoteFile>&,
                                     std::shared_ptr<RemoteFile>&) override {
@@ -55,6 +50,7 @@ private:
         return buttons.size() - 1;
     }
 
+    NoPasswords m_passwords;
     AuthenticationManager m_credentials;
 
 public:
