@@ -3,7 +3,6 @@
 #include "support/Text.h"
 
 #include <csignal>
-#include <filesystem>
 
 namespace tarvo::test {
 
@@ -69,21 +68,15 @@ TEST_F(PasswordTest, TheOthersGoOnWhileItIsAsked) {
 
 TEST_F(PasswordTest, CtrlCAtThePromptSavesTheOthersAndMendsTheTerminal) {
     const std::string slow = server.url(kSize, "rate=20000", "slow.bin");
-    for (const bool atPassword : {false, true}) {
-        const std::int64_t before = server.bytesSent();
-        Program program(home, arguments({"-x", "1", slow, url}), {.terminal = true});
-        ASSERT_TRUE(program.prints("User name"));
-        ASSERT_TRUE(program.runsUntil([&] { return server.bytesSent() > before + 20'000; }));
-        if (atPassword) {
-            program.type("bob\n");
-            ASSERT_TRUE(program.runsUntil([&] { return !program.echoes(); }));
-        }
-        program.type("\x03");
-        EXPECT_EQ(program.status(std::chrono::seconds(3)), 130) << program.output();
-        EXPECT_TRUE(program.echoes());
-        EXPECT_FALSE(has(program.output(), "tarvo-get: http")); // no failure
-        EXPECT_GT(savedBytes(bundle("slow.bin")), atPassword ? 20'000 : 0);
-    }
+    Program program(home, arguments({"-x", "1", slow, url}), {.terminal = true});
+    ASSERT_TRUE(program.prints("User name"));
+    program.type("bob\n");
+    ASSERT_TRUE(program.runsUntil([&] { return server.bytesSent() > 20'000 && !program.echoes(); }));
+    program.type("\x03");
+    EXPECT_EQ(program.status(std::chrono::seconds(3)), 130) << program.output();
+    EXPECT_TRUE(program.echoes());
+    EXPECT_FALSE(has(program.output(), "tarvo-get: http")); // no failure
+    EXPECT_GT(savedBytes(bundle("slow.bin")), 10'000);
 }
 
 TEST_F(PasswordTest, TheSecondSignalMendsTheTerminalToo) {
@@ -102,8 +95,8 @@ TEST_F(PasswordTest, WithoutATerminalItSaysWhatToDo) {
     Program program(home, arguments({"--json", url}));
     EXPECT_EQ(program.status(), 1);
     EXPECT_TRUE(has(program.problems(), "no terminal to ask on. Give them with --user"));
-    ASSERT_EQ(eventsOf(program).size(), 1u);
-    EXPECT_EQ(eventsOf(program)[0]["code"].toInteger(), 5);
+    EXPECT_TRUE(program.output().starts_with("{\"code\":5,")) << program.output();
+    EXPECT_EQ(countOf(program.output(), "\n"), 1);
 }
 
 TEST_F(PasswordTest, OneInTheAddressIsToldNowhere) {
@@ -126,12 +119,8 @@ TEST_F(PasswordTest, OneInTheAddressIsToldNowhere) {
         EXPECT_FALSE(has(program->output(), "secret"));
         EXPECT_FALSE(has(program->problems(), "secret"));
     }
-    int logs = 0;
-    for (const auto& log : std::filesystem::directory_iterator(home.path("XDG_STATE_HOME/tarvo/logs"))) {
-        ++logs;
-        EXPECT_FALSE(has(contentOf(log.path().string()), "secret")) << log.path();
-    }
-    EXPECT_GT(logs, 0);
+    const std::string logs = contentOfAll(home.path("XDG_STATE_HOME/tarvo/logs"));
+    EXPECT_FALSE(logs.empty() || has(logs, "secret"));
     for (const HttpRequest& request : server.requests())
         EXPECT_FALSE(has(request.header("referer"), "secret"));
 }

@@ -20,22 +20,13 @@ namespace tarvo::test {
 namespace {
 
 std::vector<std::string> environmentFor(const TemporaryFolder& home, const std::vector<std::string>& more) {
-    static const QRegularExpression personal("^(HOME$|XDG_|DBUS_|LANG|LC_|TERM$|NO_COLOR$|.*_proxy$)");
-    auto all = QProcessEnvironment::systemEnvironment();
-    for (const QString& name : all.keys().filter(personal))
-        all.remove(name);
-    for (const char* folder : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
-        all.insert(folder, QString::fromStdString(home.path(folder)));
-    all.insert("HOME", QString::fromStdString(home.path()));
-    all.insert("LANG", "C.UTF-8");
-    all.insert("TERM", "xterm");
-    for (const std::string& variable : more) {
-        const QString text = QString::fromStdString(variable);
-        all.insert(text.section('=', 0, 0), text.section('=', 1));
-    }
-    std::vector<std::string> environment;
-    for (const QString& variable : all.toStringList())
+    static const QRegularExpression passedOn("^(?!HOME=|XDG_|DBUS_|LANG|LC_|TERM=|NO_COLOR=|\\w*_proxy=)");
+    std::vector<std::string> environment = more;
+    for (const QString& variable : QProcessEnvironment::systemEnvironment().toStringList().filter(passedOn))
         environment.push_back(variable.toStdString());
+    for (const std::string folder : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
+        environment.push_back(folder + "=" + home.path(folder));
+    environment.insert(environment.end(), {"HOME=" + home.path(), "LANG=C.UTF-8", "TERM=xterm"});
     return environment;
 }
 

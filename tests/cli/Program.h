@@ -61,9 +61,6 @@ public:
     /// Whether its terminal shows what is typed.
     bool echoes() const;
 
-    /// Where the kernel tells about it (proc(5)).
-    std::string procFolder() const { return "/proc/" + std::to_string(m_process.pid()); }
-
     /// The processor time that it has taken so far, in seconds; 0 once it has ended.
     double processorTime() const;
 
@@ -71,6 +68,9 @@ public:
     std::string commandLine() const;
 
 private:
+    /// Where the kernel tells about it (proc(5)).
+    std::string procFolder() const { return "/proc/" + std::to_string(m_process.pid()); }
+
     void collect();
 
     ChildProcess m_process;

@@ -8,8 +8,6 @@
 #include "support/FaultServer.h"
 #include "support/SampleData.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
@@ -33,17 +31,6 @@ protected:
         const auto state =
             ProgressFile(ProgressBundle::fromBundleDirectory(bundleFolder)->progressFile(), disk).readData();
         return state ? state->progressData->totalBytesDownloaded() : -1;
-    }
-
-    /// The events of a run with --json, whose output must hold nothing else.
-    static std::vector<QJsonObject> eventsOf(const Program& program) {
-        std::vector<QJsonObject> events;
-        std::istringstream lines(program.output());
-        for (std::string line; std::getline(lines, line);) {
-            events.push_back(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
-            EXPECT_FALSE(events.back().isEmpty()) << line;
-        }
-        return events;
     }
 
     TemporaryFolder home;

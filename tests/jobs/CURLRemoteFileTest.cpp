@@ -126,7 +126,7 @@ TEST_F(CURLRemoteFileTest, WhatTheSavedQueueDidNotKnowToHaveFinishedIsNotFetched
     ASSERT_FALSE(harness.run(harness.job(server.url(kSize)))); // asked for once more
     EXPECT_TRUE(harness.exists("sample (2).bin"));
     ASSERT_FALSE(harness.run(CURLRemoteFile::make( // of the same size and name, from elsewhere
-        originOfLink({*Url::parse(server.url(kSize, "delay=0")), harness.folder.path()}),
+        originOfLink({*Url::parse(server.url(kSize, "version=0")), harness.folder.path()}),
         harness.environment)));
     EXPECT_TRUE(harness.exists("sample (3).bin"));
 }

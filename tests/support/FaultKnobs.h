@@ -26,7 +26,6 @@ namespace tarvo::test {
 ///     referer=URL          403 without this Referer
 ///     auth=basic|digest    RFC 7617, RFC 7616: bob, secret (of a digest only the name is looked at)
 ///     rate=N               bytes per second, for each connection
-///     delay=N              milliseconds before the answer begins
 ///     version=N            other bytes of the same number (SampleData.h); 0, the usual ones, without
 ///     etag=TEXT            ETag, obeyed in If-Range (RFC 9110, 13.1.5), instead of one that names the
 ///                          version; "each": another one for each answer
@@ -56,7 +55,8 @@ namespace tarvo::test {
 ///                          how depends on N and the request's number alone, so that a run can be repeated
 class FaultKnobs {
 public:
-    /// Reads a query (values percent-encoded). Answers what is wrong with it, empty when all is well.
+    /// Reads a query (values percent-encoded). Answers what is wrong with it, empty when all is well; what is
+    /// no number where one is wanted ends the program.
     std::string read(std::string_view query);
 
     bool has(std::string_view name) const { return m_values.contains(name); }

@@ -204,9 +204,6 @@ bool FaultServer::answer(int socket, const HttpRequest& request) {
         noteProblem(problem);
         return sendText(socket, request, textAnswer(400, problem));
     }
-    const std::chrono::milliseconds delay(knobs.number("delay").value_or(0));
-    if (delay.count() > 0 && isGoneBy(socket, Clock::now() + delay))
-        return false;
     if (const auto before = answerBeforeTheFile(request, knobs))
         return sendText(socket, request, *before);
     return answerFile(socket, request, knobs, *size);

@@ -32,7 +32,6 @@ http {
         ssl_certificate_key FOLDER/key.pem;
         root FOLDER/files;
         location /untagged/ { alias FOLDER/files/; etag off; }
-        location /slow/ { alias FOLDER/files/; limit_rate SLOW_RATE; }
     }
 }
 )";
@@ -53,7 +52,6 @@ std::string NginxServer::configuration() const {
     return QString::fromUtf8(kConfiguration)
         .replace("FOLDER", QString::fromStdString(m_folder.path()))
         .replace("ADDRESS", QString::fromStdString(loopbackAddress()))
-        .replace("SLOW_RATE", QString::number(kSlowRate))
         .replace("PLAIN_PORT", QString::number(m_port))
         .replace("TLS_PORT", QString::number(m_tlsPort))
         .replace("HTTP2_PORT", QString::number(m_http2Port))

@@ -12,10 +12,6 @@ namespace tarvo::test {
 /// Serves sample files from a folder of its own.
 class NginxServer : public FileServer {
 public:
-    /// Of files below /slow/, for each connection, in bytes per second; the first second's worth comes at
-    /// once.
-    static constexpr int kSlowRate = 15'000;
-
     /// Files below /untagged/ have no entity tag.
     NginxServer();
 

@@ -43,4 +43,13 @@ inline std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// The contents of all files in a folder, one behind the other.
+inline std::string contentOfAll(const std::string& folder) {
+    std::string content;
+    std::error_code none;
+    for (const auto& file : std::filesystem::directory_iterator(folder, none))
+        content += contentOf(file.path());
+    return content;
+}
+
 } // namespace tarvo::test

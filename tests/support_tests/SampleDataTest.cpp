@@ -7,10 +7,7 @@
 
 namespace tarvo::test {
 
-TEST(SampleData, IsTheSameFromEveryOffsetAndDoesNotRepeat) {
-    const std::string whole = sample(0, 20'000);
-    for (const std::int64_t offset : {1, 4095, 4096, 4097, 12'288})
-        EXPECT_EQ(sample(offset, 7'000), whole.substr(static_cast<std::size_t>(offset), 7'000)) << offset;
+TEST(SampleData, DoesNotRepeat) {
     for (int bit = 12; bit < 50; ++bit)
         EXPECT_NE(sample(std::int64_t{1} << bit, 64), sample(0, 64)) << bit;
     EXPECT_FALSE(has(sample(1, 1'000'000), sample(0, 64)));
