@@ -3,14 +3,10 @@
 
 #include <limits>
 
-#include <gtest/gtest.h>
-
+#include "LiveTransfer.h"
 #include "base/Log.h"
-#include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
-#include "engine/progress/SegmentPlacer.h"
 #include "support/Ranges.h"
-#include "support/TemporaryFolder.h"
 
 namespace tarvo {
 
@@ -18,14 +14,7 @@ namespace {
 
 constexpr std::int64_t kHuge = std::numeric_limits<std::int64_t>::max();
 
-std::string textOf(const ByteRanges& ranges) {
-    std::string text;
-    for (const auto& range : ranges)
-        text += fmt::format("{}{}-{}", text.empty() ? "" : " ", range->lowerBound, range->upperBound);
-    return text;
-}
-
-class HandleCreatorTest : public ::testing::Test {
+class HandleCreatorTest : public test::TransferFixture {
 protected:
     HandleCreatorTest() { m_defaults.registerDefaults({{std::string(SettingKey::kMinimumChunkSize), 1024}}); }
 
@@ -34,44 +23,28 @@ protected:
         const HandleCreator creator(std::make_shared<ProgressData>(size, test::rangesOf(done)),
                                     *Url::parse("http://h/f"), m_token, Url::parse("http://page/"), {},
                                     m_environment);
-        ByteRanges ranges;
+        std::string ranges;
         for (const auto& handle : creator.createHandles(count)) {
             const CurlRequest& request = handle->segment().request();
             EXPECT_EQ(request.authToken, m_token);
             EXPECT_EQ(request.referer, Url::parse("http://page/"));
-            ranges.push_back(std::make_shared<ByteRange>(request.lowerBound, request.upperBound));
+            ranges +=
+                fmt::format("{}{}-{}", ranges.empty() ? "" : " ", request.lowerBound, request.upperBound);
         }
-        return textOf(ranges);
+        return ranges;
     }
 
-    test::TemporaryFolder m_folder;
-    PosixDisk m_disk;
-    UserDefaults m_defaults{m_folder.path("settings.conf"), m_disk};
-    CookieStore m_cookies;
-    SystemClock m_clock;
-    TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};
     std::shared_ptr<const TRAuthToken> m_token = std::make_shared<TRAuthToken>("h", "bob", "secret");
 };
 
-std::string placed(std::int64_t size, std::int64_t count, std::int64_t minimum) {
-    return textOf(SegmentPlacer(ProgressData(size), minimum).findSegmentLocations(count));
-}
-
 } // namespace
 
-TEST(SegmentPlacer, EqualSegmentsAndARestThatBelongsToTheLast) {
-    EXPECT_EQ(placed(10'003, 4, 1024), "0-2500 2500-5000 5000-7500 7500-10003");
-    EXPECT_EQ(placed(2500, 10, 1024), "0-1024 1024-2500");
-    EXPECT_EQ(placed(100, 4, 1024), "0-100");
-    EXPECT_EQ(placed(23, 10, 3), "0-3 3-6 6-9 9-12 12-15 15-18 18-23");
-    EXPECT_EQ(placed(0, 4, 1024), "");
-    EXPECT_EQ(placed(1000, 0, 1024), "");
-    EXPECT_EQ(placed(kHuge, 2, 1024), fmt::format("0-{0} {0}-{1}", kHuge / 2, kHuge));
-}
-
-TEST_F(HandleCreatorTest, WhatIsKnownOfTheFileDecides) {
+TEST_F(HandleCreatorTest, AFreshFileIsFetchedInEqualPartsAndTheRestBelongsToTheLast) {
     EXPECT_EQ(planned(0, {}, 8), "0-0") << "of an unknown size there is one stream without a range";
-    EXPECT_EQ(planned(10'000, {}, 4), "0-2500 2500-5000 5000-7500 7500-10000");
+    EXPECT_EQ(planned(10'003, {}, 4), "0-2500 2500-5000 5000-7500 7500-10003");
+    EXPECT_EQ(planned(2500, {}, 10), "0-1024 1024-2500");
+    EXPECT_EQ(planned(100, {}, 4), "0-100");
+    EXPECT_EQ(planned(kHuge, {}, 2), fmt::format("0-{0} {0}-{1}", kHuge / 2, kHuge));
     EXPECT_EQ(planned(1000, {{0, 1000}}, 4), "");
 }
 

@@ -1,4 +1,4 @@
-// What tests of real transfers stand on: a server that misbehaves on request, settings, and a receiver.
+// What tests of transfers stand on: a server that misbehaves on request, settings, and a receiver.
 #pragma once
 
 #include "base/PosixDisk.h"
@@ -10,6 +10,7 @@
 #include "support/TurnUntil.h"
 
 #include <atomic>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -23,14 +24,28 @@ public:
         content.resize(std::max(content.size(), static_cast<std::size_t>(offset) + data.size()));
         std::copy(data.begin(), data.end(), content.begin() + offset);
         count += static_cast<std::int64_t>(data.size());
+        if (atData)
+            atData();
         return static_cast<std::int64_t>(data.size());
     }
 
     std::string content; // the transfer thread's
     std::atomic<std::int64_t> count{0};
+    std::function<void()> atData; // on the transfer thread, before libcurl goes on
 };
 
-class LiveTransfer : public ::testing::Test {
+/// What a request is made with: settings of the test's own, and nobody's cookies.
+class TransferFixture : public ::testing::Test {
+protected:
+    TemporaryFolder m_folder;
+    PosixDisk m_disk;
+    UserDefaults m_defaults{m_folder.path("settings.conf"), m_disk};
+    CookieStore m_cookies;
+    SystemClock m_clock;
+    TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};
+};
+
+class LiveTransfer : public TransferFixture {
 protected:
     void TearDown() override { EXPECT_EQ(m_server.problems(), std::vector<std::string>()); }
 
@@ -56,12 +71,6 @@ protected:
     }
 
     FaultServer m_server;
-    TemporaryFolder m_folder;
-    PosixDisk m_disk;
-    UserDefaults m_defaults{m_folder.path("settings.conf"), m_disk};
-    CookieStore m_cookies;
-    SystemClock m_clock;
-    TransferEnvironment m_environment{m_defaults, m_cookies, m_clock};
     std::shared_ptr<Receiver> m_receiver = std::make_shared<Receiver>();
     std::shared_ptr<const TRAuthToken> m_token;
     std::optional<Url> m_referer;

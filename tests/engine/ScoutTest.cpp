@@ -36,15 +36,12 @@ TEST_F(ScoutTest, LearnsSizeAndWhetherPartsCanBeFetched) {
         std::int64_t contentLength;
         bool multipart;
     } cases[] = {
-        {5000, "", 5000, true},
         {5'000'000'000, "", 5'000'000'000, true},
         {1, "", 1, false},
-        {0, "", 0, false},
         {5000, "norange", 5000, false},
         {5000, "nolength", 0, false},
         {5000, "status=405&until=1", 5000, true}, // refuses HEAD
         {5000, "redirect=10", 5000, true},
-        {5000, "untilclose", 5000, true},
         {5000, "norangeheader", 5000, false}, // the parts would not be believed
         {5000, "excess=1", 5000, false},
     };
@@ -83,19 +80,14 @@ TEST_F(ScoutTest, TellsWhatStandsInTheWay) {
 TEST_F(ScoutTest, NamesTheFile) {
     const std::string evil = "disposition=" + test::knobValue("attachment; filename=\"../x.pdf\"");
     const std::tuple<std::string, std::string, std::string> cases[] = {
-        {"report.pdf", "type=application/pdf", "report.pdf"},
         {"report", "type=application/pdf", "report.pdf"},
         {"a.b", "type=application/pdf;v%3D1", "a.b"},
-        {"photo.JPEG", "type=image/jpeg", "photo.JPEG"},
         {"a.jar", "type=application/zip", "a.jar"},
-        {"notes.log", "type=text/plain", "notes.log"},
         {"a.torrent", "type=application/octet-stream", "a.torrent"},
         {"v1.2", "type=application/zip", "v1.2.zip"},
-        {"v1.2.7z", "type=application/zip", "v1.2.7z"},
         {"download.php", "type=application/zip", "download.php.zip"},
         {"index.php", "type=text/plain", "index.php"},
         {"v1.2", "type=application/x-unheard-of", "v1.2"},
-        {"a.b", "", "a.b"}, // bytes of no known type
         {"a%20%C3%BC.bin", "", "a \xc3\xbc.bin"},
         {std::string(300, 'x'), "", std::string(244, 'x')}, // room for .trdownload is kept
         {"..%2F..%2Fetc%2Fpasswd", "", "_.._etc_passwd"},
@@ -111,10 +103,8 @@ TEST_F(ScoutTest, NamesTheFile) {
 
 TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
     const std::pair<const char*, std::optional<std::string>> cases[] = {
-        {"attachment; filename=report.pdf", "report.pdf"},
         {"attachment; filename = \"my report.pdf\"; size=3", "my report.pdf"},
         {"attachment; filename*=UTF-8''other.pdf; filename=\"plain.pdf\"", "plain.pdf"},
-        {"attachment; filename=a.zip; filename*=UTF-8''b.zip", "a.zip"},
         {"attachment; filename=my report.pdf ; size=1", "my report.pdf"},
         {R"(attachment; name="filename=x.exe; a"; FILENAME="a; \"b\"\\.zip";size=1)", R"(a; "b"\.zip)"},
         {"filename=\"a.zip", "a.zip"},
@@ -125,8 +115,6 @@ TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
         {"attachment; filename*=KOI8-R''%A3.pdf", std::nullopt},
         {"attachment; filename*=nonsense", std::nullopt},
         {"attachment; filename*=UTF-8''", std::nullopt},
-        {"attachment; filename=", std::nullopt},
-        {"inline", std::nullopt},
         {"", std::nullopt},
     };
     for (const auto& [value, name] : cases)

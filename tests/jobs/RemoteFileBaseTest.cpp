@@ -7,14 +7,6 @@
 
 namespace tarvo::test {
 
-namespace {
-
-Error someError(const std::string& text) {
-    return {std::string(ErrorDomain::Tarvo), 1, text, ""};
-}
-
-} // namespace
-
 class RemoteFileBaseTest : public ::testing::Test {
 protected:
     ~RemoteFileBaseTest() override { end = true; }
@@ -71,12 +63,12 @@ TEST_F(RemoteFileBaseTest, ADownloadIsPausedAndResumedOnlyWhileItRuns) {
 
 TEST_F(RemoteFileBaseTest, TheFirstFailureWinsAndAStoppedJobStaysStopped) {
     const auto job = make();
-    job->failWithError(someError("first"));
-    job->failWithError(someError("second"));
+    job->failWithError(Error::tarvo("first"));
+    job->failWithError(Error::tarvo("second"));
     EXPECT_EQ(job->error()->description, "first");
     const auto stopped = make();
     stopped->stop();
-    stopped->failWithError(someError("late"));
+    stopped->failWithError(Error::tarvo("late"));
     EXPECT_EQ(stopped->currentState(), rf_state_stopped);
     EXPECT_FALSE(stopped->error());
     EXPECT_TRUE(harness.prepare(stopped));
@@ -92,7 +84,7 @@ TEST_F(RemoteFileBaseTest, TheFirstFailureWinsAndAStoppedJobStaysStopped) {
 
 TEST_F(RemoteFileBaseTest, AFailedPreparationMayBeRepeatedAndACompleteFileIsASuccess) {
     const auto job = make();
-    job->makeReady = [](const auto&) { return failure(someError("no")); };
+    job->makeReady = [](const auto&) { return failure(Error::tarvo("no")); };
     EXPECT_TRUE(harness.prepare(job));
     EXPECT_EQ(job->currentState(), rf_state_failed);
     job->makeReady = [](const auto&) {

@@ -1,8 +1,6 @@
 // A transfer whose list of connections grows and shrinks while it runs.
 #include "storage/ProgressFile.h"
-#include "support/FaultServer.h"
-#include "support/JobHarness.h"
-#include "support/SampleData.h"
+#include "support/JobTest.h"
 
 #include <filesystem>
 
@@ -12,24 +10,21 @@ namespace tarvo::test {
 
 namespace {
 
-constexpr std::int64_t kSize = 1'000'000;
 constexpr std::int64_t kFirstHole = 100'000; // from 0; the second one goes from twice as far to the end
 
 } // namespace
 
-class SegmentedTransferTest : public ::testing::TestWithParam<const char*> {
+class SegmentedTransferTest : public JobTest, public ::testing::WithParamInterface<const char*> {
 protected:
-    void TearDown() override { EXPECT_TRUE(server.problems().empty()); }
-
     /// Prepares the download of a bundle with two holes over one connection, which is planned for the larger.
     std::shared_ptr<SegmentedTransfer> makeReady(const Url& url) {
-        std::filesystem::create_directory(bundle.bundleDirectory());
+        std::filesystem::create_directory(bundle);
         harness.folder.write("sample.bin.trdownload/data",
                              std::string(kFirstHole, '?') + sample(kFirstHole, kFirstHole));
         const auto record = std::make_shared<ProgressData>(kSize);
         record->recordBytesDownloaded(kFirstHole, kFirstHole);
-        EXPECT_TRUE(ProgressFile(bundle.progressFile(), harness.disk).writeData({url, kSize, record, {}, 1}));
-        DownloadPreparation preparation(url, {.bundle = {.bookmark = bundle.bundleDirectory()}}, {}, intake,
+        EXPECT_TRUE(ProgressFile(bundle + "/progress", harness.disk).writeData({url, kSize, record, {}, 1}));
+        DownloadPreparation preparation(url, {.bundle = {.bookmark = bundle}}, {}, intake,
                                         harness.environment);
         auto ready = preparation.run([](const ProbeAnswers&) { return BundlePlace(); });
         if (!ready)
@@ -38,9 +33,6 @@ protected:
                                          std::move(*ready));
     }
 
-    FaultServer server;
-    JobHarness harness;
-    const ProgressBundle bundle{harness.folder.path(), "sample.bin"};
     std::shared_ptr<DataIntake> intake = std::make_shared<DataIntake>(harness.disk, harness.clock);
     Speedometer speedometer{10, Seconds(15), nullptr, harness.clock.now()};
     Result<FinishedFile> finished;
@@ -48,7 +40,7 @@ protected:
 
 TEST_P(SegmentedTransferTest, AnAddedConnectionCountsUntilItIsDroppedAndItsFailureStays) {
     const bool fails = *GetParam() != '\0';
-    const auto transfer = makeReady(*Url::parse(server.url(kSize, "rate=500000" + std::string(GetParam()))));
+    const auto transfer = makeReady(*Url::parse(server.url(kSize, "rate=1000000" + std::string(GetParam()))));
     ASSERT_TRUE(transfer);
     EXPECT_FALSE(transfer->addConnection({0, kFirstHole})) << "nothing runs yet";
     harness.workers.async([&] { finished = transfer->run([] { return "sample.bin"; }); });
@@ -65,7 +57,7 @@ TEST_P(SegmentedTransferTest, AnAddedConnectionCountsUntilItIsDroppedAndItsFailu
     EXPECT_EQ(finished.has_value(), !fails);
     EXPECT_TRUE(finished || finished.error().is(ErrorDomain::CurlHttp, 503)) << finished.error().sentence();
     EXPECT_EQ(intake->totalDone(), fails ? kSize - kFirstHole : kSize) << "the other one has gone on";
-    EXPECT_EQ(fails ? "" : fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(fails ? "" : fileIsSample(file, kSize), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Whose, SegmentedTransferTest, ::testing::Values("", "&status=503&from=4&until=4"));

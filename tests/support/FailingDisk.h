@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <limits>
 #include <string>
 #include <thread>
 
@@ -24,29 +23,21 @@ public:
         plan->forGood = forGood;
     }
 
-    /// From here on, what is written at `offset` or later is lost without an error.
-    void loseWritesFrom(std::int64_t offset) { m_plan.lock()->lostFrom = offset; }
+    /// The next call of this operation waits until the test lets it go on.
+    void holdNext(std::string operation) { *m_held.lock() = std::move(operation); }
 
-    /// The next flush, of a file or of a folder, waits until the test lets it go on.
-    void holdNextFlush() { m_holdsNextFlush = true; }
+    bool isHolding() const { return m_isHolding; }
 
-    void holdNextFolderFlush() { m_holdsNextFolderFlush = true; }
-
-    bool isHolding() const { return m_holding; }
-
-    void letFlushGoOn() { m_holding = false; }
+    void letGoOn() { m_isHolding = false; }
 
     void recover() { *m_plan.lock() = {}; }
 
     Result<void> writeAt(int descriptor, std::string_view bytes, std::int64_t offset,
                          const std::string& path) override {
-        if (offset >= m_plan.lock()->lostFrom)
-            return {};
         return fails("writeAt") ? refuse("write", path) : PosixDisk::writeAt(descriptor, bytes, offset, path);
     }
 
     Result<void> flush(int descriptor, const std::string& path) override {
-        holdIf(m_holdsNextFlush);
         return fails("flush") ? refuse("flush", path) : PosixDisk::flush(descriptor, path);
     }
 
@@ -63,7 +54,6 @@ public:
     }
 
     Result<void> flushFolder(const std::string& path) override {
-        holdIf(m_holdsNextFolderFlush);
         return fails("flushFolder") ? refuse("flush the folder", path) : PosixDisk::flushFolder(path);
     }
 
@@ -85,17 +75,21 @@ private:
         int callsLeft = 0; // until the one that fails; 0: none does
         int errorNumber = 0;
         bool forGood = true;
-        std::int64_t lostFrom = std::numeric_limits<std::int64_t>::max();
     };
 
-    void holdIf(std::atomic<bool>& isAsked) {
-        if (!isAsked.exchange(false))
-            return;
-        for (m_holding = true; m_holding;)
+    void holdIfAsked(std::string_view operation) {
+        {
+            auto held = m_held.lock();
+            if (*held != operation)
+                return;
+            held->clear();
+        }
+        for (m_isHolding = true; m_isHolding;)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 
     bool fails(std::string_view operation) {
+        holdIfAsked(operation);
         auto plan = m_plan.lock();
         if (operation != plan->operation || plan->callsLeft == 0)
             return false;
@@ -114,9 +108,8 @@ private:
 
     Locked<Plan> m_plan;
     std::atomic<std::int64_t> m_free{-1};
-    std::atomic<bool> m_holdsNextFlush{false};
-    std::atomic<bool> m_holdsNextFolderFlush{false};
-    std::atomic<bool> m_holding{false};
+    Locked<std::string> m_held; // the operation that is to wait
+    std::atomic<bool> m_isHolding{false};
 };
 
 } // namespace tarvo::test

@@ -38,14 +38,12 @@ public:
     std::string folder = "/";
     std::int64_t connections = 1;
     bool retryable = true;
-    bool recovery = true;
     std::optional<std::string> awaited;
     std::optional<Error> shownError; ///< in place of what the job has failed with
     std::optional<TimePoint> shownErrorDate;
 
     int savesDone = 0;
 
-    using RemoteFileBase::clearError;
     using RemoteFileBase::setCurrentState;
     using RemoteFileBase::setFileSize;
 
@@ -73,7 +71,7 @@ public:
 
     std::int64_t activeConnections() const override { return connections; }
 
-    bool supportsRecovery() const override { return recovery; }
+    bool supportsRecovery() const override { return true; }
 
     bool isRetryable() const override { return retryable; }
 
@@ -102,7 +100,6 @@ public:
         fresh->makeReady = makeReady;
         fresh->download = download;
         fresh->retryable = retryable;
-        fresh->recovery = recovery;
         return fresh;
     }
 

@@ -1,9 +1,11 @@
-// Connections that end before their time while a real SFTP server is silent.
-#include <atomic>
-#include <functional>
+// Connections that end while a real file server is silent.
+#include <thread>
+
+#include <curl/curl.h>
 
 #include "engine/LiveTransfer.h"
 #include "support/SshServer.h"
+#include "support/VsftpdServer.h"
 
 namespace tarvo {
 
@@ -22,6 +24,7 @@ struct AtEachTurn final : CurlMultiDelegate {
 } // namespace
 
 using SilentSftp = test::LiveTransfer;
+using SilentFtp = test::LiveTransfer;
 
 // By itself libcurl would wait for the answer to the close of each file.
 TEST_F(SilentSftp, DoesNotHoldUpWhatEndsEarlyOrIsStopped) {
@@ -49,6 +52,36 @@ TEST_F(SilentSftp, DoesNotHoldUpWhatEndsEarlyOrIsStopped) {
     EXPECT_LT(m_clock.now() - *silentSince, std::chrono::milliseconds(500));
     EXPECT_EQ(parts[0]->currentState(), CurlDownloadState::Succeeded);
     EXPECT_EQ(parts[1]->currentState(), CurlDownloadState::Failed);
+}
+
+// By itself libcurl would wait for the answer to its goodbye.
+TEST_F(SilentFtp, DoesNotHoldUpTheClosingOfIdleConnections) {
+    const test::VsftpdServer server;
+    server.addFile("a.bin", 100);
+    const auto head = downloader({.url = *Url::parse(server.url("/a.bin")), .headRequestOnly = true});
+    CurlMulti({head}, m_environment.connectionPools).downloadAndBlock();
+    ASSERT_EQ(m_environment.connectionPools->idleCount(), 1u);
+    server.freeze();
+    const auto close = [&] { m_environment.connectionPools->closeIdle(TimePoint::max()); };
+    EXPECT_LT(test::timeOf(close), std::chrono::seconds(1));
+}
+
+// By itself libcurl would wait a minute for the word that this was the whole file.
+TEST_F(SilentFtp, DoesNotHoldUpAStopWhenAllBytesAreThere) {
+    const test::VsftpdServer server;
+    server.addFile("a.bin", kSize);
+    m_receiver->atData = [&] { server.freeze(); };
+    CurlMulti loop({segment(server.url("/a.bin"), 0, 100)}, m_environment.connectionPools);
+    std::thread transfer([&] { loop.downloadAndBlock(); });
+    EXPECT_TRUE(test::turnUntil([&] { return m_receiver->count == 100; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // now it waits inside libcurl
+    EXPECT_LT(test::timeOf([&] {
+                  loop.requestStop();
+                  transfer.join();
+              }),
+              std::chrono::seconds(2));
+    EXPECT_EQ(loop.error()->code, CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_EQ(m_environment.connectionPools->idleCount(), 0u);
 }
 
 } // namespace tarvo
