@@ -47,14 +47,6 @@ struct Pipe {
         write = FileHandle(ends[1]);
     }
 
-    /// Leaves room for a line of some hundred characters, not for two.
-    void fill() const {
-        constexpr int page = 4096;
-        EXPECT_EQ(::fcntl(write.descriptor(), F_SETPIPE_SZ, page), page);
-        const std::string block(page - 300, '.');
-        EXPECT_EQ(::write(write.descriptor(), block.data(), block.size()), std::ssize(block));
-    }
-
     FileHandle read;
     FileHandle write;
 };
@@ -96,15 +88,13 @@ Program::Program(const TemporaryFolder& home, const std::vector<std::string>& ar
     Pipe input;
     Pipe output;
     Pipe problems;
-    if (surroundings.outputFull)
-        output.fill();
     around.input = input.read.descriptor();
     around.output = output.write.descriptor();
     around.problems = problems.write.descriptor();
     m_process.start(command, around);
     m_input = std::move(input.write);
     m_problemsEnd = std::move(problems.read);
-    (surroundings.outputFull ? m_fullPipe : m_outputEnd) = std::move(output.read);
+    m_outputEnd = std::move(output.read);
 }
 
 void Program::type(const std::string& text) {

@@ -14,8 +14,7 @@ namespace tarvo::test {
 
 /// What the program finds around it.
 struct Surroundings {
-    bool terminal = false;   ///< a terminal of its own instead of pipes
-    bool outputFull = false; ///< standard output is a pipe that takes one line and nobody reads
+    bool terminal = false;                  ///< a terminal of its own instead of pipes
     std::vector<std::string> environment{}; ///< "NAME=VALUE"
     std::string program = TARVO_PROGRAM;
 };
@@ -78,7 +77,6 @@ private:
     FileHandle m_input;
     FileHandle m_outputEnd;
     FileHandle m_problemsEnd;
-    FileHandle m_fullPipe;
     std::string m_output;
     std::string m_problems;
 };

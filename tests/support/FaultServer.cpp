@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kLongestHead = 16'384;
 constexpr std::int64_t kBlock = 262'144;
+constexpr auto kForever = std::chrono::hours(24); // or until the client has gone
 
 bool sendAll(int socket, std::string_view bytes, int flags = 0) {
     while (!bytes.empty()) {
@@ -47,12 +48,6 @@ bool isGoneBy(int socket, Clock::time_point end) {
             return true;
         if (left <= 0)
             return false;
-    }
-}
-
-/// Sends nothing more, for as long as the client listens.
-void fallSilent(int socket) {
-    while (!isGoneBy(socket, Clock::now() + std::chrono::hours(1))) {
     }
 }
 
@@ -219,7 +214,7 @@ bool FaultServer::answerFile(int socket, const HttpRequest& request, const Fault
         return false;
     }
     if (knobs.has("silent")) {
-        fallSilent(socket);
+        isGoneBy(socket, Clock::now() + kForever);
         return false;
     }
     if (const auto status = knobs.number("status"))
@@ -250,7 +245,7 @@ bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnob
             return false;
     }
     if (end == stall && stall < length)
-        fallSilent(socket);
+        isGoneBy(socket, Clock::now() + kForever);
     return end == length && (!answer.isChunked || sendAll(socket, "0\r\n\r\n")) && !answer.endsConnection &&
            overrun == 0;
 }

@@ -27,7 +27,6 @@ Fetched fetch(const std::string& url, const std::string& range = {}) {
     Fetched fetched;
     CURL* curl = curl_easy_init();
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, 500L);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION,
                      static_cast<std::size_t (*)(char*, std::size_t, std::size_t, void*)>(takeBody));
