@@ -241,7 +241,9 @@ TEST_F(QueueStateSaverTest, ABundleWhoseDiskIsAwayStaysAndGoesOnWhenItIsBack) {
     }
 }
 
-TEST_F(QueueStateSaverTest, DuplicatesAndLostBundlesAreNamedAndTheOthersComeBack) {
+TEST_F(QueueStateSaverTest, DuplicatesAndLostBundlesAreNamedAndTheOthersComeBackWithTheirBytes) {
+    ASSERT_TRUE(queue.addRemoteFile(harness.job("http://127.0.0.1:1/b"))); // begun since these rows
+    saveNow(saver);
     const auto a = bundleJob("a");
     makeBundle("same", "a");
     KeyedArchiver archiver(KeyedArchiver::Format::Binary);
@@ -253,8 +255,9 @@ TEST_F(QueueStateSaverTest, DuplicatesAndLostBundlesAreNamedAndTheOthersComeBack
     std::filesystem::remove(harness.folder.path("finished.trdownload/progress"));
 
     const Restart restart(harness);
-    EXPECT_EQ(restart.names(), (Names{"a", "b"}));
-    EXPECT_EQ(restart.queue.jobAt(0)->currentState(), rf_state_initializing)
+    EXPECT_EQ(restart.names(), (Names{"b", "a"}));
+    EXPECT_TRUE(restart.queue.jobAt(0)->supportsRecovery());
+    EXPECT_EQ(restart.queue.jobAt(1)->currentState(), rf_state_initializing)
         << "refused as its own duplicate it would have been stopped";
     EXPECT_EQ(logged("left out of the queue: " + harness.folder.path("lost.trdownload")), 1);
     EXPECT_FALSE(harness.exists("finished.trdownload"));
