@@ -21,7 +21,7 @@ namespace tarvo::test {
 /// server that is named. Every operation may be called from any thread.
 ///
 ///     FaultServer server;
-///     download(server.url(100'000, "cut=5000&every=2"));
+///     download(server.url(100'000, "cut=5000&from=2"));
 class FaultServer {
 public:
     FaultServer();
