@@ -7,6 +7,7 @@
 
 #include "support/FailingDisk.h"
 #include "support/TemporaryFolder.h"
+#include "support/Text.h"
 
 namespace tarvo {
 
@@ -30,19 +31,15 @@ TEST(CrashReports, TheNewestStayAndAreToldOfInOneNotice) {
     const UserDefaults defaults(folder.path("tarvo.conf"), disk);
     const TRLoggingManager logging(defaults, disk, folder.path("logs"));
     CrashReports crashes(disk, reports);
-    ASSERT_TRUE(crashes.write("f(_ZN5tarvo3runEv+0x1)", logging));
+    ASSERT_TRUE(crashes.write("trace", logging));
     using Entries = std::filesystem::directory_iterator;
     EXPECT_EQ(std::distance(Entries(reports), {}), CrashReports::kMostReports);
 
     Notices notices;
     crashes.tellNews(notices);
-    ASSERT_EQ(notices.texts.size(), 1u);
-    const std::string& text = notices.texts[0];
-    const std::size_t begin = text.find(reports);
-    const std::string report = test::contentOf(text.substr(begin, text.find(".txt") + 4 - begin));
-    EXPECT_NE(report.find("f(tarvo::run()+0x1)"), std::string::npos) << text << report;
     crashes.tellNews(notices);
-    EXPECT_EQ(notices.texts.size(), 1u);
+    ASSERT_EQ(notices.texts.size(), 1u);
+    EXPECT_TRUE(test::has(notices.texts[0], reports));
 }
 
 } // namespace tarvo

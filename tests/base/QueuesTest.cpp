@@ -11,30 +11,28 @@
 #include <thread>
 #include <vector>
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
 #include <gtest/gtest.h>
-#include <unistd.h>
+
+#include "support/TurnUntil.h"
 
 namespace tarvo {
 
 TEST(SerialQueue, RunsInTheOrderOfHandingInAndSyncOnTheCaller) {
     std::vector<int> order; // no lock: the queue is what serialises
-    std::thread::id synced;
     {
         SerialQueue queue("test");
         for (int i = 0; i < 100; ++i)
             queue.async([&order, i] { order.push_back(i); });
-        synced = queue.sync([&] {
+        queue.sync([&, caller = std::this_thread::get_id()] {
             order.push_back(100);
-            return std::this_thread::get_id();
+            EXPECT_EQ(std::this_thread::get_id(), caller);
         });
         queue.async([&order] { order.push_back(101); });
     } // its end waits for what was handed in
     ASSERT_EQ(order.size(), 102u);
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-    EXPECT_EQ(synced, std::this_thread::get_id());
 }
 
 TEST(Runloop, ALoopInsideAClosureServesThoseWhoWaitAndThoseWhoCome) {
@@ -55,26 +53,16 @@ TEST(Runloop, ALoopInsideAClosureServesThoseWhoWaitAndThoseWhoCome) {
         order.emplace_back("closed");
     });
     Runloop::runOnNextTurn([&] { order.emplace_back("waited"); });
-    while (!ended || order.size() < 4)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    EXPECT_TRUE(test::turnUntil([&] { return ended && order.size() >= 4; }));
     worker.join();
     EXPECT_EQ(order, (std::vector<std::string>{"opens", "waited", "came", "closed"}));
 }
 
 TEST(Runloop, AClosureMayHoldWhatHandsInAnotherAtItsEnd) {
-    EXPECT_EXIT(
-        {
-            ::alarm(10); // a deadlock ends, too
-            int argc = 0;
-            QCoreApplication application(argc, nullptr);
-            const Runloop::Main mainThread;
-            bool ended = false;
-            const auto last = [&](int*) { Runloop::runOnMainLater([&] { ended = true; }); };
-            Runloop::runOnNextTurn([held = std::shared_ptr<int>(nullptr, last)] {});
-            QCoreApplication::processEvents();
-            std::_Exit(ended ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
+    bool ended = false;
+    const auto last = [&](int*) { Runloop::runOnNextTurn([&] { ended = true; }); };
+    Runloop::runOnNextTurn([held = std::shared_ptr<int>(nullptr, last)] {});
+    EXPECT_TRUE(test::turnUntil([&] { return ended; })); // never, if it waits for itself
 }
 
 TEST(Runloop, ReleasesWhoStillWaitsWhenTheProgramQuits) {

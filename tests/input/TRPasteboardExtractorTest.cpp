@@ -25,16 +25,9 @@ std::string repeated(const char* text, int times) {
 
 } // namespace
 
-TEST(FindURLsInHTML, FindsWhatTheExpressionFinds) {
-    const std::pair<const char*, Texts> cases[] = {
-        {R"(<A class="x" HREF="http://a/?p=1&amp;q=2">y</A>)", {"http://a/?p=1&q=2"}},
-        {R"(<a href="x"><a href="mailto:me"> <area href="/y">)", {"x", "mailto:me", "/y"}},
-        {"<a\nhref=\"x\"> <a href=\"y\"\n>", {}},                     // a line each, as "." ends with it
-        {R"(<a href="x" <a href="y">)", {"x"}},                       // the tag ends where the first ">" is
-        {R"(<a href="a&#10;http://b/&#13;&#9;c">)", {"ahttp://b/c"}}, // one link stays one line
-    };
-    for (const auto& [html, links] : cases)
-        EXPECT_EQ(Extractor::findURLsInHTML(html), links) << html;
+TEST(FindURLsInHTML, ALinkStaysOneLine) {
+    EXPECT_EQ(Extractor::findURLsInHTML(R"(<A class="x" HREF="http://a/?p=1&amp;&#10;http://b/&#13;&#9;c">)"),
+              Texts{"http://a/?p=1&http://b/c"});
 }
 
 TEST(FindURLsInHTML, HostileTextCostsNoMoreThanItsLength) {
@@ -61,18 +54,13 @@ TEST(LinksOfRTF, AreThoseOfItsFields) {
         {R"({\fldinst HYPERLINK "http://a/{\uc2\u233 ?!}\u232 ?!{\uc0\u234}z"})",
          {"http://a/%C3%A9%C3%A8!%C3%AAz"}},
         {"{\\fldinst HYPERLINK \"http://\r\na/\\bin3 }}}b\\~c\"}", {"http://a/b%20c"}},
-        {R"({\fldinst HYPERLINK "http://a/)", {}},
-        {"{\\fldinst HYPERLINK \"http://a/\\'", {}},
     };
     for (const auto& [rtf, links] : cases)
         EXPECT_EQ(linksOfRTF(rtf), links) << rtf;
 }
 
 TEST(FindURLsInPasteboard, KeepsTheOrderOfItsSourcesAndEachLinkOnce) {
-    EXPECT_EQ(linksOf({{"text/plain",
-                        "http://a/x\nhttp://a/x\r\n see <a href=\"http://a/z\">\n ftp://b/y\nmailto:x"}}),
-              (Texts{"http://a/x", "http://a/z", " ftp://b/y"}));
-    EXPECT_EQ(linksOf({{"text/plain", "http://p/\nhttp://h/"},
+    EXPECT_EQ(linksOf({{"text/plain", "http://p/\nhttp://p/\r\n see <a href=\"http://h/\">\nmailto:x"},
                        {"application/rtf", R"({\fldinst HYPERLINK "http://r/"})"},
                        {"text/html", R"(<a href="http://h/"> <a href="http://r/">)"}}),
               (Texts{"http://h/", "http://r/", "http://p/"}));
@@ -81,15 +69,12 @@ TEST(FindURLsInPasteboard, KeepsTheOrderOfItsSourcesAndEachLinkOnce) {
 TEST(PasteboardFromMimeData, ReadsTheFormsOfDesktops) {
     const std::string utf16("\xFF\xFEh\0t\0t\0p\0:\0/\0/\0a\0/\0", 20);
     const std::pair<std::vector<MimeData>, Texts> cases[] = {
-        {{{"text/plain;charset=UTF-16LE", utf16.substr(2)}}, {"http://a/"}},
         {{{"text/plain", utf16}}, {"http://a/"}},
-        {{{"text/plain", "http://first/"}, {"text/plain; charset=\"utf-8\"", "http://ü/"}}, {"http://ü/"}},
         {{{"text/plain;charset=utf-8", "http://ü/"}, {"text/plain", "http://second/"}}, {"http://ü/"}},
         {{{"Text/HTML;charset=iso-8859-1", "<a href=\"http://a/\xFC\">"}}, {"http://a/ü"}},
         {{{"text/plain;charset=x-unheard-of", "http://a/"}, {"image/png", "http://b/"}}, {"http://a/"}},
         {{{"text/uri-list", "# a comment\r\nhttp://a/x\r\nfile:///tmp/y\r\n"}}, {"http://a/x"}},
         {{{"text/plain", "http://a/" + std::string(40 << 20, 'x')}}, {}},
-        {{}, {}},
     };
     for (const auto& [data, links] : cases)
         EXPECT_EQ(linksOf(data), links);
@@ -110,8 +95,6 @@ TEST(DraggedFiles, AreTakenOnlyIfTheyAreUnfinishedDownloads) {
     EXPECT_EQ(bundles[0].localPath(), "/tmp/x y.trdownload/");
     EXPECT_EQ(suggested(drag("file:///tmp/a.iso\nhttp://a/")), DragOperation::none);
     EXPECT_EQ(suggested(drag("http://a/")), DragOperation::copy);
-    EXPECT_EQ(suggested(pasteboardFromMimeData({{"text/rtf", "{}"}})), DragOperation::copy);
-    EXPECT_EQ(suggested(pasteboardFromMimeData({{"image/png", "x"}})), DragOperation::none);
 }
 
 } // namespace tarvo

@@ -16,11 +16,7 @@
 
 namespace tarvo::test {
 
-namespace {
-
 using namespace std::chrono_literals;
-
-} // namespace
 
 class InstanceSocketTest : public ::testing::Test {
 protected:
@@ -53,7 +49,7 @@ TEST_F(InstanceSocketTest, ManyAreAnsweredOneByOneHoweverMuchThereIsToSay) {
         ++requests;
         std::vector<AddOutcome> outcomes;
         const auto texts = HandOver::textsOf(request);
-        for (const auto& text : texts.value_or(std::vector<std::string>()))
+        for (const auto& text : texts.value())
             outcomes.push_back(text == "0" ? AddOutcome{AddOutcome::Kind::alreadyThere}
                                            : AddOutcome::refusal(error));
         QTimer::singleShot(0, &first, [=] { answer(HandOver::answer(outcomes)); });
@@ -67,7 +63,6 @@ TEST_F(InstanceSocketTest, ManyAreAnsweredOneByOneHoweverMuchThereIsToSay) {
     ASSERT_EQ(outcomes->size(), what.size());
     EXPECT_EQ(outcomes->front().kind, AddOutcome::Kind::alreadyThere);
     EXPECT_EQ(outcomes->back().error->sentence(), error.sentence());
-    EXPECT_TRUE(outcomes->back().error->is("domain", 7));
     EXPECT_EQ(requests, 3) << "in pieces, so that nobody waits long";
 }
 

@@ -1,7 +1,6 @@
 // A message bus of the test's own, with services on it that python3-dbusmock plays.
 #pragma once
 
-#include "base/Disk.h"
 #include "support/ServerProcess.h"
 #include "support/TurnUntil.h"
 
@@ -12,8 +11,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace tarvo::test {
 
@@ -38,8 +35,15 @@ public:
         command.insert(command.end(),
                        {programPath("dbus-daemon", "dbus"), "--nofork", "--config-file=" + settings});
         m_bus.start(command, m_folder.path("bus.log"), {});
-        ASSERT_TRUE(turnUntil([&] { return accepts(); })) << contentOf(m_folder.path("bus.log"));
+        const auto accepts = [&] {
+            QDBusConnection::disconnectFromBus(m_name); // one that failed would be answered again
+            return connection().isConnected();
+        };
+        ASSERT_TRUE(turnUntil(accepts)) << contentOf(m_folder.path("bus.log"));
     }
+
+    /// From here on it takes connections and never answers.
+    void freeze() const { m_bus.freeze(); }
 
     void stop() { m_bus.stop(); }
 
@@ -76,33 +80,10 @@ public:
         return connection().call(message);
     }
 
-    /// In place of a bus: a socket that listens and never answers.
-    void hang() {
-        m_hanging = FileHandle(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        const sockaddr_un where = place();
-        ASSERT_EQ(::bind(m_hanging.descriptor(), reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
-        ASSERT_EQ(::listen(m_hanging.descriptor(), 8), 0);
-    }
-
 private:
-    sockaddr_un place() const {
-        sockaddr_un where{};
-        where.sun_family = AF_UNIX;
-        m_folder.path("bus").copy(where.sun_path, sizeof where.sun_path - 1);
-        return where;
-    }
-
-    /// The socket is there a moment before the bus listens at it.
-    bool accepts() const {
-        const FileHandle socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        const sockaddr_un where = place();
-        return ::connect(socket.descriptor(), reinterpret_cast<const sockaddr*>(&where), sizeof where) == 0;
-    }
-
     TemporaryFolder m_folder;
     const QString m_name = QString::fromStdString(m_folder.path());
     ServerProcess m_bus;
-    FileHandle m_hanging;
     std::vector<std::unique_ptr<ServerProcess>> m_services;
 };
 
