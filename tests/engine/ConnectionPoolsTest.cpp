@@ -33,12 +33,6 @@ protected:
         return !loop.error() && m_receiver->count == count;
     }
 
-    /// Pools that go by m_time.
-    ConnectionPools& useClock() {
-        m_environment.connectionPools = std::make_shared<ConnectionPools>(m_time);
-        return *m_environment.connectionPools;
-    }
-
     /// The connections that have brought a request since the `first` one.
     Connections connectionsFrom(std::size_t first) const {
         Connections numbers;
@@ -78,7 +72,8 @@ TEST_F(ConnectionPoolsTest, ConnectionsThatDiedWhileIdleFailNothing) {
 }
 
 TEST_F(ConnectionPoolsTest, IdlePoolsAreFewAndCloseAfterAWhile) {
-    ConnectionPools& pools = useClock();
+    m_environment.connectionPools = std::make_shared<ConnectionPools>(m_time);
+    ConnectionPools& pools = *m_environment.connectionPools;
     const auto asUser = [&](std::size_t number) {
         return m_server.url(1000).insert(7, fmt::format("user{}@", number));
     };

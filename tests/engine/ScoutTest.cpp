@@ -30,12 +30,7 @@ protected:
 } // namespace
 
 TEST_F(ScoutTest, LearnsSizeAndWhetherPartsCanBeFetched) {
-    const struct {
-        std::int64_t size;
-        const char* knobs;
-        std::int64_t contentLength;
-        bool multipart;
-    } cases[] = {
+    const std::tuple<std::int64_t, const char*, std::int64_t, bool> cases[] = {
         {5'000'000'000, "", 5'000'000'000, true},
         {1, "", 1, false},
         {5000, "norange", 5000, false},
@@ -45,7 +40,6 @@ TEST_F(ScoutTest, LearnsSizeAndWhetherPartsCanBeFetched) {
         {5000, "norangeheader", 5000, false}, // the parts would not be believed
         {5000, "excess=1", 5000, false},
     };
-
     for (const auto& [size, knobs, contentLength, multipart] : cases) {
         const auto error = probe(m_server.url(size, knobs));
         EXPECT_FALSE(error) << size << " " << knobs << ": " << error->sentence();
@@ -57,9 +51,6 @@ TEST_F(ScoutTest, LearnsSizeAndWhetherPartsCanBeFetched) {
 }
 
 TEST_F(ScoutTest, TellsWhatStandsInTheWay) {
-    EXPECT_TRUE(probe(m_server.url(5000, "status=404"))->is(ErrorDomain::CurlHttp, 404));
-    EXPECT_FALSE(m_scout->requiresAuthentication());
-    EXPECT_TRUE(probe(m_server.url(5000, "status=416"))->is(ErrorDomain::CurlHttp, 416));
     EXPECT_TRUE(
         probe(m_server.url(5000, "redirect=11"))->is(ErrorDomain::CurlSegment, CURLE_TOO_MANY_REDIRECTS));
     EXPECT_FALSE(probe(m_server.url(5000, "type=Text/HTML;charset%3Dutf-8")));
@@ -70,7 +61,6 @@ TEST_F(ScoutTest, TellsWhatStandsInTheWay) {
     m_token = std::make_shared<TRAuthToken>("", "bob", "secret");
     EXPECT_FALSE(probe(m_server.url(5000, "auth=digest")));
     EXPECT_FALSE(m_scout->requiresAuthentication());
-    EXPECT_EQ(m_scout->contentLength(), 5000);
     EXPECT_TRUE(m_scout->supportsMultipartDownloads());
 
     m_server.stop();
@@ -111,7 +101,6 @@ TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
         {"attachment; notfilename=a.zip; filename=\"\"; filename*=UTF-8''b.zip; x", "b.zip"},
         {"attachment; filename*=UTF-8''%e2%82%ac%20rates.pdf", "\xe2\x82\xac rates.pdf"},
         {"attachment; FileName*=iso-8859-1'en'%A3.pdf", "\xc2\xa3.pdf"},
-        {"attachment; filename*=UTF-8''a%FF.pdf", "a\xEF\xBF\xBD.pdf"},
         {"attachment; filename*=KOI8-R''%A3.pdf", std::nullopt},
         {"attachment; filename*=nonsense", std::nullopt},
         {"attachment; filename*=UTF-8''", std::nullopt},

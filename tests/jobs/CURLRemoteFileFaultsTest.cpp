@@ -101,18 +101,6 @@ TEST_F(CURLRemoteFileFaults, NoByteIsTakenPastARangesEnd) {
     expectARetryFinishes(job);
 }
 
-TEST_F(CURLRemoteFileFaults, ARefusedConnectionIsTheServersErrorAndTheOthersGoOn) {
-    const auto job = harness.job(server.url(kSize, "status=503&from=5&until=5"), 4);
-    const auto problem = harness.run(job);
-    ASSERT_TRUE(problem);
-    EXPECT_TRUE(problem->is(ErrorDomain::CurlHttp, 503)) << problem->sentence();
-    EXPECT_TRUE(job->isRetryable());
-    // The three other connections have brought their parts, and the record knows.
-    EXPECT_GE(savedBytes(), kSize / 4 * 3 - 4);
-    EXPECT_LT(savedBytes(), kSize);
-    expectARetryFinishes(job);
-}
-
 TEST_F(CURLRemoteFileFaults, WhatArrivedBeforeACutIsSavedAndNotFetchedAgain) {
     const std::string url = server.url(kSize);
     for (const bool isDiskFull : {false, true}) {

@@ -82,18 +82,6 @@ TEST_F(RemoteFileBaseTest, TheFirstFailureWinsAndAStoppedJobStaysStopped) {
     EXPECT_EQ(interrupted->currentState(), rf_state_stopped);
 }
 
-TEST_F(RemoteFileBaseTest, AFailedPreparationMayBeRepeatedAndACompleteFileIsASuccess) {
-    const auto job = make();
-    job->makeReady = [](const auto&) { return failure(Error::tarvo("no")); };
-    EXPECT_TRUE(harness.prepare(job));
-    EXPECT_EQ(job->currentState(), rf_state_failed);
-    job->makeReady = [](const auto&) {
-        return failure(Error{std::string(ErrorDomain::RemoteFile), kRemoteFileAlreadyComplete, "", ""});
-    };
-    EXPECT_FALSE(harness.prepare(job));
-    EXPECT_EQ(job->currentState(), rf_state_succeeded);
-}
-
 TEST_F(RemoteFileBaseTest, ARetryableJobThatReceivesNothingFails) {
     environment.stallTimeout = Seconds(0.8);
     for (const bool retryable : {true, false}) {

@@ -8,14 +8,10 @@
 
 namespace tarvo::test {
 
-namespace {
-
-constexpr std::int64_t kFirstHole = 100'000; // from 0; the second one goes from twice as far to the end
-
-} // namespace
-
 class SegmentedTransferTest : public JobTest, public ::testing::WithParamInterface<const char*> {
 protected:
+    static constexpr std::int64_t kFirstHole = 100'000; // from 0; the second: from twice as far to the end
+
     /// Prepares the download of a bundle with two holes over one connection, which is planned for the larger.
     std::shared_ptr<SegmentedTransfer> makeReady(const Url& url) {
         std::filesystem::create_directory(bundle);
@@ -58,6 +54,18 @@ TEST_P(SegmentedTransferTest, AnAddedConnectionCountsUntilItIsDroppedAndItsFailu
     EXPECT_TRUE(finished || finished.error().is(ErrorDomain::CurlHttp, 503)) << finished.error().sentence();
     EXPECT_EQ(intake->totalDone(), fails ? kSize - kFirstHole : kSize) << "the other one has gone on";
     EXPECT_EQ(fails ? "" : fileIsSample(file, kSize), "");
+}
+
+TEST_P(SegmentedTransferTest, ADataFileThatIsCutAtTheEndNeverGetsTheName) {
+    const auto transfer = makeReady(*Url::parse(server.url(kSize)));
+    ASSERT_TRUE(transfer);
+    const auto cutAndName = [&]() -> std::string {
+        std::filesystem::resize_file(bundle + "/data", 1000);
+        return "sample.bin";
+    };
+    harness.onWorker([&] { finished = transfer->run(cutAndName); });
+    EXPECT_FALSE(finished);
+    EXPECT_FALSE(harness.exists("sample.bin"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Whose, SegmentedTransferTest, ::testing::Values("", "&status=503&from=4&until=4"));
