@@ -89,10 +89,15 @@ broken blanks 'packaging/x.desktop:1'
 printf 'text \n' >.ci/run
 broken blanks '.ci/run:1'
 
-printf '// line %s\n' {3..500} >>src/low/Low.cpp
-bash "$check" "$tree" length || fail "500 lines are refused"
+printf '// line %s\n' {6..400} >>src/low/LowMore.cpp
+bash "$check" "$tree" length || fail "a class of 400 lines is refused"
 echo '// one more' >>src/low/Low.cpp
-broken length 'src/low/Low.cpp: has 501 lines'
+broken length 'src/low/Low: has 401 lines'
+
+printf 'int a;\n%.0s' {1..4} >>tests/low/LowTest.cpp
+bash "$check" "$tree" share || fail "a third of tests is refused"
+printf 'int c;\n\n// d\n' >>tests/support/Helper.h
+broken share 'tests: has 5 lines of code beside 9 of src'
 
 rm -r src/*
 broken length 'is no tree of this project'

@@ -135,7 +135,7 @@ rule_texts() {
     key=$(LC_ALL=C sort -cu <<<"$known" 2>&1) || complain "$list" "is out of order: ${key##*disorder: }"
 }
 
-# --- blanks and length
+# --- blanks
 
 rule_blanks() {
     local place
@@ -146,17 +146,41 @@ rule_blanks() {
         xargs -d '\n' grep -nIE $'\t|[[:blank:]]$' | cut -d: -f1,2 || true)
 }
 
+# What one class takes, header and sources together: a source without a header of its own counts to the header
+# that its name begins with.
 rule_length() {
-    local file lines
+    local file header stem lines
+    local -A lines_of=()
     while IFS= read -r file; do
+        stem=${file%.*}
+        if [[ ! -e $stem.h ]]; then
+            for header in "${stem%/*}"/*.h; do
+                [[ $stem == "${header%.h}"* ]] && stem=${header%.h} && break
+            done
+        fi
         lines=$(wc -l <"$file")
-        [[ $lines -le 500 ]] || complain "$file" "has $lines lines, more than 500"
+        lines_of[$stem]=$((${lines_of[$stem]-0} + lines))
     done < <(sources src)
+    for stem in "${!lines_of[@]}"; do
+        [[ ${lines_of[$stem]} -le 400 ]] || complain "$stem" "has ${lines_of[$stem]} lines, more than 400"
+    done
+}
+
+# --- share: tests are at most a third of all lines of code, blank lines and comments left out
+
+code_lines() { sources "$@" | xargs -d '\n' cat | grep -cvE '^[[:space:]]*(//.*)?$' || true; }
+
+rule_share() {
+    local code tests
+    code=$(code_lines src)
+    tests=$(code_lines tests)
+    [[ $((3 * tests)) -le $((code + tests)) ]] ||
+        complain tests "has $tests lines of code beside $code of src, more than a third of both"
 }
 
 cd "$1"
 [[ -n $(sources src) && -n $(sources tests) ]] || complain "$PWD" "is no tree of this project"
 rules=("${@:2}")
-[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks length)
+[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks length share)
 for rule in "${rules[@]}"; do "rule_$rule"; done
 [[ $complaints -eq 0 ]]
