@@ -35,7 +35,7 @@ public:
     /// No more input; of a terminal: hangs up.
     void closeInput();
 
-    /// Nobody reads its standard output any more.
+    /// No program reads its standard output any more.
     void closeOutput() { m_outputEnd.close(); }
 
     void signal(int number) const { m_process.signal(number); }

@@ -1,10 +1,11 @@
-// A program whose server falls silent: it costs nothing, and ends when it is told to.
+// Both programs while a real server falls silent: they cost nothing, and end when they are told to.
 #include "cli/Program.h"
 #include "support/NginxServer.h"
 #include "support/SshServer.h"
 #include "support/VsftpdServer.h"
 
 #include <csignal>
+#include <memory>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -18,32 +19,57 @@ using namespace std::chrono_literals;
 
 constexpr std::int64_t kSize = 600'000'000; // which no processor is through with in time
 
-void expectRestAndAnEnd(Program& program) {
+/// A program that downloads, and how it is told to end.
+struct Run {
+    std::unique_ptr<Program> program;
+    int signal;
+    std::chrono::milliseconds limit;
+    int status;
+};
+
+/// tarvo-get and the application without a window, each with the same download.
+std::vector<Run> startBoth(const TemporaryFolder& home, const std::string& url) {
+    writeSettings(home, "AutoStartAfterAdd=true\n");
+    std::vector<Run> runs;
+    runs.push_back({std::make_unique<Program>(home, std::vector<std::string>{"-d", home.path("get"), url},
+                                              Surroundings{.program = TARVO_GET_PROGRAM}),
+                    SIGINT, 2s, 128 + SIGINT});
+    runs.push_back(
+        {std::make_unique<Program>(home, std::vector<std::string>{"--headless", url}), SIGTERM, 5s, 0});
+    return runs;
+}
+
+void waitForData(const std::string& folder, Program& program) {
+    EXPECT_TRUE(program.runsUntil([&] {
+        struct stat status {};
+
+        return ::stat((folder + "/a.bin.trdownload/data").c_str(), &status) == 0 && status.st_blocks > 1000;
+    })) << program.problems();
+}
+
+void expectRestAndAnEnd(const std::vector<Run>& runs) {
     std::this_thread::sleep_for(500ms); // what is on its way
-    const double before = program.processorTime();
+    std::vector<double> before;
+    for (const Run& run : runs)
+        before.push_back(run.program->processorTime());
     std::this_thread::sleep_for(1s);
-    EXPECT_LT(program.processorTime() - before, 0.05);
-    program.signal(SIGINT);
-    EXPECT_EQ(program.status(2s), 128 + SIGINT) << program.problems();
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        EXPECT_LT(runs[i].program->processorTime() - before[i], 0.05) << runs[i].status;
+        runs[i].program->signal(runs[i].signal);
+        EXPECT_EQ(runs[i].program->status(runs[i].limit), runs[i].status) << runs[i].program->problems();
+    }
 }
 
 template <class Server>
 void expectToHoldNothingBack(const Server& server, const std::string& url) {
     server.addFile("a.bin", kSize);
     const TemporaryFolder home;
-    const std::vector<std::string> arguments{"-d", home.path("files"), url};
-    const Surroundings surroundings{.program = TARVO_GET_PROGRAM};
-    const std::string data = home.path("files/a.bin.trdownload/data");
-    Program program(home, arguments, surroundings);
-    EXPECT_TRUE(program.runsUntil([&] {
-        struct stat status {};
-
-        return ::stat(data.c_str(), &status) == 0 && status.st_blocks > 1000;
-    })) << program.problems();
+    const auto runs = startBoth(home, url);
+    waitForData(home.path("get"), *runs[0].program);
+    waitForData(home.path("files"), *runs[1].program);
     server.freeze();
-    expectRestAndAnEnd(program);
-    Program next(home, arguments, surroundings); // which no server answers
-    expectRestAndAnEnd(next);
+    expectRestAndAnEnd(runs);
+    expectRestAndAnEnd(startBoth(home, url)); // which no server answers
 }
 
 } // namespace
