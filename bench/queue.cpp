@@ -40,8 +40,8 @@ void tell(const char* what, double measured) {
     std::printf("      %s: %.2f ms\n", what, measured);
 }
 
-/// Nobody asks and nobody answers.
-class Nobody final : public PageOpener, public AlertPresenter, public PasswordStore {
+/// A desktop that asks nothing and answers nothing.
+class NoDesktop final : public PageOpener, public AlertPresenter, public PasswordStore {
     BrowserEndReason openBrowserFor(const Job&, Job&) override { return BrowserEndReason::cancelled; }
 
     void closePages() override {}
@@ -62,13 +62,13 @@ class Nobody final : public PageOpener, public AlertPresenter, public PasswordSt
 struct Queue {
     test::JobHarness harness;
     NotificationCenter notifications;
-    Nobody nobody;
-    AuthenticationManager credentials{nobody, nullptr, harness.defaults, harness.clock};
+    NoDesktop desktop;
+    AuthenticationManager credentials{desktop, nullptr, harness.defaults, harness.clock};
     QueueController controller{{.jobs = harness.environment,
                                 .notifications = notifications,
                                 .authManager = credentials,
-                                .pages = nobody,
-                                .alerts = nobody}};
+                                .pages = desktop,
+                                .alerts = desktop}};
 
     ~Queue() {
         bool ended = false;
@@ -147,7 +147,7 @@ void showRows() {
         std::puts("no rows");
 }
 
-/// Counts what a queue would tell whoever runs its pages and prompts.
+/// Counts what a queue would tell its pages and prompts.
 class Silent final : public TRQueueSchedulerDelegate {
     BrowserEndReason openBrowserFor(const Job&, Job&) override { return BrowserEndReason::cancelled; }
 
@@ -162,9 +162,9 @@ class Silent final : public TRQueueSchedulerDelegate {
 double longestTick(rf_state_t state) {
     test::JobHarness harness;
     NotificationCenter notifications;
-    Nobody nobody;
+    NoDesktop desktop;
     Silent silent;
-    AuthenticationManager credentials(nobody, nullptr, harness.defaults, harness.clock);
+    AuthenticationManager credentials(desktop, nullptr, harness.defaults, harness.clock);
     RemoteFilesArrayController files(notifications);
     WorkQueue workers;
     TRQueueScheduler scheduler(files, 1, silent, {harness.clock, notifications, credentials, workers});

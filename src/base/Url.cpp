@@ -40,10 +40,6 @@ std::optional<Url> Url::parse(std::string_view text) {
     return Url(encoded(url));
 }
 
-Url Url::fromLocalPath(const std::string& path) {
-    return Url(encoded(QUrl::fromLocalFile(QString::fromStdString(path))));
-}
-
 std::string Url::scheme() const {
     // The text is absolute, and a scheme is plain letters up to the first colon (RFC 3986, section 3.1).
     return lowered(std::string_view(m_text).substr(0, m_text.find(':')));

@@ -15,9 +15,6 @@ public:
     /// None when `text` is no URL with a scheme. What a person would type (spaces, umlauts) is encoded.
     static std::optional<Url> parse(std::string_view text);
 
-    /// The URL of an absolute path on this machine.
-    static Url fromLocalPath(const std::string& path);
-
     /// The whole address as it goes to a server. It may hold a password: see withoutPassword().
     const std::string& absoluteString() const { return m_text; }
 

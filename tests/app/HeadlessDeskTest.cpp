@@ -1,4 +1,4 @@
-// What nobody sits at does not shout: a flood of errors is a few notices.
+// A machine without a user at it does not shout: a flood of errors is a few notices.
 #include "app/HeadlessDesk.h"
 
 #include <vector>

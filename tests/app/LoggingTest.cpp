@@ -90,7 +90,7 @@ TEST_F(Logging, AFolderThatCantBeMadeOrWrittenCostsTheLinesOnly) {
     fs::create_symlink(file, m_logs + "/tarvo-2026-03-04-001.log");
     for (const std::string& folder : {file + "/logs", m_logs})
         makeSink({}, folder)->log(logLine("lost", spdlog::level::err));
-    EXPECT_EQ(test::contentOf(file), "") << "a link that somebody laid is not followed";
+    EXPECT_EQ(test::contentOf(file), "") << "a link that another user laid is not followed";
 }
 
 TEST_F(Logging, DebugModeDecidesWhatReachesTheFile) {

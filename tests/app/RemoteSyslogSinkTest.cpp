@@ -91,7 +91,7 @@ TEST(RemoteSyslogSink, SendsFramedOverTcpAndConnectsAgain) {
 }
 
 TEST(RemoteSyslogSink, AServerThatDoesNotReadHoldsNobodyUp) {
-    const Listener listener(Transport::tcp); // the kernel takes the connection, nobody reads from it
+    const Listener listener(Transport::tcp); // the kernel takes the connection, no program reads from it
     auto sink = std::make_unique<RemoteSyslogSink>(listener.server(), "Tarvo", 100);
     const std::string longLine(2000, 'x');
     const auto start = std::chrono::steady_clock::now();

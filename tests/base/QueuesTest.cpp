@@ -1,4 +1,4 @@
-// The ways between threads: order on a serial queue, the way to the main thread, and nobody left behind.
+// The ways between threads: order on a serial queue, the way to the main thread, and no worker left behind.
 #include "base/Runloop.h"
 #include "base/SerialQueue.h"
 

@@ -178,7 +178,7 @@ TEST_F(UserDefaultsTest, WhatIsNoFileCostsNoStartAndIsLeftAlone) {
     EXPECT_TRUE(std::filesystem::is_directory(path));
     std::filesystem::remove(path);
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-    survives("a pipe that nobody writes into");
+    survives("a pipe that no program writes into");
     std::filesystem::remove(path);
     m_folder.write("tarvo.conf", "[General]\nA=3\n");
     std::filesystem::resize_file(path, 100 << 20);

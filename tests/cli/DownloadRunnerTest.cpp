@@ -40,7 +40,7 @@ public:
     Error lastError;
 };
 
-/// A keyring in which bob's password is "secret", and a prompt that nobody answers.
+/// A keyring in which bob's password is "secret", and a prompt that gets no answer.
 class BobsKeyring final : public PasswordStore {
 public:
     std::vector<std::string> accounts(const std::string&) override { return {}; }

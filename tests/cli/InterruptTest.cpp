@@ -83,7 +83,7 @@ TEST_F(InterruptTest, SigtermAndAClosedTerminalSaveToo) {
 }
 
 TEST_F(InterruptTest, AReaderThatReadsNoMoreDoesNotHoldItBack) {
-    // A pipe that takes one more line, and nobody reads.
+    // A pipe that takes one more line and is not read.
     const auto* const fill =
         "mkfifo \"$0\" && exec 3<>\"$0\" && head -c 65236 /dev/zero >&3 && exec \"$@\" >&3";
     std::vector<std::string> command{"-c", fill, home.path("pipe"), TARVO_PROGRAM, "--json"};

@@ -86,7 +86,7 @@ TEST_F(TarvoGetTest, TwoAtOnceOnOneDownloadDoNotMix) {
     EXPECT_EQ(first.status(), 0) << first.problems();
     EXPECT_EQ(fileIsSample(file(), kSize), "");
 
-    std::vector<std::unique_ptr<Program>> crowd; // whoever comes first, no file is wrong
+    std::vector<std::unique_ptr<Program>> crowd; // whichever comes first, no file is wrong
     for (int i = 0; i < 4; ++i)
         crowd.push_back(std::make_unique<Program>(home, arguments({server.url(kSize, "", "crowd")})));
     int finished = 0;

@@ -93,7 +93,7 @@ protected:
             "DBUS_SESSION_BUS_ADDRESS=" + bus.address(),
             "XDG_CURRENT_DESKTOP=" + std::string(GetParam()),
             "no_proxy=*",
-            "DISPLAY=:65432", // xdg-open wants to hear of one; nobody connects to it
+            "DISPLAY=:65432", // xdg-open wants to hear of one; nothing connects to it
         };
         for (const auto* folder : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
             all.push_back(std::string(folder) + "=" + home.path(folder));

@@ -34,7 +34,7 @@ public:
     std::function<void()> atData; // on the transfer thread, before libcurl goes on
 };
 
-/// What a request is made with: settings of the test's own, and nobody's cookies.
+/// What a request is made with: settings of the test's own, and no cookies.
 class TransferFixture : public ::testing::Test {
 protected:
     TemporaryFolder m_folder;

@@ -1,4 +1,4 @@
-// Links are found in whatever a desktop hands over, also where somebody would rather stop the program.
+// Links are found in whatever a desktop hands over, also where it is made to stop the program.
 #include "input/TRPasteboardExtractor.h"
 
 #include <chrono>

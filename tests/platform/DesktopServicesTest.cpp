@@ -1,4 +1,5 @@
-// What the desktop's services are asked, how they are taken back, and that nobody waits where there are none.
+// What the desktop's services are asked, how they are taken back, and that no call waits where there are
+// none.
 #include "platform/DesktopNotices.h"
 #include "platform/Login1SleepInhibitor.h"
 #include "platform/UnityLauncherBadge.h"

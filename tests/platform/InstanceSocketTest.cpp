@@ -1,4 +1,4 @@
-// Whoever connects, and however he behaves: the others are answered.
+// Whatever a visitor does, the others are answered.
 #include "platform/InstanceSocket.h"
 #include "base/PosixDisk.h"
 #include "platform/HandOver.h"
@@ -63,7 +63,7 @@ TEST_F(InstanceSocketTest, ManyAreAnsweredOneByOneHoweverMuchThereIsToSay) {
     ASSERT_EQ(outcomes->size(), what.size());
     EXPECT_EQ(outcomes->front().kind, AddOutcome::Kind::alreadyThere);
     EXPECT_EQ(outcomes->back().error->sentence(), error.sentence());
-    EXPECT_EQ(requests, 3) << "in pieces, so that nobody waits long";
+    EXPECT_EQ(requests, 3) << "in pieces, so that no visitor waits long";
 }
 
 TEST_F(InstanceSocketTest, TheSilentAndTheDeafKeepNobodyOut) {
@@ -74,14 +74,14 @@ TEST_F(InstanceSocketTest, TheSilentAndTheDeafKeepNobodyOut) {
         else if (request.contains("open"))
             answer(HandOver::answer({AddOutcome()}));
         else
-            answer({{"error", QString(1 << 20, 'e')}}); // more than fits while nobody reads it
+            answer({{"error", QString(1 << 20, 'e')}}); // more than fits while it is not read
     }),
               true);
     std::vector<FileHandle> visitors;
     visitors.push_back(connected("{\"late\":true}\n"));
     ASSERT_TRUE(turnUntil([&] { return late != nullptr; }));
     visitors.clear();
-    late({}); // and there is nobody any more
+    late({}); // and the visitor has gone
     for (std::size_t i = 0; i < InstanceSocket::kMostVisitors + 4; ++i) {
         visitors.push_back(connected(i % 2 == 0 ? "" : "garbage\n"));
         QCoreApplication::processEvents();

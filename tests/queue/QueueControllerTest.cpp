@@ -19,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A queue at which somebody answers from a script.
+/// A queue whose questions are answered from a script.
 class AttendedQueue final : public UnattendedQueue {
 public:
     using UnattendedQueue::UnattendedQueue;

@@ -1,5 +1,5 @@
-// A whole queue with nobody at it: no passwords, no browser, nobody to tell or to ask. Tests let somebody
-// be there by overriding.
+// A whole queue without a user: no passwords, no browser, no one to tell or to ask. A test overrides what it
+// wants to answer.
 #pragma once
 
 #include "queue/QueueController.h"

@@ -82,9 +82,9 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
 
 TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {
     std::string url = server.url(kSize, "", "a");
-    const auto nobody = attach({url});
-    EXPECT_EQ(nobody->status(), 1);
-    EXPECT_TRUE(has(nobody->problems(), "no application took"));
+    const auto alone = attach({url});
+    EXPECT_EQ(alone->status(), 1);
+    EXPECT_TRUE(has(alone->problems(), "no application took"));
     const auto application = run({"--headless"});
     ASSERT_TRUE(application->runsUntil([&] { return Disk::exists(socketPath()); }));
     const auto taken = attach({url, "--json"});
