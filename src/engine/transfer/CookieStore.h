@@ -25,7 +25,7 @@ struct Cookie {
     bool hostOnly = true; ///< sent to `domain` itself only, not to hosts below it
     bool secure = false;  ///< sent over TLS only
     bool httpOnly = false;
-    std::optional<WallTime> expires; ///< none: as long as the program runs
+    std::optional<WallTime> expires{}; ///< none: as long as the program runs
 };
 
 /// Any thread.
