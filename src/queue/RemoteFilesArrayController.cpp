@@ -23,6 +23,8 @@ bool isIdentified(const RemoteFile& job) {
 RemoteFilesArrayController::RemoteFilesArrayController(NotificationCenter& notifications,
                                                        std::chrono::milliseconds betweenChanges)
     : m_notifications(notifications), m_betweenChanges(betweenChanges) {
+    m_unheardTimer.setSingleShot(true);
+    connect(&m_unheardTimer, &QTimer::timeout, this, &RemoteFilesArrayController::stopGatheringIfUnheard);
 }
 
 /// Answers whether the job may enter. If so, it is observed from here on, and its download is taken.
@@ -164,7 +166,7 @@ void RemoteFilesArrayController::connectNotify(const QMetaMethod& signal) {
 }
 
 void RemoteFilesArrayController::disconnectNotify(const QMetaMethod&) {
-    QTimer::singleShot(0, this, &RemoteFilesArrayController::stopGatheringIfUnheard); // a slot may disconnect
+    m_unheardTimer.start(); // a slot may disconnect
 }
 
 void RemoteFilesArrayController::stopGatheringIfUnheard() {
@@ -176,7 +178,7 @@ void RemoteFilesArrayController::tellChanges(const std::vector<Job>& changed) {
     if (isSignalConnected(QMetaMethod::fromSignal(&RemoteFilesArrayController::jobsChanged)))
         Q_EMIT jobsChanged(changed);
     else // the receiver has ended, which Qt does not tell
-        QTimer::singleShot(0, this, &RemoteFilesArrayController::stopGatheringIfUnheard);
+        m_unheardTimer.start();
 }
 
 Result<void> RemoteFilesArrayController::replaceRemoteFile(const Job& old, const Job& fresh) {

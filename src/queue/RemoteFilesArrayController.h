@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <QMetaMethod>
+#include <QTimer>
 
 #include "base/Error.h"
 #include "base/NotificationCenter.h"
@@ -126,6 +127,7 @@ private:
     bool m_isReplacing = false;
     const std::chrono::milliseconds m_betweenChanges;
     std::unique_ptr<JobChanges> m_changes; // null: they are not gathered
+    QTimer m_unheardTimer;                 // asks on the next turn whether they still need to be
 };
 
 } // namespace tarvo
