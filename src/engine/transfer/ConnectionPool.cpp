@@ -79,7 +79,9 @@ void ConnectionPool::breakOff(const CurlSegment& segment) {
 
 void ConnectionPool::noteUse(const CurlSegment& segment, int localPort) {
     for (Socket& each : m_sockets) {
-        if (localPortOf(each.descriptor) == localPort)
+        if (each.localPort <= 0) // not known yet, or not connected when it was asked for
+            each.localPort = localPortOf(each.descriptor);
+        if (each.localPort == localPort)
             each.user = &segment;
     }
 }

@@ -76,6 +76,7 @@ private:
     struct Socket {
         int descriptor;
         const CurlSegment* user; // the one that uses it, or has used it last; null once that has left
+        int localPort = 0;       // once it is known
     };
 
     /// What libcurl calls to open and close a socket, with the segment and the pool as the user pointers.
