@@ -46,6 +46,7 @@ std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line) {
             std::cerr << "tarvo: unknown option " << text.substr(0, text.find('=')) << ".\n" << kUsage;
             return kBadUsage;
         }
+        line.isHeadless = line.isHeadless || text == "--headless";
         if (text.starts_with('-'))
             continue;
         auto whole = forAnyFolder(text);

@@ -10,6 +10,7 @@ namespace tarvo {
 struct CommandLine {
     std::vector<std::string> all;  ///< for the launch options
     std::vector<std::string> open; ///< addresses, API calls, absolute paths
+    bool isHeadless = false;       ///< no window is to be opened
 };
 
 /// Answers the status to end with, if the program is to end at once; then it has printed why.

@@ -3,8 +3,9 @@
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
+#include <memory>
 
-#include <QCoreApplication>
+#include <QApplication>
 
 #include "app/CrashReports.h"
 #include "app/LaunchArgumentsProcessor.h"
@@ -20,6 +21,7 @@
 #include "platform/RunningInstance.h"
 #include "tarvo/Application.h"
 #include "tarvo/Headless.h"
+#include "ui/WindowInterface.h"
 
 namespace {
 
@@ -69,6 +71,24 @@ int reportCrash() {
     return written ? EXIT_SUCCESS : kFailed;
 }
 
+bool hasDisplay() {
+    const auto isSet = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value && *value != '\0';
+    };
+    return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") || isSet("QT_QPA_PLATFORM");
+}
+
+/// With what a window needs only where there can be one: without a display that would end the program, which
+/// may have something to hand over.
+std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, const CommandLine& line) {
+    if (line.isHeadless || !hasDisplay())
+        return std::make_unique<QCoreApplication>(argc, argv);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    return application;
+}
+
 int run(const CommandLine& line) {
     const char* home = std::getenv("HOME");
     const std::string settings = UserDefaults::standardPath();
@@ -87,12 +107,19 @@ int run(const CommandLine& line) {
     }
     if (!*claimed)
         return refuseToReset(handOver(RunningInstance(socketPath), line), line);
+    if (!line.isHeadless && !hasDisplay()) {
+        complain(localized("tr.start.no-display"));
+        return kFailed;
+    }
     LiveCurlSegment::startUp();
     UserDefaults defaults(settings, disk);
     defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
-    const auto makeUserInterface = [home](UserNotices& notices) {
-        return std::make_unique<Headless>(notices, home ? home : "/");
+    const std::string homeFolder = home ? home : "/";
+    const auto makeUserInterface = [&](UserNotices& notices) -> std::unique_ptr<UserInterface> {
+        if (line.isHeadless)
+            return std::make_unique<Headless>(notices, homeFolder);
+        return std::make_unique<WindowInterface>(notices, homeFolder);
     };
     Application program(defaults, disk, makeUserInterface, line);
     running = &program;
@@ -106,10 +133,10 @@ int run(const CommandLine& line) {
 int main(int argc, char** argv) {
     if (argc == 1 && std::string_view(argv[0]) == Application::kCrashReporter)
         return reportCrash();
-    QCoreApplication application(argc, argv);
     CommandLine line;
     if (const auto status = readCommandLine(argc, argv, line))
         return *status;
+    const auto application = makeApplication(argc, argv, line);
     hidePasswords(argc, argv);
     raiseOpenFilesLimit();
     int status = 0;

@@ -94,6 +94,7 @@ protected:
             "XDG_CURRENT_DESKTOP=" + std::string(GetParam()),
             "no_proxy=*",
             "DISPLAY=:65432", // xdg-open wants to hear of one; nothing connects to it
+            "QT_QPA_PLATFORM=offscreen",
         };
         for (const auto* folder : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
             all.push_back(std::string(folder) + "=" + home.path(folder));

@@ -1,0 +1,67 @@
+#include "ui/Actions.h"
+
+#include <QIcon>
+#include <QKeySequence>
+
+#include "queue/JobFilter.h"
+#include "ui/Text.h"
+
+namespace tarvo {
+
+Actions::Actions(QObject* parent)
+    : QObject(parent), add(make("tr.action.add", {QKeySequence::New}, "list-add")),
+      addFromClipboard(make("tr.action.add-from-clipboard", {QKeySequence::Paste}, "edit-paste")),
+      quit(make("tr.action.quit", {QKeySequence(Qt::CTRL | Qt::Key_Q)}, "application-exit")),
+      startPause(make("Start", {QKeySequence(Qt::CTRL | Qt::Key_R)}, "media-playback-start")),
+      clearCompleted(make("tr.action.clear-completed")),
+      open(make("tr.action.open", {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)},
+                "document-open")),
+      showInFolder(make("tr.action.show-in-folder", {}, "folder")),
+      copyAddress(make("tr.action.copy-address", {QKeySequence::Copy}, "edit-copy")),
+      pause(make("tr.action.pause", {}, "media-playback-pause")),
+      resume(make("tr.action.resume", {}, "media-playback-start")),
+      pauseOrResume(make("tr.action.pause-or-resume", {QKeySequence(Qt::Key_Space)})),
+      reload(make("tr.action.reload", {QKeySequence(Qt::Key_F5)}, "view-refresh")),
+      moveToTop(make("tr.action.move-to-top", {QKeySequence(Qt::CTRL | Qt::Key_PageUp)}, "go-top")),
+      moveUp(make("tr.action.move-up", {QKeySequence(Qt::CTRL | Qt::Key_Up)}, "go-up")),
+      moveDown(make("tr.action.move-down", {QKeySequence(Qt::CTRL | Qt::Key_Down)}, "go-down")),
+      moveToBottom(
+          make("tr.action.move-to-bottom", {QKeySequence(Qt::CTRL | Qt::Key_PageDown)}, "go-bottom")),
+      connections(make("tr.action.connections")),
+      rename(make("tr.action.rename", {QKeySequence(Qt::Key_F2)})), checksums(make("tr.action.checksums")),
+      information(make("tr.action.information",
+                       {QKeySequence(Qt::ALT | Qt::Key_Return), QKeySequence(Qt::ALT | Qt::Key_Enter)},
+                       "document-properties")),
+      preview(make("tr.action.preview", {QKeySequence(Qt::CTRL | Qt::Key_Y)})),
+      remove(make("tr.action.remove", {QKeySequence(Qt::Key_Delete)}, "list-remove")),
+      removeWithData(
+          make("tr.action.remove-with-data", {QKeySequence(Qt::SHIFT | Qt::Key_Delete)}, "edit-delete")),
+      find(make("tr.action.find", {QKeySequence::Find}, "edit-find")), filters(new QActionGroup(this)),
+      preferences(
+          make("tr.action.preferences", {QKeySequence(Qt::CTRL | Qt::Key_Comma)}, "preferences-system")),
+      log(make("tr.action.log")), help(make("tr.action.help", {QKeySequence(Qt::Key_F1)}, "help-contents")),
+      about(make("tr.action.about", {}, "help-about")) {
+    preview->setCheckable(true);
+    makeFilters();
+}
+
+QAction* Actions::make(std::string_view key, const QList<QKeySequence>& keys, const char* icon) {
+    auto* action = new QAction(text(key), this);
+    action->setShortcuts(keys);
+    if (icon)
+        action->setIcon(QIcon::fromTheme(QString::fromLatin1(icon)));
+    return action;
+}
+
+void Actions::makeFilters() {
+    const auto& all = JobFilter::all();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        auto* filter = filters->addAction(text(all[i].labelKey));
+        filter->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + i)));
+        filter->setCheckable(true);
+        filter->setChecked(i == 0);
+        filter->setData(static_cast<int>(i));
+    }
+}
+
+} // namespace tarvo
