@@ -101,6 +101,7 @@
 <message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>
 <message id="tr.err.unexpected-segment-size-recovery"><source></source><translation>Try again; if it happens again, download with a single connection.</translation></message>
 <message id="tr.err.unknown-api-protocol"><source></source><translation>Tarvo can't open addresses of this kind.</translation></message>
+<message id="tr.list.name"><source></source><translation>Downloads</translation></message>
 <message id="tr.menu.download"><source></source><translation>&amp;Download</translation></message>
 <message id="tr.menu.file"><source></source><translation>&amp;File</translation></message>
 <message id="tr.menu.help"><source></source><translation>&amp;Help</translation></message>

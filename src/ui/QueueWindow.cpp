@@ -17,6 +17,7 @@ QueueWindow::QueueWindow(QueueController& queue, const JobEnvironment& jobs)
     setWindowTitle(QStringLiteral("Tarvo"));
     resize(860, 560);
     m_list->setModel(&m_rows);
+    m_list->setAccessibleName(text("tr.list.name"));
     m_list->setUniformItemSizes(true);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     setCentralWidget(m_list);
