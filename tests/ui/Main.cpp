@@ -1,0 +1,16 @@
+// The main function of the widgets' tests: a Qt application that draws nowhere, with its main thread.
+#include "base/Localized.h"
+#include "base/Runloop.h"
+
+#include <QApplication>
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    const tarvo::Runloop::Main mainThread;
+    tarvo::installLocalizedTexts();
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
