@@ -20,13 +20,13 @@ public:
 
     Problem read(std::size_t& root) {
         if (!readTrailer())
-            return "its table of objects is broken";
+            return "tr.archive.table-broken";
         root = m_root;
         m_values.resize(m_count);
         for (std::uint64_t i = 0; i < m_count; ++i) {
             const std::uint64_t at = number(m_table + i * m_offsetSize, m_offsetSize);
             if (at < kMagic || at >= m_table)
-                return "an object is broken";
+                return "tr.archive.object-broken";
             if (auto problem = readObject(at, m_values[i]))
                 return problem;
         }
@@ -64,13 +64,13 @@ private:
         std::uint64_t count = marker & 0xF;
         const bool isCounted = (type >= 0x4 && type <= 0x6) || type == 0xA || type == 0xD;
         if (isCounted && count == 0xF && !readCount(at, count))
-            return "an object is broken";
+            return "tr.archive.object-broken";
         const auto length = lengthOf(type, count);
         if (!length || *length > m_table - at)
-            return "an object is broken";
+            return "tr.archive.object-broken";
         m_read += *length; // several objects may share the same bytes
         if (m_read > PropertyListLimit::kBytes)
-            return "it grows too large when it is read";
+            return "tr.archive.grows-too-large";
         if (type == 0xA || type == 0xD)
             return readReferences(at, count, type == 0xD, value);
         return readScalar(type, m_bytes.substr(at, *length), value);
@@ -128,7 +128,7 @@ private:
             value.bytes = utf16Text(content);
         const bool isGood = type != 0x5 || std::none_of(content.begin(), content.end(),
                                                         [](char c) { return (c & 0x80) != 0; });
-        return isGood ? std::nullopt : Problem("a text is malformed");
+        return isGood ? std::nullopt : Problem("tr.archive.text-malformed");
     }
 
     static std::string utf16Text(std::string_view content) {
@@ -147,7 +147,7 @@ private:
         for (std::uint64_t i = 0; i < count; ++i) {
             if (!readReference(at + i * m_referenceSize, value) ||
                 (isDictionary && !readReference(at + (count + i) * m_referenceSize, value)))
-                return "a reference leads nowhere";
+                return "tr.archive.reference-nowhere";
         }
         return std::nullopt;
     }

@@ -4,8 +4,44 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace tarvo {
+
+namespace {
+
+/// What was tried, and the whole sentence about its failure: a verb alone fits no sentence of another
+/// language.
+constexpr std::pair<std::string_view, std::string_view> kSentences[] = {
+    {"ask the running program at", "tr.err.could-not.ask-the-running-program-at"},
+    {"copy", "tr.err.could-not.copy"},
+    {"create", "tr.err.could-not.create"},
+    {"create the folder", "tr.err.could-not.create-the-folder"},
+    {"flush", "tr.err.could-not.flush"},
+    {"flush the folder", "tr.err.could-not.flush-the-folder"},
+    {"listen at", "tr.err.could-not.listen-at"},
+    {"lock", "tr.err.could-not.lock"},
+    {"make", "tr.err.could-not.make"},
+    {"move the download to", "tr.err.could-not.move-the-download-to"},
+    {"open", "tr.err.could-not.open"},
+    {"open the bundle", "tr.err.could-not.open-the-bundle"},
+    {"open the working folder", "tr.err.could-not.open-the-working-folder"},
+    {"read", "tr.err.could-not.read"},
+    {"read the folder", "tr.err.could-not.read-the-folder"},
+    {"remove", "tr.err.could-not.remove"},
+    {"replace", "tr.err.could-not.replace"},
+    {"set the length of", "tr.err.could-not.set-the-length-of"},
+    {"write", "tr.err.could-not.write"},
+};
+
+std::string failedCall(std::string_view operation, const std::string& place, const std::string& reason) {
+    for (const auto& [known, key] : kSentences)
+        if (operation == known)
+            return localized(key, {place, reason});
+    return localized("tr.err.could-not", {std::string(operation), place, reason});
+}
+
+} // namespace
 
 std::string Error::sentence() const {
     std::string text = description.empty() ? domain + " error " + std::to_string(code) : description;
@@ -15,8 +51,8 @@ std::string Error::sentence() const {
 }
 
 Error Error::posix(int errorNumber, std::string_view operation, std::string_view place) {
-    std::string text = "Could not " + std::string(operation) + " \"" + std::string(place) +
-                       "\": " + std::generic_category().message(errorNumber) + ".";
+    std::string text =
+        failedCall(operation, std::string(place), std::generic_category().message(errorNumber));
     std::string suggestion;
     if (errorNumber == ENOSPC || errorNumber == EDQUOT)
         suggestion = tarvo::localized("tr.err.disk-full-recovery");

@@ -61,7 +61,8 @@ struct Error {
     /// The description, or domain and code where there is none, followed by the recovery suggestion.
     std::string sentence() const;
 
-    /// A failed system call: `operation` is what was tried ("write", "rename"), `place` the path.
+    /// A failed system call: `operation` is what was tried ("write", "remove"), `place` the path. An
+    /// operation that has no sentence of its own is named in English.
     static Error posix(int errorNumber, std::string_view operation, std::string_view place);
 
     /// ErrorDomain::Tarvo, kTarvoGeneral. `text` and `hint`, which may be empty, are in the user's language.

@@ -27,7 +27,7 @@ Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::open(std::string_view 
         return failure(list.error());
     std::unique_ptr<KeyedUnarchiver> unarchiver(new KeyedUnarchiver(std::move(*list)));
     if (!unarchiver->adopt())
-        return failure(damagedArchive("it is no keyed archive"));
+        return failure(damagedArchive("tr.archive.no-archive"));
     return unarchiver;
 }
 
@@ -62,7 +62,7 @@ std::int64_t KeyedUnarchiver::decodeInteger(std::string_view key) {
         return 0;
     if (isKind(found.node, Kind::integer) || isKind(found.node, Kind::boolean))
         return found.node->number;
-    refuse("an integer is of another kind");
+    refuse("tr.archive.integer-kind");
     return 0;
 }
 
@@ -78,7 +78,7 @@ std::optional<std::string> KeyedUnarchiver::decodeData(std::string_view key) {
     if (!found)
         return std::nullopt;
     if (!isKind(found.node, Kind::data)) {
-        refuse("data is of another kind");
+        refuse("tr.archive.data-kind");
         return std::nullopt;
     }
     return spend(found.node->bytes.size()) ? std::optional(found.node->bytes) : std::nullopt;
@@ -94,7 +94,7 @@ std::shared_ptr<Archivable> KeyedUnarchiver::decodeObject(std::string_view key) 
     if (!found)
         return nullptr;
     if (found.number == 0 || classNames(found.node).empty()) {
-        refuse("an object is of another kind");
+        refuse("tr.archive.object-kind");
         return nullptr;
     }
     const Maker* maker = makerFor(found.node);
@@ -108,7 +108,7 @@ std::optional<std::vector<std::shared_ptr<Archivable>>> KeyedUnarchiver::decodeA
         return std::nullopt;
     const Node elements = isKindOf(found.node, "NSArray") ? m_list.find(found.node, "NS.objects") : nullptr;
     if (!isKind(elements, Kind::array)) {
-        refuse("an array is of another kind");
+        refuse("tr.archive.array-kind");
         return std::nullopt;
     }
     std::vector<std::shared_ptr<Archivable>> objects;
@@ -130,7 +130,7 @@ KeyedUnarchiver::Reference KeyedUnarchiver::follow(Node value) {
         return {value, 0};
     const auto number = static_cast<std::uint64_t>(uid->number);
     if (number >= m_objects->size()) {
-        refuse("a reference leads nowhere");
+        refuse("tr.archive.reference-nowhere");
         return {};
     }
     return number == 0 ? Reference{} : Reference{&m_list.at((*m_objects)[number]), number};
@@ -175,7 +175,7 @@ std::shared_ptr<Archivable> KeyedUnarchiver::make(const Reference& object, const
     if (const auto known = m_made.find(object.number); known != m_made.end())
         return known->second;
     if (m_beingMade.count(object.number) != 0 || m_beingMade.size() >= kDeepestObject) {
-        refuse("an object contains itself, or too many others within each other");
+        refuse("tr.archive.object-nesting");
         return nullptr;
     }
     m_beingMade.insert(object.number);
@@ -195,7 +195,7 @@ std::shared_ptr<Archivable> KeyedUnarchiver::makeElement(Node value, const Maker
     if (isObject && !maker && fallback)
         maker = &fallback;
     if (!maker) {
-        refuse("an array holds something else than expected");
+        refuse("tr.archive.array-element-kind");
         return nullptr;
     }
     return make(found, *maker);
@@ -205,7 +205,7 @@ std::optional<std::string> KeyedUnarchiver::textOf(Node node) {
     if (isKindOf(node, "NSString"))
         node = follow(m_list.find(node, "NS.string")).node;
     if (!isKind(node, Kind::text)) {
-        refuse("a text is of another kind");
+        refuse("tr.archive.text-kind");
         return std::nullopt;
     }
     return spend(node->bytes.size()) ? std::optional(archivableText(node->bytes)) : std::nullopt;
@@ -215,7 +215,7 @@ std::optional<Url> KeyedUnarchiver::urlOf(const Reference& object, int depth) {
     const Node relative =
         isKindOf(object.node, "NSURL") ? follow(m_list.find(object.node, "NS.relative")).node : nullptr;
     if (!relative || depth == kLongestUrlChain) {
-        refuse("an address is of another kind");
+        refuse("tr.archive.address-kind");
         return std::nullopt;
     }
     const auto text = textOf(relative);
@@ -228,23 +228,23 @@ std::optional<Url> KeyedUnarchiver::urlOf(const Reference& object, int depth) {
     else if (const auto baseUrl = urlOf(base, depth + 1))
         url = baseUrl->resolved(*text);
     if (!url)
-        refuse("an address is malformed");
+        refuse("tr.archive.address-malformed");
     return url;
 }
 
 /// Accounts for `bytes` that are about to be handed out; false when that would be too much.
 bool KeyedUnarchiver::spend(std::uint64_t bytes) {
     if (bytes > m_budget) {
-        refuse("it grows too large when it is read");
+        refuse("tr.archive.grows-too-large");
         return false;
     }
     m_budget -= bytes;
     return true;
 }
 
-void KeyedUnarchiver::refuse(std::string_view reason) {
+void KeyedUnarchiver::refuse(std::string_view reasonKey) {
     if (!m_firstError)
-        m_firstError = damagedArchive(reason);
+        m_firstError = damagedArchive(reasonKey);
 }
 
 } // namespace tarvo

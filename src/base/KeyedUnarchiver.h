@@ -79,7 +79,7 @@ private:
     std::optional<std::string> textOf(Node node);
     std::optional<Url> urlOf(const Reference& object, int depth);
     bool spend(std::uint64_t bytes);
-    void refuse(std::string_view reason);
+    void refuse(std::string_view reasonKey);
 
     const PropertyList m_list;
     Node m_current = nullptr;                              // the object whose keys are being read

@@ -19,11 +19,11 @@ bool isUtf8(std::string_view bytes) {
 
 Result<PropertyList> PropertyList::read(std::string_view bytes) {
     if (bytes.size() > PropertyListLimit::kBytes)
-        return failure(damagedArchive("it is too large"));
+        return failure(damagedArchive("tr.archive.too-large"));
     PropertyList list;
     const bool isBinary = bytes.starts_with("bplist00");
     if (!isBinary && !isUtf8(bytes))
-        return failure(damagedArchive("it is no text"));
+        return failure(damagedArchive("tr.archive.no-text"));
     const Problem problem = isBinary ? readBinaryPropertyList(bytes, list.m_values, list.m_root)
                                      : readXmlPropertyList(bytes, list.m_values);
     if (problem)
@@ -43,8 +43,8 @@ const PropertyList::Value* PropertyList::find(const Value* dictionary, std::stri
     return nullptr;
 }
 
-Error damagedArchive(std::string_view reason) {
-    return Error::tarvo(localized("tr.err.archive-damaged", {std::string(reason)}));
+Error damagedArchive(std::string_view reasonKey) {
+    return Error::tarvo(localized("tr.err.archive-damaged", {localized(reasonKey)}));
 }
 
 } // namespace tarvo

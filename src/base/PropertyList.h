@@ -51,7 +51,7 @@ private:
     std::size_t m_root = 0;
 };
 
-/// The error for saved data that can't be read; `reason` completes "…: ".
-Error damagedArchive(std::string_view reason);
+/// The error for saved data that can't be read; the text of `reasonKey` completes "…: ".
+Error damagedArchive(std::string_view reasonKey);
 
 } // namespace tarvo

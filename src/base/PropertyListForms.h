@@ -9,12 +9,12 @@
 
 namespace tarvo {
 
-/// What is wrong with a list; none: nothing.
+/// What is wrong with a list, as the key of its text; none: nothing.
 using Problem = std::optional<std::string_view>;
 
 namespace PropertyListProblem {
-inline constexpr std::string_view kTooMany = "it holds too many values";
-inline constexpr std::string_view kTooWide = "a dictionary is too large";
+inline constexpr std::string_view kTooMany = "tr.archive.too-many-values";
+inline constexpr std::string_view kTooWide = "tr.archive.dictionary-too-large";
 } // namespace PropertyListProblem
 
 /// Fills `values`; the first is the root. `bytes` is UTF-8.

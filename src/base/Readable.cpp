@@ -1,5 +1,7 @@
 #include "base/Readable.h"
 
+#include "base/Localized.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -9,14 +11,14 @@ namespace tarvo {
 
 namespace {
 
-std::string withUnit(std::int64_t bytes, const char* smallest) {
+constexpr std::int64_t kKibi = 1024;
+
+std::string withUnit(std::int64_t bytes) {
     static const char* const units[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    if (bytes < 1024)
-        return fmt::format("{} {}", bytes, smallest);
-    double amount = static_cast<double>(bytes) / 1024;
+    double amount = static_cast<double>(bytes) / kKibi;
     std::size_t unit = 0;
-    while (amount >= 1024 && unit + 1 < std::size(units)) {
-        amount /= 1024;
+    while (amount >= kKibi && unit + 1 < std::size(units)) {
+        amount /= kKibi;
         ++unit;
     }
     return fmt::format("{:.1f} {}", amount, units[unit]);
@@ -25,11 +27,11 @@ std::string withUnit(std::int64_t bytes, const char* smallest) {
 } // namespace
 
 std::string readableBytes(std::int64_t bytes) {
-    return withUnit(bytes, "B");
+    return bytes < kKibi ? fmt::format("{} B", bytes) : withUnit(bytes);
 }
 
 std::string readableSize(std::int64_t bytes) {
-    return withUnit(bytes, "bytes");
+    return bytes < kKibi ? localized("tr.size.bytes", {std::to_string(bytes)}) : withUnit(bytes);
 }
 
 std::string readableSpeed(std::int64_t bytesPerSecond) {

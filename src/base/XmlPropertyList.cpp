@@ -82,9 +82,9 @@ public:
         } while (!m_open.empty());
         skipBlanks();
         if (!take("</plist>"))
-            return "the list does not end after its value";
+            return "tr.archive.no-end";
         skipBlanks();
-        return m_rest.empty() ? std::nullopt : Problem("something follows the list");
+        return m_rest.empty() ? std::nullopt : Problem("tr.archive.more-follows");
     }
 
 private:
@@ -110,22 +110,22 @@ private:
     Problem enter() {
         skipBlanks();
         if (take("<?xml") && !takeUntil("?>", "<>"))
-            return "its declaration is broken";
+            return "tr.archive.declaration-broken";
         skipBlanks();
         if (take("<!DOCTYPE") && !takeUntil(">", "<[&"))
-            return "its document type is broken";
+            return "tr.archive.document-type-broken";
         skipBlanks();
         const bool isList = take("<plist>") || (take("<plist ") && takeUntil(">", "</>"));
-        return isList ? std::nullopt : Problem("it is no property list");
+        return isList ? std::nullopt : Problem("tr.archive.no-list");
     }
 
     Problem step() {
         skipBlanks();
         if (!take("<"))
-            return "a tag is missing";
+            return "tr.archive.tag-missing";
         const std::size_t end = m_rest.find('>');
         if (end == std::string_view::npos)
-            return "it is cut off";
+            return "tr.archive.cut-off";
         std::string_view name = m_rest.substr(0, end);
         m_rest.remove_prefix(end + 1);
         if (name.starts_with('/'))
@@ -145,7 +145,7 @@ private:
         Value* around = m_open.empty() ? nullptr : &m_values[m_open.back()];
         const bool isInDictionary = around && around->kind == Kind::dictionary;
         if (isKey != (isInDictionary && around->parts.size() % 2 == 0))
-            return "a key is missing, or stands where none belongs";
+            return "tr.archive.key-misplaced";
         if (isInDictionary && around->parts.size() == 2 * PropertyListLimit::kDictionaryEntries)
             return PropertyListProblem::kTooWide;
         if (around)
@@ -163,9 +163,9 @@ private:
     Problem close(std::string_view name) {
         const Value* around = m_open.empty() ? nullptr : &m_values[m_open.back()];
         if (!around || name != (around->kind == Kind::dictionary ? "dict" : "array"))
-            return "an end tag has no start";
+            return "tr.archive.end-tag-alone";
         if (around->kind == Kind::dictionary && around->parts.size() % 2 != 0)
-            return "a value is missing";
+            return "tr.archive.value-missing";
         m_open.pop_back();
         return std::nullopt;
     }
@@ -176,11 +176,11 @@ private:
             content = m_rest.substr(0, m_rest.find('<'));
             m_rest.remove_prefix(content.size());
             if (!take("</") || !take(name) || !take(">"))
-                return "an end tag is missing";
+                return "tr.archive.end-tag-missing";
         }
         auto value = valueOf(name, content);
         if (!value)
-            return "a value is malformed";
+            return "tr.archive.value-malformed";
         m_values.push_back(std::move(*value));
         return std::nullopt;
     }

@@ -33,12 +33,14 @@ std::string jsonLine(const Target& target, const AddOutcome& outcome) {
 void tell(const Options& options, const Target& target, const AddOutcome& outcome, std::ostream& output,
           std::ostream& problems) {
     const std::string name = target.url ? target.url->withoutPassword() : target.bundle;
+    const bool isTaken = outcome.kind == AddOutcome::Kind::taken;
     if (options.json)
         output << jsonLine(target, outcome) << "\n";
     else if (!outcome.isFulfilled())
-        problems << "tarvo-get: not taken: " << name << ": " << reasonOf(outcome).sentence() << "\n";
+        problems << "tarvo-get: " << localized("tr.start.not-taken", {name, reasonOf(outcome).sentence()})
+                 << "\n";
     else if (!options.quiet)
-        output << (outcome.kind == AddOutcome::Kind::taken ? "taken: " : "already there: ") << name << "\n";
+        output << localized(isTaken ? "tr.get.taken" : "tr.get.already-there", {name}) << "\n";
 }
 
 } // namespace
@@ -51,7 +53,8 @@ int attach(const Options& options, const RunningInstance& application, std::ostr
         what.push_back(target.url ? target.url->absoluteString() : target.bundle);
     const auto outcomes = application.handOver(what);
     if (!outcomes) {
-        problems << "tarvo-get: no application took the links: " << outcomes.error().sentence() << std::endl;
+        problems << "tarvo-get: " << localized("tr.get.not-handed-over", {outcomes.error().sentence()})
+                 << std::endl;
         return DownloadRunner::kSomeFailed;
     }
     bool isAllTaken = true;

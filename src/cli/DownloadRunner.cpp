@@ -1,5 +1,6 @@
 #include "cli/DownloadRunner.h"
 
+#include "base/Localized.h"
 #include "base/Runloop.h"
 #include "jobs/CURLRemoteFile.h"
 #include "jobs/TRFileHash.h"
@@ -27,6 +28,13 @@ std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm
         break;
     }
     return hash.computeSHA256();
+}
+
+Error wrongChecksum(const std::string& path, const std::optional<std::string>& digest,
+                    const std::string& wanted) {
+    const std::string found = digest ? *digest : localized("tr.get.digest-unreadable");
+    return Error::tarvo(localized("tr.err.checksum", {path, found, wanted}),
+                        localized("tr.err.checksum-recovery"));
 }
 
 } // namespace
@@ -63,13 +71,12 @@ DownloadRunner::DownloadRunner(const Options& options, const JobEnvironment& env
     connect(&m_queue, &QueueController::suspended, this, [this](const Job& job, bool saved) {
         m_anySuspended = true;
         m_view.notice(saved && job->supportsRecovery()
-                          ? "interrupted; progress is saved in \"" + job->activeFile().value_or("") +
-                                "\". Run the same command again to continue."
-                          : "interrupted.");
+                          ? localized("tr.get.interrupted-saved", {job->activeFile().value_or("")})
+                          : localized("tr.get.interrupted"));
     });
     connect(&m_queue, &QueueController::ended, this, [this] {
         if (m_interrupted && !m_anySuspended && !m_hashing)
-            m_view.notice("interrupted.");
+            m_view.notice(localized("tr.get.interrupted"));
         const int status = m_counts.failed > 0 ? kSomeFailed : kAllFinished;
         Q_EMIT ended(m_interrupted ? kInterrupted : status);
     });
@@ -110,7 +117,7 @@ void DownloadRunner::addTarget(const Target& target) {
         rememberCredentials(*url);
     if (m_queue.remoteFiles().addRemoteFile(job))
         return;
-    m_view.notice(snapshotOf(*job).url + " is asked for more than once; it is downloaded once.");
+    m_view.notice(localized("tr.get.named-twice", {snapshotOf(*job).url}));
     m_counts.total -= 1;
     m_downloads.erase(job.get());
 }
@@ -178,8 +185,9 @@ void DownloadRunner::handleFailure(const Job& job) {
         reportFailed(job, error);
         return;
     }
-    m_view.notice(fmt::format("{}: {} Trying again in {:.0f} s ({} left).", job->fileName(), error.sentence(),
-                              m_retryDelay.count(), known->second.retriesLeft--));
+    m_view.notice(localized("tr.get.retry",
+                            {job->fileName(), error.sentence(), fmt::format("{:.0f}", m_retryDelay.count()),
+                             std::to_string(known->second.retriesLeft--)}));
 }
 
 void DownloadRunner::verifyChecksum(const Job& job) {
@@ -194,9 +202,7 @@ void DownloadRunner::verifyChecksum(const Job& job) {
             if (digest == wanted.digest)
                 reportFinished(job, true);
             else
-                reportFailed(job, Error::tarvo(fmt::format("The checksum of \"{}\" is {}, not {}.", path,
-                                                           digest.value_or("unreadable"), wanted.digest),
-                                               "The file is kept; do not trust it."));
+                reportFailed(job, wrongChecksum(path, digest, wanted.digest));
         });
     });
 }
@@ -232,7 +238,7 @@ void DownloadRunner::interrupt() {
     m_progressTimer.stop();
     if (m_hashing) {
         m_hashing->cancelled = true;
-        m_view.notice("interrupted; the file is whole, its checksum has not been compared.");
+        m_view.notice(localized("tr.get.interrupted-whole"));
     }
     m_queue.quit();
 }

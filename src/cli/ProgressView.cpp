@@ -1,5 +1,6 @@
 #include "cli/ProgressView.h"
 
+#include "base/Localized.h"
 #include "base/Readable.h"
 #include "cli/JsonView.h"
 #include "cli/TerminalLines.h"
@@ -50,32 +51,33 @@ public:
     PlainView(std::ostream& output, std::ostream& problems) : SilentView(problems), m_output(output) {}
 
     void started(const DownloadSnapshot& download) override {
-        m_output << fmt::format("started {} ({}, {} connection{})\n", download.name,
-                                download.size < 1 ? "unknown size" : readableBytes(download.size),
-                                download.connections, download.connections == 1 ? "" : "s")
-                 << std::flush;
+        const std::string size =
+            download.size < 1 ? localized("tr.get.unknown-size") : readableBytes(download.size);
+        say(download.connections == 1 ? "tr.get.started-single" : "tr.get.started",
+            {download.name, size, std::to_string(download.connections)});
     }
 
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
         for (const auto& download : m_pace.due(running, now))
-            m_output << fmt::format("progress {} {} {}\n", download.name, percentOf(download),
-                                    readableSpeed(download.speed))
-                     << std::flush;
+            say("tr.get.progress", {download.name, percentOf(download), readableSpeed(download.speed)});
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {
         const auto speed = static_cast<std::int64_t>(static_cast<double>(result.bytes) /
                                                      std::max(result.took.count(), 0.001));
-        m_output << fmt::format("finished {} ({} in {:.1f} s, {}{})\n", result.path,
-                                readableBytes(result.bytes), result.took.count(), readableSpeed(speed),
-                                result.checksumMatched ? ", checksum matches" : "")
-                 << std::flush;
+        say(result.checksumMatched ? "tr.get.finished-matching" : "tr.get.finished",
+            {result.path, readableBytes(result.bytes), fmt::format("{:.1f}", result.took.count()),
+             readableSpeed(speed)});
     }
 
 protected:
     std::ostream& output() { return m_output; }
 
 private:
+    void say(std::string_view key, std::initializer_list<std::string> arguments) {
+        m_output << localized(key, arguments) << "\n" << std::flush;
+    }
+
     std::ostream& m_output;
     Pace m_pace{kBetweenPlainLines, false};
 };
@@ -87,7 +89,7 @@ public:
         : PlainView(output, problems), m_colour(colour) {}
 
     void connecting(const DownloadSnapshot& download) override {
-        draw({terminalText(download.name + ": connecting…", terminalSize().columns)});
+        draw({terminalText(localized("tr.get.connecting", {download.name}), terminalSize().columns)});
     }
 
     void started(const DownloadSnapshot& download) override {

@@ -1,5 +1,6 @@
 #include "cli/TerminalLines.h"
 
+#include "base/Localized.h"
 #include "base/Readable.h"
 
 #include <algorithm>
@@ -73,6 +74,16 @@ double fractionOf(const DownloadSnapshot& download) {
     return static_cast<double>(download.bytes) / static_cast<double>(download.size);
 }
 
+std::string summaryOf(const QueueCounts& counts, std::size_t running, std::size_t waiting) {
+    const std::string finished = std::to_string(counts.finished);
+    const std::string total = std::to_string(counts.total);
+    if (counts.failed == 0)
+        return localized("tr.get.summary",
+                         {finished, total, std::to_string(running), std::to_string(waiting)});
+    return localized("tr.get.summary-failures", {finished, total, std::to_string(counts.failed),
+                                                 std::to_string(running), std::to_string(waiting)});
+}
+
 } // namespace
 
 std::string percentOf(const DownloadSnapshot& download) {
@@ -90,7 +101,8 @@ std::string terminalLine(const DownloadSnapshot& download, int columns, bool col
     const int width = std::max(columns - kSpareColumns, 1);
     const std::string percent = fmt::format(" {:>{}}", percentOf(download), known ? 4 : 10);
     const std::string speed = fmt::format(" {:>12}", readableSpeed(download.speed));
-    const std::string connections = fmt::format(" {:>2} conn", download.connections);
+    const std::string connections =
+        " " + localized("tr.get.connections", {fmt::format("{:>2}", download.connections)});
     const std::string left =
         fmt::format(" {:>8}", !known || download.speed < 1 ? "--:--" : readableDuration(download.left));
     // What a narrow terminal has no room for goes, the least important first.
@@ -120,11 +132,7 @@ std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& runn
         return lines;
     const std::size_t ended = counts.finished + counts.failed;
     const std::size_t waiting = counts.total - std::min(counts.total, ended + running.size());
-    std::string summary = fmt::format("{} of {} finished", counts.finished, counts.total);
-    if (counts.failed > 0)
-        summary += fmt::format(", {} failed", counts.failed);
-    summary += fmt::format(", {} running, {} waiting", running.size(), waiting);
-    lines.push_back(terminalText(summary, size.columns));
+    lines.push_back(terminalText(summaryOf(counts, running.size(), waiting), size.columns));
     return lines;
 }
 

@@ -1,6 +1,7 @@
 #include "cli/TerminalPrompt.h"
 
 #include "base/Disk.h"
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
 #include "platform/Interrupt.h"
@@ -97,16 +98,18 @@ std::optional<std::string> TerminalPrompt::ask(int terminal, const std::string& 
 
 std::optional<AuthenticationAnswer> TerminalPrompt::converse(int terminal,
                                                              const AuthenticationQuestion& question) {
-    const std::string shown = question.username.empty() ? "" : " [" + question.username + "]";
-    auto name = ask(terminal, "User name" + shown + ": ", true);
+    auto name = ask(terminal,
+                    question.username.empty() ? localized("tr.get.ask-name")
+                                              : localized("tr.get.ask-name-known", {question.username}),
+                    true);
     if (!name)
         return std::nullopt;
     if (name->empty())
         name = question.username;
-    const auto password = ask(terminal, "Password: ", false);
+    const auto password = ask(terminal, localized("tr.get.ask-password"), false);
     if (!password)
         return std::nullopt;
-    const auto save = ask(terminal, "Save it in the keyring? [y/N] ", true);
+    const auto save = ask(terminal, localized("tr.get.ask-save"), true);
     if (!save)
         return std::nullopt;
     return AuthenticationAnswer{*name, *password, *save == "y" || *save == "Y"};
@@ -119,16 +122,15 @@ TerminalPrompt::promptAuthentication(const AuthenticationQuestion& question) {
         return std::nullopt;
     const FileHandle terminal(::open(m_device.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY));
     if (!terminal) {
-        m_view.notice(question.service +
-                      " asks for a user name and a password, and there is no terminal to ask on. "
-                      "Give them with --user, or store them in the keyring.");
+        m_view.notice(localized("tr.get.no-terminal", {question.service}));
         return std::nullopt;
     }
     m_isAsking = true;
     m_isCancelled = false;
     const std::string asks =
-        question.service + " asks for a user name and a password" +
-        (question.shouldShowKeypairHint ? " (or the passphrase of one of your SSH keys)" : "") + ".\n";
+        localized(question.shouldShowKeypairHint ? "tr.get.asks-or-passphrase" : "tr.err.authentication",
+                  {question.service}) +
+        "\n";
     m_view.makeRoomFor(asks);
     say(terminal.descriptor(), asks);
     auto answer = converse(terminal.descriptor(), question);

@@ -2,6 +2,7 @@
 
 #include <QDBusMessage>
 
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
 
@@ -51,10 +52,10 @@ void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
     for (const QString& uri : uris)
         characters += uri.size();
     if (uris.size() > kMostUris || characters > kMostCharacters) {
-        sendErrorReply(QDBusError::LimitsExceeded,
-                       QStringLiteral("At most %1 addresses, and %2 characters, can be opened at once")
-                           .arg(kMostUris)
-                           .arg(kMostCharacters));
+        sendErrorReply(
+            QDBusError::LimitsExceeded,
+            QString::fromStdString(localized("tr.err.opens-limit",
+                                             {std::to_string(kMostUris), std::to_string(kMostCharacters)})));
         return;
     }
     std::vector<std::string> texts;

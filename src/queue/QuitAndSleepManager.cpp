@@ -1,13 +1,12 @@
 #include "queue/QuitAndSleepManager.h"
 
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
 
 namespace tarvo {
 
 namespace {
-
-constexpr const char* kReason = "Tarvo is downloading a file. Pause to enable sleep.";
 
 void logOutcome(int result) {
     if (result == 0)
@@ -36,7 +35,7 @@ void QuitAndSleepManager::disableSleep() {
     Runloop::assertMain();
     if (!Log::assertThat(m_activeSleepPreventionId == 0))
         m_inhibitor.release(m_activeSleepPreventionId); // or it would never be released
-    m_activeSleepPreventionId = m_inhibitor.inhibit(kReason, &logOutcome);
+    m_activeSleepPreventionId = m_inhibitor.inhibit(localized("tr.sleep.reason"), &logOutcome);
 }
 
 void QuitAndSleepManager::enableSleep() {

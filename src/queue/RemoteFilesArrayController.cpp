@@ -11,8 +11,6 @@ namespace tarvo {
 
 namespace {
 
-constexpr std::string_view kNotFound = "Remote File not found in content array.";
-
 /// A job without an address shares its identity with all of its kind, and is no duplicate of them.
 bool isIdentified(const RemoteFile& job) {
     return job.url().has_value();
@@ -211,8 +209,9 @@ Result<RemoteFilesArrayController::Job> RemoteFilesArrayController::reloadRemote
 Result<RemoteFilesArrayController::Job>
 RemoteFilesArrayController::reloadSavedRemoteFile(const Job& job, const Result<void>& saved) {
     if (!Log::assertThat(job != nullptr) || !content().contains(*job)) {
-        Log::error(kNotFound);
-        return failure(Error::tarvo(std::string(kNotFound)));
+        const Error notFound = Error::tarvo(localized("tr.err.not-in-queue"));
+        Log::error("{}", notFound.description);
+        return failure(notFound);
     }
     if (!saved && saved.error().code != kRemoteFileSaveWithFault) {
         Log::error("RemoteFile could not complete final save before reload");

@@ -47,14 +47,20 @@ std::optional<int> readCommandLine(int argc, char** argv, CommandLine& line) {
             return kBadUsage;
         }
         line.isHeadless = line.isHeadless || text == "--headless";
-        if (text.starts_with('-'))
-            continue;
+        if (!text.starts_with('-'))
+            line.open.push_back(text);
+    }
+    return std::nullopt;
+}
+
+std::optional<int> makePathsWhole(CommandLine& line) {
+    for (std::string& text : line.open) {
         auto whole = forAnyFolder(text);
         if (!whole) {
             std::cerr << "tarvo: " << whole.error().sentence() << "\n";
             return kBadUsage;
         }
-        line.open.push_back(std::move(*whole));
+        text = std::move(*whole);
     }
     return std::nullopt;
 }

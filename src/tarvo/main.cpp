@@ -137,12 +137,14 @@ int main(int argc, char** argv) {
     if (const auto status = readCommandLine(argc, argv, line))
         return *status;
     const auto application = makeApplication(argc, argv, line);
+    installLocalizedTexts();
+    if (const auto status = makePathsWhole(line))
+        return *status;
     hidePasswords(argc, argv);
     raiseOpenFilesLimit();
     int status = 0;
     {
         const Runloop::Main mainThread;
-        installLocalizedTexts();
         status = run(line);
     }
     LiveCurlSegment::cleanup();
