@@ -26,6 +26,9 @@ std::vector<Setting> makeTable() {
         {kAutoPasteInAddSheet, boolean, false, "the add sheet fills itself from the clipboard"},
         {kAutoQuitWhenTransfersComplete, boolean, false, "quit when all downloads are finished"},
         {kAutoStartAfterAdd, boolean, false, "start the queue when downloads are added"},
+        {kClosingMeans, text, ofText("Ask"),
+         "what closing the window does: \"Quit\", \"Background\" to go on without it, or \"Ask\": with an "
+         "icon in the tray it goes on, without one it asks if anything would stop"},
         {kCustomUserAgent, text, ofText("com.unregistered.Tarvo"),
          "what requests say about the program; the built-in browser replaces the default by an agent of its "
          "own"},
@@ -35,6 +38,7 @@ std::vector<Setting> makeTable() {
         {kDefaultDirectoryBookmark, bytes, {}, "absolute path of the download folder that was chosen"},
         {kDefaultThreading, integer, ofNumber(10), "connections of a new download, 1 to 64"},
         {kHasStartupCrash, boolean, {}, "the last start has not reached its end"},
+        {kHasToldOfTray, boolean, {}, "the user knows that a closed window goes into the tray"},
         {kMetrics, counters, QVariantMap(), "usage counters by name"},
         {kMinimumChunkSize, integer, ofNumber(1024), "bytes of the smallest segment; below 1 counts as 1"},
         {kNeverRemindMeToRateThisAwesomeApp, boolean, true, "don't ask for a rating"},
@@ -67,9 +71,13 @@ void registerDefaultSettings(UserDefaults& defaults) {
 
 std::set<std::string> settingsOfTheProgram() {
     using namespace SettingKey;
-    return {std::string(kHasStartupCrash),   std::string(kMetrics),
-            std::string(kSavedQueueLinks),   std::string(kSavedQueueLinksUnreadable),
-            std::string(kSavedQueueSession), std::string(kSavedQueueSessionUnreadable)};
+    return {std::string(kHasStartupCrash),
+            std::string(kMetrics),
+            std::string(kHasToldOfTray),
+            std::string(kSavedQueueLinks),
+            std::string(kSavedQueueLinksUnreadable),
+            std::string(kSavedQueueSession),
+            std::string(kSavedQueueSessionUnreadable)};
 }
 
 } // namespace tarvo

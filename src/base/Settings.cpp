@@ -41,6 +41,17 @@ ApplicationMode Settings::applicationMode() const {
     return ApplicationMode::dockAndMenuBar;
 }
 
+ClosingMeans Settings::closingMeans() const {
+    const auto means = m_defaults.string(SettingKey::kClosingMeans);
+    if (means == "Quit")
+        return ClosingMeans::quit;
+    if (means == "Background")
+        return ClosingMeans::background;
+    if (means != "Ask")
+        m_defaults.nameUnusable(SettingKey::kClosingMeans, "Ask");
+    return ClosingMeans::ask;
+}
+
 std::string Settings::defaultDirectory(const std::string& homeFolder) const {
     const auto set = m_defaults.string(SettingKey::kDefaultDirectory);
     std::string path = withHomeFolder(set.value_or(""), homeFolder);

@@ -18,6 +18,9 @@ inline constexpr const char* kUsualDownloadFolder = "~/Downloads";
 /// Where the program shows itself.
 enum class ApplicationMode { dockOnly, menuBarOnly, dockAndMenuBar };
 
+/// What the user means by closing the window: `ask` until that was said.
+enum class ClosingMeans { ask, quit, background };
+
 /// Typed readers over the stored settings. A value that makes no sense is read as the nearest one that does,
 /// or as the default, and named in the log, once for each such value. Costs nothing to make; any thread.
 /// What only the program itself writes (a session, counters) is read by the class that writes it.
@@ -30,6 +33,8 @@ public:
     std::int64_t defaultThreading() const;   ///< connections of a new download, 1 to kMostConnections
     std::int64_t minimumChunkSize() const;   ///< bytes, from 1
     ApplicationMode applicationMode() const; ///< both for a text that names none
+
+    ClosingMeans closingMeans() const; ///< to be asked for a text that names none
 
     /// Where new downloads go. Absolute, a leading "~" replaced by `homeFolder`, which is absolute.
     std::string defaultDirectory(const std::string& homeFolder) const;
