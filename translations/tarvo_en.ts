@@ -8,6 +8,8 @@
 <message id="Email Support"><source></source><translation>Email Support</translation></message>
 <message id="Existing data will be removed. This cannot be undone."><source></source><translation>Existing data will be removed. This cannot be undone.</translation></message>
 <message id="Failed"><source></source><translation>Failed</translation></message>
+<message id="Finished"><source></source><translation>Finished</translation></message>
+<message id="Initialized"><source></source><translation>Waiting</translation></message>
 <message id="Initializing"><source></source><translation>Initializing</translation></message>
 <message id="OK"><source></source><translation>OK</translation></message>
 <message id="Pause"><source></source><translation>Pause</translation></message>
@@ -192,6 +194,17 @@
 <message id="tr.notification.single-download"><source></source><translation>Tarvo downloaded %1</translation></message>
 <message id="tr.notification.title"><source></source><translation>All Downloads Finished</translation></message>
 <message id="tr.preferences.reset.title"><source></source><translation>Reset Settings?</translation></message>
+<message id="tr.rf.first-fail"><source></source><translation>Failed. %1 %2</translation></message>
+<message id="tr.rf.help-text"><source></source><translation>Reload it to try again.</translation></message>
+<message id="tr.rf.last-attempt-info"><source></source><translation>Attempt %1 comes soon. %3</translation></message>
+<message id="tr.rf.making-ready"><source></source><translation>Asking the server…</translation></message>
+<message id="tr.rf.next-attempt-info"><source></source><translation>Attempt %1 in %2 s. %4</translation></message>
+<message id="tr.rf.nth-fail"><source></source><translation>Failed after %1 attempts. %2 %3</translation></message>
+<message id="tr.rf.ready"><source></source><translation>Ready</translation></message>
+<message id="tr.rf.recovered-and-ready"><source></source><translation>Continues where it stopped, as soon as it is its turn</translation></message>
+<message id="tr.rf.recovered-and-waiting"><source></source><translation>Continues where it stopped, once the queue is started</translation></message>
+<message id="tr.rf.streaming-file"><source></source><translation>Downloading a file of unknown size</translation></message>
+<message id="tr.row.spoken"><source></source><translation>%1 percent, %2</translation></message>
 <message id="tr.scope-bar.all"><source></source><translation>All</translation></message>
 <message id="tr.scope-bar.done"><source></source><translation>Done</translation></message>
 <message id="tr.scope-bar.failed"><source></source><translation>Failed</translation></message>
@@ -204,5 +217,12 @@
 <message id="tr.start.not-reset"><source></source><translation>another one is running, so nothing was reset. End it, and start again with %1.</translation></message>
 <message id="tr.start.not-taken"><source></source><translation>not taken: %1: %2</translation></message>
 <message id="tr.startup-err-message"><source></source><translation>It looks like Tarvo crashed before it could finish starting up. Would you like to reset your settings?</translation></message>
+<message id="tr.status.eta.hour"><source></source><translation>– %1 h %2 min %3 s left</translation></message>
+<message id="tr.status.eta.minutes"><source></source><translation>– %1 min %2 s left</translation></message>
+<message id="tr.status.overall"><source></source><translation>%1 %2</translation></message>
+<message id="tr.status.speed.bps"><source></source><translation>%1 B/s</translation></message>
+<message id="tr.status.speed.gbps"><source></source><translation>%1 MiB/s</translation></message>
+<message id="tr.status.speed.kbps"><source></source><translation>%1 KiB/s</translation></message>
+<message id="tr.status.speed.mbps"><source></source><translation>%1 MiB/s</translation></message>
 </context>
 </TS>
