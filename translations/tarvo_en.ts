@@ -224,5 +224,6 @@
 <message id="tr.status.speed.gbps"><source></source><translation>%1 MiB/s</translation></message>
 <message id="tr.status.speed.kbps"><source></source><translation>%1 KiB/s</translation></message>
 <message id="tr.status.speed.mbps"><source></source><translation>%1 MiB/s</translation></message>
+<message id="tr.toolbar.more"><source></source><translation>More Commands</translation></message>
 </context>
 </TS>

@@ -1,5 +1,8 @@
 #include "base/Localized.h"
 
+#include <algorithm>
+#include <limits>
+
 #include <QCoreApplication>
 #include <QLocale>
 #include <QString>
@@ -10,6 +13,25 @@ static void initialiseTextResource() {
 }
 
 namespace tarvo {
+
+namespace {
+
+/// In one pass, for an argument may hold what looks like a placeholder: "100%25.zip".
+std::string filled(const QString& text, std::initializer_list<std::string> arguments) {
+    QString result;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const int number = text[i] == u'%' && i + 1 < text.size() ? text[i + 1].digitValue() : -1;
+        if (number < 1 || static_cast<std::size_t>(number) > arguments.size()) {
+            result += text[i];
+            continue;
+        }
+        result += QString::fromStdString(arguments.begin()[number - 1]);
+        ++i;
+    }
+    return result.toStdString();
+}
+
+} // namespace
 
 void installLocalizedTexts() {
     initialiseTextResource();
@@ -26,19 +48,13 @@ std::string localized(std::string_view key) {
 }
 
 std::string localized(std::string_view key, std::initializer_list<std::string> arguments) {
-    // In one pass, for an argument may hold what looks like a placeholder: "100%25.zip".
-    const QString text = qtTrId(std::string(key).c_str());
-    QString filled;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const int number = text[i] == u'%' && i + 1 < text.size() ? text[i + 1].digitValue() : -1;
-        if (number < 1 || static_cast<std::size_t>(number) > arguments.size()) {
-            filled += text[i];
-            continue;
-        }
-        filled += QString::fromStdString(arguments.begin()[number - 1]);
-        ++i;
-    }
-    return filled.toStdString();
+    return filled(qtTrId(std::string(key).c_str()), arguments);
+}
+
+std::string localizedCount(std::string_view key, std::size_t count,
+                           std::initializer_list<std::string> arguments) {
+    const std::size_t shown = std::min<std::size_t>(count, std::numeric_limits<int>::max());
+    return filled(qtTrId(std::string(key).c_str(), static_cast<int>(shown)), arguments);
 }
 
 } // namespace tarvo

@@ -1,6 +1,8 @@
 // The texts that users see, found by key in translations/.
 #pragma once
 
+#include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -16,5 +18,10 @@ std::string localized(std::string_view key);
 /// The text of `key` with its placeholders %1 to %9 replaced by the arguments of that number, from 1; what
 /// the arguments hold stays as it is. Any thread.
 std::string localized(std::string_view key, std::initializer_list<std::string> arguments);
+
+/// The text of `key` in the form that the language has for `count` things, with %n replaced by the count and
+/// %1 to %9 by the arguments. Any thread.
+std::string localizedCount(std::string_view key, std::size_t count,
+                           std::initializer_list<std::string> arguments = {});
 
 } // namespace tarvo

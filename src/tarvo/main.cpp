@@ -119,7 +119,7 @@ int run(const CommandLine& line) {
     const auto makeUserInterface = [&](UserNotices& notices) -> std::unique_ptr<UserInterface> {
         if (line.isHeadless)
             return std::make_unique<Headless>(notices, homeFolder);
-        return std::make_unique<WindowInterface>(notices, homeFolder);
+        return std::make_unique<WindowInterface>(notices, defaults, homeFolder);
     };
     Application program(defaults, disk, makeUserInterface, line);
     running = &program;

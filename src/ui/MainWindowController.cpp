@@ -1,12 +1,16 @@
 #include "ui/MainWindowController.h"
 
-#include <utility>
+#include "ui/PasteboardData.h"
 
 namespace tarvo {
 
-MainWindowController::MainWindowController(QueueController& queue, const JobEnvironment& jobs,
-                                           std::string homeFolder, AlertPresenter& alerts)
-    : m_direct(queue, jobs, std::move(homeFolder), alerts), m_window(queue, jobs) {
+MainWindowController::MainWindowController(const WindowEnvironment& environment)
+    : m_direct(environment.queue, environment.jobs, environment.homeFolder, environment.alerts),
+      m_window(environment) {
+    QObject::connect(&m_window, &QueueWindow::dropped, &m_window,
+                     [this](const Pasteboard& pasteboard) { acceptDrop(pasteboard); });
+    QObject::connect(m_window.actions().addFromClipboard, &QAction::triggered, &m_window,
+                     [this] { acceptDrop(clipboardContent()); });
 }
 
 std::vector<AddOutcome> MainWindowController::addDownloadFromString(const std::string& text) {

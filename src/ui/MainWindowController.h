@@ -1,7 +1,6 @@
 // Takes what the program is handed to download, and shows the main window.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,9 +12,7 @@ namespace tarvo {
 /// Main thread.
 class MainWindowController final : public MainWindow {
 public:
-    /// All but `homeFolder` outlive it.
-    MainWindowController(QueueController& queue, const JobEnvironment& jobs, std::string homeFolder,
-                         AlertPresenter& alerts);
+    explicit MainWindowController(const WindowEnvironment& environment);
 
     std::vector<AddOutcome> addDownloadFromString(const std::string& text) override;
     AddOutcome addDownloadFromBundleFile(const std::string& bundle) override;
@@ -26,6 +23,8 @@ public:
     void toggleAutorun() override { m_direct.toggleAutorun(); }
 
     void bringToFront() override;
+
+    QueueWindow& window() { return m_window; }
 
 private:
     WindowlessMain m_direct; // adds without a question

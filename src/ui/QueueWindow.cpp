@@ -2,28 +2,42 @@
 
 #include <algorithm>
 
+#include <QDragEnterEvent>
 #include <QMenuBar>
-#include <QToolBar>
 
 #include "base/Runloop.h"
-#include "ui/Text.h"
+#include "input/TRPasteboardExtractor.h"
+#include "ui/PasteboardData.h"
+#include "ui/WindowMenus.h"
 
 namespace tarvo {
 
-QueueWindow::QueueWindow(QueueController& queue, const JobEnvironment& jobs)
-    : m_queue(queue), m_jobs(jobs), m_rows(queue.remoteFiles()), m_actions(new Actions(this)),
-      m_list(new QListView(this)) {
+QueueWindow::QueueWindow(const WindowEnvironment& environment)
+    : m_environment(environment), m_queue(environment.queue), m_rows(m_queue.remoteFiles()),
+      m_actions(new Actions(this)), m_toolBar(new MainToolBar(*m_actions, this)), m_list(new QListView(this)),
+      m_bars(new QVBoxLayout), m_stack(new QStackedLayout) {
     Runloop::assertMain();
     setWindowTitle(QStringLiteral("Tarvo"));
     resize(860, 560);
+    setAcceptDrops(true);
     m_list->setModel(&m_rows);
-    m_list->setAccessibleName(text("tr.list.name"));
     m_list->setUniformItemSizes(true);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    setCentralWidget(m_list);
-    makeMenus();
-    makeToolBar();
+    placeParts();
     connectActions();
+}
+
+void QueueWindow::placeParts() {
+    fillMenuBar(*menuBar(), *m_actions);
+    addToolBar(m_toolBar);
+    auto* middle = new QWidget(this);
+    auto* rows = new QVBoxLayout(middle);
+    rows->setContentsMargins({});
+    rows->setSpacing(0);
+    rows->addLayout(m_bars);
+    rows->addLayout(m_stack);
+    m_stack->addWidget(m_list);
+    setCentralWidget(middle);
 }
 
 std::vector<QueueController::Job> QueueWindow::selectedJobs() const {
@@ -33,40 +47,6 @@ std::vector<QueueController::Job> QueueWindow::selectedJobs() const {
     for (const auto& index : selected)
         jobs.push_back(m_rows.jobAt(index));
     return jobs;
-}
-
-void QueueWindow::makeMenus() {
-    auto* file = menuBar()->addMenu(text("tr.menu.file"));
-    file->addActions({m_actions->add, m_actions->addFromClipboard});
-    file->addSeparator();
-    file->addActions({m_actions->preferences, m_actions->quit});
-    auto* download = menuBar()->addMenu(text("tr.menu.download"));
-    download->addActions({m_actions->open, m_actions->showInFolder, m_actions->copyAddress});
-    download->addSeparator();
-    download->addActions({m_actions->pauseOrResume, m_actions->pause, m_actions->resume, m_actions->reload});
-    download->addSeparator();
-    download->addActions(
-        {m_actions->moveToTop, m_actions->moveUp, m_actions->moveDown, m_actions->moveToBottom});
-    download->addSeparator();
-    download->addActions(
-        {m_actions->connections, m_actions->rename, m_actions->checksums, m_actions->information});
-    download->addSeparator();
-    download->addActions({m_actions->remove, m_actions->removeWithData});
-    auto* queue = menuBar()->addMenu(text("tr.menu.queue"));
-    queue->addActions({m_actions->startPause, m_actions->clearCompleted});
-    auto* view = menuBar()->addMenu(text("tr.menu.view"));
-    view->addActions(m_actions->filters->actions());
-    view->addSeparator();
-    view->addActions({m_actions->find, m_actions->preview, m_actions->log});
-    auto* help = menuBar()->addMenu(text("tr.menu.help"));
-    help->addActions({m_actions->help, m_actions->about});
-}
-
-void QueueWindow::makeToolBar() {
-    auto* bar = addToolBar(text("tr.menu.toolbar"));
-    bar->setObjectName(QStringLiteral("toolbar"));
-    bar->addActions({m_actions->add, m_actions->startPause, m_actions->resume, m_actions->pause,
-                     m_actions->remove, m_actions->information});
 }
 
 void QueueWindow::connectActions() {
@@ -83,6 +63,23 @@ void QueueWindow::connectActions() {
         m_queue.remoteFiles().setFilter(
             JobFilter::all().at(static_cast<std::size_t>(filter->data().toInt())));
     });
+}
+
+void QueueWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->source()) // a row of the list
+        return;
+    const auto offered =
+        TRPasteboardExtractor::suggestedDragOperationForPboard(pasteboardOf(*event->mimeData()));
+    if (offered == DragOperation::none)
+        return;
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void QueueWindow::dropEvent(QDropEvent* event) {
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    Q_EMIT dropped(pasteboardOf(*event->mimeData()));
 }
 
 } // namespace tarvo

@@ -3,10 +3,14 @@
 
 #include <QListView>
 #include <QMainWindow>
+#include <QStackedLayout>
+#include <QVBoxLayout>
 
-#include "queue/QueueController.h"
+#include "input/Pasteboard.h"
 #include "rows/RowsModel.h"
 #include "ui/Actions.h"
+#include "ui/MainToolBar.h"
+#include "ui/WindowEnvironment.h"
 
 namespace tarvo {
 
@@ -15,24 +19,35 @@ class QueueWindow final : public QMainWindow {
     Q_OBJECT
 
 public:
-    /// All of them outlive the window.
-    QueueWindow(QueueController& queue, const JobEnvironment& jobs);
+    explicit QueueWindow(const WindowEnvironment& environment);
 
     Actions& actions() { return *m_actions; }
+
+    QListView& list() { return *m_list; }
 
     /// The jobs of the selected rows, in their order.
     std::vector<QueueController::Job> selectedJobs() const;
 
+Q_SIGNALS:
+    /// Links or bundles were dropped on the window.
+    void dropped(const tarvo::Pasteboard& pasteboard);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
 private:
-    void makeMenus();
-    void makeToolBar();
+    void placeParts();
     void connectActions();
 
+    const WindowEnvironment m_environment;
     QueueController& m_queue;
-    const JobEnvironment& m_jobs;
     RowsModel m_rows;
     Actions* m_actions;
+    MainToolBar* m_toolBar;
     QListView* m_list;
+    QVBoxLayout* m_bars;     // above the list
+    QStackedLayout* m_stack; // the list, or what stands in its place while it is empty
 };
 
 } // namespace tarvo

@@ -13,8 +13,8 @@ namespace tarvo {
 /// Main thread.
 class WindowInterface final : public UserInterface {
 public:
-    /// `notices` outlives the object; `homeFolder` is absolute.
-    WindowInterface(UserNotices& notices, std::string homeFolder);
+    /// What is referred to outlives the object; `homeFolder` is absolute.
+    WindowInterface(UserNotices& notices, UserDefaults& defaults, std::string homeFolder);
 
     AlertPresenter& alerts() override { return m_alerts; }
 
@@ -41,6 +41,7 @@ public:
 private:
     HeadlessDesk m_desk;
     AlertDialogs m_alerts;
+    UserDefaults& m_defaults;
     const std::string m_homeFolder;
     bool m_isVisible = true;
 };

@@ -1,0 +1,27 @@
+#include "ui/PasteboardData.h"
+
+#include <algorithm>
+#include <array>
+
+#include <QClipboard>
+#include <QGuiApplication>
+
+namespace tarvo {
+
+Pasteboard pasteboardOf(const QMimeData& data) {
+    constexpr std::array kinds{"text/html", "text/plain", "text/rtf", "application/rtf", "text/uri-list"};
+    std::vector<MimeData> forms;
+    for (const QString& format : data.formats()) {
+        const auto isThisKind = [&](const char* kind) { return format.startsWith(QLatin1String(kind)); };
+        if (std::any_of(kinds.begin(), kinds.end(), isThisKind))
+            forms.emplace_back(format.toStdString(), data.data(format).toStdString());
+    }
+    return pasteboardFromMimeData(forms);
+}
+
+Pasteboard clipboardContent() {
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    return data ? pasteboardOf(*data) : Pasteboard{};
+}
+
+} // namespace tarvo
