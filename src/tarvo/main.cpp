@@ -21,6 +21,7 @@
 #include "platform/RunningInstance.h"
 #include "tarvo/Application.h"
 #include "tarvo/Headless.h"
+#include "ui/Icons.h"
 #include "ui/WindowInterface.h"
 
 namespace {
@@ -86,6 +87,9 @@ std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, const 
         return std::make_unique<QCoreApplication>(argc, argv);
     auto application = std::make_unique<QApplication>(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setDesktopFileName(
+        QString::fromLatin1(ApplicationService::kName)); // finds the icon's entry
+    QApplication::setWindowIcon(Icons::ofApplication());
     return application;
 }
 

@@ -1,9 +1,9 @@
 #include "ui/Actions.h"
 
-#include <QIcon>
 #include <QKeySequence>
 
 #include "queue/JobFilter.h"
+#include "ui/Icons.h"
 #include "ui/Text.h"
 
 namespace tarvo {
@@ -49,7 +49,7 @@ QAction* Actions::make(std::string_view key, const QList<QKeySequence>& keys, co
     auto* action = new QAction(text(key), this);
     action->setShortcuts(keys);
     if (icon)
-        action->setIcon(QIcon::fromTheme(QString::fromLatin1(icon)));
+        action->setIcon(Icons::named(QString::fromLatin1(icon)));
     return action;
 }
 

@@ -89,6 +89,11 @@ broken blanks 'packaging/x.desktop:1'
 printf 'text \n' >.ci/run
 broken blanks '.ci/run:1'
 
+mkdir -p src/ui && echo '// With an icon: "list-add", and a word: "x-list"' >src/ui/Window.h
+broken icons 'src/ui/Window.h:1: the icon list-add has no drawing'
+mkdir -p src/ui && printf '%s\n' '// Icons.' 'QIcon::fromTheme(name)' >src/ui/Window.cpp
+broken icons 'src/ui/Window.cpp:2: asks the theme'
+
 printf '// line %s\n' {6..400} >>src/low/LowMore.cpp
 bash "$check" "$tree" length || fail "a class of 400 lines is refused"
 echo '// one more' >>src/low/Low.cpp

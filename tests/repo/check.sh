@@ -178,9 +178,25 @@ rule_share() {
         complain tests "has $tests lines of code beside $code of src, more than a third of both"
 }
 
+# --- icons: a theme may lack any of them, so each that the windows name has a drawing
+
+# The names by their first words (Icon Naming Specification), and the one word names that are in use.
+icon_names='"((application|audio|dialog|document|edit|emblem|font|go|help|image|inode|list|mail|media|network|package|preferences|text|video|view|window|x-office)(-[a-z]+)+|folder(-[a-z]+)?)"'
+
+rule_icons() {
+    local place line name
+    while IFS=: read -r place line name; do
+        name=${name//\"/}
+        [[ -e src/ui/icons/$name.svg ]] || complain "$place:$line" "the icon $name has no drawing in src/ui/icons"
+    done < <(find src/ui -name '*.cpp' -o -name '*.h' 2>/dev/null | sort | xargs -rd '\n' grep -nHoE "$icon_names" || true)
+    while IFS=: read -r place line _; do
+        complain "$place:$line" "asks the theme for an icon past Icons::named"
+    done < <(find src/ui -name '*.cpp' ! -name Icons.cpp 2>/dev/null | sort | xargs -rd '\n' grep -nHF 'QIcon::fromTheme(' || true)
+}
+
 cd "$1"
 [[ -n $(sources src) && -n $(sources tests) ]] || complain "$PWD" "is no tree of this project"
 rules=("${@:2}")
-[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks length share)
+[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks icons length share)
 for rule in "${rules[@]}"; do "rule_$rule"; done
 [[ $complaints -eq 0 ]]
