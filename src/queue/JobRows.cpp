@@ -5,12 +5,15 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 namespace tarvo {
 
 bool JobRows::shows(const RemoteFile& job) const {
     const auto& states = m_filteredStates;
-    return states.empty() || std::find(states.begin(), states.end(), job.currentState()) != states.end();
+    const bool hasState =
+        states.empty() || std::find(states.begin(), states.end(), job.currentState()) != states.end();
+    return hasState && m_search.matches(job);
 }
 
 /// The row that the job has, or would have if it were shown.
@@ -49,13 +52,28 @@ void JobRows::setFilter(const JobFilter& filter) {
         return;
     Q_EMIT rowsAboutToBeReset();
     m_filteredStates = filter.states;
+    showAnew();
+    Q_EMIT rowsReset();
+}
+
+void JobRows::setSearch(const std::string& text) {
+    Runloop::assertMain();
+    JobSearch search(text);
+    if (search == m_search)
+        return;
+    Q_EMIT rowsAboutToBeReset();
+    m_search = std::move(search);
+    showAnew();
+    Q_EMIT rowsReset();
+}
+
+void JobRows::showAnew() {
     m_rows.clear();
     m_lastRowOf.clear();
     m_content.forEach([this](const Job& job, JobList::Rank rank) {
         if (shows(*job))
             m_rows.push_back({rank, job.get()});
     });
-    Q_EMIT rowsReset();
 }
 
 void JobRows::append(const std::vector<Job>& jobs) {
@@ -133,8 +151,17 @@ void JobRows::replace(const RemoteFile& old, const Job& fresh) {
 void JobRows::takeOverState(RemoteFile& job, bool mayMoveRows) {
     Runloop::assertMain();
     m_content.updateState(job);
-    if (m_filteredStates.empty() || !mayMoveRows)
-        return;
+    if (!m_filteredStates.empty() && mayMoveRows)
+        showOrHide(job);
+}
+
+void JobRows::takeOverName(RemoteFile& job, bool mayMoveRows) {
+    Runloop::assertMain();
+    if (!m_search.isEmpty() && mayMoveRows)
+        showOrHide(job);
+}
+
+void JobRows::showOrHide(RemoteFile& job) {
     const auto row = rowOf(job);
     if (row && !shows(job))
         removeRows(*row, *row);

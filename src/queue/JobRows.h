@@ -12,12 +12,13 @@
 
 #include "queue/JobFilter.h"
 #include "queue/JobList.h"
+#include "queue/JobSearch.h"
 
 namespace tarvo {
 
-/// The content is every job in its order; the rows are those of its jobs that the filter shows, in the same
-/// order. Main thread. The signals of rows come as a Qt item model passes them on: between "about to" and
-/// "done" the rows are still the old ones in the slots of the first, and the new ones in the slots of the
+/// The content is every job in its order; the rows are those of its jobs that filter and search show, in the
+/// same order. Main thread. The signals of rows come as a Qt item model passes them on: between "about to"
+/// and "done" the rows are still the old ones in the slots of the first, and the new ones in the slots of the
 /// second. These slots change nothing in the list. Rows are counted from 0, ranges hold both their ends.
 class JobRows : public QObject {
     Q_OBJECT
@@ -43,6 +44,9 @@ public:
 
     void setFilter(const JobFilter& filter);
 
+    /// Of what the filter shows, shows what has these words (see JobSearch).
+    void setSearch(const std::string& text);
+
     /// Moves rows in front of the row `toRow` (or to the end, when that is rowCount()), all as they stand
     /// before any of them is moved.
     void moveObjectsInArrangedObjects(const std::set<int>& fromRows, int toRow);
@@ -58,7 +62,7 @@ Q_SIGNALS:
     void rowsMoved(int first, int last, int destination);
     /// Another job stands in the row.
     void rowReplaced(int row);
-    /// The filter shows others.
+    /// Filter or search show others.
     void rowsAboutToBeReset();
     void rowsReset();
     /// After each insertion into the content, removal from it and move within it; once for a batch.
@@ -78,6 +82,9 @@ protected:
     /// that.
     void takeOverState(RemoteFile& job, bool mayMoveRows);
 
+    /// The same for its name.
+    void takeOverName(RemoteFile& job, bool mayMoveRows);
+
 private:
     struct Row {
         JobList::Rank rank;
@@ -85,6 +92,8 @@ private:
     };
 
     bool shows(const RemoteFile& job) const;
+    void showAnew();
+    void showOrHide(RemoteFile& job);
     bool isAt(std::size_t row, const RemoteFile& job) const;
     std::size_t placeOf(const RemoteFile& job) const;
     void insertRows(std::size_t first, const std::vector<Row>& rows);
@@ -93,7 +102,8 @@ private:
 
     JobList m_content;
     std::vector<rf_state_t> m_filteredStates; // empty: no filter
-    std::vector<Row> m_rows;                  // of the content, and in its order
+    JobSearch m_search;
+    std::vector<Row> m_rows; // of the content, and in its order
     mutable std::unordered_map<const RemoteFile*, std::size_t>
         m_lastRowOf; // where it was when it was asked for
 };

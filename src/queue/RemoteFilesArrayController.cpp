@@ -38,11 +38,13 @@ Result<void> RemoteFilesArrayController::admit(const Job& job) {
     if (!isNew && isIdentified(*job))
         return refusal();
     known->second = job;
-    m_observations[job.get()].connection =
-        connect(job.get(), &RemoteFile::currentStateChanged, this,
-                [this, weak = job->weak_from_this()](rf_state_t oldState, rf_state_t newState) {
-                    childChanged(weak, oldState, newState);
-                });
+    const auto weak = job->weak_from_this();
+    Watched& watched = m_observations[job.get()];
+    watched.connection = connect(
+        job.get(), &RemoteFile::currentStateChanged, this,
+        [this, weak](rf_state_t oldState, rf_state_t newState) { childChanged(weak, oldState, newState); });
+    watched.toName =
+        connect(job.get(), &RemoteFile::fileNameChanged, this, [this, weak] { childRenamed(weak); });
     if (m_changes)
         m_changes->watch(job);
     Log::warning("Start observing RF state {}", job->description());
@@ -54,7 +56,8 @@ void RemoteFilesArrayController::release(const Job& job) {
     if (m_changes)
         m_changes->forget(job);
     const auto observation = m_observations.extract(job.get());
-    if (observation && disconnect(observation.mapped().connection)) {
+    if (observation && disconnect(observation.mapped().toName) &&
+        disconnect(observation.mapped().connection)) {
         m_existingRemoteFiles.erase(job->identity());
         return;
     }
@@ -152,6 +155,13 @@ void RemoteFilesArrayController::childChanged(const std::weak_ptr<RemoteFile>& c
     Q_EMIT allChildStatesChanged();
     if (newState == rf_state_succeeded)
         Q_EMIT childCompletedChanged();
+}
+
+void RemoteFilesArrayController::childRenamed(const std::weak_ptr<RemoteFile>& child) {
+    const Job job = child.lock();
+    const auto watched = m_observations.find(job.get());
+    if (Log::assertThat(watched != m_observations.end()))
+        takeOverName(*job, !watched->second.isLeaving);
 }
 
 void RemoteFilesArrayController::connectNotify(const QMetaMethod& signal) {

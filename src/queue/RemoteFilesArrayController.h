@@ -109,6 +109,7 @@ protected:
 private:
     struct Watched {
         QMetaObject::Connection connection;
+        QMetaObject::Connection toName;
         bool isLeaving = false; // its row goes as a whole, not by its state
     };
 
@@ -118,6 +119,7 @@ private:
     bool beginLeaving(const Job& job);
     void stopAndAnnounce(const Job& job);
     void childChanged(const std::weak_ptr<RemoteFile>& child, rf_state_t oldState, rf_state_t newState);
+    void childRenamed(const std::weak_ptr<RemoteFile>& child);
     void tellChanges(const std::vector<Job>& changed);
     void stopGatheringIfUnheard();
 
