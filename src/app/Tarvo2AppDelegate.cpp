@@ -81,6 +81,7 @@ void Tarvo2AppDelegate::refuseAdds() {
 }
 
 void Tarvo2AppDelegate::reopen() {
+    Runloop::assertMain();
     showMainWindow();
 }
 

@@ -4,6 +4,7 @@
 #include <QFileInfo>
 
 #include "base/Log.h"
+#include "base/Runloop.h"
 
 namespace tarvo {
 
@@ -26,6 +27,7 @@ UserDefaultsWatcher::UserDefaultsWatcher(UserDefaults& defaults, const std::stri
 }
 
 void UserDefaultsWatcher::somethingHappened() {
+    Runloop::assertMain();
     m_watcher.removePath(m_path); // it may be another file than before
     m_watcher.addPath(m_path);
     if (!m_pause.isActive())

@@ -244,6 +244,7 @@ void DownloadRunner::interrupt() {
 }
 
 void DownloadRunner::showProgress() {
+    Runloop::assertMain();
     std::vector<DownloadSnapshot> running;
     m_queue.remoteFiles().content().forEachIn({rf_state_running, rf_state_paused}, [&](const Job& job) {
         running.push_back(snapshotOf(*job));
@@ -259,6 +260,7 @@ BrowserEndReason DownloadRunner::openBrowserFor(const Job&, Job&) {
 }
 
 void DownloadRunner::presentError(const Error& error) {
+    Runloop::assertMain();
     m_view.notice(error.sentence());
 }
 

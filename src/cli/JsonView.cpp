@@ -1,5 +1,7 @@
 #include "cli/JsonView.h"
 
+#include "base/Runloop.h"
+
 #include <QJsonDocument>
 
 namespace tarvo {
@@ -9,6 +11,7 @@ void JsonView::started(const DownloadSnapshot& download) {
 }
 
 void JsonView::progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) {
+    Runloop::assertMain();
     for (const auto& download : m_pace.due(running, now)) {
         const bool isKnown = download.size > 0 && download.speed > 0;
         write("progress", download,
@@ -36,10 +39,12 @@ void JsonView::failed(const DownloadSnapshot& download, const Error& error) {
 }
 
 void JsonView::notice(const std::string& text) {
+    Runloop::assertMain();
     m_problems << "tarvo-get: " << text << std::endl;
 }
 
 void JsonView::write(const char* event, const DownloadSnapshot& download, QJsonObject more) {
+    Runloop::assertMain();
     more["event"] = event;
     more["url"] = QString::fromStdString(download.url);
     more["name"] = QString::fromStdString(download.name);

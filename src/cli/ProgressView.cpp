@@ -2,6 +2,7 @@
 
 #include "base/Localized.h"
 #include "base/Readable.h"
+#include "base/Runloop.h"
 #include "cli/JsonView.h"
 #include "cli/TerminalLines.h"
 
@@ -36,10 +37,14 @@ public:
     void finished(const DownloadSnapshot&, const DownloadResult&) override {}
 
     void failed(const DownloadSnapshot& download, const Error& error) override {
+        Runloop::assertMain();
         m_problems << "tarvo-get: " << download.url << ": " << error.sentence() << std::endl;
     }
 
-    void notice(const std::string& text) override { m_problems << "tarvo-get: " << text << std::endl; }
+    void notice(const std::string& text) override {
+        Runloop::assertMain();
+        m_problems << "tarvo-get: " << text << std::endl;
+    }
 
 private:
     std::ostream& m_problems;
@@ -58,6 +63,7 @@ public:
     }
 
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
+        Runloop::assertMain();
         for (const auto& download : m_pace.due(running, now))
             say("tr.get.progress", {download.name, percentOf(download), readableSpeed(download.speed)});
     }
@@ -75,6 +81,7 @@ protected:
 
 private:
     void say(std::string_view key, std::initializer_list<std::string> arguments) {
+        Runloop::assertMain();
         m_output << localized(key, arguments) << "\n" << std::flush;
     }
 
@@ -115,6 +122,7 @@ public:
     }
 
     void makeRoomFor(const std::string& question) override {
+        Runloop::assertMain();
         clear();
         m_question = question;
     }
@@ -122,6 +130,7 @@ public:
 private:
     template <class Write>
     void onLinesOfItsOwn(Write write) {
+        Runloop::assertMain();
         clear();
         if (!m_question.empty()) // what the user has typed so far stays as it is
             output() << "\n" << std::flush;
@@ -141,6 +150,7 @@ private:
     }
 
     void draw(std::vector<std::string> lines) {
+        Runloop::assertMain();
         if (!m_question.empty())
             return;
         std::string text = toFirstLine();

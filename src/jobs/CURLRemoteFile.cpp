@@ -159,6 +159,7 @@ std::optional<BundlePlace> CURLRemoteFile::showProbe(const ProbeAnswers& probe) 
 }
 
 void CURLRemoteFile::takeOver(const Findings& found) {
+    Runloop::assertMain();
     m_facts = found.facts;
     m_authenticationUrl = found.authenticationUrl;
     if (found.chosenName)
@@ -251,9 +252,8 @@ std::optional<Error> CURLRemoteFile::removeFiles() {
             bundle = ProgressBundle::fromBundleDirectory(*m_facts.bundle.bookmark);
     });
     Disk& disk = environment().disk;
-    Result<void> removed;
-    if (finalFile && Disk::exists(*finalFile))
-        removed = disk.removeTree(*finalFile);
+    const bool isThere = finalFile && Disk::exists(*finalFile);
+    const auto removed = isThere ? disk.removeTree(*finalFile) : Result<void>();
     const auto kept = bundle ? removeAtRest(*bundle, url, m_intake->isOpen(), disk) : Result<void>();
     if (!kept)
         return kept.error();

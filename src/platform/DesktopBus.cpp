@@ -56,6 +56,7 @@ QDBusConnection DesktopBus::connection() {
 
 void DesktopBus::call(const QDBusMessage& message, QObject& owner,
                       const std::function<void(const QDBusMessage&)>& answered) {
+    Runloop::assertMain();
     const QDBusConnection bus = connection();
     const QDBusPendingCall pending =
         bus.isConnected() ? bus.asyncCall(message)

@@ -32,6 +32,7 @@ void InstanceVisitor::answer(const std::string& line) {
 }
 
 void InstanceVisitor::read() {
+    Runloop::assertMain();
     std::array<char, 65536> bytes{};
     const ssize_t count = ::read(m_socket.descriptor(), bytes.data(), bytes.size());
     if (count < 0 && (errno == EAGAIN || errno == EINTR))

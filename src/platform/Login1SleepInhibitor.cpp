@@ -63,6 +63,7 @@ void Login1SleepInhibitor::ask(std::uint32_t id, const QString& what) {
 }
 
 void Login1SleepInhibitor::answered(std::uint32_t id, const QString& what, const QDBusMessage& answer) {
+    Runloop::assertMain();
     const auto found = m_requests.find(id);
     if (found == m_requests.end())
         return;

@@ -26,6 +26,7 @@ AutomaticTerminationUpdater::AutomaticTerminationUpdater(
 }
 
 void AutomaticTerminationUpdater::updateAutomaticTerminationStatus() {
+    Runloop::assertMain();
     const auto& queue = m_remoteFilesArrayController;
     setCanBeAutomaticallyTerminated(queue.content().size() == queue.succeededJobs() &&
                                     !(m_windowIsVisible && m_windowIsVisible()) &&

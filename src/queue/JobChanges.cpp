@@ -35,6 +35,7 @@ void JobChanges::note(RemoteFile& job) {
 }
 
 void JobChanges::tell() {
+    Runloop::assertMain();
     const auto changed = std::exchange(m_changed, {});
     m_tell({changed.begin(), changed.end()});
 }

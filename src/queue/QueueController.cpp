@@ -225,6 +225,7 @@ void QueueController::quit() {
 }
 
 void QueueController::endWithoutWorkers() {
+    Runloop::assertMain();
     m_hasEnded = true;
     if (m_stateSaver)
         m_stateSaver->finishSaving();

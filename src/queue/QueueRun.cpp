@@ -26,6 +26,16 @@ void QueueRun::set(QueueRunState state) {
     update();
 }
 
+void QueueRun::holdTransitions(bool isHeld) {
+    Runloop::assertMain();
+    m_isHeld = isHeld;
+}
+
+void QueueRun::end() {
+    Runloop::assertMain();
+    m_hasEnded = true;
+}
+
 void QueueRun::updateStartStopControl() {
     switch (m_state) {
     case QueueRunState::stopped:

@@ -41,10 +41,10 @@ public:
     void update();
 
     /// While a pass changes many states, no state follows from them.
-    void holdTransitions(bool isHeld) { m_isHeld = isHeld; }
+    void holdTransitions(bool isHeld);
 
     /// The program ends: what is stopped from here on has not come to its end.
-    void end() { m_hasEnded = true; }
+    void end();
 
 Q_SIGNALS:
     void changed(tarvo::QueueRunState state);

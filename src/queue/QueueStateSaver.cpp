@@ -186,6 +186,7 @@ void QueueStateSaver::whenSaved(std::function<void(bool saved)> done) {
 }
 
 void QueueStateSaver::writeHasEnded(bool saved, std::size_t bytes) {
+    Runloop::assertMain();
     m_isWriting = false;
     m_delay.setInterval(std::clamp(static_cast<int>(bytes / kBytesPerMs), kDelayMs, kMostDelayMs));
     tell(m_beingSaved, saved);

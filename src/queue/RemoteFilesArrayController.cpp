@@ -165,6 +165,7 @@ void RemoteFilesArrayController::childRenamed(const std::weak_ptr<RemoteFile>& c
 }
 
 void RemoteFilesArrayController::connectNotify(const QMetaMethod& signal) {
+    Runloop::assertMain();
     if (m_changes || signal != QMetaMethod::fromSignal(&RemoteFilesArrayController::jobsChanged))
         return;
     m_changes =
@@ -174,6 +175,7 @@ void RemoteFilesArrayController::connectNotify(const QMetaMethod& signal) {
 }
 
 void RemoteFilesArrayController::disconnectNotify(const QMetaMethod&) {
+    Runloop::assertMain();
     m_unheardTimer.start(); // a slot may disconnect
 }
 
@@ -213,11 +215,13 @@ Result<void> RemoteFilesArrayController::replaceRemoteFile(const Job& old, const
 }
 
 Result<RemoteFilesArrayController::Job> RemoteFilesArrayController::reloadRemoteFile(const Job& job) {
+    Runloop::assertMain();
     return reloadSavedRemoteFile(job, job && content().contains(*job) ? job->saveProgress() : Result<void>());
 }
 
 Result<RemoteFilesArrayController::Job>
 RemoteFilesArrayController::reloadSavedRemoteFile(const Job& job, const Result<void>& saved) {
+    Runloop::assertMain();
     if (!Log::assertThat(job != nullptr) || !content().contains(*job)) {
         const Error notFound = Error::tarvo(localized("tr.err.not-in-queue"));
         Log::error("{}", notFound.description);

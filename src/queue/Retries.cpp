@@ -60,6 +60,11 @@ void Retries::pass() {
         lookForBundles(awaiting);
 }
 
+void Retries::stop() {
+    Runloop::assertMain();
+    m_isStopped = true;
+}
+
 void Retries::schedule(RemoteFile& job) const {
     const Seconds delay = retryDelayAfter(job.fruitlessAttempts, m_delay);
     job.nextScheduledRun = *job.errorDate() + std::chrono::duration_cast<TimePoint::duration>(delay);
@@ -85,6 +90,7 @@ void Retries::lookForBundles(const std::vector<Job>& jobs) {
 }
 
 void Retries::retryIfFound(const std::vector<Job>& jobs, const std::vector<bool>& found) {
+    Runloop::assertMain();
     m_isLookingForBundles = false;
     const auto next = m_clock.now() + std::chrono::duration_cast<TimePoint::duration>(m_delay);
     for (std::size_t i = 0; i < jobs.size(); ++i) {

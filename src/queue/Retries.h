@@ -39,7 +39,7 @@ public:
     void pass();
 
     /// From here on nothing is tried again.
-    void stop() { m_isStopped = true; }
+    void stop();
 
 private:
     void retry(const Job& job);

@@ -33,6 +33,11 @@ TRQueueScheduler::~TRQueueScheduler() {
     stopScheduling();
 }
 
+void TRQueueScheduler::setTargetConcurrency(std::int64_t target) {
+    Runloop::assertMain();
+    m_targetConcurrency = target;
+}
+
 void TRQueueScheduler::stopScheduling() {
     Runloop::assertMain();
     if (m_stopped.exchange(true))

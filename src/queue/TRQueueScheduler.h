@@ -54,7 +54,7 @@ public:
     ~TRQueueScheduler() override;
 
     /// How many jobs may run at once.
-    void setTargetConcurrency(std::int64_t target) { m_targetConcurrency = target; }
+    void setTargetConcurrency(std::int64_t target);
 
     /// Tries failed jobs again, then fills free places.
     void invokeAutorunPass();
