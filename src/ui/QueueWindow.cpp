@@ -21,6 +21,7 @@ QueueWindow::QueueWindow(const WindowEnvironment& environment)
     resize(860, 560);
     setAcceptDrops(true);
     m_list->setModel(&m_rows);
+    m_list->setAccessibleName(text("tr.list.name"));
     m_list->setUniformItemSizes(true);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     placeParts();

@@ -114,7 +114,7 @@ rule_purpose() {
 rule_mirror() {
     local folder
     while IFS= read -r folder; do
-        [[ $folder =~ ^(support|support_tests|sample_server|servers|desktop|repo)(/|$) || -d src/$folder ]] ||
+        [[ $folder =~ ^(support|support_tests|sample_server|servers|desktop|monkey|repo)(/|$) || -d src/$folder ]] ||
             complain "tests/$folder" "mirrors no folder of src/"
     done < <(sources tests | sed -E 's|^tests/||; s|/?[^/]*$||' | sort -u)
 }
