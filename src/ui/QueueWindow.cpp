@@ -8,6 +8,7 @@
 #include "base/Runloop.h"
 #include "input/TRPasteboardExtractor.h"
 #include "ui/PasteboardData.h"
+#include "ui/Text.h"
 #include "ui/WindowMenus.h"
 
 namespace tarvo {
