@@ -10,7 +10,7 @@ CloudLoggerProvider::CloudLoggerProvider(RemoteSyslogSink::Server server) : m_se
 }
 
 RemoteSyslogSink::Server CloudLoggerProvider::builtInServer() {
-    return {TARVO_REMOTE_LOG_HOST, kPort, RemoteSyslogSink::Transport::udp};
+    return {TARVO_REMOTE_LOG_HOST, kPort};
 }
 
 std::string CloudLoggerProvider::getEnv() {

@@ -6,10 +6,8 @@
 #include <ctime>
 
 #include <netdb.h>
-#include <poll.h>
 #include <resolv.h>
 #include <spdlog/details/log_msg.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -27,7 +25,6 @@ constexpr std::size_t kLongestProgramName = 48; // RFC 5424, section 6
 constexpr int kFacility = 1;                    // user-level messages: RFC 5424, section 6.2.1
 constexpr auto kPauseAfterFailure = 10s;
 constexpr auto kLastWords = 500ms;
-constexpr auto kPatience = 5000ms; // with a connection, or a server that does not read
 
 /// Severities of RFC 5424, section 6.2.1.
 int severityOf(LogLevel level) {
@@ -81,8 +78,7 @@ void limitNameLookups() {
 RemoteSyslogSink::RemoteSyslogSink(Server server, std::string_view programName, std::size_t queueLength)
     : m_server(std::move(server)), m_header(fmt::format(" {} {} {} - - ", field(hostName(), kLongestHostName),
                                                         field(programName, kLongestProgramName), ::getpid())),
-      m_queueLength(queueLength), m_closing(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_thread([this] { work(); }) {
+      m_queueLength(queueLength), m_thread([this] { work(); }) {
 }
 
 RemoteSyslogSink::~RemoteSyslogSink() {
@@ -91,7 +87,6 @@ RemoteSyslogSink::~RemoteSyslogSink() {
         m_end = std::chrono::steady_clock::now() + kLastWords;
     }
     m_changed.notify_all();
-    ::eventfd_write(m_closing.descriptor(), 1);
     m_thread.join();
 }
 
@@ -149,84 +144,32 @@ std::optional<std::string> RemoteSyslogSink::next() {
 }
 
 bool RemoteSyslogSink::send(const std::string& message) {
-    if (!isConnected() && !connect())
+    if (!m_socket && !connect())
         return false;
-    const bool isStream = m_server.transport == Transport::tcp;
-    const std::string framed = isStream ? std::to_string(message.size()) + " " + message : message;
-    std::string_view rest = framed;
-    while (!rest.empty()) {
-        const ssize_t sent =
-            ::send(m_socket.descriptor(), rest.data(), rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent >= 0)
-            rest.remove_prefix(static_cast<std::size_t>(sent));
-        else if (errno != EINTR && (errno != EAGAIN || !waitUntilWritable(m_socket.descriptor(), kPatience)))
-            return false;
-    }
-    return true;
-}
-
-/// Whether there is a connection that the server has not closed.
-bool RemoteSyslogSink::isConnected() {
-    if (!m_socket)
-        return false;
-    char byte = 0;
-    const bool closed = m_server.transport == Transport::tcp &&
-                        ::recv(m_socket.descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
-    if (closed)
-        m_socket.close();
-    return !closed;
+    ssize_t sent = -1;
+    do {
+        sent = ::send(m_socket.descriptor(), message.data(), message.size(), MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    return sent >= 0;
 }
 
 bool RemoteSyslogSink::connect() {
     addrinfo wanted{};
-    wanted.ai_socktype = m_server.transport == Transport::tcp ? SOCK_STREAM : SOCK_DGRAM;
+    wanted.ai_socktype = SOCK_DGRAM;
     addrinfo* found = nullptr;
     if (::getaddrinfo(m_server.host.c_str(), std::to_string(m_server.port).c_str(), &wanted, &found) != 0)
         return false;
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owned(found, ::freeaddrinfo);
-    for (const addrinfo* each = found; each; each = each->ai_next)
-        if (connectTo(*each))
-            return true;
+    for (const addrinfo* each = found; each; each = each->ai_next) {
+        FileHandle socket(::socket(each->ai_family, each->ai_socktype | SOCK_CLOEXEC, each->ai_protocol));
+        if (!socket || ::connect(socket.descriptor(), each->ai_addr, each->ai_addrlen) != 0)
+            continue;
+        const timeval limit{0, std::chrono::microseconds(kLastWords).count()}; // for room in the kernel
+        ::setsockopt(socket.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+        m_socket = std::move(socket);
+        return true;
+    }
     return false;
-}
-
-bool RemoteSyslogSink::connectTo(const addrinfo& address) {
-    FileHandle socket(
-        ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, address.ai_protocol));
-    if (!socket)
-        return false;
-    if (::connect(socket.descriptor(), address.ai_addr, address.ai_addrlen) != 0) {
-        int problem = errno;
-        socklen_t length = sizeof problem;
-        if (problem != EINPROGRESS || !waitUntilWritable(socket.descriptor(), kPatience) ||
-            ::getsockopt(socket.descriptor(), SOL_SOCKET, SO_ERROR, &problem, &length) != 0 || problem != 0)
-            return false;
-    }
-    m_socket = std::move(socket);
-    return true;
-}
-
-/// Gives up after `limit`, or at the end that the closing sink has set.
-bool RemoteSyslogSink::waitUntilWritable(int descriptor, std::chrono::milliseconds limit) {
-    const auto start = std::chrono::steady_clock::now();
-    while (true) {
-        Moment until = start + limit;
-        bool closing = false;
-        {
-            const std::lock_guard lock(m_mutex);
-            closing = m_end.has_value();
-            until = std::min(until, m_end.value_or(until));
-        }
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
-        if (left <= 0ms)
-            return false;
-        // Once the end is known, its signal is no longer waited for: it stays readable.
-        pollfd waited[] = {{descriptor, POLLOUT, 0}, {closing ? -1 : m_closing.descriptor(), POLLIN, 0}};
-        ::poll(waited, 2, static_cast<int>(left.count()));
-        if (waited[0].revents != 0)
-            return true;
-    }
 }
 
 } // namespace tarvo

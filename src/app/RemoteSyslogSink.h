@@ -17,22 +17,16 @@
 #include "app/TRDebugLogFormatter.h"
 #include "base/Disk.h"
 
-struct addrinfo;
-
 namespace tarvo {
 
-/// Sends each line as a message of RFC 5424: in a datagram (RFC 5426) or with its length before it over
-/// TCP (RFC 6587, section 3.4.1). Logging never waits for the network: lines go into a bounded queue
-/// and from there, on a thread of the sink's own, to the server; they are dropped when the queue is full
-/// or the server can't be reached. Any thread.
+/// Sends each line as a message of RFC 5424 in a datagram (RFC 5426). Logging never waits for the network:
+/// lines go into a bounded queue and from there, on a thread of the sink's own, to the server; they are
+/// dropped when the queue is full or the server can't be reached. Any thread.
 class RemoteSyslogSink final : public spdlog::sinks::sink {
 public:
-    enum class Transport { udp, tcp };
-
     struct Server {
         std::string host; ///< name or address
         std::uint16_t port = 0;
-        Transport transport = Transport::udp;
     };
 
     /// `programName` goes into the APP-NAME field, cut to its 48 printable ASCII characters.
@@ -63,10 +57,7 @@ private:
     void work();
     std::optional<std::string> next();
     bool send(const std::string& message);
-    bool isConnected();
     bool connect();
-    bool connectTo(const addrinfo& address);
-    bool waitUntilWritable(int descriptor, std::chrono::milliseconds limit);
 
     const Server m_server;
     const std::string m_header; // of every message: host, program, process
@@ -78,7 +69,6 @@ private:
     std::condition_variable m_changed;
     std::deque<std::string> m_queue;
     std::optional<Moment> m_end; // set when the sink closes: when the thread has to be through
-    FileHandle m_closing;        // an eventfd, readable from the moment the sink closes
 
     FileHandle m_socket; // of the thread alone, as is what follows
     Moment m_nextTry;    // after a failure

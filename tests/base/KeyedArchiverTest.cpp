@@ -156,6 +156,15 @@ TEST(KeyedUnarchiver, ReadsAnotherWritersFile) {
     EXPECT_FALSE(unarchiver->firstError());
 }
 
+TEST(KeyedUnarchiver, AnotherArchiverOrVersionIsRefused) {
+    const std::string good = archive("", "");
+    EXPECT_TRUE(KeyedUnarchiver::open(good));
+    for (const std::string part : {"NSKeyedArchiver", "100000"}) {
+        std::string bad = good;
+        EXPECT_FALSE(KeyedUnarchiver::open(bad.replace(bad.find(part), part.size(), "100001"))) << part;
+    }
+}
+
 TEST(KeyedUnarchiver, EveryWrongKindReadsAsNothingAndIsRemembered) {
     using Read = std::function<bool(KeyedUnarchiver&)>; // whether something was read
     const std::vector<Read> reads = {

@@ -3,6 +3,7 @@
 
 #include "support/FaultServer.h"
 #include "support/JobHarness.h"
+#include "support/MemoryPasswordStore.h"
 #include "support/SampleData.h"
 #include "support/Text.h"
 
@@ -40,18 +41,6 @@ public:
     Error lastError;
 };
 
-/// A keyring in which bob's password is "secret", and a prompt that gets no answer.
-class BobsKeyring final : public PasswordStore {
-public:
-    std::vector<std::string> accounts(const std::string&) override { return {}; }
-
-    std::optional<std::string> password(const std::string&, const std::string& account) override {
-        return account == "bob" ? std::optional<std::string>("secret") : std::nullopt;
-    }
-
-    void store(const std::string&, const std::string&, const std::string&) override {}
-};
-
 } // namespace
 
 class DownloadRunnerTest : public ::testing::Test {
@@ -80,7 +69,7 @@ protected:
 
     FaultServer server;
     JobHarness harness;
-    BobsKeyring keyring;
+    MemoryPasswordStore keyring;
     AuthenticationManager credentials{keyring, nullptr, harness.defaults, harness.clock};
     Recorder view;
     Options options;
@@ -114,6 +103,7 @@ TEST_F(DownloadRunnerTest, WhatWillNotPassIsNotTriedAgain) {
 
 TEST_F(DownloadRunnerTest, TheKeyringKnowsThePasswordThatIsLeftOut) {
     options.userName = "bob";
+    keyring.store(server.proxyUrl(), "bob", "secret");
     EXPECT_EQ(run({server.url(kSize, "auth=basic")}), 0) << view.lastError.sentence();
     options.password = "wrong";
     EXPECT_EQ(run({server.url(kSize, "auth=basic", "other")}), 1);
@@ -131,6 +121,15 @@ TEST_F(DownloadRunnerTest, TheUserIsForTheServersOfTheGivenAddressesOnly) {
     options.retries = 0;
     run({"http://127.0.0.1/a"}); // which may send its visitors to https
     EXPECT_TRUE(credentials.getCachedUsingService("https://127.0.0.1", {}));
+}
+
+TEST_F(DownloadRunnerTest, TheGivenPasswordIsNotInTheBundle) {
+    options.userName = "bob";
+    options.password = "secret";
+    EXPECT_EQ(run({server.url(kSize, "auth=basic&rate=20000")}, "connecting started "), 130);
+    const std::string kept = contentOf(harness.folder.path("sample.bin.trdownload/progress"));
+    EXPECT_TRUE(has(kept, "sample.bin")) << kept;
+    EXPECT_FALSE(has(kept, "secret")) << kept;
 }
 
 TEST_F(DownloadRunnerTest, AnInterruptAlsoEndsTheWaitForTheNextAttempt) {

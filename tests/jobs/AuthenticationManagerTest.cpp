@@ -4,6 +4,7 @@
 #include "base/PosixDisk.h"
 #include "base/SettingKeys.h"
 #include "support/FakeClock.h"
+#include "support/MemoryPasswordStore.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -13,30 +14,6 @@
 namespace tarvo {
 
 namespace {
-
-class ScriptedStore final : public PasswordStore {
-public:
-    std::vector<std::string> accounts(const std::string& service) override {
-        ++lookedUp;
-        std::vector<std::string> names;
-        for (const auto& [key, password] : entries)
-            if (key.first == service)
-                names.push_back(key.second);
-        return names;
-    }
-
-    std::optional<std::string> password(const std::string& service, const std::string& account) override {
-        const auto found = entries.find({service, account});
-        return found == entries.end() ? std::nullopt : std::optional(found->second);
-    }
-
-    void store(const std::string& service, const std::string& account, const std::string& password) override {
-        entries[{service, account}] = password;
-    }
-
-    std::map<std::pair<std::string, std::string>, std::string> entries;
-    int lookedUp = 0;
-};
 
 class ScriptedPrompt final : public AuthenticationPrompt {
 public:
@@ -68,7 +45,7 @@ protected:
     PosixDisk m_disk;
     UserDefaults m_defaults{m_folder.path("settings"), m_disk};
     test::FakeClock m_clock;
-    ScriptedStore m_store;
+    test::MemoryPasswordStore m_store;
     ScriptedPrompt m_prompt;
     AuthenticationManager m_manager{m_store, &m_prompt, m_defaults, m_clock};
 };

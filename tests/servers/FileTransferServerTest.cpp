@@ -1,10 +1,11 @@
 // Whole downloads from vsftpd and OpenSSH: logins, keys, several connections, what is no file.
+#include "jobs/AuthenticationManager.h"
 #include "support/FaultServer.h"
 #include "support/JobHarness.h"
+#include "support/MemoryPasswordStore.h"
 #include "support/SampleData.h"
 #include "support/SshServer.h"
 #include "support/Text.h"
-#include "support/UnattendedQueue.h"
 #include "support/VsftpdServer.h"
 
 #include <cstdlib>
@@ -144,7 +145,7 @@ TEST_F(FileTransferServer, SftpOpensToAnyOfTheKeysAndToOneWithAPassphrase) {
 TEST_F(FileTransferServer, SftpAsksNothingWhereThereIsAKeyAtHomeOrAnAgent) {
     SshServer server;
     server.addFile("a.bin", kSize);
-    NoPasswords passwords;
+    MemoryPasswordStore passwords;
     AuthenticationManager credentials(passwords, nullptr, harness.defaults, harness.clock);
     const std::string url = server.url("a.bin");
     const std::string named = std::string(url).insert(7, server.user() + "@");

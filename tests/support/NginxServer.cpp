@@ -19,7 +19,7 @@ events { worker_connections 1024; }
 http {
     client_body_temp_path FOLDER/body; proxy_temp_path FOLDER/proxy;
     fastcgi_temp_path FOLDER/fastcgi; uwsgi_temp_path FOLDER/uwsgi; scgi_temp_path FOLDER/scgi;
-    log_format parts "$server_protocol $status $body_bytes_sent $connection";
+    log_format parts "$server_protocol $body_bytes_sent $connection";
     access_log FOLDER/access.log parts;
     default_type application/octet-stream;
     sendfile on;
@@ -65,8 +65,7 @@ std::string NginxServer::address(const std::string& scheme, int port, const std:
 std::vector<NginxServer::Request> NginxServer::requests() const {
     std::vector<Request> all;
     std::istringstream log(contentOf(m_folder.path("access.log")));
-    for (Request request;
-         log >> request.protocol >> request.status >> request.bodyBytes >> request.connection;)
+    for (Request request; log >> request.protocol >> request.bodyBytes >> request.connection;)
         all.push_back(request);
     return all;
 }

@@ -26,7 +26,6 @@ public:
 
     struct Request {
         std::string protocol; ///< "HTTP/1.1", "HTTP/2.0"
-        int status = 0;
         std::int64_t bodyBytes = 0;
         std::int64_t connection = 0; ///< its number
     };

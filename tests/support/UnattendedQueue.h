@@ -3,18 +3,9 @@
 #pragma once
 
 #include "queue/QueueController.h"
+#include "support/MemoryPasswordStore.h"
 
 namespace tarvo::test {
-
-/// A desktop without a password store.
-class NoPasswords final : public PasswordStore {
-public:
-    std::vector<std::string> accounts(const std::string&) override { return {}; }
-
-    std::optional<std::string> password(const std::string&, const std::string&) override { return {}; }
-
-    void store(const std::string&, const std::string&, const std::string&) override {}
-};
 
 class UnattendedQueue : public AuthenticationPrompt, private PageOpener, private AlertPresenter {
 public:
@@ -50,7 +41,7 @@ private:
         return buttons.size() - 1;
     }
 
-    NoPasswords m_passwords;
+    MemoryPasswordStore m_passwords;
     AuthenticationManager m_credentials;
 
 public:
