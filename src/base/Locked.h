@@ -18,6 +18,12 @@ public:
     public:
         explicit Guard(Locked& owner) : m_lock(owner.m_mutex), m_value(owner.m_value) {}
 
+        /// Holds nothing, and must not be used, where another thread holds the lock.
+        Guard(Locked& owner, std::try_to_lock_t)
+            : m_lock(owner.m_mutex, std::try_to_lock), m_value(owner.m_value) {}
+
+        explicit operator bool() const { return m_lock.owns_lock(); }
+
         T* operator->() { return &m_value; }
 
         T& operator*() { return m_value; }
@@ -28,6 +34,9 @@ public:
     };
 
     Guard lock() { return Guard(*this); }
+
+    /// Never waits: to be asked whether it holds the lock.
+    Guard tryLock() { return Guard(*this, std::try_to_lock); }
 
 private:
     std::mutex m_mutex;

@@ -31,6 +31,18 @@ Result<void> removeAtRest(const ProgressBundle& bundle, const std::optional<Url>
     return disk.removeTree(bundle.bundleDirectory());
 }
 
+std::optional<Error> removeAll(const std::optional<std::string>& finalFile,
+                               const std::optional<ProgressBundle>& bundle, const std::optional<Url>& url,
+                               bool isHeld, Disk& disk) {
+    Result<void> removed;
+    if (finalFile && Disk::exists(*finalFile))
+        removed = disk.removeTree(*finalFile);
+    const auto kept = bundle ? removeAtRest(*bundle, url, isHeld, disk) : Result<void>();
+    if (!kept)
+        return kept.error();
+    return removed ? std::nullopt : std::optional(removed.error());
+}
+
 Result<void> moveAtRest(const std::string& bookmark, const ProgressBundle& to, bool isHeld, Disk& disk) {
     const auto from = ProgressBundle::fromBundleBookmark(bookmark);
     if (!from)

@@ -17,6 +17,7 @@ CURLRemoteFile::CURLRemoteFile(const JobEnvironment& environment)
 std::shared_ptr<CURLRemoteFile> CURLRemoteFile::make(const JobOrigin& origin,
                                                      const JobEnvironment& environment) {
     auto job = shared(new CURLRemoteFile(environment));
+    job->setAddedDate(origin.added);
     job->m_url = origin.url;
     job->m_basePath = origin.folder;
     job->m_facts = origin.facts;
@@ -36,14 +37,16 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::make(const JobOrigin& origin,
 std::shared_ptr<CURLRemoteFile> CURLRemoteFile::create(const Url& url, std::int64_t partitions,
                                                        const std::string& directory,
                                                        const JobEnvironment& environment) {
-    return make(
-        {.url = url, .folder = directory, .facts = {.requestedPartitions = usableConnections(partitions)}},
-        environment);
+    return make({.url = url,
+                 .folder = directory,
+                 .facts = {.requestedPartitions = usableConnections(partitions)},
+                 .added = environment.clock.wallNow()},
+                environment);
 }
 
 std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string& bundleDirectory,
                                                                const JobEnvironment& environment) {
-    return make(originOfBundle(bundleDirectory, environment.disk), environment);
+    return make(originOfBundle(bundleDirectory, environment.disk, environment.clock.wallNow()), environment);
 }
 
 void CURLRemoteFile::setReferer(const std::optional<Url>& referer) {
@@ -55,7 +58,7 @@ std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
     const auto& bookmark = m_facts.bundle.bookmark;
     const auto bundle = bookmark ? ProgressBundle::fromBundleDirectory(*bookmark) : std::nullopt;
     if (!m_url && bundle)
-        return make(originOfBundleOrAway(*bundle, environment().disk), environment());
+        return make(originOfBundleOrAway(*bundle, environment().disk, addedDate()), environment());
     if (!Log::assertThat(m_url.has_value()))
         return nullptr;
     // A copy is made of what this job knows of itself, never of what its bundle says meanwhile: it must
@@ -64,7 +67,8 @@ std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
                  .folder = m_basePath,
                  .facts = m_facts,
                  .name = overridenFileName(),
-                 .fileSize = awaitedBundle() ? fileSize() : 0}, // which may go on being away
+                 .fileSize = awaitedBundle() ? fileSize() : 0, // which may go on being away
+                 .added = addedDate()},
                 environment());
 }
 
@@ -84,8 +88,14 @@ std::int64_t CURLRemoteFile::partitionCount() const {
 }
 
 std::int64_t CURLRemoteFile::activeConnections() const {
-    const bool isActive = currentState() == rf_state_running || currentState() == rf_state_paused;
-    return isActive && m_transfer ? m_transfer->activeConnections() : partitionCount();
+    return isActive() && m_transfer ? m_transfer->activeConnections() : partitionCount();
+}
+
+std::optional<SegmentsSnapshot> CURLRemoteFile::segments() const {
+    SegmentsSnapshot snapshot{fileSize()};
+    if (isActive() && m_transfer)
+        m_transfer->addTo(snapshot);
+    return m_intake->tryAddTo(snapshot) ? std::optional(std::move(snapshot)) : std::nullopt;
 }
 
 bool CURLRemoteFile::isRetryable() const {
@@ -100,8 +110,8 @@ bool CURLRemoteFile::failsWhenStalled() const {
 std::optional<DownloadLink> CURLRemoteFile::link() const {
     if (!m_url)
         return std::nullopt;
-    return DownloadLink{*m_url, m_basePath, m_facts.requestedPartitions, m_facts.referer,
-                        overridenFileName()};
+    return DownloadLink{*m_url,          m_basePath,          m_facts.requestedPartitions,
+                        m_facts.referer, overridenFileName(), addedDate()};
 }
 
 std::optional<std::string> CURLRemoteFile::awaitedBundle() const {
@@ -228,14 +238,8 @@ Result<void> CURLRemoteFile::saveProgress() {
     if (!saver) // a bundle that can't be read
         return failure(m_intake->refusal() ? saveWithFault() : illegalState());
     const auto saved = saver->save();
-    if (saved)
-        return saved;
-    if (saved.error().is(ErrorDomain::RemoteFile, kRemoteFileWriteFailure)) {
-        failWithError(saved.error());
-    } else if (saved.error().domain == ErrorDomain::Posix && !Disk::exists(bundle)) {
-        Log::error("Unable to resolve bookmark to auto-save file. Failing File.");
-        failWithError({std::string(ErrorDomain::Posix), EMFILE, saved.error().description, ""});
-    }
+    if (const auto fatal = saved ? std::nullopt : fatalOfSave(saved.error(), bundle))
+        failWithError(*fatal);
     return saved;
 }
 
@@ -251,13 +255,7 @@ std::optional<Error> CURLRemoteFile::removeFiles() {
         if (m_facts.bundle.isOwned && m_facts.bundle.bookmark)
             bundle = ProgressBundle::fromBundleDirectory(*m_facts.bundle.bookmark);
     });
-    Disk& disk = environment().disk;
-    const bool isThere = finalFile && Disk::exists(*finalFile);
-    const auto removed = isThere ? disk.removeTree(*finalFile) : Result<void>();
-    const auto kept = bundle ? removeAtRest(*bundle, url, m_intake->isOpen(), disk) : Result<void>();
-    if (!kept)
-        return kept.error();
-    return removed ? std::nullopt : std::optional(removed.error());
+    return removeAll(finalFile, bundle, url, m_intake->isOpen(), environment().disk);
 }
 
 Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {

@@ -49,6 +49,8 @@ public:
     std::int64_t partitionCount() const;
     std::int64_t activeConnections() const override;
 
+    std::optional<SegmentsSnapshot> segments() const override;
+
     /// Whether fromBundleFile() finds what it needs: not before the bundle has its first record.
     bool supportsRecovery() const override { return m_facts.bundle.bookmark && m_facts.bundle.hasRecord; }
 

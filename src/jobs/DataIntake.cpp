@@ -74,6 +74,20 @@ Result<void> DataIntake::follow(const ProgressBundle& bundle) {
     return {};
 }
 
+bool DataIntake::tryAddTo(SegmentsSnapshot& snapshot) {
+    constexpr std::size_t usualRanges = 256;
+    snapshot.done.reserve(usualRanges); // before the lock
+    auto state = m_state.tryLock();
+    if (!state)
+        return false;
+    if (state->record)
+        state->record->forEachRange([&](const ByteRange& range) {
+            snapshot.done.push_back({range.lowerBound, range.upperBound});
+        });
+    snapshot.validator = state->expected.validator;
+    return true;
+}
+
 void DataIntake::show(const std::shared_ptr<ProgressData>& record, std::int64_t fileSize) {
     auto state = m_state.lock();
     state->record = record;

@@ -14,6 +14,7 @@
 #include "base/Locked.h"
 #include "engine/progress/ProgressData.h"
 #include "jobs/AnswerJudge.h"
+#include "jobs/SegmentsSnapshot.h"
 #include "jobs/WriteBehind.h"
 #include "storage/ProgressBundle.h"
 
@@ -85,6 +86,10 @@ public:
     Result<void> adopt(AdoptedRecord adopted, std::int64_t fileSize);
 
     DataSnapshot snapshot();
+
+    /// Adds which bytes are done, and of which version. False, and nothing is added, where that would have to
+    /// wait for a write. Holds the lock for the time that a copy of the ranges takes.
+    bool tryAddTo(SegmentsSnapshot& snapshot);
 
     /// From here to endTransfer() the transfer thread has the file.
     void beginTransfer();

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "base/Clock.h"
 #include "base/Url.h"
 
 namespace tarvo {
@@ -15,6 +16,7 @@ struct DownloadLink {
     std::int64_t connections = 1;
     std::optional<Url> referer{};
     std::optional<std::string> name{}; ///< that the user has chosen
+    std::optional<WallTime> added{};   ///< when the user asked for it; none: not known
 };
 
 } // namespace tarvo

@@ -43,17 +43,22 @@ JobOrigin originOfLink(const DownloadLink& link) {
             .facts = {.referer = link.referer,
                       .requestedPartitions = usableConnections(link.connections),
                       .isRecovered = true},
-            .name = link.name};
+            .name = link.name,
+            .added = link.added};
 }
 
-JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk) {
+JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk,
+                         const std::optional<WallTime>& added) {
     const auto named = ProgressBundle::fromBundleDirectory(bundleDirectory);
     const auto bundle = named ? ProgressBundle::fromBundleBookmark(named->bundleDirectory()) : std::nullopt;
     if (!bundle)
-        return failedOrigin(
-            {.url = std::nullopt, .folder = folderOf(bundleDirectory), .facts = {.isRecovered = true}},
-            Error::posix(named ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
+        return failedOrigin({.url = std::nullopt,
+                             .folder = folderOf(bundleDirectory),
+                             .facts = {.isRecovered = true},
+                             .added = added},
+                            Error::posix(named ? ENOENT : EINVAL, "open the bundle", bundleDirectory));
     JobOrigin origin = namedAfter(*bundle);
+    origin.added = added;
     if (const auto own = bundle->checkIsOwn(); !own)
         return failedOrigin(origin, own.error());
     if (!bundle->progressFileExists())
@@ -71,10 +76,13 @@ JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk) {
     return origin;
 }
 
-JobOrigin originOfBundleOrAway(const ProgressBundle& bundle, Disk& disk) {
-    if (bundle.isAway()) // its record is on a disk that may come back
-        return failedOrigin(namedAfter(bundle), folderAway(bundle.baseFolder()));
-    return originOfBundle(bundle.bundleDirectory(), disk);
+JobOrigin originOfBundleOrAway(const ProgressBundle& bundle, Disk& disk,
+                               const std::optional<WallTime>& added) {
+    if (!bundle.isAway())
+        return originOfBundle(bundle.bundleDirectory(), disk, added);
+    JobOrigin origin = namedAfter(bundle); // its record is on a disk that may come back
+    origin.added = added;
+    return failedOrigin(origin, folderAway(bundle.baseFolder()));
 }
 
 std::optional<JobOrigin> decodeOrigin(KeyedUnarchiver& unarchiver, Disk& disk) {

@@ -23,6 +23,7 @@ struct JobOrigin {
     std::int64_t fileSize = 0;              ///< bytes; below 1: unknown
     std::shared_ptr<ProgressData> record{}; ///< its progress shows before the job is ready
     std::optional<Error> problem{};         ///< with which the job begins as failed
+    std::optional<WallTime> added{};        ///< when the user asked for the file; none: not known
 };
 
 /// A row of the saved queue. Where its file turns out to be there already, of the same size and from the same
@@ -30,10 +31,12 @@ struct JobOrigin {
 JobOrigin originOfLink(const DownloadLink& link);
 
 /// A bundle on the disk, as its record tells it. One that can't be restored is a job that has failed.
-JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk);
+JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk,
+                         const std::optional<WallTime>& added = std::nullopt);
 
 /// A bundle that may be away with its disk: then a job that has failed, until that is back.
-JobOrigin originOfBundleOrAway(const ProgressBundle& bundle, Disk& disk);
+JobOrigin originOfBundleOrAway(const ProgressBundle& bundle, Disk& disk,
+                               const std::optional<WallTime>& added = std::nullopt);
 
 /// What encodeOrigin() archived; none, and the reason in the log, when the bundle is gone or empty.
 std::optional<JobOrigin> decodeOrigin(KeyedUnarchiver& unarchiver, Disk& disk);

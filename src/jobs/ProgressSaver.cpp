@@ -78,4 +78,13 @@ bool ProgressSaver::makeRoomForRecord(DataSnapshot& data) const {
     return m_environment.disk.truncate(data.file->descriptor(), end, data.path).has_value();
 }
 
+std::optional<Error> fatalOfSave(const Error& problem, const std::string& bundle) {
+    if (problem.is(ErrorDomain::RemoteFile, kRemoteFileWriteFailure))
+        return problem;
+    if (problem.domain != ErrorDomain::Posix || Disk::exists(bundle))
+        return std::nullopt;
+    Log::error("Unable to resolve bookmark to auto-save file. Failing File.");
+    return Error{std::string(ErrorDomain::Posix), EMFILE, problem.description, ""};
+}
+
 } // namespace tarvo

@@ -17,6 +17,10 @@ struct RecordedRequest {
     std::int64_t connections = 1; ///< that were asked for
 };
 
+/// What a job fails with whose save has ended with `problem`; none: the next save may do better. Looks
+/// whether the bundle, of which the folder is given, is there.
+std::optional<Error> fatalOfSave(const Error& problem, const std::string& bundle);
+
 /// Made for one save. On any thread but the main one while a transfer runs: it waits for the disk.
 class ProgressSaver {
 public:

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <QObject>
 
@@ -15,6 +16,7 @@
 #include "base/WorkQueue.h"
 #include "engine/transfer/TRAuthToken.h"
 #include "jobs/DownloadLink.h"
+#include "jobs/SegmentsSnapshot.h"
 
 namespace tarvo {
 
@@ -56,10 +58,24 @@ public:
     virtual std::int64_t totalBytesDownloaded() const = 0;
     virtual double percentComplete() const = 0; ///< 0 to 100; -1 when unknown
     virtual std::int64_t bytesPerSecond() const = 0;
+
+    /// The speeds that bytesPerSecond() is the mean of, oldest first, each of half a second or a little more.
+    virtual std::vector<std::int64_t> recentSpeeds() const { return {}; }
+
     virtual double secondsRemaining() const = 0;
 
     virtual const std::optional<Error>& error() const = 0;
     virtual std::optional<TimePoint> errorDate() const = 0;
+
+    /// When the user asked for the file; none where a session of an earlier version did not keep it.
+    virtual std::optional<WallTime> addedDate() const { return std::nullopt; }
+
+    /// When it came to rf_state_succeeded.
+    virtual std::optional<WallTime> finishedDate() const { return std::nullopt; }
+
+    /// Which of its bytes are there and which are on their way. None where the answer would have to wait:
+    /// what was there last still holds. Costs a walk over the done ranges.
+    virtual std::optional<SegmentsSnapshot> segments() const { return SegmentsSnapshot{fileSize()}; }
 
     virtual std::string fileName() const = 0; ///< the cleaned name the file will have
 

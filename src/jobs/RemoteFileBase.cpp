@@ -68,6 +68,8 @@ void RemoteFileBase::setCurrentState(rf_state_t state) {
         return;
     aboutToEnter(state);
     m_currentState = state;
+    if (state == rf_state_succeeded)
+        m_finishedDate = m_environment.clock.wallNow();
     Q_EMIT currentStateChanged(old, state);
     measureIn(state);
 }
@@ -200,6 +202,10 @@ double RemoteFileBase::secondsRemaining() const {
 
 std::int64_t RemoteFileBase::bytesPerSecond() const {
     return m_speedometer.bytesPerSecond();
+}
+
+std::vector<std::int64_t> RemoteFileBase::recentSpeeds() const {
+    return {m_speedometer.speedHistory().begin(), m_speedometer.speedHistory().end()};
 }
 
 std::string RemoteFileBase::fileName() const {

@@ -28,11 +28,16 @@ public:
 
     double percentComplete() const override;
     std::int64_t bytesPerSecond() const override;
+    std::vector<std::int64_t> recentSpeeds() const override;
     double secondsRemaining() const override;
 
     const std::optional<Error>& error() const override { return m_error; }
 
     std::optional<TimePoint> errorDate() const override { return m_errorDate; }
+
+    std::optional<WallTime> addedDate() const override { return m_addedDate; }
+
+    std::optional<WallTime> finishedDate() const override { return m_finishedDate; }
 
     std::string fileName() const override;
     void setOverridenFileName(const std::string& name) override;
@@ -98,8 +103,13 @@ protected:
     /// Main thread. Nothing leaves rf_state_stopped.
     void setCurrentState(rf_state_t state);
     void setFileSize(std::int64_t size);
+
+    void setAddedDate(const std::optional<WallTime>& date) { m_addedDate = date; }
+
     void setSuggestedFileName(const std::string& name);
     void clearError();
+
+    bool isActive() const { return m_currentState == rf_state_running || m_currentState == rf_state_paused; }
 
     const std::optional<std::string>& suggestedFileName() const { return m_suggestedFileName; }
 
@@ -126,6 +136,8 @@ private:
     std::optional<std::string> m_overridenFileName;
     std::optional<Error> m_error;
     std::optional<TimePoint> m_errorDate;
+    std::optional<WallTime> m_addedDate;
+    std::optional<WallTime> m_finishedDate;
     Speedometer m_speedometer;
     QTimer m_speedometerTimer;
     std::mutex m_stepsMutex;

@@ -226,6 +226,17 @@ bool SegmentedTransfer::addConnection(const ByteRange& range) {
     return true;
 }
 
+void SegmentedTransfer::addTo(SegmentsSnapshot& snapshot) {
+    auto control = m_control.lock();
+    for (const auto& connection : control->connections) {
+        const CurlDownloadState state = connection->currentState();
+        if (state == CurlDownloadState::Succeeded || state == CurlDownloadState::Failed)
+            continue;
+        const DownloaderPosition position = connection->position();
+        snapshot.connections.push_back({position.from, position.current, position.end});
+    }
+}
+
 void SegmentedTransfer::dropEnded() {
     std::erase_if(m_control.lock()->connections, [](const auto& connection) {
         const CurlDownloadState state = connection->currentState();

@@ -50,6 +50,9 @@ public:
         return static_cast<std::int64_t>(m_control.lock()->connections.size());
     }
 
+    /// Adds the connections that have not ended. Any thread.
+    void addTo(SegmentsSnapshot& snapshot);
+
     /// Has one more connection bring `range`, which is missing and which no other one brings. False when
     /// nothing is being fetched any more, or by one stream only. Any thread.
     bool addConnection(const ByteRange& range);

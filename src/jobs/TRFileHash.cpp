@@ -48,16 +48,16 @@ ssize_t readBlock(int descriptor, std::vector<unsigned char>& buffer) {
 }
 
 /// Opens a regular file; a pipe or a device could make the reader wait for ever.
-FileHandle openForReading(const std::string& path) {
+Result<FileHandle> openForReading(const std::string& path) {
     FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
 
     struct stat status {};
 
     if (!file || ::fstat(file.descriptor(), &status) != 0)
-        Log::warning("{}", Error::posix(errno, "open", path).description);
-    else if (S_ISREG(status.st_mode))
-        return file;
-    return {};
+        return failure(Error::posix(errno, "open", path));
+    if (!S_ISREG(status.st_mode))
+        return failure(Error::posix(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "read", path));
+    return file;
 }
 
 } // namespace
@@ -75,41 +75,74 @@ std::int64_t TRFileHash::fileSize() {
 }
 
 std::optional<std::string> TRFileHash::computeMD5() {
-    return compute("MD5");
+    return computeOne("MD5");
 }
 
 std::optional<std::string> TRFileHash::computeSHA1() {
-    return compute("SHA1");
+    return computeOne("SHA1");
 }
 
 std::optional<std::string> TRFileHash::computeSHA256() {
-    return compute("SHA256");
+    return computeOne("SHA256");
 }
 
-std::optional<std::string> TRFileHash::compute(const char* algorithm) {
+std::optional<std::string> TRFileHash::computeOne(const char* algorithm) {
+    const auto digests = compute({algorithm});
+    return digests.empty() ? std::nullopt : std::optional(digests.front());
+}
+
+std::optional<TRFileHash::Digests> TRFileHash::computeAll() {
+    const auto digests = compute({"MD5", "SHA1", "SHA256"});
+    return digests.empty() ? std::nullopt : std::optional(Digests{digests[0], digests[1], digests[2]});
+}
+
+/// In the order of the algorithms; none of them when one can't be computed.
+std::vector<std::string> TRFileHash::compute(Algorithms algorithms) {
+    m_error.reset();
+    std::vector<Digest> digests;
+    for (const char* algorithm : algorithms) {
+        digests.push_back(begin(algorithm));
+        if (!Log::assertThat(digests.back() != nullptr, algorithm))
+            return {};
+    }
+    const bool isRead = readThrough([&](std::span<const unsigned char> block) {
+        return std::all_of(digests.begin(), digests.end(), [&](const Digest& digest) {
+            return EVP_DigestUpdate(digest.get(), block.data(), block.size()) == 1;
+        });
+    });
+    if (m_error)
+        Log::warning("{}", m_error->description);
+    std::vector<std::string> texts;
+    for (const auto& digest : digests) {
+        unsigned char result[EVP_MAX_MD_SIZE];
+        unsigned length = 0;
+        if (!isRead || EVP_DigestFinal_ex(digest.get(), result, &length) != 1)
+            return {};
+        texts.push_back(hexadecimal(result, length));
+    }
+    m_percentComplete = 100;
+    return texts;
+}
+
+/// False when the file can't be read, `use` does not want more, or the delegate cancels.
+bool TRFileHash::readThrough(const std::function<bool(std::span<const unsigned char>)>& use) {
     m_bytesProcessed = 0;
     m_percentComplete = 0;
-    const FileHandle file = openForReading(m_filePath);
-    const Digest digest = begin(algorithm);
-    if (!file || !Log::assertThat(digest != nullptr, algorithm))
-        return std::nullopt;
-    ::posix_fadvise(file.descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
-    while (const ssize_t count = readBlock(file.descriptor(), m_buffer)) {
-        if (count < 0) {
-            Log::warning("{}", Error::posix(errno, "read", m_filePath).description);
-            return std::nullopt;
-        }
-        if (EVP_DigestUpdate(digest.get(), m_buffer.data(), static_cast<std::size_t>(count)) != 1)
-            return std::nullopt;
-        if (!noteBlock(count))
-            return std::nullopt;
+    const auto file = openForReading(m_filePath);
+    if (!file) {
+        m_error = file.error();
+        return false;
     }
-    unsigned char result[EVP_MAX_MD_SIZE];
-    unsigned length = 0;
-    if (EVP_DigestFinal_ex(digest.get(), result, &length) != 1)
-        return std::nullopt;
-    m_percentComplete = 100;
-    return hexadecimal(result, length);
+    ::posix_fadvise(file->descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    while (const ssize_t count = readBlock(file->descriptor(), m_buffer)) {
+        if (count < 0) {
+            m_error = Error::posix(errno, "read", m_filePath);
+            return false;
+        }
+        if (!use({m_buffer.data(), static_cast<std::size_t>(count)}) || !noteBlock(count))
+            return false;
+    }
+    return true;
 }
 
 bool TRFileHash::noteBlock(std::int64_t count) {

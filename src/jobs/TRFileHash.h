@@ -2,10 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
+
+#include "base/Error.h"
 
 namespace tarvo {
 
@@ -31,10 +36,22 @@ public:
     TRFileHash& operator=(const TRFileHash&) = delete;
 
     /// The digest in lower-case hexadecimal digits. None when the file can't be read to its end (the
-    /// reason is logged), is no regular file, or the delegate cancelled.
+    /// reason is logged, and kept), is no regular file, or the delegate cancelled.
     std::optional<std::string> computeMD5();
     std::optional<std::string> computeSHA1();
     std::optional<std::string> computeSHA256();
+
+    struct Digests {
+        std::string md5;
+        std::string sha1;
+        std::string sha256;
+    };
+
+    /// All three, of one reading.
+    std::optional<Digests> computeAll();
+
+    /// Why the last digest could not be computed; none when it could, or was cancelled.
+    const std::optional<Error>& error() const { return m_error; }
 
     /// Bytes; read from the file when first asked for, 0 when there is no such file.
     std::int64_t fileSize();
@@ -46,7 +63,11 @@ public:
     double percentComplete() const { return m_percentComplete; }
 
 private:
-    std::optional<std::string> compute(const char* algorithm);
+    using Algorithms = std::initializer_list<const char*>;
+
+    std::optional<std::string> computeOne(const char* algorithm);
+    std::vector<std::string> compute(Algorithms algorithms);
+    bool readThrough(const std::function<bool(std::span<const unsigned char>)>& use);
     bool noteBlock(std::int64_t count);
 
     const std::string m_filePath;
@@ -54,6 +75,7 @@ private:
     double m_percentComplete = 0;
     std::int64_t m_bytesProcessed = 0;
     std::int64_t m_fileSize = 0; // 0: not yet known
+    std::optional<Error> m_error;
     std::vector<unsigned char> m_buffer;
 };
 

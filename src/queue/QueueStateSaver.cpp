@@ -79,6 +79,8 @@ bool QueueStateSaver::restoreSession(const std::string& session, const std::vect
                                  if (!origin)
                                      return leftOut(job);
                                  const auto row = rowOf.find(nameOf(job));
+                                 if (row != rowOf.end())
+                                     origin->added = row->second->link.added;
                                  if (!origin->url && row != rowOf.end()) { // its bundle can't be read now
                                      origin->url = row->second->link.url;
                                      origin->fileSize = row->second->fileSize;

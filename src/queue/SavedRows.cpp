@@ -23,7 +23,11 @@ enum Column : qsizetype {
     kConnectionsOrBundle = 2,
     kReferrerOrSize = 3,
     kName = 4,
+    kAddedOfBundle = 4,
+    kAddedOfLink = 5,
 };
+
+constexpr qint64 kLastSecond = 253'402'300'799; // of the year 9999
 
 /// Paths are bytes, JSON holds characters.
 QString packed(const std::string& path) {
@@ -63,6 +67,17 @@ private:
     QJsonArray m_packed;
 };
 
+qint64 secondsOf(const WallTime& date) {
+    return static_cast<qint64>(date.time_since_epoch().count());
+}
+
+std::optional<WallTime> dateIn(const QJsonValue& value) {
+    const qint64 seconds = value.toInteger();
+    if (seconds < 1 || seconds > kLastSecond)
+        return std::nullopt;
+    return WallTime(std::chrono::seconds(seconds));
+}
+
 QJsonArray encoded(const SavedRow& row, Folders& folders) {
     const auto& link = row.link;
     QJsonArray columns{qt(link.url.absoluteString())};
@@ -70,14 +85,18 @@ QJsonArray encoded(const SavedRow& row, Folders& folders) {
         columns.append(folders.numberOf(folderOf(row.bundle)));
         columns.append(packed(nameOf(row.bundle)));
         columns.append(static_cast<qint64>(row.fileSize));
+        if (link.added)
+            columns.append(secondsOf(*link.added));
         return columns;
     }
     columns.append(folders.numberOf(link.folder));
     columns.append(static_cast<qint64>(link.connections));
-    if (link.referer || link.name)
+    if (link.referer || link.name || link.added)
         columns.append(link.referer ? QJsonValue(qt(link.referer->absoluteString())) : QJsonValue());
-    if (link.name)
-        columns.append(packed(*link.name));
+    if (link.name || link.added)
+        columns.append(link.name ? QJsonValue(packed(*link.name)) : QJsonValue());
+    if (link.added)
+        columns.append(secondsOf(*link.added));
     return columns;
 }
 
@@ -98,12 +117,14 @@ std::optional<SavedRow> decoded(const QJsonArray& columns, const std::vector<std
         const std::string name = unpacked(columns.at(kConnectionsOrBundle).toString());
         row.bundle = (row.link.folder == "/" ? "" : row.link.folder) + "/" + name;
         row.fileSize = columns.at(kReferrerOrSize).toInteger();
+        row.link.added = dateIn(columns.at(kAddedOfBundle));
         return isName(name) ? std::optional(row) : std::nullopt;
     }
     row.link.connections = columns.at(kConnectionsOrBundle).toInteger(1);
     row.link.referer = addressIn(columns.at(kReferrerOrSize));
     if (columns.at(kName).isString()) // the job cleans it, as every name
         row.link.name = unpacked(columns.at(kName).toString());
+    row.link.added = dateIn(columns.at(kAddedOfLink));
     return row;
 }
 

@@ -58,6 +58,40 @@ TEST_F(CURLRemoteFileTest, FetchesAFileOverSeveralConnectionsAndLeavesOnlyTheFil
     EXPECT_EQ(server.requests().size(), 12u); // HEAD, one byte, ten segments
 }
 
+TEST_F(CURLRemoteFileTest, TellsWhichBytesAreThereAndWhichAreOnTheirWay) {
+    server.change(path, "rate=1000000");
+    const auto job = runningJob(server.url(kSize), 500'000);
+    job->pause(); // so that nothing changes between two looks
+    ASSERT_TRUE(turnUntil([&, last = std::int64_t(-1)]() mutable {
+        return std::exchange(last, job->totalBytesDownloaded()) == job->totalBytesDownloaded();
+    }));
+    std::optional<SegmentsSnapshot> look;
+    ASSERT_TRUE(turnUntil([&] { return (look = job->segments()).has_value(); }));
+    EXPECT_EQ(look->fileSize, kSize);
+    ASSERT_EQ(look->connections.size(), 4u);
+    std::int64_t done = 0;
+    std::int64_t brought = 0;
+    for (const auto& span : look->done)
+        done += span.to - span.from;
+    for (const auto& connection : look->connections)
+        brought += connection.current - connection.from;
+    EXPECT_GT(done, 500'000);
+    EXPECT_GE(brought, done) << "what has come may still wait to be written";
+    EXPECT_EQ(job->finishedDate(), std::nullopt);
+    EXPECT_TRUE(job->addedDate());
+    EXPECT_EQ(job->copy()->addedDate(), job->addedDate());
+    server.change(path, "version=0");
+    job->stop();
+    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+
+    const auto whole = harness.job(server.url(kSize));
+    ASSERT_FALSE(harness.run(whole));
+    ASSERT_TRUE(turnUntil([&] { return (look = whole->segments()).has_value(); }));
+    EXPECT_EQ(look->done, std::vector<ByteSpan>({{0, kSize}}));
+    EXPECT_TRUE(look->connections.empty());
+    EXPECT_TRUE(whole->finishedDate());
+}
+
 TEST_F(CURLRemoteFileTest, SingleStreamsOfEveryKind) {
     const std::pair<std::int64_t, std::string> cases[] = {
         {kSize, "norange"}, {kSize, "nolength"}, {kSize, "untilclose"}, {0, ""}, {1, ""}, {2, ""}};

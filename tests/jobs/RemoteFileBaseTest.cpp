@@ -22,8 +22,8 @@ protected:
         return made;
     }
 
+    FakeClock clock; // first, for what still runs at the end looks at it
     JobHarness harness;
-    FakeClock clock;
     JobEnvironment environment{harness.defaults, harness.disk, clock, harness.transfers, harness.savingQueue};
     std::atomic<bool> end{false};
 };

@@ -31,6 +31,11 @@ TEST(TRFileHash, AgreesWithThePublishedVectors) {
     EXPECT_EQ(TRFileHash(abc).computeSHA1(), "a9993e364706816aba3e25717850c26c9cd0d89d");
     EXPECT_EQ(TRFileHash(abc).computeSHA256(),
               "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    const auto all = TRFileHash(abc).computeAll();
+    ASSERT_TRUE(all);
+    EXPECT_EQ(all->md5, TRFileHash(abc).computeMD5());
+    EXPECT_EQ(all->sha1, TRFileHash(abc).computeSHA1());
+    EXPECT_EQ(all->sha256, TRFileHash(abc).computeSHA256());
     EXPECT_EQ(TRFileHash(folder.write("empty", "")).computeMD5(), "d41d8cd98f00b204e9800998ecf8427e");
 }
 
@@ -43,14 +48,18 @@ TEST(TRFileHash, ReportsBlockByBlockAndACancelledDigestIsNone) {
     EXPECT_EQ(hash.computeMD5(), first) << "each starts afresh";
     watcher->cancelAt = kBlock;
     EXPECT_EQ(hash.computeSHA256(), std::nullopt);
+    EXPECT_FALSE(hash.error()) << "it was cancelled";
     EXPECT_EQ(watcher->seen.back(), kBlock);
 }
 
 TEST(TRFileHash, WhatIsNoReadableFileHasNoDigest) {
     const test::TemporaryFolder folder;
     ASSERT_EQ(::mkfifo(folder.path("pipe").c_str(), 0600), 0);
-    for (const std::string& path : {folder.path("missing"), folder.path(), folder.path("pipe")})
-        EXPECT_EQ(TRFileHash(path).computeMD5(), std::nullopt) << path;
+    for (const std::string& path : {folder.path("missing"), folder.path(), folder.path("pipe")}) {
+        TRFileHash hash(path);
+        EXPECT_EQ(hash.computeMD5(), std::nullopt) << path;
+        EXPECT_TRUE(hash.error()) << path;
+    }
 }
 
 } // namespace tarvo

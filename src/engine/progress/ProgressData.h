@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/Error.h"
@@ -37,6 +38,13 @@ public:
 
     /// The done ranges in order: the objects themselves, not copies.
     ByteRanges readout() const;
+
+    /// Calls `use` with each done range, in order. Copies nothing.
+    template <class Use>
+    void forEachRange(Use use) const {
+        for (auto* node = m_listHead.get(); node; node = node->next.get())
+            use(std::as_const(*node->byteRange));
+    }
 
     /// The missing ranges in order; none for an unknown size.
     ByteRanges readoutHoles() const;

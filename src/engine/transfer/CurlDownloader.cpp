@@ -70,9 +70,9 @@ Validator CurlDownloader::validator() const {
 
 void CurlDownloader::beginAt(std::int64_t offset) {
     m_owner.assertIsHere();
-    m_segment->request().compareBelow = m_currentOffset;
+    m_segment->request().compareBelow = currentOffset();
     m_segment->request().lowerBound = offset;
-    m_currentOffset = offset;
+    m_currentOffset.store(offset, std::memory_order_relaxed);
 }
 
 bool CurlDownloader::isStopped() const {
@@ -84,7 +84,7 @@ bool CurlDownloader::endAt(std::int64_t offset) {
     m_owner.assertIsHere();
     const bool isOver = isStopped() || currentState() == CurlDownloadState::Succeeded;
     const std::int64_t known = end() == 0 ? kNoEnd : end();
-    if (isOver || offset < m_currentOffset || offset > known)
+    if (isOver || offset < currentOffset() || offset > known)
         return false;
     if (offset < known)
         m_end = offset;
@@ -93,7 +93,7 @@ bool CurlDownloader::endAt(std::int64_t offset) {
 
 double CurlDownloader::speed(TimePoint now) {
     m_owner.assertIsHere();
-    return m_speed.speed(now, m_currentOffset - m_segment->request().lowerBound);
+    return m_speed.speed(now, currentOffset() - m_segment->request().lowerBound);
 }
 
 void CurlDownloader::willStart() {
@@ -192,15 +192,15 @@ std::int64_t CurlDownloader::curlHasData(CurlSegment&, std::span<const char> dat
     if (m_refused)
         return 0;
     const auto count = static_cast<std::int64_t>(data.size());
-    const std::int64_t wanted = std::min(count, m_end - m_currentOffset);
+    const std::int64_t offset = currentOffset();
+    const std::int64_t wanted = std::min(count, m_end.load() - offset);
     // The first block decides whether the answer is the right one: it does not wait for more.
-    const bool isFirst = m_currentOffset == m_segment->request().lowerBound;
-    m_currentOffset += wanted;
+    const bool isFirst = offset == m_segment->request().lowerBound;
+    m_currentOffset.store(offset + wanted, std::memory_order_relaxed);
     if (!isFirst) {
         m_pending.insert(m_pending.end(), data.begin(), data.begin() + wanted);
-    } else if (const std::int64_t taken = deliver(data.first(wanted), m_currentOffset - wanted);
-               taken != wanted) {
-        m_currentOffset += std::max<std::int64_t>(taken, 0) - wanted;
+    } else if (const std::int64_t taken = deliver(data.first(wanted), offset); taken != wanted) {
+        m_currentOffset.store(offset + std::max<std::int64_t>(taken, 0), std::memory_order_relaxed);
         return taken;
     }
     return wanted == count ? count
@@ -212,7 +212,7 @@ void CurlDownloader::deliverPending() {
     if (m_pending.empty())
         return;
     const auto count = static_cast<std::int64_t>(m_pending.size());
-    m_refused = deliver(m_pending, m_currentOffset - count) != count;
+    m_refused = deliver(m_pending, currentOffset() - count) != count;
     m_pending.clear();
 }
 

@@ -46,9 +46,17 @@ public:
                                            const std::string& /*value*/) {}
 };
 
+/// How far a downloader is, in bytes of the file.
+struct DownloaderPosition {
+    std::int64_t from = 0;    ///< its first byte
+    std::int64_t current = 0; ///< where its next byte belongs
+    std::int64_t end = 0;     ///< one past the last byte that it brings; 0 while only the server knows
+};
+
 /// Requests (pause, resume, stop) may come from any thread and are carried out on the transfer thread,
 /// which alone touches the segment; after the end they have no effect. The state may be read from any
-/// thread; all else belongs to the transfer thread until the transfer has ended. Used for one transfer.
+/// thread, and once its loop has been made the position; all else belongs to the transfer thread until the
+/// transfer has ended. Used for one transfer.
 class CurlDownloader final : public CurlSegmentDelegate {
 public:
     using Headers = std::map<std::string, std::string>;
@@ -62,7 +70,7 @@ public:
     const CurlSegment& segment() const { return *m_segment; }
 
     /// The absolute file offset at which the next byte belongs.
-    std::int64_t currentOffset() const { return m_currentOffset; }
+    std::int64_t currentOffset() const { return m_currentOffset.load(std::memory_order_relaxed); }
 
     CurlDownloadState currentState() const { return m_state; }
 
@@ -72,7 +80,10 @@ public:
     bool isStopped() const;
 
     /// One past the last byte that it brings; 0 while only the server knows that.
-    std::int64_t end() const { return m_end == kNoEnd ? m_segment->request().upperBound : m_end; }
+    std::int64_t end() const { return m_end == kNoEnd ? m_segment->request().upperBound : m_end.load(); }
+
+    /// Each number is of now, though not of the same moment.
+    DownloaderPosition position() const { return {m_segment->request().lowerBound, currentOffset(), end()}; }
 
     /// Has the transfer end before `offset`, a place in the file: what lies before is delivered, nothing from
     /// there on, and the downloader succeeds. False, and nothing changes, when more than that has arrived,
@@ -85,7 +96,7 @@ public:
     bool endAt(std::int64_t offset);
 
     /// Whether all has arrived up to an earlier end.
-    bool isAtItsEnd() const { return m_currentOffset >= m_end; }
+    bool isAtItsEnd() const { return currentOffset() >= m_end; }
 
     /// Bytes per second, over the last seconds where it is asked once a second (SpeedWindow). What is
     /// compared with old bytes counts too.
@@ -143,8 +154,8 @@ private:
     ThreadOwner m_owner; // the transfer thread, from the start to the end
     const std::unique_ptr<CurlSegment> m_segment;
     std::weak_ptr<CurlDownloaderDelegate> m_delegate;
-    std::int64_t m_currentOffset;
-    std::int64_t m_end = kNoEnd; // an earlier one than the request's
+    std::atomic<std::int64_t> m_currentOffset;
+    std::atomic<std::int64_t> m_end{kNoEnd}; // an earlier one than the request's
     SpeedWindow m_speed;
     std::vector<char> m_pending; // arrived, not yet delivered; ends at m_currentOffset
     bool m_held = false;         // between hold() and release()
