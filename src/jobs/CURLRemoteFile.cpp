@@ -107,7 +107,8 @@ std::optional<DownloadLink> CURLRemoteFile::link() const {
     if (!m_url)
         return std::nullopt;
     return DownloadLink{*m_url,          m_basePath,          m_facts.requestedPartitions,
-                        m_facts.referer, overridenFileName(), addedDate(), m_facts.checksum};
+                        m_facts.referer, overridenFileName(), addedDate(),
+                        m_facts.checksum};
 }
 
 std::optional<std::string> CURLRemoteFile::awaitedBundle() const {
