@@ -8,7 +8,6 @@
 #include <sys/types.h>
 
 #include "base/Url.h"
-#include "jobs/Checksum.h"
 
 namespace tarvo {
 
@@ -23,8 +22,7 @@ struct DownloadFacts {
     std::optional<Url> referer{};
     std::int64_t requestedPartitions = 1; ///< connections that are asked for
     BundleFacts bundle{};
-    std::optional<Checksum> checksum{}; ///< that the file is to be compared with
-    bool isRecovered = false;           ///< from an earlier run of the program
+    bool isRecovered = false; ///< from an earlier run of the program
 };
 
 /// A file that is whole, under its final name.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <numeric>
 #include <utility>
 
 namespace tarvo {
@@ -74,6 +75,14 @@ void JobRows::showAnew() {
         if (shows(*job))
             m_rows.push_back({rank, job.get()});
     });
+}
+
+std::size_t JobRows::countShownBy(const JobFilter& filter) const {
+    if (filter.states.empty())
+        return m_content.size();
+    return std::accumulate(
+        filter.states.begin(), filter.states.end(), std::size_t{0},
+        [this](std::size_t count, rf_state_t state) { return count + m_content.countInState(state); });
 }
 
 void JobRows::append(const std::vector<Job>& jobs) {

@@ -47,6 +47,9 @@ public:
     /// Of what the filter shows, shows what has these words (see JobSearch).
     void setSearch(const std::string& text);
 
+    /// How many jobs `filter` would show if there were no search. Takes no walk.
+    std::size_t countShownBy(const JobFilter& filter) const;
+
     /// Moves rows in front of the row `toRow` (or to the end, when that is rowCount()), all as they stand
     /// before any of them is moved.
     void moveObjectsInArrangedObjects(const std::set<int>& fromRows, int toRow);

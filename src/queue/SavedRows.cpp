@@ -25,7 +25,6 @@ enum Column : qsizetype {
     kName = 4,
     kAddedOfBundle = 4,
     kAddedOfLink = 5,
-    kChecksum = 6,
 };
 
 constexpr qint64 kLastSecond = 253'402'300'799; // of the year 9999
@@ -92,15 +91,12 @@ QJsonArray encoded(const SavedRow& row, Folders& folders) {
     }
     columns.append(folders.numberOf(link.folder));
     columns.append(static_cast<qint64>(link.connections));
-    const bool hasMore = link.name || link.added || link.checksum;
-    if (link.referer || hasMore)
+    if (link.referer || link.name || link.added)
         columns.append(link.referer ? QJsonValue(qt(link.referer->absoluteString())) : QJsonValue());
-    if (hasMore)
+    if (link.name || link.added)
         columns.append(link.name ? QJsonValue(packed(*link.name)) : QJsonValue());
-    if (link.added || link.checksum)
-        columns.append(link.added ? QJsonValue(secondsOf(*link.added)) : QJsonValue());
-    if (link.checksum)
-        columns.append(qt(link.checksum->text()));
+    if (link.added)
+        columns.append(secondsOf(*link.added));
     return columns;
 }
 
@@ -129,7 +125,6 @@ std::optional<SavedRow> decoded(const QJsonArray& columns, const std::vector<std
     if (columns.at(kName).isString()) // the job cleans it, as every name
         row.link.name = unpacked(columns.at(kName).toString());
     row.link.added = dateIn(columns.at(kAddedOfLink));
-    row.link.checksum = Checksum::parse(columns.at(kChecksum).toString().toStdString());
     return row;
 }
 

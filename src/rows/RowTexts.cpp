@@ -2,6 +2,7 @@
 
 #include "base/Localized.h"
 #include "base/Log.h"
+#include "base/Readable.h"
 
 #include <algorithm>
 #include <cmath>
@@ -166,6 +167,14 @@ std::string remainingTimeText(double seconds) {
     if (hours != 0)
         return localized("tr.status.eta.hour", {std::to_string(hours), minutes, rest});
     return localized("tr.status.eta.minutes", {minutes, rest});
+}
+
+std::string amountText(int state, std::int64_t done, std::int64_t size) {
+    if (size < 1)
+        return done > 0 ? readableBytes(done) : std::string();
+    if (state == rf_state_succeeded || done <= 0)
+        return readableBytes(size);
+    return localized("tr.row.amount", {readableBytes(done), readableBytes(size)});
 }
 
 } // namespace tarvo

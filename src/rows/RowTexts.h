@@ -64,4 +64,8 @@ SpeedFormat speedFormat(std::int64_t bytesPerSecond);
 /// "1 h 2 min 5 s left"; empty from a week on. Hours begin again at 60.
 std::string remainingTimeText(double seconds);
 
+/// "1.0 MiB of 5.0 MiB", for what is done the size alone; empty while neither is known. Sizes in bytes, below
+/// 1: not known.
+std::string amountText(int state, std::int64_t done, std::int64_t size);
+
 } // namespace tarvo

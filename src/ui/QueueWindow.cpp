@@ -1,30 +1,27 @@
 #include "ui/QueueWindow.h"
 
-#include <algorithm>
-
 #include <QDragEnterEvent>
 #include <QMenuBar>
 
 #include "base/Runloop.h"
 #include "input/TRPasteboardExtractor.h"
+#include "ui/FilterBar.h"
 #include "ui/PasteboardData.h"
-#include "ui/Text.h"
 #include "ui/WindowMenus.h"
 
 namespace tarvo {
 
 QueueWindow::QueueWindow(const WindowEnvironment& environment)
-    : m_environment(environment), m_queue(environment.queue), m_rows(m_queue.remoteFiles()),
-      m_actions(new Actions(this)), m_toolBar(new MainToolBar(*m_actions, this)), m_list(new QListView(this)),
-      m_bars(new QVBoxLayout), m_stack(new QStackedLayout) {
+    : m_environment(environment), m_queue(environment.queue),
+      m_rows(new RowsModel(m_queue.remoteFiles(), environment.jobs.clock, this)),
+      m_actions(new Actions(this)), m_toolBar(new MainToolBar(*m_actions, this)),
+      m_list(new QueueView(m_queue.remoteFiles(), *m_rows, this)), m_search(new SearchField(this)),
+      m_rowCommands(m_queue, *m_actions, *m_rows, *m_list, *m_search), m_bars(new QVBoxLayout),
+      m_stack(new QStackedLayout) {
     Runloop::assertMain();
     setWindowTitle(QStringLiteral("Tarvo"));
     resize(860, 560);
     setAcceptDrops(true);
-    m_list->setModel(&m_rows);
-    m_list->setAccessibleName(text("tr.list.name"));
-    m_list->setUniformItemSizes(true);
-    m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     placeParts();
     connectActions();
 }
@@ -32,23 +29,16 @@ QueueWindow::QueueWindow(const WindowEnvironment& environment)
 void QueueWindow::placeParts() {
     fillMenuBar(*menuBar(), *m_actions);
     addToolBar(m_toolBar);
+    m_toolBar->setSearchField(*m_search);
     auto* middle = new QWidget(this);
     auto* rows = new QVBoxLayout(middle);
     rows->setContentsMargins({});
     rows->setSpacing(0);
     rows->addLayout(m_bars);
+    rows->addWidget(new FilterBar(m_queue.remoteFiles(), *m_actions, middle));
     rows->addLayout(m_stack);
     m_stack->addWidget(m_list);
     setCentralWidget(middle);
-}
-
-std::vector<QueueController::Job> QueueWindow::selectedJobs() const {
-    auto selected = m_list->selectionModel()->selectedRows();
-    std::sort(selected.begin(), selected.end());
-    std::vector<QueueController::Job> jobs;
-    for (const auto& index : selected)
-        jobs.push_back(m_rows.jobAt(index));
-    return jobs;
 }
 
 void QueueWindow::connectActions() {
@@ -61,10 +51,7 @@ void QueueWindow::connectActions() {
     connect(m_actions->removeWithData, &QAction::triggered, this,
             [this] { m_queue.removeWithData(selectedJobs()); });
     connect(m_actions->quit, &QAction::triggered, &m_queue, &QueueController::quit);
-    connect(m_actions->filters, &QActionGroup::triggered, this, [this](const QAction* filter) {
-        m_queue.remoteFiles().setFilter(
-            JobFilter::all().at(static_cast<std::size_t>(filter->data().toInt())));
-    });
+    connect(m_list, &QueueView::dropped, this, &QueueWindow::dropped);
 }
 
 void QueueWindow::dragEnterEvent(QDragEnterEvent* event) {

@@ -1,7 +1,6 @@
 // The main window: puts the list, the bars and the menus together.
 #pragma once
 
-#include <QListView>
 #include <QMainWindow>
 #include <QStackedLayout>
 #include <QVBoxLayout>
@@ -10,6 +9,9 @@
 #include "rows/RowsModel.h"
 #include "ui/Actions.h"
 #include "ui/MainToolBar.h"
+#include "ui/QueueView.h"
+#include "ui/RowCommands.h"
+#include "ui/SearchField.h"
 #include "ui/WindowEnvironment.h"
 
 namespace tarvo {
@@ -23,10 +25,10 @@ public:
 
     Actions& actions() { return *m_actions; }
 
-    QListView& list() { return *m_list; }
+    QueueView& list() { return *m_list; }
 
     /// The jobs of the selected rows, in their order.
-    std::vector<QueueController::Job> selectedJobs() const;
+    std::vector<QueueController::Job> selectedJobs() const { return m_list->selectedJobs(); }
 
 Q_SIGNALS:
     /// Links or bundles were dropped on the window.
@@ -42,10 +44,12 @@ private:
 
     const WindowEnvironment m_environment;
     QueueController& m_queue;
-    RowsModel m_rows;
+    RowsModel* m_rows; // a child, so that it is there when the list is hidden for the last time
     Actions* m_actions;
     MainToolBar* m_toolBar;
-    QListView* m_list;
+    QueueView* m_list;
+    SearchField* m_search;
+    RowCommands m_rowCommands;
     QVBoxLayout* m_bars;     // above the list
     QStackedLayout* m_stack; // the list, or what stands in its place while it is empty
 };

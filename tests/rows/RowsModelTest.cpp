@@ -50,7 +50,7 @@ protected:
 };
 
 TEST_F(RowsModelTest, ItsSignalsFitItsRowsWhateverChanges) {
-    RowsModel model(queue);
+    RowsModel model(queue, harness.clock);
     const QAbstractItemModelTester judge(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     for (int i = 0; i < 2000; ++i) {
         changeSomething();
