@@ -49,6 +49,35 @@
 <message id="tr.action.rename"><source></source><translation>Rena&amp;me…</translation></message>
 <message id="tr.action.resume"><source></source><translation>R&amp;esume</translation></message>
 <message id="tr.action.show-in-folder"><source></source><translation>Show in &amp;Folder</translation></message>
+<message id="tr.add.accept"><source></source><translation>&amp;Add</translation></message>
+<message id="tr.add.added" numerus="yes"><source></source><translation><numerusform>%n address has been added.</numerusform><numerusform>%n addresses have been added.</numerusform></translation></message>
+<message id="tr.add.addresses" numerus="yes"><source></source><translation><numerusform>%n address</numerusform><numerusform>%n addresses</numerusform></translation></message>
+<message id="tr.add.addresses-known" numerus="yes"><source></source><translation><numerusform>%1, %n already in the queue</numerusform><numerusform>%1, %n already in the queue</numerusform></translation></message>
+<message id="tr.add.bad-lines" numerus="yes"><source></source><translation><numerusform>Line %1 can't be taken: %2</numerusform><numerusform>%n lines can't be taken. Line %1: %2</numerusform></translation></message>
+<message id="tr.add.bad.malformed"><source></source><translation>The address is not complete or not well formed.</translation></message>
+<message id="tr.add.bad.no-address"><source></source><translation>It is no address. Addresses begin with http://, https://, ftp:// or sftp://.</translation></message>
+<message id="tr.add.bad.other-scheme"><source></source><translation>Only http, https, ftp and sftp addresses can be downloaded.</translation></message>
+<message id="tr.add.checksum"><source></source><translation>C&amp;hecksum</translation></message>
+<message id="tr.add.checksum-of-many"><source></source><translation>A checksum needs a single address.</translation></message>
+<message id="tr.add.checksum-unknown"><source></source><translation>This is no MD5, SHA-1 or SHA-256 checksum.</translation></message>
+<message id="tr.add.connections"><source></source><translation>C&amp;onnections for each file</translation></message>
+<message id="tr.add.folder"><source></source><translation>&amp;Folder</translation></message>
+<message id="tr.add.folder-name"><source></source><translation>Folder for the files</translation></message>
+<message id="tr.add.for-a-single-address"><source></source><translation>For a single address</translation></message>
+<message id="tr.add.links"><source></source><translation>A&amp;ddresses, one a line</translation></message>
+<message id="tr.add.links-name"><source></source><translation>Addresses, one a line</translation></message>
+<message id="tr.add.more"><source></source><translation>&amp;More</translation></message>
+<message id="tr.add.name"><source></source><translation>File &amp;name</translation></message>
+<message id="tr.add.name-bad"><source></source><translation>The name of the file can't be used: it may not hold a slash or consist of dots.</translation></message>
+<message id="tr.add.name-of-many"><source></source><translation>A name needs a single address.</translation></message>
+<message id="tr.add.password"><source></source><translation>&amp;Password</translation></message>
+<message id="tr.add.placeholder"><source></source><translation>https://</translation></message>
+<message id="tr.add.referer"><source></source><translation>&amp;Referrer</translation></message>
+<message id="tr.add.referer-bad"><source></source><translation>The referrer is no address of a page.</translation></message>
+<message id="tr.add.starts"><source></source><translation>&amp;Start at once</translation></message>
+<message id="tr.add.title"><source></source><translation>Add Downloads</translation></message>
+<message id="tr.add.user"><source></source><translation>&amp;User name</translation></message>
+<message id="tr.add.user-missing"><source></source><translation>A password needs a user name.</translation></message>
 <message id="tr.archive.address-kind"><source></source><translation>an address is of another kind</translation></message>
 <message id="tr.archive.address-malformed"><source></source><translation>an address is malformed</translation></message>
 <message id="tr.archive.array-element-kind"><source></source><translation>an array holds something else than expected</translation></message>
@@ -158,6 +187,14 @@
 <message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>
 <message id="tr.err.unexpected-segment-size-recovery"><source></source><translation>Try again; if it happens again, download with a single connection.</translation></message>
 <message id="tr.err.unknown-api-protocol"><source></source><translation>Tarvo can't open addresses of this kind.</translation></message>
+<message id="tr.folder.browse"><source></source><translation>&amp;Browse…</translation></message>
+<message id="tr.folder.browse-for"><source></source><translation>Browse, %1</translation></message>
+<message id="tr.folder.choose"><source></source><translation>Choose a Folder</translation></message>
+<message id="tr.folder.free"><source></source><translation>%1 free</translation></message>
+<message id="tr.folder.free-when-made"><source></source><translation>The folder will be made. %1 free</translation></message>
+<message id="tr.folder.not-absolute"><source></source><translation>Enter the whole path of a folder.</translation></message>
+<message id="tr.folder.not-there"><source></source><translation>This is no folder, and none can be made there.</translation></message>
+<message id="tr.folder.not-writable"><source></source><translation>Nothing can be written into this folder.</translation></message>
 <message id="tr.get.already-there"><source></source><translation>already there: %1</translation></message>
 <message id="tr.get.ask-name"><source></source><translation>User name: </translation></message>
 <message id="tr.get.ask-name-known"><source></source><translation>User name [%1]: </translation></message>

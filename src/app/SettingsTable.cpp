@@ -19,6 +19,7 @@ std::vector<Setting> makeTable() {
     using namespace SettingKey;
     using enum SettingType;
     return {
+        {kAddSheetDraft, bytes, {}, "what stood in the add sheet when the program was quit"},
         {kApplicationMode, text, ofText("Dock and Menu Bar"),
          "where the program shows itself: \"Dock Only\", \"Menu Bar Only\" or \"Dock and Menu Bar\""},
         {kAutoClearCompleted, boolean, false,
@@ -43,6 +44,7 @@ std::vector<Setting> makeTable() {
         {kMinimumChunkSize, integer, ofNumber(1024), "bytes of the smallest segment; below 1 counts as 1"},
         {kNeverRemindMeToRateThisAwesomeApp, boolean, true, "don't ask for a rating"},
         {kProxyUrl, text, ofText(""), "proxy of all transfers; empty for none"},
+        {kRecentFolders, bytes, {}, "the folders that downloads were last put into"},
         {kSavedQueueLinks, bytes, {}, "the queue's addresses and their order as they were last saved"},
         {kSavedQueueSession, bytes, {}, "the queue as it was last saved"},
         {kShowDockProgress, boolean, true, "the launcher icon shows the progress"},
@@ -71,7 +73,9 @@ void registerDefaultSettings(UserDefaults& defaults) {
 
 std::set<std::string> settingsOfTheProgram() {
     using namespace SettingKey;
-    return {std::string(kHasStartupCrash),
+    return {std::string(kAddSheetDraft),
+            std::string(kRecentFolders),
+            std::string(kHasStartupCrash),
             std::string(kMetrics),
             std::string(kHasToldOfTray),
             std::string(kSavedQueueLinks),

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -31,9 +30,6 @@ public:
     void bringToFront() override {}
 
 private:
-    AddOutcome outcomeOf(const Url& url, std::vector<QueueController::Job>& jobs,
-                         std::unordered_set<std::string>& identities) const;
-
     QueueController& m_queue;
     const JobEnvironment& m_environment;
     const std::string m_homeFolder;

@@ -5,6 +5,7 @@
 
 namespace tarvo::SettingKey {
 
+inline constexpr std::string_view kAddSheetDraft = "AddSheetDraft";
 inline constexpr std::string_view kApplicationMode = "ApplicationMode";
 inline constexpr std::string_view kAutoClearCompleted = "AutoClearCompleted";
 inline constexpr std::string_view kAutoPasteInAddSheet = "AutoPasteInAddSheet";
@@ -23,6 +24,7 @@ inline constexpr std::string_view kMetrics = "Metrics";
 inline constexpr std::string_view kMinimumChunkSize = "MinimumChunkSize";
 inline constexpr std::string_view kNeverRemindMeToRateThisAwesomeApp = "NeverRemindMeToRateThisAwesomeApp";
 inline constexpr std::string_view kProxyUrl = "ProxyUrl";
+inline constexpr std::string_view kRecentFolders = "RecentFolders";
 inline constexpr std::string_view kSavedQueueLinks = "SavedQueueLinks";
 inline constexpr std::string_view kSavedQueueLinksUnreadable = "SavedQueueLinks.unreadable";
 inline constexpr std::string_view kSavedQueueSession = "SavedQueueSession";

@@ -78,6 +78,10 @@ bool Settings::autoClearCompleted() const {
     return m_defaults.boolean(SettingKey::kAutoClearCompleted);
 }
 
+bool Settings::autoPasteInAddSheet() const {
+    return m_defaults.boolean(SettingKey::kAutoPasteInAddSheet);
+}
+
 bool Settings::autoQuitWhenTransfersComplete() const {
     return m_defaults.boolean(SettingKey::kAutoQuitWhenTransfersComplete);
 }
@@ -96,6 +100,10 @@ bool Settings::showDockProgress() const {
 
 bool Settings::showDockSpeed() const {
     return m_defaults.boolean(SettingKey::kShowDockSpeed);
+}
+
+bool Settings::skipAddSheetForNewDownloads() const {
+    return m_defaults.boolean(SettingKey::kSkipAddSheetForNewDownloads);
 }
 
 std::int64_t Settings::integerWithin(std::string_view key, std::int64_t least, std::int64_t most) const {

@@ -47,11 +47,13 @@ public:
     std::optional<std::string> customUserAgent() const;
 
     bool autoClearCompleted() const;
+    bool autoPasteInAddSheet() const;
     bool autoQuitWhenTransfersComplete() const;
     bool autoStartAfterAdd() const;
     bool isDebugModeEnabled() const;
     bool showDockProgress() const;
     bool showDockSpeed() const;
+    bool skipAddSheetForNewDownloads() const;
 
 private:
     std::int64_t integerWithin(std::string_view key, std::int64_t least, std::int64_t most) const;

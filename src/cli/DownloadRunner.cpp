@@ -16,27 +16,6 @@ namespace {
 
 constexpr int kProgressIntervalMs = 100;
 
-std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm algorithm,
-                                    const std::weak_ptr<TRFileHashDelegate>& watch) {
-    TRFileHash hash(path, watch);
-    switch (algorithm) {
-    case Checksum::Algorithm::md5:
-        return hash.computeMD5();
-    case Checksum::Algorithm::sha1:
-        return hash.computeSHA1();
-    case Checksum::Algorithm::sha256:
-        break;
-    }
-    return hash.computeSHA256();
-}
-
-Error wrongChecksum(const std::string& path, const std::optional<std::string>& digest,
-                    const std::string& wanted) {
-    const std::string found = digest ? *digest : localized("tr.get.digest-unreadable");
-    return Error::tarvo(localized("tr.err.checksum", {path, found, wanted}),
-                        localized("tr.err.checksum-recovery"));
-}
-
 } // namespace
 
 /// Lets an interrupt end the hashing of a large file at once.
@@ -135,11 +114,10 @@ void DownloadRunner::rememberCredentials(const Url& url) {
         if (const auto known = named ? m_credentials.getCredentialsForURL(*named) : nullptr)
             password = known->password();
     }
-    m_credentials.cacheResultForService(service, *m_options.userName, password);
-    // Many a host sends its visitors from http to https: there it is the same one, and better kept.
-    const bool isUsualHttp = url.scheme() == "http" && !url.unusualPort();
-    if (m_options.password && isUsualHttp && m_knownServices.insert("https" + service.substr(4)).second)
-        m_credentials.cacheResultForService("https" + service.substr(4), *m_options.userName, password);
+    if (m_options.password)
+        m_credentials.rememberGiven(url, *m_options.userName, password);
+    else
+        m_credentials.cacheResultForService(service, *m_options.userName, password);
 }
 
 void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_t newState) {
@@ -202,7 +180,7 @@ void DownloadRunner::verifyChecksum(const Job& job) {
             if (digest == wanted.digest)
                 reportFinished(job, true);
             else
-                reportFailed(job, wrongChecksum(path, digest, wanted.digest));
+                reportFailed(job, wrongChecksum(path, digest, wanted));
         });
     });
 }

@@ -6,7 +6,6 @@
 #include "jobs/CURLRemoteFile.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -161,19 +160,6 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
 }
 
 } // namespace
-
-std::optional<Checksum> Checksum::parse(const std::string& text) {
-    static const std::map<std::string, std::pair<Algorithm, std::size_t>> algorithms = {
-        {"md5", {Algorithm::md5, 32}}, {"sha1", {Algorithm::sha1, 40}}, {"sha256", {Algorithm::sha256, 64}}};
-    const auto equals = text.find('=');
-    const auto found = algorithms.find(text.substr(0, equals));
-    if (equals == std::string::npos || found == algorithms.end())
-        return std::nullopt;
-    Checksum checksum{found->second.first, lowered(text.substr(equals + 1))};
-    const bool isHex = std::all_of(checksum.digest.begin(), checksum.digest.end(),
-                                   [](unsigned char c) { return std::isxdigit(c) != 0; });
-    return isHex && checksum.digest.size() == found->second.second ? std::optional(checksum) : std::nullopt;
-}
 
 std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings,
                                               const std::string& homeFolder) {

@@ -9,19 +9,9 @@
 
 #include "base/Settings.h"
 #include "base/Url.h"
+#include "jobs/Checksum.h"
 
 namespace tarvo {
-
-/// A digest that the finished file must have.
-struct Checksum {
-    enum class Algorithm { md5, sha1, sha256 };
-
-    Algorithm algorithm = Algorithm::sha256;
-    std::string digest; ///< hexadecimal, lower case
-
-    /// From "ALGO=HEX"; none when the algorithm is unknown or the digest has the wrong length.
-    static std::optional<Checksum> parse(const std::string& text);
-};
 
 /// What to download: an address, or a bundle of an unfinished download.
 struct Target {

@@ -125,6 +125,14 @@ void AuthenticationManager::cacheResultForService(const std::string& service, co
         (*m_cache.lock())[service] = {username, password};
 }
 
+void AuthenticationManager::rememberGiven(const Url& url, const std::string& username,
+                                          const std::string& password) {
+    const std::string service = getServiceNameFromURL(url);
+    cacheResultForService(service, username, password);
+    if (url.scheme() == "http" && !url.unusualPort())
+        cacheResultForService("https" + service.substr(4), username, password);
+}
+
 AuthenticationManager::Token
 AuthenticationManager::getCachedUsingService(const std::string& service,
                                              const std::optional<std::string>& username) {

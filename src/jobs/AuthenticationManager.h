@@ -54,6 +54,10 @@ public:
     void cacheResultForService(const std::string& service, const std::string& username,
                                const std::string& password);
 
+    /// Remembers what the user has given together with an address. Many a host sends its visitors from http
+    /// to https: there it is the same one, and the credentials are better kept.
+    void rememberGiven(const Url& url, const std::string& username, const std::string& password);
+
     /// What is remembered for a service; for a user name that is not empty only if it is the same.
     Token getCachedUsingService(const std::string& service, const std::optional<std::string>& username);
 

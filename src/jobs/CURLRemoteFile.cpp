@@ -83,10 +83,6 @@ double CURLRemoteFile::percentComplete() const {
     return currentState() == rf_state_succeeded ? 100.0 : -1.0;
 }
 
-std::int64_t CURLRemoteFile::partitionCount() const {
-    return supportsMultipartDownloads() ? m_facts.requestedPartitions : 1;
-}
-
 std::int64_t CURLRemoteFile::activeConnections() const {
     return isActive() && m_transfer ? m_transfer->activeConnections() : partitionCount();
 }
@@ -111,7 +107,8 @@ std::optional<DownloadLink> CURLRemoteFile::link() const {
     if (!m_url)
         return std::nullopt;
     return DownloadLink{*m_url,          m_basePath,          m_facts.requestedPartitions,
-                        m_facts.referer, overridenFileName(), addedDate()};
+                        m_facts.referer, overridenFileName(), addedDate(),
+                        m_facts.checksum};
 }
 
 std::optional<std::string> CURLRemoteFile::awaitedBundle() const {
@@ -190,12 +187,8 @@ void CURLRemoteFile::takeOver(ReadyDownload ready) {
                 Q_EMIT job->totalBytesDownloadedChanged();
         });
     };
-    m_transfer = SegmentedTransfer::create({{*m_url, m_facts.referer, m_facts.requestedPartitions},
-                                            m_intake,
-                                            environment(),
-                                            speedometer(),
-                                            announce},
-                                           std::move(ready));
+    m_transfer = SegmentedTransfer::create(
+        {requestOf(*m_url, m_facts), m_intake, environment(), speedometer(), announce}, std::move(ready));
     Q_EMIT totalBytesDownloadedChanged();
 }
 
@@ -232,8 +225,7 @@ Result<void> CURLRemoteFile::saveProgress() {
     onMain([&] {
         bundle = m_facts.bundle.bookmark.value_or("");
         if (m_url)
-            saver.emplace(*m_intake, environment(),
-                          RecordedRequest{*m_url, m_facts.referer, m_facts.requestedPartitions}, bundle);
+            saver.emplace(*m_intake, environment(), requestOf(*m_url, m_facts), bundle);
     });
     if (!saver) // a bundle that can't be read
         return failure(m_intake->refusal() ? saveWithFault() : illegalState());

@@ -33,6 +33,8 @@ public:
         return m_authenticationUrl ? m_authenticationUrl : m_url;
     }
 
+    std::optional<Checksum> expectedChecksum() const override { return m_facts.checksum; }
+
     std::int64_t totalBytesDownloaded() const override { return m_intake->totalDone(); }
 
     double percentComplete() const override;
@@ -46,7 +48,10 @@ public:
     std::int64_t userRequestedPartitions() const override { return m_facts.requestedPartitions; }
 
     /// What is asked for when the server supports it, else 1.
-    std::int64_t partitionCount() const;
+    std::int64_t partitionCount() const {
+        return supportsMultipartDownloads() ? m_facts.requestedPartitions : 1;
+    }
+
     std::int64_t activeConnections() const override;
 
     std::optional<SegmentsSnapshot> segments() const override;

@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include "base/Url.h"
+#include "jobs/Checksum.h"
 
 namespace tarvo {
 
@@ -22,7 +23,8 @@ struct DownloadFacts {
     std::optional<Url> referer{};
     std::int64_t requestedPartitions = 1; ///< connections that are asked for
     BundleFacts bundle{};
-    bool isRecovered = false; ///< from an earlier run of the program
+    std::optional<Checksum> checksum{}; ///< that the file is to be compared with
+    bool isRecovered = false;           ///< from an earlier run of the program
 };
 
 /// A file that is whole, under its final name.

@@ -7,6 +7,7 @@
 
 #include "base/Clock.h"
 #include "base/Url.h"
+#include "jobs/Checksum.h"
 
 namespace tarvo {
 
@@ -15,8 +16,9 @@ struct DownloadLink {
     std::string folder; ///< absolute path
     std::int64_t connections = 1;
     std::optional<Url> referer{};
-    std::optional<std::string> name{}; ///< that the user has chosen
-    std::optional<WallTime> added{};   ///< when the user asked for it; none: not known
+    std::optional<std::string> name{};  ///< that the user has chosen
+    std::optional<WallTime> added{};    ///< when the user asked for it; none: not known
+    std::optional<Checksum> checksum{}; ///< that the file is to be compared with
 };
 
 } // namespace tarvo

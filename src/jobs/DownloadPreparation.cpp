@@ -59,8 +59,7 @@ Result<ReadyDownload> DownloadPreparation::makeReady(const ProgressBundle& bundl
 /// record, for an empty one could not be resumed.
 Result<void> DownloadPreparation::writeFirstRecord(const ProgressBundle& bundle, const DataSnapshot& data) {
     const DownloadFacts& facts = m_found.facts;
-    const ProgressSaver saver(*m_intake, m_environment, {m_url, facts.referer, facts.requestedPartitions},
-                              bundle.bundleDirectory());
+    const ProgressSaver saver(*m_intake, m_environment, requestOf(m_url, facts), bundle.bundleDirectory());
     auto saved = saver.flushData(data);
     if (saved)
         saved = saver.writeRecord(data);

@@ -42,6 +42,7 @@ JobOrigin originOfLink(const DownloadLink& link) {
             .folder = link.folder,
             .facts = {.referer = link.referer,
                       .requestedPartitions = usableConnections(link.connections),
+                      .checksum = link.checksum,
                       .isRecovered = true},
             .name = link.name,
             .added = link.added};
@@ -71,6 +72,7 @@ JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk,
     origin.url = saved->url;
     origin.facts.referer = saved->referer;
     origin.facts.requestedPartitions = usableConnections(saved->requestedConnections);
+    origin.facts.checksum = Checksum::parse(saved->checksum);
     origin.fileSize = saved->fileSize;
     origin.record = saved->progressData;
     return origin;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "jobs/DataIntake.h"
+#include "jobs/DownloadFacts.h"
 #include "jobs/JobEnvironment.h"
 
 namespace tarvo {
@@ -15,7 +16,10 @@ struct RecordedRequest {
     Url url;
     std::optional<Url> referer;
     std::int64_t connections = 1; ///< that were asked for
+    std::string checksum{};       ///< that the file must have, as Checksum::text(); empty for none
 };
+
+RecordedRequest requestOf(const Url& url, const DownloadFacts& facts);
 
 /// What a job fails with whose save has ended with `problem`; none: the next save may do better. Looks
 /// whether the bundle, of which the folder is given, is there.

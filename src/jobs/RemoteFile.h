@@ -64,6 +64,9 @@ public:
 
     virtual double secondsRemaining() const = 0;
 
+    /// What the user wants the finished file to be compared with.
+    virtual std::optional<Checksum> expectedChecksum() const { return std::nullopt; }
+
     virtual const std::optional<Error>& error() const = 0;
     virtual std::optional<TimePoint> errorDate() const = 0;
 

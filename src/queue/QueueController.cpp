@@ -60,12 +60,12 @@ void QueueController::connectSignals() {
 
 QueueController::~QueueController() = default;
 
-Result<void> QueueController::addDownloads(const std::vector<Job>& jobs) {
+Result<void> QueueController::addDownloads(const std::vector<Job>& jobs, std::optional<bool> starts) {
     Runloop::assertMain();
     if (m_hasEnded)
         return failure(programEnds());
     auto added = addOverFinished(m_remoteFiles, jobs);
-    autostartIfNeeded();
+    autostartIfNeeded(starts);
     return added;
 }
 
@@ -92,8 +92,8 @@ void QueueController::whenKept(std::function<void(bool kept)> done) {
         done(true);
 }
 
-void QueueController::autostartIfNeeded() {
-    if (Settings(m_environment.jobs.defaults).autoStartAfterAdd())
+void QueueController::autostartIfNeeded(std::optional<bool> wanted) {
+    if (wanted.value_or(Settings(m_environment.jobs.defaults).autoStartAfterAdd()))
         m_run.set(QueueRunState::running);
 }
 
@@ -240,10 +240,6 @@ BrowserEndReason QueueController::openBrowserFor(const Job& job, Job& replacemen
 
 void QueueController::closePages() {
     m_environment.pages.closePages();
-}
-
-void QueueController::schedulerAddedFiles() {
-    autostartIfNeeded();
 }
 
 void QueueController::schedulerFailed(const Error& error) {

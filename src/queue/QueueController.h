@@ -54,14 +54,16 @@ public:
 
     RemoteFilesArrayController& remoteFiles() { return m_remoteFiles; }
 
+    AuthenticationManager& credentials() { return m_environment.authManager; }
+
     QueueRunState runState() const { return m_run.state(); }
 
     const StartStopControl& startStopControl() const { return m_run.startStopControl(); }
 
-    /// Adds downloads as from the add sheet: the queue starts by itself if the settings say so. A finished
-    /// download of the same address makes room for the new one, in its row. Error: see
-    /// addOverFinished(); that the program ends.
-    Result<void> addDownloads(const std::vector<Job>& jobs);
+    /// Adds downloads as from the add sheet: the queue starts by itself if `starts`, or where that is not
+    /// set, the settings say so. A finished download of the same address makes room for the new one, in its
+    /// row. Error: see addOverFinished(); that the program ends.
+    Result<void> addDownloads(const std::vector<Job>& jobs, std::optional<bool> starts = std::nullopt);
 
     /// Whether a download of this identity is in the queue and has not finished.
     bool isUnfinished(const std::string& identity) const;
@@ -113,7 +115,7 @@ private:
     void connectSignals();
     void oneSecondTick();
     void runPasses();
-    void autostartIfNeeded();
+    void autostartIfNeeded(std::optional<bool> wanted = std::nullopt);
     void clearCompletedIfWanted();
     void saveSession();
     void reloadSaved(const Job& job, const Result<void>& saved);
@@ -122,7 +124,9 @@ private:
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
     void closePages() override;
-    void schedulerAddedFiles() override;
+
+    void schedulerAddedFiles() override { autostartIfNeeded(); }
+
     void schedulerFailed(const Error& error) override;
 
     const Environment m_environment;

@@ -25,6 +25,7 @@ enum Column : qsizetype {
     kName = 4,
     kAddedOfBundle = 4,
     kAddedOfLink = 5,
+    kChecksum = 6,
 };
 
 constexpr qint64 kLastSecond = 253'402'300'799; // of the year 9999
@@ -91,12 +92,15 @@ QJsonArray encoded(const SavedRow& row, Folders& folders) {
     }
     columns.append(folders.numberOf(link.folder));
     columns.append(static_cast<qint64>(link.connections));
-    if (link.referer || link.name || link.added)
+    const bool hasMore = link.name || link.added || link.checksum;
+    if (link.referer || hasMore)
         columns.append(link.referer ? QJsonValue(qt(link.referer->absoluteString())) : QJsonValue());
-    if (link.name || link.added)
+    if (hasMore)
         columns.append(link.name ? QJsonValue(packed(*link.name)) : QJsonValue());
-    if (link.added)
-        columns.append(secondsOf(*link.added));
+    if (link.added || link.checksum)
+        columns.append(link.added ? QJsonValue(secondsOf(*link.added)) : QJsonValue());
+    if (link.checksum)
+        columns.append(qt(link.checksum->text()));
     return columns;
 }
 
@@ -125,6 +129,7 @@ std::optional<SavedRow> decoded(const QJsonArray& columns, const std::vector<std
     if (columns.at(kName).isString()) // the job cleans it, as every name
         row.link.name = unpacked(columns.at(kName).toString());
     row.link.added = dateIn(columns.at(kAddedOfLink));
+    row.link.checksum = Checksum::parse(columns.at(kChecksum).toString().toStdString());
     return row;
 }
 

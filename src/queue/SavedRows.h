@@ -26,9 +26,9 @@ struct SavedRows {
 
 /// The rows as JSON (RFC 8259), in the order given: an object with a list of "folders", which rows refer to
 /// by number, and a list of "rows", each a list itself. Of a download without a bundle: address, folder,
-/// connections, referrer or null, name or null, date, the last ones left out where they are null. Of one with
-/// a bundle: address, folder, name of the bundle, size, date or nothing. The date is when the user asked for
-/// it, in seconds since 1970. Folders and names are percent-encoded bytes (RFC 3986,
+/// connections, referrer or null, name or null, date or null, checksum, the last ones left out where they are
+/// null. Of one with a bundle: address, folder, name of the bundle, size, date or nothing. The date is when
+/// the user asked for it, in seconds since 1970. Folders and names are percent-encoded bytes (RFC 3986,
 /// section 2.1).
 std::string encodedRows(const std::vector<SavedRow>& rows);
 

@@ -69,6 +69,8 @@ Result<void> ProgressFile::writeData(const ProgressState& state) const {
     archiver.encodeInteger("totalBytesDownloaded", done);
     encode(archiver, state.validator);
     archiver.encodeInteger("timesChanged", state.timesChanged);
+    if (!state.checksum.empty())
+        archiver.encodeString("checksum", state.checksum);
     Log::info("Begin file save");
     // A record that claims nothing is worth no flush: losing it loses nothing.
     auto written = m_disk.replaceFile(m_filepath, archiver.finish(), done > 0);
@@ -98,6 +100,7 @@ Result<ProgressState> ProgressFile::readData() const {
     auto connections = unarchiver.decodeInteger("requestedConnections");
     auto validator = decodeValidator(unarchiver);
     const auto timesChanged = unarchiver.decodeInteger("timesChanged");
+    auto checksum = unarchiver.decodeString("checksum").value_or("");
     if (unarchiver.firstError() || !url)
         return failure(corrupt());
     if (legacy) {
@@ -109,7 +112,8 @@ Result<ProgressState> ProgressFile::readData() const {
     }
     if (!record || !record->isSound() || record->sizeInBytes != fileSize)
         return failure(corrupt());
-    return ProgressState{*url, fileSize, record, referer, connections, std::move(validator), timesChanged};
+    return ProgressState{*url,         fileSize,           record, referer, connections, std::move(validator),
+                         timesChanged, std::move(checksum)};
 }
 
 } // namespace tarvo

@@ -73,6 +73,7 @@ std::unique_ptr<MainWindow> Application::makeMainWindow() {
                                                                              .session = &m_defaults,
                                                                              .desktop = &m_desktop});
     QObject::connect(m_queue.get(), &QueueController::ended, [] { QCoreApplication::exit(); });
+    m_checksums = std::make_unique<ChecksumWatch>(m_queue->remoteFiles(), m_interface->alerts());
     return m_interface->makeMainWindow(*m_queue, m_jobs);
 }
 

@@ -18,6 +18,7 @@
 #include "platform/Login1SleepInhibitor.h"
 #include "platform/SecretServicePasswordStore.h"
 #include "platform/UnityLauncherBadge.h"
+#include "queue/ChecksumWatch.h"
 #include "queue/QueueController.h"
 #include "tarvo/CommandLine.h"
 
@@ -76,6 +77,7 @@ private:
                                              [this] { return m_interface->isWindowVisible(); }};
     AuthenticationManager m_credentials{m_passwords, m_interface->passwordPrompt(), m_defaults, m_clock};
     std::unique_ptr<QueueController> m_queue; // made with the main window
+    std::unique_ptr<ChecksumWatch> m_checksums;
     Tarvo2AppDelegate m_delegate{environment()};
     bool m_isQuitting = false;
     ApplicationService m_service{m_sessionBus, requests()};

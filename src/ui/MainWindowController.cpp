@@ -1,20 +1,44 @@
 #include "ui/MainWindowController.h"
 
+#include "app/AddFailures.h"
+#include "base/Runloop.h"
+#include "base/SettingKeys.h"
+#include "base/Settings.h"
+#include "input/LinkLines.h"
+#include "input/TRPasteboardExtractor.h"
 #include "ui/PasteboardData.h"
 
 namespace tarvo {
 
 MainWindowController::MainWindowController(const WindowEnvironment& environment)
-    : m_direct(environment.queue, environment.jobs, environment.homeFolder, environment.alerts),
+    : m_environment(environment), m_folders(environment.jobs.disk),
+      m_direct(environment.queue, environment.jobs, environment.homeFolder, environment.alerts),
       m_window(environment) {
     QObject::connect(&m_window, &QueueWindow::dropped, &m_window,
                      [this](const Pasteboard& pasteboard) { acceptDrop(pasteboard); });
     QObject::connect(m_window.actions().addFromClipboard, &QAction::triggered, &m_window,
                      [this] { acceptDrop(clipboardContent()); });
+    QObject::connect(m_window.actions().add, &QAction::triggered, &m_window, [this] { openAddSheet(); });
+    QObject::connect(&environment.queue, &QueueController::ended, &m_window, [this] { keepDraft(); });
 }
 
 std::vector<AddOutcome> MainWindowController::addDownloadFromString(const std::string& text) {
-    return m_direct.addDownloadFromString(text);
+    QueueController& queue = m_environment.queue;
+    if (queue.hasEnded() || Settings(m_environment.defaults).skipAddSheetForNewDownloads())
+        return m_direct.addDownloadFromString(text);
+    std::vector<AddOutcome> outcomes;
+    std::string wanted;
+    const auto isKnown = [&](const std::string& identity) { return queue.isUnfinished(identity); };
+    for (const auto& line : LinkReader().read(text, isKnown)) {
+        outcomes.push_back({line.url ? AddOutcome::Kind::alreadyThere : AddOutcome::Kind::noLink});
+        if (line.kind != LinkLine::Kind::good)
+            continue;
+        outcomes.back() = {}; // before the user to decide
+        wanted += line.url->absoluteString() + "\n";
+    }
+    if (!wanted.empty())
+        openAddSheet(wanted);
+    return outcomes;
 }
 
 AddOutcome MainWindowController::addDownloadFromBundleFile(const std::string& bundle) {
@@ -22,7 +46,50 @@ AddOutcome MainWindowController::addDownloadFromBundleFile(const std::string& bu
 }
 
 bool MainWindowController::acceptDrop(const Pasteboard& pasteboard) {
-    return m_direct.acceptDrop(pasteboard);
+    const auto links = TRPasteboardExtractor::findURLsInPasteboard(pasteboard);
+    if (links.empty() || m_environment.queue.hasEnded() ||
+        Settings(m_environment.defaults).skipAddSheetForNewDownloads())
+        return m_direct.acceptDrop(pasteboard);
+    std::vector<AddOutcome> outcomes;
+    for (const auto& bundle : TRPasteboardExtractor::findTarvoIncompleteFilesInPasteboard(pasteboard))
+        outcomes.push_back(addDownloadFromBundleFile(bundle.localPath()));
+    presentFailures(outcomes, m_environment.alerts);
+    openAddSheet(TRPasteboardExtractor::textForPasting("\n", links) + "\n");
+    return true;
+}
+
+void MainWindowController::openAddSheet(std::string links) {
+    Runloop::assertMain();
+    if (!m_sheet) {
+        const bool isFilled = !links.empty();
+        links.insert(0, takeDraft());
+        if (!isFilled && Settings(m_environment.defaults).autoPasteInAddSheet()) {
+            for (const auto& link : TRPasteboardExtractor::findURLsInPasteboard(clipboardContent()))
+                links += link + "\n";
+        }
+        m_sheet = new AddSheet(m_environment, m_folders, &m_window);
+        m_sheet->open();
+    }
+    if (!links.empty())
+        m_sheet->append(links);
+    m_sheet->raise();
+    m_sheet->activateWindow();
+}
+
+/// What stood in the sheet when the program was last quit.
+std::string MainWindowController::takeDraft() {
+    std::string draft = m_environment.defaults.data(SettingKey::kAddSheetDraft);
+    if (!draft.empty())
+        m_environment.defaults.remove(SettingKey::kAddSheetDraft);
+    return draft;
+}
+
+void MainWindowController::keepDraft() {
+    if (!m_sheet)
+        return;
+    if (const std::string links = m_sheet->links(); !links.empty())
+        m_environment.defaults.set(SettingKey::kAddSheetDraft, QByteArray::fromStdString(links + "\n"));
+    m_sheet->reject();
 }
 
 void MainWindowController::bringToFront() {

@@ -4,7 +4,10 @@
 #include <string>
 #include <vector>
 
+#include <QPointer>
+
 #include "app/WindowlessMain.h"
+#include "ui/AddSheet.h"
 #include "ui/QueueWindow.h"
 
 namespace tarvo {
@@ -26,9 +29,21 @@ public:
 
     QueueWindow& window() { return m_window; }
 
+    /// Opens the add sheet with these links, one a line, or puts them into the one that is open.
+    void openAddSheet(std::string links = {});
+
+    /// Null while none is open.
+    AddSheet* addSheet() { return m_sheet; }
+
 private:
+    std::string takeDraft();
+    void keepDraft();
+
+    const WindowEnvironment m_environment;
+    FolderLook m_folders;
     WindowlessMain m_direct; // adds without a question
     QueueWindow m_window;
+    QPointer<AddSheet> m_sheet;
 };
 
 } // namespace tarvo

@@ -102,7 +102,8 @@ TEST_F(QueueStateSaverTest, WhatHasNotFinishedComesBackInItsOrder) {
                             7,
                             Url::parse("https://page/"),
                             "chosen name",
-                            WallTime(std::chrono::seconds(1'000'000'000))};
+                            WallTime(std::chrono::seconds(1'000'000'000)),
+                            Checksum::guess(std::string(40, 'A'))};
     for (const auto* name : {"c", "a", "failed", "stopped"})
         ASSERT_TRUE(queue.addRemoteFile(bundleJob(name)));
     const auto jobs = queue.contentAsArray();
@@ -134,6 +135,7 @@ TEST_F(QueueStateSaverTest, WhatHasNotFinishedComesBackInItsOrder) {
     EXPECT_EQ(again->added, link.added);
     EXPECT_EQ(restored[2]->addedDate(), jobs[0]->addedDate()) << "of a bundle";
     EXPECT_TRUE(restored[2]->addedDate());
+    EXPECT_EQ(again->checksum, link.checksum);
     EXPECT_EQ(logged("left out"), 0) << "the finished job is not in the session";
 }
 

@@ -56,6 +56,7 @@ protected:
 } // namespace
 
 TEST_F(ProgressFileTest, GivesBackWhatWasWritten) {
+    m_state.checksum = "md5=0123";
     ASSERT_TRUE(m_file.writeData(m_state));
     const auto back = m_file.readData();
     ASSERT_TRUE(back);
@@ -64,6 +65,7 @@ TEST_F(ProgressFileTest, GivesBackWhatWasWritten) {
     EXPECT_EQ(boundsOf(*back), (Bounds{{10, 100}, {500, 700}}));
     EXPECT_EQ(back->referer, m_state.referer);
     EXPECT_EQ(back->requestedConnections, 7);
+    EXPECT_EQ(back->checksum, "md5=0123");
 }
 
 TEST_F(ProgressFileTest, AFailedWriteKeepsTheOldFile) {

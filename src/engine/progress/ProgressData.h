@@ -84,6 +84,7 @@ struct ProgressState {
     std::int64_t requestedConnections = 0;
     Validator validator{};         ///< of the version that the done ranges are of
     std::int64_t timesChanged = 0; ///< how often in a row the download began anew for a new version
+    std::string checksum{};        ///< that the user wants the file to have, as in "sha256=HEX"; or empty
 };
 
 } // namespace tarvo

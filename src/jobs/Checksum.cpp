@@ -1,0 +1,81 @@
+#include "jobs/Checksum.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+#include "base/Localized.h"
+#include "base/Text.h"
+
+namespace tarvo {
+
+namespace {
+
+struct Kind {
+    Checksum::Algorithm algorithm;
+    std::string_view name;
+    std::size_t digits;
+};
+
+constexpr std::array<Kind, 3> kKinds{{{Checksum::Algorithm::md5, "md5", 32},
+                                      {Checksum::Algorithm::sha1, "sha1", 40},
+                                      {Checksum::Algorithm::sha256, "sha256", 64}}};
+
+std::optional<Checksum> withDigits(const Kind& kind, std::string_view digits) {
+    const bool isHex =
+        std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
+    return isHex && digits.size() == kind.digits ? std::optional(Checksum{kind.algorithm, lowered(digits)})
+                                                 : std::nullopt;
+}
+
+} // namespace
+
+std::optional<Checksum> Checksum::parse(const std::string& text) {
+    const auto equals = text.find('=');
+    for (const Kind& kind : kKinds) {
+        if (equals != std::string::npos && text.substr(0, equals) == kind.name)
+            return withDigits(kind, std::string_view(text).substr(equals + 1));
+    }
+    return std::nullopt;
+}
+
+std::optional<Checksum> Checksum::guess(const std::string& text) {
+    const std::string_view digits = trimmed(text);
+    for (const Kind& kind : kKinds) {
+        if (auto found = withDigits(kind, digits))
+            return found;
+    }
+    return parse(lowered(digits));
+}
+
+std::string Checksum::text() const {
+    return nameOf(algorithm) + "=" + digest;
+}
+
+std::string Checksum::nameOf(Algorithm algorithm) {
+    return std::string(kKinds.at(static_cast<std::size_t>(algorithm)).name);
+}
+
+std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm algorithm,
+                                    const std::weak_ptr<TRFileHashDelegate>& watch) {
+    TRFileHash hash(path, watch);
+    switch (algorithm) {
+    case Checksum::Algorithm::md5:
+        return hash.computeMD5();
+    case Checksum::Algorithm::sha1:
+        return hash.computeSHA1();
+    case Checksum::Algorithm::sha256:
+        break;
+    }
+    return hash.computeSHA256();
+}
+
+Error wrongChecksum(const std::string& path, const std::optional<std::string>& found,
+                    const Checksum& wanted) {
+    return Error::tarvo(
+        localized("tr.err.checksum",
+                  {path, found ? *found : localized("tr.get.digest-unreadable"), wanted.digest}),
+        localized("tr.err.checksum-recovery"));
+}
+
+} // namespace tarvo

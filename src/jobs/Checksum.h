@@ -1,0 +1,41 @@
+// A digest that a finished file must have.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/Error.h"
+#include "jobs/TRFileHash.h"
+
+namespace tarvo {
+
+struct Checksum {
+    enum class Algorithm { md5, sha1, sha256 };
+
+    Algorithm algorithm = Algorithm::sha256;
+    std::string digest; ///< hexadecimal, lower case
+
+    /// From "ALGO=HEX"; none when the algorithm is unknown or the digest has the wrong length.
+    static std::optional<Checksum> parse(const std::string& text);
+
+    /// From what a page shows: the digits alone, whose number tells the algorithm, or text().
+    static std::optional<Checksum> guess(const std::string& text);
+
+    /// "sha256=HEX", as parse() reads it.
+    std::string text() const;
+
+    /// "md5", "sha1", "sha256".
+    static std::string nameOf(Algorithm algorithm);
+
+    bool operator==(const Checksum& other) const = default;
+};
+
+/// See TRFileHash. It reads the whole file: for a worker.
+std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm algorithm,
+                                    const std::weak_ptr<TRFileHashDelegate>& watch);
+
+/// The file at `path` has the digest `found`, none where it can't be read, and not the one that was wanted.
+Error wrongChecksum(const std::string& path, const std::optional<std::string>& found, const Checksum& wanted);
+
+} // namespace tarvo
