@@ -109,6 +109,14 @@
 <message id="tr.archive.too-many-values"><source></source><translation>it holds too many values</translation></message>
 <message id="tr.archive.value-malformed"><source></source><translation>a value is malformed</translation></message>
 <message id="tr.archive.value-missing"><source></source><translation>a value is missing</translation></message>
+<message id="tr.closing.go-on"><source></source><translation>Go &amp;On in the Background</translation></message>
+<message id="tr.closing.notice"><source></source><translation>Tarvo Goes On in the Background</translation></message>
+<message id="tr.closing.notice-start"><source></source><translation>Start Tarvo again to come back to its window.</translation></message>
+<message id="tr.closing.notice-tray"><source></source><translation>Click on its icon in the tray to come back to its window.</translation></message>
+<message id="tr.closing.question"><source></source><translation>Quit Tarvo, or go on in the background?</translation></message>
+<message id="tr.closing.question-hint"><source></source><translation>Downloads are not finished. After quitting, they go on with the next start. This is asked once; the preferences can change it.</translation></message>
+<message id="tr.closing.quit"><source></source><translation>&amp;Quit</translation></message>
+<message id="tr.closing.show"><source></source><translation>Show</translation></message>
 <message id="tr.crash-report.message"><source></source><translation>A report of what went wrong has been left in %1. Your unfinished downloads have been kept.</translation></message>
 <message id="tr.crash-report.title"><source></source><translation>Tarvo Quit Unexpectedly</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
@@ -268,5 +276,8 @@
 <message id="tr.status.speed.kbps"><source></source><translation>%1 KiB/s</translation></message>
 <message id="tr.status.speed.mbps"><source></source><translation>%1 MiB/s</translation></message>
 <message id="tr.toolbar.more"><source></source><translation>More Commands</translation></message>
+<message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
+<message id="tr.tray.show"><source></source><translation>Sho&amp;w Tarvo</translation></message>
+<message id="tr.tray.tip"><source></source><translation>%1, %2 %</translation></message>
 </context>
 </TS>

@@ -43,6 +43,10 @@ public:
     virtual std::unique_ptr<MainWindow> makeMainWindow(QueueController& queue,
                                                        const JobEnvironment& jobs) = 0;
 
+    /// The next time that the window is brought to the front, it is with this token, which the desktop gave
+    /// to the program that asks for it (XDG Activation, Startup Notification).
+    virtual void setActivationToken(const std::string& token) = 0;
+
     /// In debug mode: shows the log files, newest first.
     virtual void showLog(const std::vector<std::string>& logFiles) = 0;
 

@@ -15,6 +15,16 @@ constexpr uint kDoNotQueue = 4;
 constexpr uint kIsPrimaryOwner = 1;
 constexpr uint kIsOwnerAlready = 4;
 
+/// Desktop Entry Specification, "D-Bus Activation": the second key is of the time before Wayland.
+std::string activationTokenIn(const QVariantMap& platformData) {
+    for (const auto* key : {"activation-token", "desktop-startup-id"}) {
+        const std::string token = platformData.value(QString::fromLatin1(key)).toString().toStdString();
+        if (!token.empty())
+            return token;
+    }
+    return {};
+}
+
 } // namespace
 
 ApplicationService::ApplicationService(DesktopBus& sessionBus, ApplicationRequests requests)
@@ -41,12 +51,12 @@ void ApplicationService::start() {
     });
 }
 
-void ApplicationService::Activate(const QVariantMap&) {
+void ApplicationService::Activate(const QVariantMap& platformData) {
     Runloop::assertMain();
-    m_requests.activate();
+    m_requests.activate(activationTokenIn(platformData));
 }
 
-void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
+void ApplicationService::Open(const QStringList& uris, const QVariantMap& platformData) {
     Runloop::assertMain();
     qsizetype characters = 0;
     for (const QString& uri : uris)
@@ -63,12 +73,14 @@ void ApplicationService::Open(const QStringList& uris, const QVariantMap&) {
     for (const QString& uri : uris)
         texts.push_back(uri.toStdString());
     setDelayedReply(true);
-    m_requests.open(texts, [bus = connection(), reply = message().createReply()] { bus.send(reply); });
+    m_requests.open(texts, activationTokenIn(platformData),
+                    [bus = connection(), reply = message().createReply()] { bus.send(reply); });
 }
 
-void ApplicationService::ActivateAction(const QString& name, const QVariantList&, const QVariantMap&) {
+void ApplicationService::ActivateAction(const QString& name, const QVariantList&,
+                                        const QVariantMap& platformData) {
     Runloop::assertMain();
-    m_requests.activateAction(name.toStdString());
+    m_requests.activateAction(name.toStdString(), activationTokenIn(platformData));
 }
 
 } // namespace tarvo

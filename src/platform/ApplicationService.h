@@ -14,13 +14,16 @@
 
 namespace tarvo {
 
-/// What others may ask of the running program. Main thread.
+/// What others may ask of the running program. Main thread. `activationToken` is what the desktop gave them
+/// for a window that comes to the front (XDG Activation, Startup Notification); it may be empty.
 struct ApplicationRequests {
-    std::function<void()> activate;
+    std::function<void(const std::string& activationToken)> activate;
     /// Addresses, API calls, and unfinished downloads as file URLs. Calls `answered` once what was taken of
     /// them is kept over the end of the program.
-    std::function<void(const std::vector<std::string>& uris, const std::function<void()>& answered)> open;
-    std::function<void(const std::string& action)> activateAction;
+    std::function<void(const std::vector<std::string>& uris, const std::string& activationToken,
+                       const std::function<void()>& answered)>
+        open;
+    std::function<void(const std::string& action, const std::string& activationToken)> activateAction;
 };
 
 /// Desktop Entry Specification, "D-Bus Activation". The object of the name com.unregistered.Tarvo. Without a

@@ -69,6 +69,24 @@ void DesktopBus::call(const QDBusMessage& message, QObject& owner,
     });
 }
 
+/// The rule is sent by hand: to Qt this is a peer, which sends all that it has without being asked.
+void DesktopBus::listen(const QString& interface, const QString& signal, const QString& first,
+                        QObject* receiver, const char* slot) {
+    QDBusConnection bus = connection();
+    if (!bus.isConnected())
+        return;
+    const QStringList firsts = first.isEmpty() ? QStringList() : QStringList{first};
+    bus.connect({}, {}, interface, signal, firsts, {}, receiver, slot);
+    QString rule = QStringLiteral("type='signal',interface='%1',member='%2'").arg(interface, signal);
+    if (!first.isEmpty())
+        rule += QStringLiteral(",arg0='%1'").arg(first);
+    auto call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("AddMatch"));
+    call << rule;
+    bus.send(call);
+}
+
 /// QDBusConnection::connectToBus() returns when the bus has answered its greeting, which a bus that hangs
 /// doesn't for 25 s. A connection to a peer is the same without the greeting; that is sent here, as the bus
 /// wants to hear it before anything else (D-Bus Specification, org.freedesktop.DBus.Hello).

@@ -33,6 +33,11 @@ public:
     void call(const QDBusMessage& message, QObject& owner,
               const std::function<void(const QDBusMessage& answer)>& answered);
 
+    /// Has the slot SLOT(name(QDBusMessage)) of `receiver` called with each signal of that interface and name
+    /// whose first argument is `first`; empty: any. Not any more when the receiver is gone, or the bus.
+    void listen(const QString& interface, const QString& signal, const QString& first, QObject* receiver,
+                const char* slot);
+
 private:
     void open();
     void close();

@@ -10,6 +10,7 @@ namespace tarvo::HandOver {
 namespace {
 
 constexpr QLatin1String kOpen("open");
+constexpr QLatin1String kActivationToken("activation-token");
 constexpr QLatin1String kOutcomes("outcomes");
 constexpr QLatin1String kOutcome("outcome");
 constexpr QLatin1String kError("error");
@@ -43,8 +44,15 @@ AddOutcome outcomeIn(const QJsonObject& object) {
 
 } // namespace
 
-QJsonObject request(const QJsonArray& what) {
-    return {{kOpen, what}};
+QJsonObject request(const QJsonArray& what, const std::string& activationToken) {
+    QJsonObject request{{kOpen, what}};
+    if (!activationToken.empty())
+        request.insert(kActivationToken, QString::fromStdString(activationToken));
+    return request;
+}
+
+std::string activationTokenOf(const QJsonObject& request) {
+    return request[kActivationToken].toString().toStdString();
 }
 
 std::optional<std::vector<std::string>> textsOf(const QJsonObject& request) {

@@ -13,7 +13,11 @@
 namespace tarvo::HandOver {
 
 /// To take these: addresses, API calls, absolute paths of unfinished downloads.
-QJsonObject request(const QJsonArray& what);
+/// `activationToken` allows the other's window to come to the front; it may be empty.
+QJsonObject request(const QJsonArray& what, const std::string& activationToken);
+
+/// Of such a request; empty without one.
+std::string activationTokenOf(const QJsonObject& request);
 
 /// The texts of such a request; none when it is something else.
 std::optional<std::vector<std::string>> textsOf(const QJsonObject& request);

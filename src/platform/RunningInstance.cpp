@@ -82,7 +82,8 @@ Result<QJsonObject> RunningInstance::ask(const QJsonObject& request) const {
     return HandOver::messageIn(*answer);
 }
 
-Result<std::vector<AddOutcome>> RunningInstance::handOver(const std::vector<std::string>& what) const {
+Result<std::vector<AddOutcome>> RunningInstance::handOver(const std::vector<std::string>& what,
+                                                          const std::string& activationToken) const {
     std::vector<AddOutcome> outcomes;
     auto next = what.begin();
     do { // also with nothing: that the program is asked for is told as well
@@ -92,7 +93,7 @@ Result<std::vector<AddOutcome>> RunningInstance::handOver(const std::vector<std:
             part.append(QString::fromStdString(*next));
             bytes += next->size();
         }
-        const auto answer = ask(HandOver::request(part));
+        const auto answer = ask(HandOver::request(part, activationToken));
         if (!answer)
             return failure(answer.error());
         const auto told = HandOver::outcomesOf(*answer);

@@ -18,9 +18,10 @@ public:
     explicit RunningInstance(std::string socketPath) : m_socketPath(std::move(socketPath)) {}
 
     /// Asks it to take these: addresses, API calls, absolute paths of unfinished downloads. One outcome for
-    /// each, in their order. Many are handed over in several requests; on an error some may have been taken.
-    /// Error: POSIX, when no program answers.
-    Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) const;
+    /// each, in their order. `activationToken` as in HandOver::request(). Many are handed over in several
+    /// requests; on an error some may have been taken. Error: POSIX, when no program answers.
+    Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what,
+                                             const std::string& activationToken = {}) const;
 
 private:
     Result<QJsonObject> ask(const QJsonObject& request) const;

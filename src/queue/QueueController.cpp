@@ -49,6 +49,7 @@ void QueueController::connectSignals() {
     connect(&m_remoteFiles, &RemoteFilesArrayController::allChildStatesChanged, this, wakeUp);
     connect(&m_remoteFiles, &RemoteFilesArrayController::contentArraySizeChanged, this, wakeUp);
     connect(&m_scheduler, &TRQueueScheduler::preparationEnded, this, &QueueController::preparationEnded);
+    connect(&m_ending, &QueueEnding::begun, this, &QueueController::ending);
     connect(&m_ending, &QueueEnding::suspended, this, &QueueController::suspended);
     connect(&m_ending, &QueueEnding::workersGone, this, &QueueController::endWithoutWorkers);
     connect(&m_oneSecondTimer, &QTimer::timeout, this, &QueueController::oneSecondTick);
@@ -57,8 +58,6 @@ void QueueController::connectSignals() {
     m_nextTurnTimer.setSingleShot(true);
     connect(&m_nextTurnTimer, &QTimer::timeout, this, &QueueController::runPasses);
 }
-
-QueueController::~QueueController() = default;
 
 Result<void> QueueController::addDownloads(const std::vector<Job>& jobs, std::optional<bool> starts) {
     Runloop::assertMain();

@@ -50,7 +50,7 @@ public:
     explicit QueueController(const Environment& environment);
 
     /// The workers must be gone: see quit().
-    ~QueueController() override;
+    ~QueueController() override = default;
 
     RemoteFilesArrayController& remoteFiles() { return m_remoteFiles; }
 
@@ -107,6 +107,7 @@ Q_SIGNALS:
     void ticked();
     /// See TRQueueScheduler::preparationEnded().
     void preparationEnded(const std::shared_ptr<tarvo::RemoteFile>& job);
+    void ending(); ///< quit() begins
     /// quit() has suspended the job and tried to save it.
     void suspended(const std::shared_ptr<tarvo::RemoteFile>& job, bool saved);
     void ended();

@@ -22,6 +22,7 @@ void QueueEnding::begin() {
     Runloop::assertMain();
     if (std::exchange(m_hasBegun, true))
         return;
+    Q_EMIT begun();
     m_scheduler.stopScheduling();
     m_remoteFiles.content().forEachIn({rf_state_running, rf_state_paused}, [this](const Job& job) {
         // Suspended first, so that it ends at once however long the disk takes to save.

@@ -30,6 +30,7 @@ public:
     bool hasBegun() const { return m_hasBegun; }
 
 Q_SIGNALS:
+    void begun();
     /// The job is suspended, and its save was tried.
     void suspended(const std::shared_ptr<tarvo::RemoteFile>& job, bool saved);
     /// No worker is left.

@@ -15,7 +15,8 @@ namespace tarvo {
 
 Application::Application(UserDefaults& defaults, Disk& disk, const MakeUserInterface& makeUserInterface,
                          CommandLine line)
-    : m_defaults(defaults), m_disk(disk), m_line(std::move(line)), m_interface(makeUserInterface(m_notices)) {
+    : m_defaults(defaults), m_disk(disk), m_line(std::move(line)),
+      m_interface(makeUserInterface(m_notices, m_sessionBus)) {
 }
 
 void Application::start() {
@@ -36,6 +37,7 @@ void Application::answer(const QJsonObject& request, const InstanceSocket::Answe
     const auto open = HandOver::textsOf(request);
     if (!open)
         return answer({{"error", "this is no request"}});
+    m_interface->setActivationToken(HandOver::activationTokenOf(request));
     if (open->empty())
         m_delegate.reopen();
     m_delegate.open(
@@ -57,6 +59,11 @@ void Application::open(const std::vector<std::string>& uris, const std::function
         presentFailures(outcomes, m_interface->alerts());
         answered();
     });
+}
+
+void Application::reopen(const std::string& activationToken) {
+    m_interface->setActivationToken(activationToken);
+    m_delegate.reopen();
 }
 
 void Application::setUpLogging() {
@@ -96,15 +103,17 @@ Tarvo2AppDelegate::Environment Application::environment() {
 }
 
 ApplicationRequests Application::requests() {
-    return {[this] { m_delegate.reopen(); },
-            [this](const std::vector<std::string>& uris, const std::function<void()>& answered) {
+    return {[this](const std::string& token) { reopen(token); },
+            [this](const std::vector<std::string>& uris, const std::string& token,
+                   const std::function<void()>& answered) {
+                m_interface->setActivationToken(token);
                 open(uris, answered);
             },
-            [this](const std::string& action) {
+            [this](const std::string& action, const std::string& token) {
                 if (action == "toggle-autorun")
                     m_delegate.toggleAutorun();
                 else
-                    m_delegate.reopen();
+                    reopen(token);
             }};
 }
 

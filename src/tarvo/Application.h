@@ -30,8 +30,9 @@ public:
     /// The name of the process that reports a crash of this one.
     static constexpr const char* kCrashReporter = "tarvo-crash-reporter";
 
-    /// Makes what the user sees and answers. `notices` outlives it.
-    using MakeUserInterface = std::function<std::unique_ptr<UserInterface>(UserNotices& notices)>;
+    /// Makes what the user sees and answers. What it is given outlives it.
+    using MakeUserInterface =
+        std::function<std::unique_ptr<UserInterface>(UserNotices& notices, DesktopBus& sessionBus)>;
 
     /// `defaults` and `disk` outlive the object.
     Application(UserDefaults& defaults, Disk& disk, const MakeUserInterface& makeUserInterface,
@@ -50,6 +51,7 @@ private:
     void setUpLogging();
     std::unique_ptr<MainWindow> makeMainWindow();
     void open(const std::vector<std::string>& uris, const std::function<void()>& answered);
+    void reopen(const std::string& activationToken);
     void startCrashReporting();
     Tarvo2AppDelegate::Environment environment();
     ApplicationRequests requests();

@@ -11,6 +11,7 @@ struct CommandLine {
     std::vector<std::string> all;  ///< for the launch options
     std::vector<std::string> open; ///< addresses, API calls, paths
     bool isHeadless = false;       ///< no window is to be opened
+    std::string activationToken;   ///< what allows a window to come to the front; from the environment
 };
 
 /// Answers the status to end with, if the program is to end at once; then it has printed why.

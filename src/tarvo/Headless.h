@@ -31,6 +31,8 @@ public:
     void registerDefaults(UserDefaults& defaults) override;
     std::unique_ptr<MainWindow> makeMainWindow(QueueController& queue, const JobEnvironment& jobs) override;
 
+    void setActivationToken(const std::string&) override {}
+
     void showLog(const std::vector<std::string>&) override {}
 
     void emailSupport() override {}

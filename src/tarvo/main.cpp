@@ -44,7 +44,7 @@ int refuseToReset(int status, const CommandLine& line) {
 }
 
 int handOver(const RunningInstance& instance, const CommandLine& line) {
-    const auto outcomes = instance.handOver(line.open);
+    const auto outcomes = instance.handOver(line.open, line.activationToken);
     if (!outcomes) {
         complain(localized("tr.start.no-answer", {outcomes.error().sentence()}));
         return kFailed;
@@ -78,6 +78,15 @@ bool hasDisplay() {
         return value && *value != '\0';
     };
     return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") || isSet("QT_QPA_PLATFORM");
+}
+
+/// Of XDG Activation, or of the Startup Notification of the time before it.
+std::string activationToken() {
+    for (const auto* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        if (const char* token = std::getenv(name); token && *token != '\0')
+            return token;
+    }
+    return {};
 }
 
 /// With what a window needs only where there can be one: without a display that would end the program, which
@@ -120,10 +129,11 @@ int run(const CommandLine& line) {
     defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
     const std::string homeFolder = home ? home : "/";
-    const auto makeUserInterface = [&](UserNotices& notices) -> std::unique_ptr<UserInterface> {
+    const auto makeUserInterface = [&](UserNotices& notices,
+                                       DesktopBus& sessionBus) -> std::unique_ptr<UserInterface> {
         if (line.isHeadless)
             return std::make_unique<Headless>(notices, homeFolder);
-        return std::make_unique<WindowInterface>(notices, defaults, homeFolder);
+        return std::make_unique<WindowInterface>(notices, sessionBus, defaults, homeFolder);
     };
     Application program(defaults, disk, makeUserInterface, line);
     running = &program;
@@ -140,6 +150,7 @@ int main(int argc, char** argv) {
     CommandLine line;
     if (const auto status = readCommandLine(argc, argv, line))
         return *status;
+    line.activationToken = activationToken(); // the application object takes it out of the environment
     const auto application = makeApplication(argc, argv, line);
     installLocalizedTexts();
     if (const auto status = makePathsWhole(line))

@@ -93,6 +93,7 @@ void MainWindowController::keepDraft() {
 }
 
 void MainWindowController::bringToFront() {
+    m_window.setWindowState(m_window.windowState() & ~Qt::WindowMinimized);
     m_window.show();
     m_window.raise();
     m_window.activateWindow();

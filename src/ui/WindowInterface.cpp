@@ -2,19 +2,53 @@
 
 #include <utility>
 
+#include <QGuiApplication>
+
 #include "base/Runloop.h"
+#include "ui/SessionEnd.h"
+#include "ui/WindowClosing.h"
 
 namespace tarvo {
 
-WindowInterface::WindowInterface(UserNotices& notices, UserDefaults& defaults, std::string homeFolder)
-    : m_desk(notices), m_defaults(defaults), m_homeFolder(std::move(homeFolder)) {
+namespace {
+
+constexpr std::size_t kLongestToken = 1024;
+
+} // namespace
+
+WindowInterface::WindowInterface(UserNotices& notices, DesktopBus& sessionBus, UserDefaults& defaults,
+                                 std::string homeFolder)
+    : m_notices(notices), m_desk(notices), m_defaults(defaults), m_homeFolder(std::move(homeFolder)),
+      m_presence(sessionBus) {
 }
 
 std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& queue,
                                                             const JobEnvironment& jobs) {
     Runloop::assertMain();
-    return std::make_unique<MainWindowController>(
-        WindowEnvironment{queue, jobs, m_defaults, m_alerts, m_homeFolder});
+    const WindowEnvironment environment{queue, jobs, m_defaults, m_alerts, m_homeFolder};
+    auto main = std::make_unique<MainWindowController>(environment);
+    m_window = &main->window();
+    auto* closing =
+        new WindowClosing(*m_window, environment, m_notices, [this] { return m_presence.isInTray(); });
+    new SessionEnd(queue, m_window);
+    m_presence.attach(*m_window, queue);
+    const auto bringBack = [this, window = main.get()](const std::string& activationToken) {
+        setActivationToken(activationToken);
+        window->bringToFront();
+    };
+    QObject::connect(&m_presence, &Presence::windowWanted, m_window, [bringBack] { bringBack({}); });
+    QObject::connect(closing, &WindowClosing::windowWanted, m_window, bringBack);
+    QObject::connect(&m_desk, &HeadlessDesk::nobodyNeedsTheProgram, &queue, &QueueController::quit);
+    return main;
+}
+
+/// Qt has no public call for it, but looks into the environment when a window is activated. Under X11 the
+/// window manager decides without it.
+void WindowInterface::setActivationToken(const std::string& token) {
+    Runloop::assertMain();
+    const bool isUsable = !token.empty() && token.size() <= kLongestToken;
+    if (isUsable && QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+        qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
 }
 
 } // namespace tarvo

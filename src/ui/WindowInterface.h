@@ -7,6 +7,7 @@
 #include "app/UserInterface.h"
 #include "ui/AlertDialogs.h"
 #include "ui/MainWindowController.h"
+#include "ui/Presence.h"
 
 namespace tarvo {
 
@@ -14,11 +15,12 @@ namespace tarvo {
 class WindowInterface final : public UserInterface {
 public:
     /// What is referred to outlives the object; `homeFolder` is absolute.
-    WindowInterface(UserNotices& notices, UserDefaults& defaults, std::string homeFolder);
+    WindowInterface(UserNotices& notices, DesktopBus& sessionBus, UserDefaults& defaults,
+                    std::string homeFolder);
 
     AlertPresenter& alerts() override { return m_alerts; }
 
-    ApplicationPresence& presence() override { return m_desk; }
+    ApplicationPresence& presence() override { return m_presence; }
 
     PageOpener& pages() override { return m_desk; }
 
@@ -26,7 +28,7 @@ public:
 
     AuthenticationPrompt* passwordPrompt() override { return nullptr; }
 
-    bool isWindowVisible() const override { return m_isVisible; }
+    bool isWindowVisible() const override { return m_window && m_window->isVisible(); }
 
     void didSetUpLogging(TRLoggingManager&) override {}
 
@@ -34,16 +36,20 @@ public:
 
     std::unique_ptr<MainWindow> makeMainWindow(QueueController& queue, const JobEnvironment& jobs) override;
 
+    void setActivationToken(const std::string& token) override;
+
     void showLog(const std::vector<std::string>&) override {}
 
     void emailSupport() override {}
 
 private:
+    UserNotices& m_notices;
     HeadlessDesk m_desk;
     AlertDialogs m_alerts;
     UserDefaults& m_defaults;
     const std::string m_homeFolder;
-    bool m_isVisible = true;
+    QPointer<QueueWindow> m_window;
+    Presence m_presence;
 };
 
 } // namespace tarvo

@@ -134,6 +134,29 @@ TEST_F(DesktopNoticesTest, AndWhereItIsNot) {
     EXPECT_EQ(shown().value(4), "<b>&amp;ä.zip");
 }
 
+TEST_F(DesktopNoticesTest, AButtonIsPressedOnce) {
+    bus.play("org.freedesktop.Notifications",
+             {"--template", "notification_daemon", "--parameters", R"({"capabilities": "body actions"})"});
+    std::vector<std::string> pressed;
+    const auto press = [&](const std::string& token) { pressed.push_back(token); };
+    notices.deliver(
+        {"Title", "Text", false, {{"Open", [](const std::string&) { FAIL(); }}, {"Show", press}}});
+    EXPECT_EQ(shown().value(5).toStringList(), (QStringList{"0", "Open", "1", "Show"}));
+    const auto signal = [this](const char* name, const QVariantList& arguments, const char* types) {
+        bus.call("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                 "org.freedesktop.DBus.Mock", "EmitSignal",
+                 {"org.freedesktop.Notifications", name, types, QVariant(arguments)});
+    };
+    signal("ActionInvoked", {7U, "1"}, "us"); // of another notice
+    signal("ActionInvoked", {1U, "2"}, "us");
+    signal("ActivationToken", {1U, "token"}, "us");
+    signal("ActionInvoked", {1U, "1"}, "us");
+    signal("ActionInvoked", {1U, "0"}, "us");
+    EXPECT_TRUE(turnUntil([&] { return !pressed.empty(); }));
+    turnUntil([] { return false; }, 50ms);
+    EXPECT_EQ(pressed, std::vector<std::string>{"token"});
+}
+
 class UnityLauncherBadgeTest : public DesktopServicesTest {};
 
 TEST_F(UnityLauncherBadgeTest, TellsEveryChangeAndWhoAsksLater) {

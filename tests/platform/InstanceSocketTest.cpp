@@ -23,7 +23,7 @@ protected:
     /// Asks from a thread of its own while the main loop turns.
     Result<std::vector<AddOutcome>> handOver(const std::vector<std::string>& what) {
         const RunningInstance other(folder.path("socket"));
-        auto answer = std::async(std::launch::async, [&] { return other.handOver(what); });
+        auto answer = std::async(std::launch::async, [&] { return other.handOver(what, "token"); });
         EXPECT_TRUE(turnUntil([&] { return answer.wait_for(0s) == std::future_status::ready; }));
         return answer.get();
     }
@@ -47,6 +47,7 @@ TEST_F(InstanceSocketTest, ManyAreAnsweredOneByOneHoweverMuchThereIsToSay) {
     int requests = 0;
     ASSERT_EQ(first.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
         ++requests;
+        EXPECT_EQ(HandOver::activationTokenOf(request), "token");
         std::vector<AddOutcome> outcomes;
         const auto texts = HandOver::textsOf(request);
         for (const auto& text : texts.value())

@@ -1,0 +1,57 @@
+// Where the desktop shows the program: in the tray, in the task bar.
+#pragma once
+
+#include <memory>
+
+#include <QPointer>
+#include <QTimer>
+
+#include "app/ApplicationPresence.h"
+#include "ui/QueueWindow.h"
+#include "ui/Tray.h"
+#include "ui/TrayWatch.h"
+
+namespace tarvo {
+
+/// The window can always be reached: it leaves the task bar only for an icon in the tray, and a hidden one
+/// comes back when that icon goes. Main thread.
+class Presence final : public QObject, public ApplicationPresence {
+    Q_OBJECT
+
+public:
+    /// For so long a tray may be gone, as while the desktop's panel starts anew, before the window comes
+    /// back.
+    static constexpr int kGraceMs = 2000;
+
+    /// `sessionBus` outlives it.
+    explicit Presence(DesktopBus& sessionBus);
+
+    /// The window that is shown and hidden from now on. `queue` and `window` live until the window ends.
+    void attach(QueueWindow& window, QueueController& queue);
+
+    void showStatusItem() override;
+    void removeStatusItem() override;
+    void setIconVisible(bool visible) override;
+
+    /// Whether the program's icon is in the tray.
+    bool isInTray() const { return m_tray != nullptr; }
+
+    const Tray* tray() const { return m_tray.get(); }
+
+Q_SIGNALS:
+    void windowWanted();
+
+private:
+    void update();
+    void updateTaskBar();
+
+    TrayWatch m_watch;
+    QPointer<QueueWindow> m_window;
+    QueueController* m_queue = nullptr;
+    std::unique_ptr<Tray> m_tray;
+    QTimer m_grace;
+    bool m_wantsItem = false;
+    bool m_isIconVisible = true;
+};
+
+} // namespace tarvo
