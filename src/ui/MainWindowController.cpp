@@ -19,6 +19,8 @@ MainWindowController::MainWindowController(const WindowEnvironment& environment)
     QObject::connect(m_window.actions().addFromClipboard, &QAction::triggered, &m_window,
                      [this] { acceptDrop(clipboardContent()); });
     QObject::connect(m_window.actions().add, &QAction::triggered, &m_window, [this] { openAddSheet(); });
+    QObject::connect(m_window.actions().preferences, &QAction::triggered, &m_window,
+                     [this] { openPreferences(); });
     QObject::connect(&environment.queue, &QueueController::ended, &m_window, [this] { keepDraft(); });
 }
 
@@ -74,6 +76,19 @@ void MainWindowController::openAddSheet(std::string links) {
         m_sheet->append(links);
     m_sheet->raise();
     m_sheet->activateWindow();
+}
+
+void MainWindowController::openPreferences() {
+    if (!m_preferences) {
+        m_preferences =
+            new PreferencesWindow(m_environment.defaults, m_folders, m_environment.homeFolder, &m_window);
+        QObject::connect(m_preferences, &PreferencesWindow::stored, &m_window, [this] {
+            m_settingsWriting.async([&defaults = m_environment.defaults] { defaults.flush(); });
+        });
+        m_preferences->show();
+    }
+    m_preferences->raise();
+    m_preferences->activateWindow();
 }
 
 /// What stood in the sheet when the program was last quit.

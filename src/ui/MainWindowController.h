@@ -8,6 +8,7 @@
 
 #include "app/WindowlessMain.h"
 #include "ui/AddSheet.h"
+#include "ui/PreferencesWindow.h"
 #include "ui/QueueWindow.h"
 
 namespace tarvo {
@@ -36,14 +37,17 @@ public:
     AddSheet* addSheet() { return m_sheet; }
 
 private:
+    void openPreferences();
     std::string takeDraft();
     void keepDraft();
 
     const WindowEnvironment m_environment;
     FolderLook m_folders;
+    SerialQueue m_settingsWriting{"com.unregistered.tarvo2.settingsWritingQueue"};
     WindowlessMain m_direct; // adds without a question
     QueueWindow m_window;
     QPointer<AddSheet> m_sheet;
+    QPointer<PreferencesWindow> m_preferences;
 };
 
 } // namespace tarvo

@@ -2,9 +2,12 @@
 
 #include <utility>
 
+#include <QDesktopServices>
 #include <QGuiApplication>
 
+#include "app/RollingFileSink.h"
 #include "base/Runloop.h"
+#include "rows/SupportMail.h"
 #include "ui/SessionEnd.h"
 #include "ui/WindowClosing.h"
 
@@ -39,7 +42,19 @@ std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& que
     QObject::connect(&m_presence, &Presence::windowWanted, m_window, [bringBack] { bringBack({}); });
     QObject::connect(closing, &WindowClosing::windowWanted, m_window, bringBack);
     QObject::connect(&m_desk, &HeadlessDesk::nobodyNeedsTheProgram, &queue, &QueueController::quit);
+    connectLog(*m_window);
     return main;
+}
+
+void WindowInterface::connectLog(QueueWindow& window) {
+    QAction* log = window.actions().log;
+    log->setVisible(m_log != nullptr);
+    if (m_log)
+        QObject::connect(log, &QAction::triggered, m_log.get(), [this] {
+            m_log->show();
+            m_log->raise();
+            m_log->activateWindow();
+        });
 }
 
 /// Qt has no public call for it, but looks into the environment when a window is activated. Under X11 the
@@ -49,6 +64,18 @@ void WindowInterface::setActivationToken(const std::string& token) {
     const bool isUsable = !token.empty() && token.size() <= kLongestToken;
     if (isUsable && QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
         qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
+}
+
+void WindowInterface::showLog(const std::vector<std::string>&) {
+    const std::string folder = TRLoggingManager::standardLogFolder();
+    m_log = std::make_unique<LogWindow>(m_defaults, folder,
+                                        [folder] { return RollingFileSink::logFilesIn(folder); });
+    m_log->show();
+}
+
+void WindowInterface::emailSupport() {
+    if (!QDesktopServices::openUrl(mailToSupport()))
+        Log::error("The makers can't be written to: there is no program for e-mail");
 }
 
 } // namespace tarvo

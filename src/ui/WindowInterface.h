@@ -6,6 +6,7 @@
 #include "app/HeadlessDesk.h"
 #include "app/UserInterface.h"
 #include "ui/AlertDialogs.h"
+#include "ui/LogWindow.h"
 #include "ui/MainWindowController.h"
 #include "ui/Presence.h"
 
@@ -38,11 +39,12 @@ public:
 
     void setActivationToken(const std::string& token) override;
 
-    void showLog(const std::vector<std::string>&) override {}
-
-    void emailSupport() override {}
+    void showLog(const std::vector<std::string>& logFiles) override;
+    void emailSupport() override;
 
 private:
+    void connectLog(QueueWindow& window);
+
     UserNotices& m_notices;
     HeadlessDesk m_desk;
     AlertDialogs m_alerts;
@@ -50,6 +52,7 @@ private:
     const std::string m_homeFolder;
     QPointer<QueueWindow> m_window;
     Presence m_presence;
+    std::unique_ptr<LogWindow> m_log; // in debug mode
 };
 
 } // namespace tarvo
