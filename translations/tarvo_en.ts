@@ -119,6 +119,14 @@
 <message id="tr.closing.show"><source></source><translation>Show</translation></message>
 <message id="tr.crash-report.message"><source></source><translation>A report of what went wrong has been left in %1. Your unfinished downloads have been kept.</translation></message>
 <message id="tr.crash-report.title"><source></source><translation>Tarvo Quit Unexpectedly</translation></message>
+<message id="tr.credentials.introduction"><source></source><translation>The server asks for a user name and a password.</translation></message>
+<message id="tr.credentials.key-hint"><source></source><translation>Your SSH keys are tried, too: the password may be the passphrase of one of them.</translation></message>
+<message id="tr.credentials.password"><source></source><translation>&amp;Password</translation></message>
+<message id="tr.credentials.reveal"><source></source><translation>Show the Password</translation></message>
+<message id="tr.credentials.save"><source></source><translation>&amp;Save in the Keyring</translation></message>
+<message id="tr.credentials.service"><source></source><translation>Ser&amp;ver</translation></message>
+<message id="tr.credentials.title"><source></source><translation>Log In</translation></message>
+<message id="tr.credentials.username"><source></source><translation>&amp;User Name</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>

@@ -86,7 +86,7 @@ void WindowClosing::ask() {
 void WindowClosing::answered(ClosingMeans means) {
     m_defaults.set(SettingKey::kClosingMeans,
                    QString::fromLatin1(means == ClosingMeans::quit ? "Quit" : "Background"));
-    carryOut(whatClosingMeans(situation(true)));
+    carryOut(means == ClosingMeans::quit ? Closing::quit : Closing::hideWithNotice);
 }
 
 } // namespace tarvo

@@ -22,7 +22,7 @@ constexpr std::size_t kLongestToken = 1024;
 WindowInterface::WindowInterface(UserNotices& notices, DesktopBus& sessionBus, UserDefaults& defaults,
                                  std::string homeFolder)
     : m_notices(notices), m_desk(notices), m_defaults(defaults), m_homeFolder(std::move(homeFolder)),
-      m_presence(sessionBus) {
+      m_presence(sessionBus), m_colours(sessionBus) {
 }
 
 std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& queue,
@@ -34,6 +34,8 @@ std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& que
     auto* closing =
         new WindowClosing(*m_window, environment, m_notices, [this] { return m_presence.isInTray(); });
     new SessionEnd(queue, m_window);
+    m_credentials.setWindow(m_window);
+    m_colours.start();
     m_presence.attach(*m_window, queue);
     const auto bringBack = [this, window = main.get()](const std::string& activationToken) {
         setActivationToken(activationToken);

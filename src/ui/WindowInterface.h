@@ -6,6 +6,8 @@
 #include "app/HeadlessDesk.h"
 #include "app/UserInterface.h"
 #include "ui/AlertDialogs.h"
+#include "ui/ColourScheme.h"
+#include "ui/CredentialsDialog.h"
 #include "ui/LogWindow.h"
 #include "ui/MainWindowController.h"
 #include "ui/Presence.h"
@@ -27,7 +29,7 @@ public:
 
     AutomaticTermination& automaticTermination() override { return m_desk; }
 
-    AuthenticationPrompt* passwordPrompt() override { return nullptr; }
+    AuthenticationPrompt* passwordPrompt() override { return &m_credentials; }
 
     bool isWindowVisible() const override { return m_window && m_window->isVisible(); }
 
@@ -53,6 +55,8 @@ private:
     QPointer<QueueWindow> m_window;
     Presence m_presence;
     std::unique_ptr<LogWindow> m_log; // in debug mode
+    ColourScheme m_colours;
+    CredentialsPrompt m_credentials;
 };
 
 } // namespace tarvo
