@@ -6,6 +6,7 @@
 #include "base/Runloop.h"
 #include "input/TRPasteboardExtractor.h"
 #include "ui/FilterBar.h"
+#include "ui/JobPanels.h"
 #include "ui/PasteboardData.h"
 #include "ui/WindowMenus.h"
 
@@ -24,6 +25,7 @@ QueueWindow::QueueWindow(const WindowEnvironment& environment)
     setAcceptDrops(true);
     placeParts();
     connectActions();
+    new JobPanels(m_queue.remoteFiles(), *m_rows, *m_list, *m_actions, m_environment.jobs.clock, *this);
 }
 
 void QueueWindow::placeParts() {

@@ -56,7 +56,8 @@ reach() {
 
 # Libraries whose headers stand where every compiler finds them, linked or not.
 declare -A library_of=([curl]=PkgConfig::CURL [plist]=PkgConfig::PLIST [libsecret]=PkgConfig::SECRET
-    [openssl]=OpenSSL::Crypto [CLI]=CLI11::CLI11)
+    [openssl]=OpenSSL::Crypto [archive.h]=PkgConfig::ARCHIVE
+    [archive_entry.h]=PkgConfig::ARCHIVE [CLI]=CLI11::CLI11)
 
 # Sets room to the folder of the target that the file's folder belongs to: its own, or the nearest above.
 room_of() {

@@ -39,6 +39,7 @@ public:
     std::int64_t connections = 1;
     bool retryable = true;
     std::optional<std::string> awaited;
+    std::optional<std::string> finalFile;
     std::optional<Error> shownError; ///< in place of what the job has failed with
     std::optional<TimePoint> shownErrorDate;
 
@@ -63,7 +64,7 @@ public:
 
     std::string basePath() const override { return folder; }
 
-    std::optional<std::string> finalFilePath() const override { return std::nullopt; }
+    std::optional<std::string> finalFilePath() const override { return finalFile; }
 
     std::optional<std::string> activeFile() const override { return std::nullopt; }
 
