@@ -18,11 +18,14 @@ bool isSelected(const QStyleOptionViewItem& option) {
     return option.state.testFlag(QStyle::State_Selected);
 }
 
-RowColors colorsOf(const QStyleOptionViewItem& option) {
-    auto group = option.state.testFlag(QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
+QPalette::ColorGroup groupOf(const QStyleOptionViewItem& option) {
     if (!option.state.testFlag(QStyle::State_Enabled))
-        group = QPalette::Disabled;
-    return RowColors::of(option.palette, group, isSelected(option));
+        return QPalette::Disabled;
+    return option.state.testFlag(QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
+}
+
+RowColors colorsOf(const QStyleOptionViewItem& option) {
+    return RowColors::of(option.palette, groupOf(option), isSelected(option));
 }
 
 RowGeometry geometryOf(const QStyleOptionViewItem& option) {
@@ -56,12 +59,13 @@ void RowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const RowGeometry geometry = geometryOf(option);
     const RowColors colors = colorsOf(option);
     paintBackground(*painter, option);
-    m_icons.iconOf(look.name).paint(painter, geometry.icon);
+    const auto mode = isSelected(option) ? QIcon::Selected : QIcon::Normal;
+    m_icons.iconOf(look.name).paint(painter, geometry.icon, Qt::AlignCenter, mode);
     paintStateSign(*painter, geometry.icon, look.state, colors, option.direction);
     paintTexts(*painter, option, look, geometry);
     paintBar(*painter, geometry.bar, look, colors, option.direction);
     const QIcon& button = look.isMultipart ? m_information : m_caution;
-    button.paint(painter, middleOf(geometry.button, RowGeometry::kButton));
+    button.paint(painter, middleOf(geometry.button, RowGeometry::kButton), Qt::AlignCenter, mode);
 }
 
 /// A selected row has a beam at its beginning, too, for those who can't tell its colour.
@@ -70,7 +74,8 @@ void RowDelegate::paintBackground(QPainter& painter, const QStyleOptionViewItem&
     style->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, &painter, option.widget);
     if (isSelected(option)) {
         const QRect beam(option.rect.left(), option.rect.top(), 4, option.rect.height());
-        painter.fillRect(QStyle::visualRect(option.direction, option.rect, beam), colorsOf(option).text);
+        painter.fillRect(QStyle::visualRect(option.direction, option.rect, beam),
+                         option.palette.color(groupOf(option), QPalette::Text));
     }
     if (!option.state.testFlag(QStyle::State_HasFocus))
         return;
