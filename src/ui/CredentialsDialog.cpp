@@ -74,6 +74,7 @@ CredentialsPrompt::promptAuthentication(const AuthenticationQuestion& question) 
     dialog.setAttribute(Qt::WA_ShowWithoutActivating, !QApplication::activeWindow()); // the user is elsewhere
     dialog.show();
     loop.exec();
+    m_open = nullptr;
     if (dialog.result() != QDialog::Accepted)
         return std::nullopt;
     return dialog.answer();

@@ -40,7 +40,7 @@ public:
 
 private:
     QPointer<QWidget> m_window;
-    QPointer<CredentialsDialog> m_open;
+    CredentialsDialog* m_open = nullptr; // while a question is asked
 };
 
 } // namespace tarvo

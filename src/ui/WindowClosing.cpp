@@ -80,6 +80,7 @@ void WindowClosing::ask() {
                 else if (clicked == quit)
                     answered(ClosingMeans::quit);
             });
+    connect(m_question, &QDialog::finished, this, [this] { m_question = nullptr; });
     m_question->open();
 }
 

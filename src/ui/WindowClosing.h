@@ -6,7 +6,6 @@
 #include <string>
 
 #include <QMessageBox>
-#include <QPointer>
 
 #include "queue/UserNotices.h"
 #include "rows/Closing.h"
@@ -43,7 +42,7 @@ private:
     UserDefaults& m_defaults;
     UserNotices& m_notices;
     const std::function<bool()> m_isInTray;
-    QPointer<QMessageBox> m_question; // while it is open
+    QMessageBox* m_question = nullptr; // while it is open
 };
 
 } // namespace tarvo

@@ -89,6 +89,9 @@ broken blanks 'packaging/x.desktop:1'
 printf 'text \n' >.ci/run
 broken blanks '.ci/run:1'
 
+printf '%s\n' 'tarvo_library(t_low' 'Qt6::Widgets PkgConfig::CURL)' >src/low/CMakeLists.txt
+broken windows 'src/low/CMakeLists.txt:2: links what windows need'
+
 mkdir -p src/ui && echo '// With an icon: "list-add", and a word: "x-list"' >src/ui/Window.h
 broken icons 'src/ui/Window.h:1: the icon list-add has no drawing'
 mkdir -p src/ui && printf '%s\n' '// Icons.' 'QIcon::fromTheme(name)' >src/ui/Window.cpp

@@ -195,9 +195,19 @@ rule_icons() {
     done < <(find src/ui -name '*.cpp' ! -name Icons.cpp 2>/dev/null | sort | xargs -rd '\n' grep -nHF 'QIcon::fromTheme(' || true)
 }
 
+# --- windows: only what shows windows needs their libraries, so that the rest runs where there are none
+
+rule_windows() {
+    local place
+    while IFS= read -r place; do
+        complain "$place" "links what windows need"
+    done < <(find src -name CMakeLists.txt ! -path 'src/ui/*' ! -path 'src/browser/*' ! -path 'src/tarvo/*' -print0 |
+        sort -z | xargs -0 grep -nHE 'Qt6::(Gui|Widgets|Svg|Web)|tarvo_ui' | cut -d: -f1,2 || true)
+}
+
 cd "$1"
 [[ -n $(sources src) && -n $(sources tests) ]] || complain "$PWD" "is no tree of this project"
 rules=("${@:2}")
-[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks icons length share)
+[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks icons windows length share)
 for rule in "${rules[@]}"; do "rule_$rule"; done
 [[ $complaints -eq 0 ]]

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What is installed for the desktop and the shells is judged by the tools that read it.
 # Usage: packaging.sh BUILD RULE [ARGUMENTS]; BUILD is the build's folder packaging/.
-#   entry | icons | metainfo VERSION | manual | services   the files are valid and fit each other
+#   entry | icons | metainfo VERSION | manual | services | packages   the files are valid and fit each other
 #   options NAME [PROGRAM]                                 the manual page and the completions know every option
 set -euo pipefail
 export LC_ALL=C.UTF-8
@@ -81,6 +81,20 @@ rule_services() {
     printf '#!/bin/sh\n' >"$prefix/bin/tarvo" # for only a unit that starts something is valid
     chmod 755 "$prefix/bin/tarvo"
     silent systemd-analyze --user --man=no verify "$unit"
+}
+
+# Each package brings what belongs to its program, and nothing belongs to both.
+rule_packages() {
+    local component
+    for component in desktop get; do
+        cmake -DCMAKE_INSTALL_PREFIX="$tree/$component" -DCMAKE_INSTALL_COMPONENT="$component" \
+            -P "$build/cmake_install.cmake" >"$tree/log" 2>&1 || fail "$(<"$tree/log")"
+        (cd "$tree/$component" && find . -type f | sort) >"$tree/$component.files"
+    done
+    (cd "$prefix" && find . -type f | sort) >"$tree/all.files"
+    silent diff "$tree/all.files" <(sort "$tree/desktop.files" "$tree/get.files")
+    ! grep -v tarvo-get "$tree/get.files" || fail "is in the package of tarvo-get"
+    ! grep tarvo-get "$tree/desktop.files" || fail "is in the package of the desktop"
 }
 
 # --- options: who knows which, one a line
