@@ -96,7 +96,7 @@ void AddSheet::placeControls() {
     rows->addWidget(makeOptions());
     rows->addWidget(m_details);
     rows->addWidget(makeButtons());
-    resize(600, 380);
+    resize(600, 360);
     m_text->setFocus();
 }
 
