@@ -303,6 +303,8 @@
 <message id="tr.menu.toolbar"><source></source><translation>Toolbar</translation></message>
 <message id="tr.menu.view"><source></source><translation>&amp;View</translation></message>
 <message id="tr.notification.multi-download"><source></source><translation>Tarvo downloaded %1 files</translation></message>
+<message id="tr.notification.open"><source></source><translation>Open</translation></message>
+<message id="tr.notification.show-in-folder"><source></source><translation>Show in Folder</translation></message>
 <message id="tr.notification.single-download"><source></source><translation>Tarvo downloaded %1</translation></message>
 <message id="tr.notification.title"><source></source><translation>All Downloads Finished</translation></message>
 <message id="tr.preferences.advanced"><source></source><translation>Advanced</translation></message>

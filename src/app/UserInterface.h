@@ -43,6 +43,9 @@ public:
     virtual std::unique_ptr<MainWindow> makeMainWindow(QueueController& queue,
                                                        const JobEnvironment& jobs) = 0;
 
+    /// What notices about finished files may do with them.
+    virtual FileActions fileActions() { return {}; }
+
     /// The next time that the window is brought to the front, it is with this token, which the desktop gave
     /// to the program that asks for it (XDG Activation, Startup Notification).
     virtual void setActivationToken(const std::string& token) = 0;

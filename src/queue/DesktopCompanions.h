@@ -19,6 +19,7 @@ struct QueueDesktop {
     UserNotices& notices;
     LauncherBadge& badge;
     std::function<bool()> windowIsVisible;
+    FileActions files{}; ///< of notices about finished files
 };
 
 /// Main thread.
@@ -29,7 +30,7 @@ public:
                       NotificationCenter& notifications, const UserDefaults& defaults)
         : m_remoteFiles(remoteFiles), m_sleepManager(desktop.sleep),
           m_termination(desktop.windowIsVisible, remoteFiles, defaults, desktop.termination),
-          m_userNotifier(remoteFiles, notifications, desktop.notices),
+          m_userNotifier(remoteFiles, notifications, desktop.notices, desktop.files),
           m_launcherStatus(remoteFiles, notifications, defaults, desktop.badge) {}
 
     /// To be called every second.

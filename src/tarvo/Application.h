@@ -75,8 +75,12 @@ private:
     SecretServicePasswordStore m_passwords;
     NotificationCenter m_notifications;
     const std::unique_ptr<UserInterface> m_interface; // with what follows it made around it
-    const QueueController::Desktop m_desktop{m_sleep, m_interface->automaticTermination(), m_notices, m_badge,
-                                             [this] { return m_interface->isWindowVisible(); }};
+    const QueueController::Desktop m_desktop{m_sleep,
+                                             m_interface->automaticTermination(),
+                                             m_notices,
+                                             m_badge,
+                                             [this] { return m_interface->isWindowVisible(); },
+                                             m_interface->fileActions()};
     AuthenticationManager m_credentials{m_passwords, m_interface->passwordPrompt(), m_defaults, m_clock};
     std::unique_ptr<QueueController> m_queue; // made with the main window
     std::unique_ptr<ChecksumWatch> m_checksums;

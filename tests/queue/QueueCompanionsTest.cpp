@@ -17,7 +17,11 @@ class QueueCompanionsTest : public QueueFixture,
                             protected AutomaticTermination,
                             protected LauncherBadge {
 protected:
-    void deliver(const UserNotice& notice) override { steps.push_back(notice.informativeText); }
+    void deliver(const UserNotice& notice) override {
+        steps.push_back(notice.informativeText);
+        for (const auto& button : notice.buttons)
+            button.pressed({});
+    }
 
     std::uint32_t inhibit(const std::string&, std::function<void(int)> outcome) override {
         steps.emplace_back("inhibit");
@@ -42,9 +46,13 @@ protected:
 };
 
 TEST_F(QueueCompanionsTest, ANoticeNamesTheOneNewFileAndCountsSeveral) {
-    const UserNotifier notifier(queue, notifications, *this);
+    const UserNotifier notifier(
+        queue, notifications, *this,
+        {[this](const auto& files) { steps.push_back("open " + std::to_string(files.size())); },
+         [this](const auto& files) { steps.push_back("show " + std::to_string(files.size())); }});
     const auto finish = [this](const char* name) {
         const auto job = add(name, rf_state_running);
+        job->finalFile = std::string("/files/") + name;
         job->setCurrentState(rf_state_succeeded);
         queue.removeRemoteFile(job); // its row has left before the notice
     };
@@ -54,7 +62,8 @@ TEST_F(QueueCompanionsTest, ANoticeNamesTheOneNewFileAndCountsSeveral) {
     finish("one.zip"); // once more
     complete();
     complete();
-    EXPECT_EQ(steps, (std::vector<std::string>{"Tarvo downloaded one.zip", "Tarvo downloaded 2 files"}));
+    EXPECT_EQ(steps, (std::vector<std::string>{"Tarvo downloaded one.zip", "open 1", "show 1",
+                                               "Tarvo downloaded 2 files", "show 2"}));
 }
 
 TEST_F(QueueCompanionsTest, OneLockKeepsTheComputerAwakeForAStretchOfDownloads) {
