@@ -358,7 +358,7 @@
 <message id="tr.rf.ready"><source></source><translation>Ready</translation></message>
 <message id="tr.rf.recovered-and-ready"><source></source><translation>Continues where it stopped, as soon as it is its turn</translation></message>
 <message id="tr.rf.recovered-and-waiting"><source></source><translation>Continues where it stopped, once the queue is started</translation></message>
-<message id="tr.rf.streaming-file"><source></source><translation>Downloading a file of unknown size</translation></message>
+<message id="tr.rf.streaming-file"><source></source><translation>Downloading in one piece</translation></message>
 <message id="tr.row.amount"><source></source><translation>%1 of %2</translation></message>
 <message id="tr.row.information"><source></source><translation>Information about this download</translation></message>
 <message id="tr.row.spoken"><source></source><translation>%1 percent, %2</translation></message>

@@ -18,8 +18,14 @@ constexpr double kWeek = 604'800;
 constexpr double kKibi = 1024;
 constexpr double kGibi = kKibi * kKibi * kKibi;
 
+/// With a full stop, where more words follow: not every error is told in a sentence.
+std::string ended(const std::string& text) {
+    return text.empty() || std::string_view(".!?").find(text.back()) != std::string_view::npos ? text
+                                                                                               : text + ".";
+}
+
 std::string failureText(const RowFacts& facts, const RowMoment& moment) {
-    const std::string description = facts.error ? facts.error->description : std::string();
+    const std::string description = facts.error ? ended(facts.error->description) : std::string();
     const std::string recovery = facts.error ? facts.error->recoverySuggestion : std::string();
     const std::string combined = recovery.empty() ? description : description + " " + recovery;
     const std::string attempts = std::to_string(facts.attemptNumber);

@@ -16,7 +16,7 @@ RowFacts failed(std::uint64_t attempts, std::string recovery = {}) {
     RowFacts facts;
     facts.state = rf_state_failed;
     facts.attemptNumber = attempts;
-    facts.error = Error::tarvo("It broke.", std::move(recovery));
+    facts.error = Error::tarvo("It broke", std::move(recovery));
     return facts;
 }
 
@@ -38,8 +38,8 @@ TEST(RowTexts, ARunningOneSaysSpeedAndTimeIfTheSizeIsKnown) {
     facts.secondsRemaining = 604'800;
     EXPECT_EQ(statusText(facts, kRunning), "1.5 KiB/s");
     facts.percent = -1;
-    EXPECT_EQ(statusText(facts, kRunning), "Downloading a file of unknown size");
-    EXPECT_EQ(spokenStatus(facts, kRunning), "Downloading a file of unknown size");
+    EXPECT_EQ(statusText(facts, kRunning), "Downloading in one piece");
+    EXPECT_EQ(spokenStatus(facts, kRunning), "Downloading in one piece");
 }
 
 TEST(RowTexts, SpeedsHaveTheirThresholds) {
