@@ -22,6 +22,7 @@
 <message id="Start"><source></source><translation>Start</translation></message>
 <message id="Stopped"><source></source><translation>Stopped</translation></message>
 <message id="Succeeded"><source></source><translation>Succeeded</translation></message>
+<message id="tr.about"><source></source><translation>Tarvo %1</translation></message>
 <message id="tr.action.about"><source></source><translation>&amp;About Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>&amp;Add…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Add from &amp;Clipboard</translation></message>
@@ -78,6 +79,8 @@
 <message id="tr.add.title"><source></source><translation>Add Downloads</translation></message>
 <message id="tr.add.user"><source></source><translation>&amp;User name</translation></message>
 <message id="tr.add.user-missing"><source></source><translation>A password needs a user name.</translation></message>
+<message id="tr.alert.removes" numerus="yes"><source></source><translation><numerusform>This deletes %n download from the disk:</numerusform><numerusform>This deletes %n downloads from the disk:</numerusform></translation></message>
+<message id="tr.alert.removes-more" numerus="yes"><source></source><translation><numerusform>and %n more</numerusform><numerusform>and %n more</numerusform></translation></message>
 <message id="tr.archive.address-kind"><source></source><translation>an address is of another kind</translation></message>
 <message id="tr.archive.address-malformed"><source></source><translation>an address is malformed</translation></message>
 <message id="tr.archive.array-element-kind"><source></source><translation>an array holds something else than expected</translation></message>
@@ -138,6 +141,11 @@
 <message id="tr.credentials.service"><source></source><translation>Ser&amp;ver</translation></message>
 <message id="tr.credentials.title"><source></source><translation>Log In</translation></message>
 <message id="tr.credentials.username"><source></source><translation>&amp;User Name</translation></message>
+<message id="tr.empty.advice"><source></source><translation>Paste links with Ctrl+V, drag them into this window, or add them here.</translation></message>
+<message id="tr.empty.none-fits"><source></source><translation>No download to show</translation></message>
+<message id="tr.empty.none-fits-advice"><source></source><translation>None fits the filter or the search.</translation></message>
+<message id="tr.empty.show-all"><source></source><translation>Show &amp;All</translation></message>
+<message id="tr.empty.title"><source></source><translation>No downloads yet</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>
@@ -214,6 +222,9 @@
 <message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>
 <message id="tr.err.unexpected-segment-size-recovery"><source></source><translation>Try again; if it happens again, download with a single connection.</translation></message>
 <message id="tr.err.unknown-api-protocol"><source></source><translation>Tarvo can't open addresses of this kind.</translation></message>
+<message id="tr.errors.copy"><source></source><translation>&amp;Copy</translation></message>
+<message id="tr.errors.name"><source></source><translation>What went wrong</translation></message>
+<message id="tr.errors.repeated"><source></source><translation>%1 (%2 times)</translation></message>
 <message id="tr.folder.browse"><source></source><translation>&amp;Browse…</translation></message>
 <message id="tr.folder.browse-for"><source></source><translation>Browse, %1</translation></message>
 <message id="tr.folder.choose"><source></source><translation>Choose a Folder</translation></message>
@@ -247,6 +258,15 @@
 <message id="tr.get.summary-failures"><source></source><translation>%1 of %2 finished, %3 failed, %4 running, %5 waiting</translation></message>
 <message id="tr.get.taken"><source></source><translation>taken: %1</translation></message>
 <message id="tr.get.unknown-size"><source></source><translation>unknown size</translation></message>
+<message id="tr.hint.browser-links"><source></source><translation>Links that a browser sends to Tarvo are not opened by it yet.</translation></message>
+<message id="tr.hint.browser-links-button"><source></source><translation>Open Them with Tarvo</translation></message>
+<message id="tr.hint.close"><source></source><translation>Close</translation></message>
+<message id="tr.hint.disk-full"><source></source><translation>The downloads still need %1, but their folder has room for %2 only.</translation></message>
+<message id="tr.hint.disk-full-button"><source></source><translation>Show the Folder</translation></message>
+<message id="tr.hint.links-not-taken"><source></source><translation>The desktop could not be told to open these links with Tarvo.</translation></message>
+<message id="tr.hint.never"><source></source><translation>Don’t Show Again</translation></message>
+<message id="tr.hint.no-tray"><source></source><translation>This desktop has no tray, so there is no icon to come back by when the window is closed.</translation></message>
+<message id="tr.hint.no-tray-button"><source></source><translation>Preferences…</translation></message>
 <message id="tr.info.added"><source></source><translation>Added</translation></message>
 <message id="tr.info.address"><source></source><translation>Address</translation></message>
 <message id="tr.info.attempts"><source></source><translation>Attempts</translation></message>
@@ -296,6 +316,8 @@
 <message id="tr.logging.show-folder"><source></source><translation>Open &amp;Folder</translation></message>
 <message id="tr.logging.title"><source></source><translation>Tarvo Log</translation></message>
 <message id="tr.logging.warnings"><source></source><translation>Errors and warnings</translation></message>
+<message id="tr.manual.missing"><source></source><translation>The manual page is not installed on this machine. “man tarvo” shows it where it is.</translation></message>
+<message id="tr.manual.title"><source></source><translation>Manual</translation></message>
 <message id="tr.menu.download"><source></source><translation>&amp;Download</translation></message>
 <message id="tr.menu.file"><source></source><translation>&amp;File</translation></message>
 <message id="tr.menu.help"><source></source><translation>&amp;Help</translation></message>
@@ -307,6 +329,10 @@
 <message id="tr.notification.show-in-folder"><source></source><translation>Show in Folder</translation></message>
 <message id="tr.notification.single-download"><source></source><translation>Tarvo downloaded %1</translation></message>
 <message id="tr.notification.title"><source></source><translation>All Downloads Finished</translation></message>
+<message id="tr.open.missing"><source></source><translation>%1 is not there any more.</translation></message>
+<message id="tr.open.no-program"><source></source><translation>The desktop has no program that opens %1.</translation></message>
+<message id="tr.open.program"><source></source><translation>%1 is a program or a script. Tarvo doesn’t run what it has downloaded, and shows it in its folder instead.</translation></message>
+<message id="tr.open.too-many" numerus="yes"><source></source><translation><numerusform>Not more than %n file is opened at once.</numerusform><numerusform>Not more than %n files are opened at once.</numerusform></translation></message>
 <message id="tr.preferences.advanced"><source></source><translation>Advanced</translation></message>
 <message id="tr.preferences.agent"><source></source><translation>&amp;User agent</translation></message>
 <message id="tr.preferences.agent-hint"><source></source><translation>What requests say about the program. Empty for the usual one.</translation></message>
@@ -349,6 +375,11 @@
 <message id="tr.preview.pixels"><source></source><translation>%1 × %2 pixels</translation></message>
 <message id="tr.preview.text"><source></source><translation>Text of the file</translation></message>
 <message id="tr.preview.title"><source></source><translation>Preview</translation></message>
+<message id="tr.rename.cleaned"><source></source><translation>The file will be named %1.</translation></message>
+<message id="tr.rename.empty"><source></source><translation>Nothing is left of this name: a file’s name can’t begin with dots only or be empty.</translation></message>
+<message id="tr.rename.name"><source></source><translation>New Name</translation></message>
+<message id="tr.rename.ok"><source></source><translation>Rename</translation></message>
+<message id="tr.rename.title"><source></source><translation>Rename Download</translation></message>
 <message id="tr.rf.first-fail"><source></source><translation>Failed. %1 %2</translation></message>
 <message id="tr.rf.help-text"><source></source><translation>Reload it to try again.</translation></message>
 <message id="tr.rf.last-attempt-info"><source></source><translation>Attempt %1 comes soon. %3</translation></message>
@@ -385,6 +416,16 @@
 <message id="tr.status.speed.gbps"><source></source><translation>%1 MiB/s</translation></message>
 <message id="tr.status.speed.kbps"><source></source><translation>%1 KiB/s</translation></message>
 <message id="tr.status.speed.mbps"><source></source><translation>%1 MiB/s</translation></message>
+<message id="tr.statusbar.count-running" numerus="yes"><source></source><translation><numerusform>%n running</numerusform><numerusform>%n running</numerusform></translation></message>
+<message id="tr.statusbar.count-waiting" numerus="yes"><source></source><translation><numerusform>%n waiting</numerusform><numerusform>%n waiting</numerusform></translation></message>
+<message id="tr.statusbar.counts"><source></source><translation>%1, %2</translation></message>
+<message id="tr.statusbar.free"><source></source><translation>%1 free</translation></message>
+<message id="tr.statusbar.idle"><source></source><translation>Nothing to do</translation></message>
+<message id="tr.statusbar.left"><source></source><translation>%1 left</translation></message>
+<message id="tr.statusbar.more-than-left"><source></source><translation>more than %1 left</translation></message>
+<message id="tr.statusbar.not-started"><source></source><translation>Not started</translation></message>
+<message id="tr.statusbar.paused"><source></source><translation>Paused</translation></message>
+<message id="tr.statusbar.running"><source></source><translation>Running</translation></message>
 <message id="tr.toolbar.more"><source></source><translation>More Commands</translation></message>
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>Sho&amp;w Tarvo</translation></message>

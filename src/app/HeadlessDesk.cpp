@@ -1,6 +1,5 @@
 #include "app/HeadlessDesk.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "base/Localized.h"
@@ -56,10 +55,10 @@ void HeadlessDesk::summarize() {
 std::size_t HeadlessDesk::runAlert(const std::string& message, const std::string& informativeText,
                                    const std::vector<std::string>& buttons) {
     Runloop::assertMain();
-    const auto cancel = std::find(buttons.begin(), buttons.end(), localized("Cancel"));
-    const auto chosen = cancel != buttons.end() ? cancel : std::prev(buttons.end());
-    Log::warning("{} {} There is no window to ask in; answered: {}", message, informativeText, *chosen);
-    return static_cast<std::size_t>(chosen - buttons.begin());
+    const std::size_t chosen = harmlessAnswer(buttons);
+    Log::warning("{} {} There is no window to ask in; answered: {}", message, informativeText,
+                 buttons[chosen]);
+    return chosen;
 }
 
 void HeadlessDesk::enableAutomaticTermination(const std::string&) {

@@ -40,6 +40,8 @@ std::vector<Setting> makeTable() {
         {kDefaultThreading, integer, ofNumber(10), "connections of a new download, 1 to 64"},
         {kHasStartupCrash, boolean, {}, "the last start has not reached its end"},
         {kHasToldOfTray, boolean, {}, "the user knows that a closed window goes into the tray"},
+        {kHintsSwitchedOff, text, ofText(""),
+         "hints that are not shown, with blanks between them: BrowserLinks, DiskFull, NoTray"},
         {kMetrics, counters, QVariantMap(), "usage counters by name"},
         {kMinimumChunkSize, integer, ofNumber(1024), "bytes of the smallest segment; below 1 counts as 1"},
         {kNeverRemindMeToRateThisAwesomeApp, boolean, true, "don't ask for a rating"},

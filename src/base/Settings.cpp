@@ -74,6 +74,10 @@ std::optional<std::string> Settings::customUserAgent() const {
     return m_defaults.string(SettingKey::kCustomUserAgent);
 }
 
+std::string Settings::hintsSwitchedOff() const {
+    return m_defaults.string(SettingKey::kHintsSwitchedOff).value_or("");
+}
+
 bool Settings::autoClearCompleted() const {
     return m_defaults.boolean(SettingKey::kAutoClearCompleted);
 }

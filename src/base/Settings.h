@@ -46,6 +46,9 @@ public:
     /// What requests say about the program; none when nothing is set.
     std::optional<std::string> customUserAgent() const;
 
+    /// The names of hints that are not to be shown, with blanks between them.
+    std::string hintsSwitchedOff() const;
+
     bool autoClearCompleted() const;
     bool autoPasteInAddSheet() const;
     bool autoQuitWhenTransfersComplete() const;

@@ -133,7 +133,8 @@ Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, c
         return failure(mismatch());
     DownloadFacts& facts = m_found.facts;
     facts.referer = saved->referer ? saved->referer : facts.referer;
-    facts.requestedPartitions = usableConnections(saved->requestedConnections);
+    if (!facts.isChosen)
+        facts.requestedPartitions = usableConnections(saved->requestedConnections);
     facts.checksum = facts.checksum ? facts.checksum : Checksum::parse(saved->checksum);
     facts.isRecovered = true;
     const bool isEmpty = saved->progressData->totalBytesDownloaded() == 0;

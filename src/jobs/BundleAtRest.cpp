@@ -31,13 +31,12 @@ Result<void> removeAtRest(const ProgressBundle& bundle, const std::optional<Url>
     return disk.removeTree(bundle.bundleDirectory());
 }
 
-std::optional<Error> removeAll(const std::optional<std::string>& finalFile,
-                               const std::optional<ProgressBundle>& bundle, const std::optional<Url>& url,
-                               bool isHeld, Disk& disk) {
+std::optional<Error> removeRemains(const JobRemains& remains, Disk& disk) {
     Result<void> removed;
-    if (finalFile && Disk::exists(*finalFile))
-        removed = disk.removeTree(*finalFile);
-    const auto kept = bundle ? removeAtRest(*bundle, url, isHeld, disk) : Result<void>();
+    if (remains.finalFile && Disk::exists(*remains.finalFile))
+        removed = disk.removeTree(*remains.finalFile);
+    const auto bundle = remains.bundle ? ProgressBundle::fromBundleDirectory(*remains.bundle) : std::nullopt;
+    const auto kept = bundle ? removeAtRest(*bundle, remains.url, remains.isHeld, disk) : Result<void>();
     if (!kept)
         return kept.error();
     return removed ? std::nullopt : std::optional(removed.error());

@@ -19,11 +19,16 @@ Result<FileHandle> takeAtRest(const ProgressBundle& bundle, Disk& disk);
 Result<void> removeAtRest(const ProgressBundle& bundle, const std::optional<Url>& url, bool isHeld,
                           Disk& disk);
 
-/// Removes what there is of a download: the file, and the bundle as removeAtRest() does. Neither is kept for
-/// the other's sake; the last failure, if there was one.
-std::optional<Error> removeAll(const std::optional<std::string>& finalFile,
-                               const std::optional<ProgressBundle>& bundle, const std::optional<Url>& url,
-                               bool isHeld, Disk& disk);
+/// What a job has on disk.
+struct JobRemains {
+    std::optional<std::string> finalFile{};
+    std::optional<std::string> bundle{}; ///< the folder of its own one
+    std::optional<Url> url{};
+    bool isHeld = false; ///< it has the bundle's data file
+};
+
+/// Removes all of it; the last failure, if there was one.
+std::optional<Error> removeRemains(const JobRemains& remains, Disk& disk);
 
 /// Moves the bundle in the folder `bookmark` as moveBundle() does. `isHeld`: the caller has its data file.
 Result<void> moveAtRest(const std::string& bookmark, const ProgressBundle& to, bool isHeld, Disk& disk);

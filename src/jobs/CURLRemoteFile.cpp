@@ -118,12 +118,10 @@ std::optional<std::string> CURLRemoteFile::awaitedBundle() const {
 }
 
 std::optional<std::string> CURLRemoteFile::activeFile() const {
-    if (m_finalFileBookmark)
-        return m_finalFileBookmark;
-    if (m_facts.bundle.bookmark)
-        return m_facts.bundle.bookmark;
-    Log::error("No Active File");
-    return std::nullopt;
+    const auto& file = m_finalFileBookmark ? m_finalFileBookmark : m_facts.bundle.bookmark;
+    if (!file)
+        Log::error("No Active File");
+    return file;
 }
 
 std::string CURLRemoteFile::description() const {
@@ -167,7 +165,7 @@ std::optional<BundlePlace> CURLRemoteFile::showProbe(const ProbeAnswers& probe) 
 
 void CURLRemoteFile::takeOver(const Findings& found) {
     Runloop::assertMain();
-    m_facts = found.facts;
+    m_facts = found.facts.withChoiceOf(m_facts); // which the user may have made meanwhile
     m_authenticationUrl = found.authenticationUrl;
     if (found.chosenName)
         setOverridenFileName(*found.chosenName);
@@ -205,9 +203,8 @@ RemoteFileBase::StepEnd CURLRemoteFile::doDownload() {
         });
         return name;
     });
-    if (!finished)
-        return {failure(finished.error())};
-    return {Result<void>(), [this, file = *finished] { takeOver(file); }};
+    return finished ? StepEnd{{}, [this, file = *finished] { takeOver(file); }}
+                    : StepEnd{failure(finished.error())};
 }
 
 void CURLRemoteFile::takeOver(const FinishedFile& finished) {
@@ -238,35 +235,33 @@ Result<void> CURLRemoteFile::saveProgress() {
 std::optional<Error> CURLRemoteFile::removeFiles() {
     // What was under way may still give the file its final name.
     waitForSteps();
-    std::optional<std::string> finalFile;
-    std::optional<ProgressBundle> bundle;
-    std::optional<Url> url;
+    JobRemains remains;
     onMain([&] {
-        finalFile = m_finalFileBookmark;
-        url = m_url;
-        if (m_facts.bundle.isOwned && m_facts.bundle.bookmark)
-            bundle = ProgressBundle::fromBundleDirectory(*m_facts.bundle.bookmark);
+        remains = {m_finalFileBookmark, m_facts.bundle.isOwned ? m_facts.bundle.bookmark : std::nullopt,
+                   m_url, m_intake->isOpen()};
     });
-    return removeAll(finalFile, bundle, url, m_intake->isOpen(), environment().disk);
+    return removeRemains(remains, environment().disk);
 }
 
 Result<void> CURLRemoteFile::moveBundleTo(const std::string& folder) {
     Runloop::assertMain();
-    const auto& bookmark = m_facts.bundle.bookmark;
-    if (!Log::assertThat(bookmark && !folder.empty()))
+    if (!Log::assertThat(m_facts.bundle.bookmark && !folder.empty()))
         return failure(Error::posix(ENOENT, "move the download to", folder));
-    if (folder == m_basePath)
+    return folder == m_basePath ? Result<void>() : moveTo({folder, fileName()});
+}
+
+Result<void> CURLRemoteFile::moveTo(const ProgressBundle& target) {
+    if (!m_facts.bundle.bookmark)
         return {};
-    if (currentState() == rf_state_preparing || currentState() == rf_state_running ||
-        currentState() == rf_state_paused)
+    if (!isAtRest() && currentState() != rf_state_stopped)
         return failure(illegalState());
-    const ProgressBundle target(folder, fileName());
     const bool isHeld = m_intake->isOpen();
-    if (auto moved = moveAtRest(*bookmark, target, isHeld, environment().disk); !moved)
+    if (auto moved = moveAtRest(*m_facts.bundle.bookmark, target, isHeld, environment().disk); !moved)
         return moved;
-    m_basePath = folder;
+    m_basePath = target.baseFolder();
     m_facts.bundle.bookmark = target.bundleDirectory();
-    if (const auto followed = isHeld ? m_intake->follow(target) : Result<void>(); !followed)
+    const auto followed = isHeld ? m_intake->follow(target) : Result<void>();
+    if (!followed)
         failWithError(followed.error()); // moved it is, and the next preparation goes on with it
     return {};
 }

@@ -47,6 +47,8 @@ public:
 
     std::int64_t userRequestedPartitions() const override { return m_facts.requestedPartitions; }
 
+    void setUserRequestedPartitions(std::int64_t asked) override { m_facts.choosePartitions(asked); }
+
     /// What is asked for when the server supports it, else 1.
     std::int64_t partitionCount() const {
         return supportsMultipartDownloads() ? m_facts.requestedPartitions : 1;
@@ -59,6 +61,8 @@ public:
     /// Whether fromBundleFile() finds what it needs: not before the bundle has its first record.
     bool supportsRecovery() const override { return m_facts.bundle.bookmark && m_facts.bundle.hasRecord; }
 
+    bool supportsRenaming() const override { return isAtRest() && m_url && !awaitedBundle(); }
+
     bool recoveredSession() const override { return m_facts.isRecovered; }
 
     bool isRetryable() const override;
@@ -66,6 +70,9 @@ public:
     std::optional<std::string> awaitedBundle() const override;
     Result<void> saveProgress() override;
     Result<void> moveBundleTo(const std::string& folder) override;
+
+    Result<void> moveFiles(const std::string& name) override { return moveTo({m_basePath, name}); }
+
     std::optional<Error> removeFiles() override;
     std::shared_ptr<RemoteFile> copy() const override;
 
@@ -88,6 +95,7 @@ private:
     bool failsWhenStalled() const override;
     void aboutToEnter(rf_state_t state) override;
     void stopWork();
+    Result<void> moveTo(const ProgressBundle& target);
 
     std::string m_basePath;
     DownloadFacts m_facts;

@@ -1,12 +1,14 @@
 // What a job knows of its download, and what a preparation adds to that.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include <sys/types.h>
 
+#include "base/Settings.h"
 #include "base/Url.h"
 #include "jobs/Checksum.h"
 
@@ -22,9 +24,24 @@ struct BundleFacts {
 struct DownloadFacts {
     std::optional<Url> referer{};
     std::int64_t requestedPartitions = 1; ///< connections that are asked for
+    bool isChosen = false;                ///< these, by the user, whatever a record says
     BundleFacts bundle{};
     std::optional<Checksum> checksum{}; ///< that the file is to be compared with
     bool isRecovered = false;           ///< from an earlier run of the program
+
+    /// The nearest number that is usable.
+    void choosePartitions(std::int64_t asked) {
+        requestedPartitions = std::clamp<std::int64_t>(asked, 1, kMostConnections);
+        isChosen = true;
+    }
+
+    /// These facts, with the connections of `other` if the user has chosen them there.
+    DownloadFacts withChoiceOf(const DownloadFacts& other) const {
+        DownloadFacts facts = *this;
+        if (other.isChosen)
+            facts.choosePartitions(other.requestedPartitions);
+        return facts;
+    }
 };
 
 /// A file that is whole, under its final name.

@@ -91,6 +91,10 @@ public:
     virtual std::optional<std::string> activeFile() const = 0;    ///< bundle while running, then the file
 
     virtual std::int64_t userRequestedPartitions() const = 0; ///< connections asked for
+
+    /// From the next preparation on.
+    virtual void setUserRequestedPartitions(std::int64_t connections) = 0;
+
     virtual std::int64_t activeConnections() const = 0;
     virtual bool supportsControl() const = 0;
     virtual bool supportsMultipartDownloads() const = 0;
@@ -132,6 +136,9 @@ public:
     /// Moves the unfinished download, which must not be under way, to another folder; what is kept and
     /// what is refused: see moveBundle(). To another file system it takes as long as the disks need.
     virtual Result<void> moveBundleTo(const std::string& folder) = 0;
+
+    /// Has what there is of the unfinished download on disk go by `name`, which is cleaned: see renameJob().
+    virtual Result<void> moveFiles(const std::string& name) = 0;
 
     /// Deletes what is the job's on disk, finished or not; a bundle that it was refused, or that another
     /// program works on, stays. The last failure, if there was one. On a worker, once the job was stopped:

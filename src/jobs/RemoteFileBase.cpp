@@ -219,6 +219,11 @@ void RemoteFileBase::setOverridenFileName(const std::string& name) {
     Q_EMIT fileNameChanged();
 }
 
+bool RemoteFileBase::isAtRest() const {
+    return m_currentState == rf_state_initializing || m_currentState == rf_state_ready ||
+           m_currentState == rf_state_failed;
+}
+
 void RemoteFileBase::setSuggestedFileName(const std::string& name) {
     Runloop::assertMain();
     m_suggestedFileName = name;

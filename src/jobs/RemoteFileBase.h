@@ -50,6 +50,8 @@ public:
 
     bool recoveredSession() const override { return false; }
 
+    Result<void> moveFiles(const std::string& /*name*/) override { return {}; }
+
     Result<void> makeReadyAndBlock(std::shared_ptr<const TRAuthToken> auth) override;
     bool downloadAndBlock() override;
     bool resumeOrStart(WorkQueue& queue) override;
@@ -89,6 +91,9 @@ protected:
 
     /// Returns when the transfer has ended and the file is finished. On a worker.
     virtual StepEnd doDownload() = 0;
+
+    /// Whether neither a worker nor a paused transfer uses the job's files.
+    bool isAtRest() const;
 
     /// Returns once no worker is inside one of the two steps, which end by themselves or by stop(). On a
     /// worker.

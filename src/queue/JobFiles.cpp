@@ -1,11 +1,34 @@
 #include "queue/JobFiles.h"
 
+#include "base/FileName.h"
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tarvo {
+
+namespace {
+
+constexpr std::size_t kNamesShown = 8;
+constexpr std::size_t kBytesOfName = 80;
+
+} // namespace
+
+std::string removalNote(const std::vector<std::shared_ptr<RemoteFile>>& jobs) {
+    std::string note = localizedCount("tr.alert.removes", jobs.size());
+    const std::size_t shown = std::min(jobs.size(), kNamesShown);
+    for (std::size_t i = 0; i < shown; ++i) {
+        const std::string whole = jobs[i]->displayName();
+        const std::string name = cutToBytes(whole, kBytesOfName);
+        note += "\n• " + name + (name == whole ? "" : "…");
+    }
+    if (jobs.size() > shown)
+        note += "\n" + localizedCount("tr.alert.removes-more", jobs.size() - shown);
+    return note;
+}
 
 void JobFiles::save(const Job& job, std::function<void(const Result<void>& saved)> done) {
     Runloop::assertMain();

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <unordered_set>
 #include <vector>
 
@@ -11,6 +12,9 @@
 #include "jobs/RemoteFile.h"
 
 namespace tarvo {
+
+/// What is deleted with the data of `jobs`: how many downloads, and the first names. Main thread.
+std::string removalNote(const std::vector<std::shared_ptr<RemoteFile>>& jobs);
 
 /// One task after another, on a queue of its own. Main thread; what is handed in is called there, too. Its
 /// end waits for what is under way.

@@ -4,7 +4,7 @@
 #include "base/Log.h"
 #include "base/Runloop.h"
 #include "base/Settings.h"
-#include "queue/Additions.h"
+#include "jobs/RenameJob.h"
 #include "queue/QueueNotifications.h"
 
 #include <algorithm>
@@ -162,26 +162,6 @@ void QueueController::resume(const std::vector<Job>& jobs) {
     m_scheduler.invokeMaintenancePass();
 }
 
-void QueueController::reload(const std::vector<Job>& jobs) {
-    Runloop::assertMain();
-    for (const auto& job : presentOf(jobs)) {
-        const rf_state_t state = job->currentState();
-        if (state != rf_state_running && state != rf_state_paused) {
-            reloadSaved(job, job->saveProgress());
-            continue;
-        }
-        job->pause(); // so that all it has can be saved
-        m_files.save(job, [this, job](const Result<void>& saved) { reloadSaved(job, saved); });
-    }
-}
-
-void QueueController::reloadSaved(const Job& job, const Result<void>& saved) {
-    if (!m_remoteFiles.content().contains(*job)) // removed while it was being saved
-        return;
-    if (const auto fresh = m_remoteFiles.reloadSavedRemoteFile(job, saved); !fresh)
-        m_environment.alerts.presentError(fresh.error());
-}
-
 void QueueController::remove(const std::vector<Job>& jobs) {
     Runloop::assertMain();
     m_remoteFiles.removeRemoteFiles(presentOf(jobs));
@@ -198,12 +178,25 @@ void QueueController::removeWithData(const std::vector<Job>& jobs) {
     Runloop::assertMain();
     const auto asked = presentOf(jobs);
     const auto button = m_environment.alerts.runAlert(
-        localized("Remove Data?"), localized("Existing data will be removed. This cannot be undone."),
+        localized("Remove Data?"),
+        localized("Existing data will be removed. This cannot be undone.") + "\n\n" + removalNote(asked),
         {localized("OK"), localized("Cancel")});
     if (button != 0 || m_ending.hasBegun()) // no worker may begin behind the end of all
         return;
     remove(asked); // those that are not gone while the question was open
     m_files.remove(asked, [this](const Error& last) { m_environment.alerts.presentError(last); });
+}
+
+void QueueController::setConnections(const std::vector<Job>& jobs, std::int64_t connections) {
+    m_reloads.setConnections(presentOf(jobs), connections);
+    saveSession();
+}
+
+Result<void> QueueController::rename(const Job& job, const std::string& name) {
+    Runloop::assertMain();
+    auto renamed = renameJob(*job, name);
+    saveSession();
+    return renamed;
 }
 
 void QueueController::saveAllProgress() {
@@ -220,6 +213,7 @@ void QueueController::quit() {
     m_run.end();
     m_oneSecondTimer.stop();
     m_tenSecondTimer.stop();
+    m_environment.alerts.cancelAlerts();
     m_ending.begin();
 }
 

@@ -15,7 +15,7 @@
 #include "queue/Additions.h"
 #include "queue/AlertPresenter.h"
 #include "queue/DesktopCompanions.h"
-#include "queue/JobFiles.h"
+#include "queue/JobReloads.h"
 #include "queue/PageOpener.h"
 #include "queue/QueueEnding.h"
 #include "queue/QueueRun.h"
@@ -88,9 +88,15 @@ public:
     // Commands on jobs, for instance on those of the selected rows. What has left the queue is passed over.
     void pause(const std::vector<Job>& jobs);
     void resume(const std::vector<Job>& jobs);
-    void reload(const std::vector<Job>& jobs);
+
+    void reload(const std::vector<Job>& jobs) { m_reloads.reload(presentOf(jobs)); }
+
     void remove(const std::vector<Job>& jobs);
     void removeWithData(const std::vector<Job>& jobs); ///< asks first
+
+    /// From the next start of each job on. This and the new name are kept with the queue.
+    void setConnections(const std::vector<Job>& jobs, std::int64_t connections);
+    Result<void> rename(const Job& job, const std::string& name); ///< see RemoteFile::rename()
 
     void clearCompleted() { m_scheduler.clearCompleted(); }
 
@@ -119,7 +125,6 @@ private:
     void autostartIfNeeded(std::optional<bool> wanted = std::nullopt);
     void clearCompletedIfWanted();
     void saveSession();
-    void reloadSaved(const Job& job, const Result<void>& saved);
     std::vector<Job> presentOf(const std::vector<Job>& jobs) const;
     void endWithoutWorkers();
 
@@ -140,6 +145,7 @@ private:
 
     // Their tasks use what stands above, so they end before it.
     WorkQueue m_concurrentDownloadQueue;
+    JobReloads m_reloads{m_remoteFiles, m_files, m_environment.alerts};
     JobFiles m_files;
 
     TRQueueScheduler m_scheduler;

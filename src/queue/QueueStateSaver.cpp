@@ -81,6 +81,8 @@ bool QueueStateSaver::restoreSession(const std::string& session, const std::vect
                                  const auto row = rowOf.find(nameOf(job));
                                  if (row != rowOf.end())
                                      origin->added = row->second->link.added;
+                                 if (row != rowOf.end() && row->second->link.connections > 0)
+                                     origin->facts.choosePartitions(row->second->link.connections);
                                  if (!origin->url && row != rowOf.end()) { // its bundle can't be read now
                                      origin->url = row->second->link.url;
                                      origin->fileSize = row->second->fileSize;

@@ -25,6 +25,7 @@ enum Column : qsizetype {
     kName = 4,
     kAddedOfBundle = 4,
     kAddedOfLink = 5,
+    kConnectionsOfBundle = 5,
     kChecksum = 6,
 };
 
@@ -86,8 +87,8 @@ QJsonArray encoded(const SavedRow& row, Folders& folders) {
         columns.append(folders.numberOf(folderOf(row.bundle)));
         columns.append(packed(nameOf(row.bundle)));
         columns.append(static_cast<qint64>(row.fileSize));
-        if (link.added)
-            columns.append(secondsOf(*link.added));
+        columns.append(link.added ? QJsonValue(secondsOf(*link.added)) : QJsonValue());
+        columns.append(static_cast<qint64>(link.connections));
         return columns;
     }
     columns.append(folders.numberOf(link.folder));
@@ -122,6 +123,7 @@ std::optional<SavedRow> decoded(const QJsonArray& columns, const std::vector<std
         row.bundle = (row.link.folder == "/" ? "" : row.link.folder) + "/" + name;
         row.fileSize = columns.at(kReferrerOrSize).toInteger();
         row.link.added = dateIn(columns.at(kAddedOfBundle));
+        row.link.connections = columns.at(kConnectionsOfBundle).toInteger(0);
         return isName(name) ? std::optional(row) : std::nullopt;
     }
     row.link.connections = columns.at(kConnectionsOrBundle).toInteger(1);

@@ -47,6 +47,7 @@ void Application::answer(const QJsonObject& request, const InstanceSocket::Answe
 void Application::quit() {
     Runloop::assertMain();
     m_isQuitting = true;
+    m_interface->alerts().cancelAlerts();
     if (m_queue)
         return m_queue->quit();
     m_delegate.refuseAdds();

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include <QApplication>
-#include <QMessageBox>
 #include <QPushButton>
 
 #include "base/Runloop.h"
@@ -12,25 +11,42 @@ namespace tarvo {
 
 void AlertDialogs::presentError(const Error& error) {
     Runloop::assertMain();
-    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Tarvo"),
-                                QString::fromStdString(error.sentence()), QMessageBox::Ok,
-                                QApplication::activeWindow());
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    if (m_isOver)
+        return;
+    if (!m_errors)
+        m_errors = new ErrorList(m_window);
+    m_errors->add(QString::fromStdString(error.sentence()));
 }
 
 std::size_t AlertDialogs::runAlert(const std::string& message, const std::string& informativeText,
                                    const std::vector<std::string>& buttons) {
     Runloop::assertMain();
-    QMessageBox box(QMessageBox::Warning, QString::fromStdString(message), QString::fromStdString(message),
-                    QMessageBox::NoButton, QApplication::activeWindow());
+    const std::size_t harmless = harmlessAnswer(buttons);
+    if (m_isOver)
+        return harmless;
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Tarvo"), QString::fromStdString(message),
+                    QMessageBox::NoButton, m_window);
+    box.setTextFormat(Qt::PlainText);
     box.setInformativeText(QString::fromStdString(informativeText));
-    std::vector<const QAbstractButton*> made;
+    std::vector<QPushButton*> made;
     for (const auto& label : buttons)
         made.push_back(box.addButton(QString::fromStdString(label), QMessageBox::ActionRole));
-    box.exec();
+    box.setDefaultButton(made[harmless]);
+    box.setEscapeButton(made[harmless]);
+    box.setWindowModality(m_window ? Qt::WindowModal : Qt::ApplicationModal);
+    box.setAttribute(Qt::WA_ShowWithoutActivating, m_window && !QApplication::activeWindow());
+    m_questions.push_back(&box);
+    box.exec(); // what else there is to do is done in its loop
+    std::erase(m_questions, &box);
     const auto chosen = std::find(made.begin(), made.end(), box.clickedButton());
-    return chosen == made.end() ? buttons.size() - 1 : static_cast<std::size_t>(chosen - made.begin());
+    return chosen == made.end() ? harmless : static_cast<std::size_t>(chosen - made.begin());
+}
+
+void AlertDialogs::cancelAlerts() {
+    Runloop::assertMain();
+    m_isOver = true;
+    for (auto* question : m_questions)
+        question->done(QDialog::Rejected);
 }
 
 } // namespace tarvo

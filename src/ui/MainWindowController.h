@@ -10,6 +10,7 @@
 #include "ui/AddSheet.h"
 #include "ui/PreferencesWindow.h"
 #include "ui/QueueWindow.h"
+#include "ui/WindowState.h"
 
 namespace tarvo {
 
@@ -48,6 +49,7 @@ private:
     QueueWindow m_window;
     QPointer<AddSheet> m_sheet;
     QPointer<PreferencesWindow> m_preferences;
+    WindowState m_state{m_window, m_window.actions(), WindowState::standardFile()};
 };
 
 } // namespace tarvo

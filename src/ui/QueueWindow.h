@@ -1,14 +1,21 @@
 // The main window: puts the list, the bars and the menus together.
 #pragma once
 
+#include <memory>
+
 #include <QMainWindow>
+#include <QPointer>
 #include <QStackedLayout>
 #include <QVBoxLayout>
 
 #include "input/Pasteboard.h"
 #include "rows/RowsModel.h"
 #include "ui/Actions.h"
+#include "ui/EmptyNote.h"
+#include "ui/FreeSpace.h"
+#include "ui/Hints.h"
 #include "ui/MainToolBar.h"
+#include "ui/ManualWindow.h"
 #include "ui/QueueView.h"
 #include "ui/RowCommands.h"
 #include "ui/SearchField.h"
@@ -16,16 +23,21 @@
 
 namespace tarvo {
 
+class SelectionCommands;
+
 /// Main thread. Draws and passes clicks on; what happens then is decided by the queue.
 class QueueWindow final : public QMainWindow {
     Q_OBJECT
 
 public:
     explicit QueueWindow(const WindowEnvironment& environment);
+    ~QueueWindow() override;
 
     Actions& actions() { return *m_actions; }
 
     QueueView& list() { return *m_list; }
+
+    Hints& hints() { return m_hints; }
 
     /// The jobs of the selected rows, in their order.
     std::vector<QueueController::Job> selectedJobs() const { return m_list->selectedJobs(); }
@@ -41,6 +53,12 @@ protected:
 private:
     void placeParts();
     void connectActions();
+    void showListOrNote();
+    void followAdded();
+    void showAdded(const std::vector<QueueController::Job>& jobs);
+    void rename();
+    void showManual();
+    void showAbout();
 
     const WindowEnvironment m_environment;
     QueueController& m_queue;
@@ -50,8 +68,16 @@ private:
     QueueView* m_list;
     SearchField* m_search;
     RowCommands m_rowCommands;
-    QVBoxLayout* m_bars;     // above the list
-    QStackedLayout* m_stack; // the list, or what stands in its place while it is empty
+    EmptyNote* m_empty;
+    HintBar* m_hintBar;
+    FreeSpace m_freeSpace;
+    Hints m_hints;
+    std::unique_ptr<SelectionCommands> m_selectionCommands;
+    QPointer<ManualWindow> m_manual;
+    std::size_t m_jobsShown = 0;
+    std::vector<QueueController::Job> m_added; // since the last turn
+    QVBoxLayout* m_bars;                       // above the list
+    QStackedLayout* m_stack;                   // the list, or what stands in its place while it is empty
 };
 
 } // namespace tarvo

@@ -31,6 +31,7 @@ std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& que
     const WindowEnvironment environment{queue, jobs, m_defaults, m_alerts, m_homeFolder};
     auto main = std::make_unique<MainWindowController>(environment);
     m_window = &main->window();
+    m_alerts.setWindow(m_window);
     auto* closing =
         new WindowClosing(*m_window, environment, m_notices, [this] { return m_presence.isInTray(); });
     new SessionEnd(queue, m_window);

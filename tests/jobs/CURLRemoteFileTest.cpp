@@ -1,4 +1,5 @@
 // Whole downloads against a server that behaves, and the rules of names, bundles and restoring.
+#include "jobs/RenameJob.h"
 #include "storage/ProgressFile.h"
 #include "support/JobTest.h"
 #include "support/Text.h"
@@ -306,6 +307,12 @@ TEST_P(MovedBundle, GoesOnWhereItIsAndAfterAFailureWhereItWas) {
     ASSERT_TRUE(job->moveBundleTo(elsewhere.path()));
     EXPECT_FALSE(Disk::exists(source));
     EXPECT_EQ(job->activeFile(), target);
+    elsewhere.write("taken.bin", "mine");
+    EXPECT_FALSE(renameJob(*job, "taken.bin"));
+    EXPECT_FALSE(renameJob(*job, "..."));
+    ASSERT_TRUE(renameJob(*job, "re:named.bin")); // and back, for what follows
+    EXPECT_EQ(job->activeFile(), elsewhere.path("re_named.bin.trdownload"));
+    ASSERT_TRUE(renameJob(*job, "sample.bin"));
     EXPECT_LE(statusOf(target + "/data").st_blocks, blocks);
     EXPECT_LT(blocks * 512, kSize);
     const auto intruder = CURLRemoteFile::fromBundleFile(target, harness.environment);

@@ -37,13 +37,15 @@ public:
 
     void presentError(const Error& error) override { errors.push_back(error); }
 
-    std::size_t runAlert(const std::string&, const std::string&, const std::vector<std::string>&) override {
+    std::size_t runAlert(const std::string&, const std::string& text,
+                         const std::vector<std::string>&) override {
+        asked = text;
         return button;
     }
 
-    std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion& asked) override {
+    std::optional<AuthenticationAnswer> promptAuthentication(const AuthenticationQuestion& wanted) override {
         ++prompts;
-        askedFor = asked.service;
+        askedFor = wanted.service;
         if (whileAsked) {
             QTimer::singleShot(0, &question, whileAsked);
             QTimer::singleShot(10s, &question, &QEventLoop::quit); // a test that fails ends, too
@@ -63,6 +65,7 @@ public:
     std::atomic<int> pagesOpened{0};
     std::vector<Error> errors;
     std::size_t button = 0;
+    std::string asked;
     int answersGiven = 0;
     int prompts = 0;
     std::string askedFor;
@@ -339,6 +342,8 @@ TEST_F(QueueControllerTest, DataIsRemovedOnlyAfterTheQuestion) {
     }
     queue.button = 1;
     controller.removeWithData(rows({0, 1}));
+    EXPECT_EQ(queue.asked, "Existing data will be removed. This cannot be undone.\n\n"
+                           "This deletes 2 downloads from the disk:\n• a\n• b");
     EXPECT_EQ(controller.remoteFiles().content().size(), 2u);
     queue.button = 0;
     controller.removeWithData(rows({0, 1}));

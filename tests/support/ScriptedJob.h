@@ -70,9 +70,13 @@ public:
 
     std::int64_t userRequestedPartitions() const override { return connections; }
 
+    void setUserRequestedPartitions(std::int64_t asked) override { connections = asked; }
+
     std::int64_t activeConnections() const override { return connections; }
 
     bool supportsRecovery() const override { return true; }
+
+    bool supportsRenaming() const override { return isAtRest(); }
 
     bool isRetryable() const override { return retryable; }
 

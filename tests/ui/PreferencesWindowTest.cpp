@@ -98,7 +98,8 @@ TEST_F(PreferencesWindowTest, QuittingByItselfShowsTheProgramInOnePlaceAndOtherC
 TEST_F(PreferencesWindowTest, EverySettingIsEitherHereOrTheProgramsOwn) {
     using namespace SettingKey;
     std::set<std::string> known = settingsOfTheProgram();
-    known.insert({std::string(kDefaultDirectoryBookmark),            // stored with the folder
+    known.insert({std::string(kHintsSwitchedOff),                    // by the hints themselves
+                  std::string(kDefaultDirectoryBookmark),            // stored with the folder
                   std::string(kNeverRemindMeToRateThisAwesomeApp)}); // there is no such notice
     for (const auto& preference : preferences())
         known.emplace(preference.key);

@@ -1,0 +1,181 @@
+// The main window over a whole queue: its questions and errors, what is pasted, where it comes back.
+#include "ui/MainWindowController.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <gtest/gtest.h>
+
+#include "support/JobHarness.h"
+#include "support/ScriptedJob.h"
+#include "support/UnattendedQueue.h"
+#include "ui/AlertDialogs.h"
+
+namespace tarvo {
+namespace {
+
+/// Asks and tells in windows.
+class QueueWithAlerts final : public test::UnattendedQueue {
+public:
+    using UnattendedQueue::UnattendedQueue;
+
+    void presentError(const Error& error) override { alerts.presentError(error); }
+
+    std::size_t runAlert(const std::string& message, const std::string& informativeText,
+                         const std::vector<std::string>& buttons) override {
+        return alerts.runAlert(message, informativeText, buttons);
+    }
+
+    void cancelAlerts() override { alerts.cancelAlerts(); }
+
+    AlertDialogs alerts;
+};
+
+class QueueWindowTest : public ::testing::Test {
+protected:
+    QueueWindowTest() {
+        qputenv("XDG_STATE_HOME", QByteArray::fromStdString(harness.folder.path("state")));
+        harness.defaults.setForThisRun(SettingKey::kSkipAddSheetForNewDownloads, true);
+        QObject::connect(&queue.controller, &QueueController::ended, [this] { hasEnded = true; });
+        main = std::make_unique<MainWindowController>(WindowEnvironment{
+            queue.controller, harness.environment, harness.defaults, queue.alerts, harness.folder.path()});
+        queue.alerts.setWindow(&main->window());
+        main->bringToFront();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&main->window()));
+    }
+
+    ~QueueWindowTest() override {
+        queue.controller.quit();
+        EXPECT_TRUE(test::turnUntil([&] { return hasEnded; }));
+    }
+
+    std::shared_ptr<test::ScriptedJob> add(const std::string& name) {
+        auto job = test::ScriptedJob::create(harness.environment, "http://127.0.0.1/" + name);
+        job->remove = [this]() -> std::optional<Error> {
+            ++removed;
+            return std::nullopt;
+        };
+        EXPECT_TRUE(queue.controller.addDownloads({job}));
+        QCoreApplication::processEvents();
+        return job;
+    }
+
+    /// Does something once a question is open, in its own loop.
+    static void whileAsked(const std::function<void(QMessageBox& question)>& act) {
+        QTimer::singleShot(0, qApp, [act] {
+            auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            ASSERT_NE(question, nullptr);
+            act(*question);
+        });
+    }
+
+    static void press(const QMessageBox& question, const QString& label) {
+        for (auto* button : question.buttons()) {
+            if (button->text() == label)
+                button->click();
+        }
+    }
+
+    std::size_t jobCount() { return queue.controller.remoteFiles().content().size(); }
+
+    test::JobHarness harness;
+    std::atomic<int> removed{0};
+    bool hasEnded = false;
+    QueueWithAlerts queue{harness.environment, nullptr, kRetryDelay};
+    std::unique_ptr<MainWindowController> main;
+};
+
+TEST_F(QueueWindowTest, RemovingWithDataAsksAndNamesWhatGoes) {
+    add("first.iso");
+    auto& window = main->window();
+    EXPECT_EQ(window.selectedJobs().size(), 1u) << "what was just added";
+    whileAsked([&](const QMessageBox& question) {
+        EXPECT_EQ(question.text(), "Remove Data?");
+        EXPECT_TRUE(question.informativeText().endsWith("• first.iso"));
+        // Everything else goes on meanwhile.
+        std::atomic<bool> isServed{false};
+        harness.workers.async([&] { Runloop::runOnMainAndWait([&] { isServed = true; }); });
+        EXPECT_TRUE(test::turnUntil([&] { return isServed.load(); }));
+        press(question, "Cancel");
+    });
+    window.actions().removeWithData->trigger();
+    EXPECT_EQ(jobCount(), 1u);
+    whileAsked([](const QMessageBox& question) { press(question, "OK"); });
+    window.actions().removeWithData->trigger();
+    EXPECT_EQ(jobCount(), 0u);
+    EXPECT_TRUE(test::turnUntil([&] { return removed == 1; }));
+}
+
+TEST_F(QueueWindowTest, QuittingEndsAnOpenQuestionWithItsHarmlessAnswer) {
+    add("kept.iso");
+    whileAsked([&](const QMessageBox&) { queue.controller.quit(); });
+    main->window().actions().removeWithData->trigger();
+    EXPECT_EQ(jobCount(), 1u);
+    EXPECT_EQ(queue.alerts.runAlert("Reset Settings?", "", {"Reset", "Cancel", "Email Support"}), 1u);
+    EXPECT_TRUE(test::turnUntil([&] { return hasEnded; }));
+    EXPECT_EQ(removed, 0);
+}
+
+TEST_F(QueueWindowTest, ErrorsComeInOneListThatFillsWhileItIsOpen) {
+    for (const char* sentence : {"one", "two", "two", "three"})
+        queue.alerts.presentError(Error::tarvo(sentence));
+    const auto lists = main->window().findChildren<ErrorList*>();
+    ASSERT_EQ(lists.size(), 1);
+    EXPECT_EQ(lists[0]->findChild<QPlainTextEdit*>()->toPlainText(), "one\ntwo (2 times)\nthree");
+    lists[0]->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    queue.alerts.presentError(Error::tarvo("later"));
+    const auto* fresh = main->window().findChild<ErrorList*>();
+    ASSERT_NE(fresh, nullptr);
+    EXPECT_EQ(fresh->findChild<QPlainTextEdit*>()->toPlainText(), "later");
+}
+
+TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
+    QApplication::clipboard()->setText("http://127.0.0.1/a\nhttp://127.0.0.1/b");
+    auto& window = main->window();
+    QTest::keyClick(&window, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(jobCount(), 2u);
+    QApplication::clipboard()->setText("http://127.0.0.1/c");
+    window.actions().find->trigger();
+    auto* field = qobject_cast<QLineEdit*>(window.focusWidget());
+    ASSERT_NE(field, nullptr);
+    QTest::keyClick(field, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(field->text(), "http://127.0.0.1/c");
+    QTest::keyClick(field, Qt::Key_Delete, Qt::ShiftModifier); // no command on rows there
+    EXPECT_EQ(jobCount(), 2u);
+}
+
+TEST_F(QueueWindowTest, CommandsFollowTheSelectionAndTheStates) {
+    const auto job = add("a");
+    auto& actions = main->window().actions();
+    job->setCurrentState(rf_state_failed);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(actions.resume->isEnabled());
+    EXPECT_TRUE(actions.reload->isEnabled());
+    main->window().list().clearSelection();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(actions.reload->isEnabled());
+    EXPECT_TRUE(actions.startPause->isEnabled());
+}
+
+TEST_F(QueueWindowTest, ComesBackAsItWasAndOnTheScreen) {
+    auto& window = main->window();
+    const QSize size(777, 444);
+    window.resize(size);
+    window.move(20'000, 20'000);
+    window.actions().filters->actions().at(3)->trigger();
+    main.reset();
+    main = std::make_unique<MainWindowController>(WindowEnvironment{
+        queue.controller, harness.environment, harness.defaults, queue.alerts, harness.folder.path()});
+    auto& again = main->window();
+    again.show();
+    EXPECT_EQ(again.size(), size);
+    EXPECT_TRUE(again.screen()->availableGeometry().intersects(again.frameGeometry()));
+    EXPECT_EQ(again.actions().filters->checkedAction(), again.actions().filters->actions().at(3));
+}
+
+} // namespace
+} // namespace tarvo
