@@ -37,6 +37,7 @@ EmptyNote::EmptyNote(const Actions& actions, QWidget* parent)
     rows->addWidget(m_add, 0, Qt::AlignHCenter);
     rows->addWidget(m_showAll, 0, Qt::AlignHCenter);
     rows->addStretch();
+    setFocusPolicy(Qt::StrongFocus); // with no field in its way, links can be pasted at once
     connect(m_add, &QPushButton::clicked, actions.add, &QAction::trigger);
     connect(m_showAll, &QPushButton::clicked, this, &EmptyNote::wantsAll);
     setReason(Reason::queueIsEmpty);

@@ -41,8 +41,8 @@ QueueWindow::QueueWindow(const WindowEnvironment& environment)
     m_selectionCommands = std::make_unique<SelectionCommands>(environment, *m_actions, *m_list,
                                                               [this] { return selectedJobs(); });
     new JobPanels(m_queue.remoteFiles(), *m_rows, *m_list, *m_actions, m_environment.jobs.clock, *this);
-    m_list->setFocus();
     showListOrNote();
+    m_stack->currentWidget()->setFocus();
     m_jobsShown = m_queue.remoteFiles().content().size();
 }
 
@@ -91,8 +91,8 @@ void QueueWindow::showListOrNote() {
     const auto* focus = focusWidget();
     const bool wasHere = !focus || focus == m_list || m_empty->isAncestorOf(focus);
     m_stack->setCurrentWidget(hasRows ? static_cast<QWidget*>(m_list) : m_empty);
-    if (hasRows && wasHere)
-        m_list->setFocus();
+    if (wasHere)
+        m_stack->currentWidget()->setFocus();
 }
 
 /// What is added comes at the end of the queue; its rows are there on the next turn.

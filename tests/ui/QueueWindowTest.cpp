@@ -101,7 +101,7 @@ TEST_F(QueueWindowTest, RemovingWithDataAsksAndNamesWhatGoes) {
         EXPECT_TRUE(test::turnUntil([&] { return isServed.load(); }));
         press(question, "Cancel");
     });
-    window.actions().removeWithData->trigger();
+    QTest::keyClick(window.focusWidget(), Qt::Key_Delete, Qt::ShiftModifier); // the list has the focus
     EXPECT_EQ(jobCount(), 1u);
     whileAsked([](const QMessageBox& question) { press(question, "OK"); });
     window.actions().removeWithData->trigger();
@@ -136,7 +136,8 @@ TEST_F(QueueWindowTest, ErrorsComeInOneListThatFillsWhileItIsOpen) {
 TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
     QApplication::clipboard()->setText("http://127.0.0.1/a\nhttp://127.0.0.1/b");
     auto& window = main->window();
-    QTest::keyClick(&window, Qt::Key_V, Qt::ControlModifier);
+    ASSERT_NE(window.focusWidget(), nullptr);
+    QTest::keyClick(window.focusWidget(), Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(jobCount(), 2u);
     QApplication::clipboard()->setText("http://127.0.0.1/c");
     window.actions().find->trigger();
