@@ -10,6 +10,9 @@ RowsFeed::RowsFeed(RowsModel& model, RemoteFilesArrayController& queue, std::fun
     : m_model(model), m_queue(queue), m_inSight(std::move(inSight)) {
     m_words.setInterval(std::chrono::seconds(1));
     connect(&m_words, &QTimer::timeout, this, &RowsFeed::refreshWords);
+    m_nextTurn.setSingleShot(true);
+    m_nextTurn.setInterval(std::chrono::milliseconds(0));
+    connect(&m_nextTurn, &QTimer::timeout, this, [this] { tellChanged(std::exchange(m_otherStates, {})); });
 }
 
 void RowsFeed::setVisible(bool isVisible) {
@@ -19,6 +22,8 @@ void RowsFeed::setVisible(bool isVisible) {
     m_model.forgetStatus();
     if (!isVisible) {
         m_words.stop();
+        m_nextTurn.stop();
+        m_otherStates.clear();
         m_queue.disconnect(this);
         return;
     }
@@ -57,7 +62,9 @@ void RowsFeed::tellChanged(const std::vector<std::shared_ptr<RemoteFile>>& jobs)
 
 void RowsFeed::tellState(const std::shared_ptr<RemoteFile>& job) {
     m_model.forgetStatus(*job);
-    tellChanged({job});
+    m_otherStates.push_back(job); // thousands may be stopped at once
+    if (!m_nextTurn.isActive())
+        m_nextTurn.start();
 }
 
 } // namespace tarvo

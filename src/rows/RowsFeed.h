@@ -21,8 +21,8 @@ struct RowRange {
     bool contains(int row) const { return row >= first && row <= last; }
 };
 
-/// Main thread. Bars follow within 250 ms, states at once, the words of what runs or will be tried again once
-/// a second.
+/// Main thread. Bars follow within 250 ms, states on the next turn, the words of what runs or will be tried
+/// again once a second.
 class RowsFeed final : public QObject {
     Q_OBJECT
 
@@ -45,6 +45,8 @@ private:
     RemoteFilesArrayController& m_queue;
     const std::function<RowRange()> m_inSight;
     QTimer m_words;
+    std::vector<std::shared_ptr<RemoteFile>> m_otherStates; // told on the next turn, all together
+    QTimer m_nextTurn;
 };
 
 } // namespace tarvo
