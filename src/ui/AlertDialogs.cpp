@@ -29,6 +29,7 @@ std::size_t AlertDialogs::runAlert(const std::string& message, const std::string
     box.setTextFormat(Qt::PlainText);
     box.setInformativeText(QString::fromStdString(informativeText));
     std::vector<QPushButton*> made;
+    made.reserve(buttons.size());
     for (const auto& label : buttons)
         made.push_back(box.addButton(QString::fromStdString(label), QMessageBox::ActionRole));
     box.setDefaultButton(made[harmless]);

@@ -12,7 +12,6 @@
 #include "base/Disk.h"
 #include "base/Localized.h"
 #include "base/Runloop.h"
-#include "rows/OpenRules.h"
 
 namespace tarvo {
 
@@ -69,19 +68,20 @@ void FileOpener::open(const std::vector<std::string>& files) {
     Runloop::assertMain();
     for (const auto& file : files) {
         onWorker([this, file]() -> std::function<void()> {
-            switch (howToOpen(kindOf(file))) {
-            case Opening::open:
-                return [this, file] { openNow(file); };
-            case Opening::missing:
-                return [this, file] { m_alerts.presentError(notOpened(file, "tr.open.missing")); };
-            case Opening::showOnly:
-                break;
-            }
-            return [this, file] {
-                showInFolder({file});
-                m_alerts.presentError(notOpened(file, "tr.open.program"));
-            };
+            return [this, file, opening = howToOpen(kindOf(file))] { openAs(opening, file); };
         });
+    }
+}
+
+void FileOpener::openAs(Opening opening, const std::string& file) {
+    switch (opening) {
+    case Opening::open:
+        return openNow(file);
+    case Opening::missing:
+        return m_alerts.presentError(notOpened(file, "tr.open.missing"));
+    case Opening::showOnly:
+        showInFolder({file});
+        return m_alerts.presentError(notOpened(file, "tr.open.program"));
     }
 }
 

@@ -10,6 +10,7 @@
 #include "base/WorkQueue.h"
 #include "platform/DesktopBus.h"
 #include "queue/AlertPresenter.h"
+#include "rows/OpenRules.h"
 
 namespace tarvo {
 
@@ -32,6 +33,7 @@ public:
     void openFolder(const std::string& folder);
 
 private:
+    void openAs(Opening opening, const std::string& file);
     void openNow(const std::string& file);
     void askFileManager(const std::vector<std::string>& paths);
     void onWorker(std::function<std::function<void()>()> task);

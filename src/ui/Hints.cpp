@@ -17,7 +17,7 @@ constexpr int kAskForLinksMs = 3'000;
 } // namespace
 
 Hints::Hints(const WindowEnvironment& environment, Actions& actions, const FreeSpace& freeSpace, HintBar& bar)
-    : m_environment(environment), m_actions(actions), m_freeSpace(freeSpace), m_bar(bar), m_links(nullptr) {
+    : m_environment(environment), m_actions(actions), m_freeSpace(freeSpace), m_bar(bar) {
     Runloop::assertMain();
     connect(&m_freeSpace, &FreeSpace::told, this, &Hints::lookAtSpace);
     connect(&m_bar, &HintBar::wanted, this, &Hints::act);

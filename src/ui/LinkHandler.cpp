@@ -1,5 +1,7 @@
 #include "ui/LinkHandler.h"
 
+#include <utility>
+
 #include <QStandardPaths>
 
 #include "base/Runloop.h"
@@ -15,6 +17,17 @@ QStringList linksOfTarvo(const char* verb) {
 }
 
 } // namespace
+
+LinkHandler::LinkHandler() {
+    Runloop::assertMain();
+    connect(&m_process, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
+        end(code == 0 && status == QProcess::NormalExit);
+    });
+    connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) // the others end it, too
+            end(false);
+    });
+}
 
 bool LinkHandler::canBeThisProgram() {
     return !QStandardPaths::locate(QStandardPaths::ApplicationsLocation, kDesktopFile).isEmpty();
@@ -33,22 +46,19 @@ void LinkHandler::takeLinks(const std::function<void(bool taken)>& answered) {
     run(linksOfTarvo("set") << kDesktopFile, [answered](bool well, const QString&) { answered(well); });
 }
 
-void LinkHandler::run(const QStringList& arguments,
-                      const std::function<void(bool well, const QString& output)>& ended) {
-    auto* process = new QProcess(this);
-    connect(process, &QProcess::finished, this, [process, ended](int code, QProcess::ExitStatus status) {
-        ended(code == 0 && status == QProcess::NormalExit,
-              QString::fromUtf8(process->readAllStandardOutput()));
-        process->deleteLater();
-    });
-    connect(process, &QProcess::errorOccurred, this, [process, ended](QProcess::ProcessError error) {
-        if (error != QProcess::FailedToStart)
-            return; // it ends, too
-        ended(false, {});
-        process->deleteLater();
-    });
-    process->start(QStringLiteral("xdg-settings"), arguments);
-    process->closeWriteChannel();
+/// One at a time: what is asked for while another runs is dropped.
+void LinkHandler::run(const QStringList& arguments, Ended ended) {
+    if (m_process.state() != QProcess::NotRunning)
+        return;
+    m_ended = std::move(ended);
+    m_process.start(QStringLiteral("xdg-settings"), arguments);
+    m_process.closeWriteChannel();
+}
+
+void LinkHandler::end(bool well) {
+    const QString output = QString::fromUtf8(m_process.readAllStandardOutput());
+    if (const Ended ended = std::exchange(m_ended, nullptr))
+        ended(well, output);
 }
 
 } // namespace tarvo

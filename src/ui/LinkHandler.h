@@ -14,7 +14,7 @@ class LinkHandler final : public QObject {
     Q_OBJECT
 
 public:
-    using QObject::QObject;
+    LinkHandler();
 
     /// Whether a desktop file of the program is installed: without one it can't be chosen.
     static bool canBeThisProgram();
@@ -26,8 +26,13 @@ public:
     void takeLinks(const std::function<void(bool taken)>& answered);
 
 private:
-    void run(const QStringList& arguments,
-             const std::function<void(bool well, const QString& output)>& ended);
+    using Ended = std::function<void(bool well, const QString& output)>;
+
+    void run(const QStringList& arguments, Ended ended);
+    void end(bool well);
+
+    QProcess m_process;
+    Ended m_ended; // of what runs
 };
 
 } // namespace tarvo

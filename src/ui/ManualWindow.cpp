@@ -14,7 +14,6 @@ ManualWindow::ManualWindow(QWidget* parent)
     : QDialog(parent), m_text(new QPlainTextEdit(this)), m_man(new QProcess(this)) {
     Runloop::assertMain();
     setWindowTitle(text("tr.manual.title"));
-    setAttribute(Qt::WA_DeleteOnClose);
     resize(720, 560);
     m_text->setReadOnly(true);
     m_text->setTabChangesFocus(true);

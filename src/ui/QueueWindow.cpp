@@ -7,7 +7,6 @@
 #include <QDragEnterEvent>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QTimer>
 
 #include "base/Runloop.h"
 #include "input/TRPasteboardExtractor.h"
@@ -74,6 +73,9 @@ void QueueWindow::connectActions() {
     connect(m_rows, &QAbstractItemModel::rowsInserted, this, &QueueWindow::showListOrNote);
     connect(m_rows, &QAbstractItemModel::rowsRemoved, this, &QueueWindow::showListOrNote);
     connect(m_rows, &QAbstractItemModel::modelReset, this, &QueueWindow::showListOrNote);
+    m_nextTurn.setSingleShot(true);
+    m_nextTurn.setInterval(0);
+    connect(&m_nextTurn, &QTimer::timeout, this, [this] { showAdded(std::exchange(m_added, {})); });
     connect(&m_queue.remoteFiles(), &RemoteFilesArrayController::contentArraySizeChanged, this,
             &QueueWindow::followAdded);
     connect(m_empty, &EmptyNote::wantsAll, this, [this] {
@@ -102,7 +104,7 @@ void QueueWindow::followAdded() {
         return;
     const auto jobs = m_queue.remoteFiles().contentAsArray();
     m_added.insert(m_added.end(), jobs.begin() + static_cast<std::ptrdiff_t>(before), jobs.end());
-    QTimer::singleShot(0, this, [this] { showAdded(std::exchange(m_added, {})); });
+    m_nextTurn.start();
 }
 
 /// They are selected if no row is; the focus stays where it is.

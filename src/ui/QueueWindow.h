@@ -4,8 +4,8 @@
 #include <memory>
 
 #include <QMainWindow>
-#include <QPointer>
 #include <QStackedLayout>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include "input/Pasteboard.h"
@@ -73,11 +73,12 @@ private:
     FreeSpace m_freeSpace;
     Hints m_hints;
     std::unique_ptr<SelectionCommands> m_selectionCommands;
-    QPointer<ManualWindow> m_manual;
+    ManualWindow* m_manual = nullptr;
     std::size_t m_jobsShown = 0;
     std::vector<QueueController::Job> m_added; // since the last turn
-    QVBoxLayout* m_bars;                       // above the list
-    QStackedLayout* m_stack;                   // the list, or what stands in its place while it is empty
+    QTimer m_nextTurn;
+    QVBoxLayout* m_bars;     // above the list
+    QStackedLayout* m_stack; // the list, or what stands in its place while it is empty
 };
 
 } // namespace tarvo

@@ -6,7 +6,6 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTimer>
 #include <gtest/gtest.h>
 
 #include "support/JobHarness.h"
@@ -36,6 +35,8 @@ public:
 
 class QueueWindowTest : public ::testing::Test {
 protected:
+    using Jobs = std::vector<QueueController::Job>;
+
     QueueWindowTest() {
         qputenv("XDG_STATE_HOME", QByteArray::fromStdString(harness.folder.path("state")));
         harness.defaults.setForThisRun(SettingKey::kSkipAddSheetForNewDownloads, true);
@@ -59,13 +60,17 @@ protected:
             return std::nullopt;
         };
         EXPECT_TRUE(queue.controller.addDownloads({job}));
-        QCoreApplication::processEvents();
+        // What was just added is selected, and the commands follow that.
+        EXPECT_TRUE(test::turnUntil([&] { return actions().remove->isEnabled(); }));
+        EXPECT_EQ(main->window().selectedJobs(), Jobs({job}));
         return job;
     }
 
+    Actions& actions() { return main->window().actions(); }
+
     /// Does something once a question is open, in its own loop.
     static void whileAsked(const std::function<void(QMessageBox& question)>& act) {
-        QTimer::singleShot(0, qApp, [act] {
+        Runloop::runOnNextTurn([act] {
             auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
             ASSERT_NE(question, nullptr);
             act(*question);
@@ -91,7 +96,6 @@ protected:
 TEST_F(QueueWindowTest, RemovingWithDataAsksAndNamesWhatGoes) {
     add("first.iso");
     auto& window = main->window();
-    EXPECT_EQ(window.selectedJobs().size(), 1u) << "what was just added";
     whileAsked([&](const QMessageBox& question) {
         EXPECT_EQ(question.text(), "Remove Data?");
         EXPECT_TRUE(question.informativeText().endsWith("• first.iso"));
@@ -151,15 +155,12 @@ TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
 
 TEST_F(QueueWindowTest, CommandsFollowTheSelectionAndTheStates) {
     const auto job = add("a");
-    auto& actions = main->window().actions();
     job->setCurrentState(rf_state_failed);
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(actions.resume->isEnabled());
-    EXPECT_TRUE(actions.reload->isEnabled());
+    EXPECT_TRUE(test::turnUntil([&] { return !actions().resume->isEnabled(); }));
+    EXPECT_TRUE(actions().reload->isEnabled());
     main->window().list().clearSelection();
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(actions.reload->isEnabled());
-    EXPECT_TRUE(actions.startPause->isEnabled());
+    EXPECT_TRUE(test::turnUntil([&] { return !actions().reload->isEnabled(); }));
+    EXPECT_TRUE(actions().startPause->isEnabled());
 }
 
 TEST_F(QueueWindowTest, ComesBackAsItWasAndOnTheScreen) {
