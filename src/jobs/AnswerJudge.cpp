@@ -55,18 +55,15 @@ bool announcesWrongLength(const CurlDownloader& downloader, const std::string& k
     return actual != expected;
 }
 
-std::optional<Error> firstErrorOf(const std::vector<std::shared_ptr<CurlDownloader>>& ended,
-                                  std::int64_t fileSize) {
-    for (const auto& downloader : ended) {
-        // The server's own refusal says more than the write error by which its text was turned away.
-        if (downloader->isAnsweredByWeb() && downloader->segment().httpCode() >= 400)
-            return httpStatusError(downloader->segment().httpCode());
-        if (auto problem = downloader->segment().error())
-            return problem;
-        if (downloader->isAnsweredByWeb() && !asksForRange(*downloader) &&
-            judgeWholeAnswer(headOf(*downloader), fileSize) != RangeVerdict::accepted)
-            return unexpectedSegmentSize();
-    }
+std::optional<Error> errorOf(const CurlDownloader& ended, std::int64_t fileSize) {
+    // The server's own refusal says more than the write error by which its text was turned away.
+    if (ended.isAnsweredByWeb() && ended.segment().httpCode() >= 400)
+        return httpStatusError(ended.segment().httpCode());
+    if (auto problem = ended.segment().error())
+        return problem;
+    if (ended.isAnsweredByWeb() && !asksForRange(ended) &&
+        judgeWholeAnswer(headOf(ended), fileSize) != RangeVerdict::accepted)
+        return unexpectedSegmentSize();
     return std::nullopt;
 }
 

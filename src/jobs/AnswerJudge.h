@@ -3,10 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "engine/transfer/CurlDownloader.h"
 #include "engine/transfer/RangeAnswer.h"
@@ -30,8 +28,7 @@ RangeVerdict judgeBlock(const CurlDownloader& downloader, std::size_t count, std
 /// Whether the header announces a body of another length than that of the part that was asked for.
 bool announcesWrongLength(const CurlDownloader& downloader, const std::string& key, const std::string& value);
 
-/// What the connections of one loop have failed with: the first error in their order. Once they have ended.
-std::optional<Error> firstErrorOf(const std::vector<std::shared_ptr<CurlDownloader>>& ended,
-                                  std::int64_t fileSize);
+/// What a connection has failed with. Once it has ended.
+std::optional<Error> errorOf(const CurlDownloader& ended, std::int64_t fileSize);
 
 } // namespace tarvo

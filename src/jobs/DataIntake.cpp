@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace tarvo {
 
@@ -158,24 +159,27 @@ DataIntake::Taken DataIntake::take(const CurlDownloader& downloader, std::span<c
         return {}; // this connection's failure alone, told when the loop has ended
     if (verdict == RangeVerdict::accepted && offset == 0 && !asksForRange(downloader))
         state->expected.validator = downloader.validator(); // what comes is of this answer alone
+    Taken taken{.consumed = static_cast<std::int64_t>(data.size())};
     std::optional<Error> fault;
     if (verdict == RangeVerdict::accepted)
-        fault = takeBlock(*state, downloader.segment().request(), data, offset);
+        fault = takeBlock(*state, downloader.segment().request(), data, offset, taken.known);
     else
         fault = verdict == RangeVerdict::changed ? changedOnServer() : unexpectedSegmentSize();
+    taken.announces = !fault && isAnnouncementDue(*state);
     if (!fault)
-        return {static_cast<std::int64_t>(data.size()), isAnnouncementDue(*state)};
+        return taken;
     state->refusal =
         std::move(fault); // the job fails once the loop has ended and what is good has been saved
     return {.consumed = -1};
 }
 
 std::optional<Error> DataIntake::takeBlock(State& state, const CurlRequest& request,
-                                           std::span<const char> data, std::int64_t offset) {
+                                           std::span<const char> data, std::int64_t offset,
+                                           std::int64_t& known) {
     if (Disk::lengthOf(state.file->descriptor()) < state.dataEnd)
         return dataFileShrank(state.path);
     const auto size = static_cast<std::int64_t>(data.size());
-    const std::int64_t known = std::clamp<std::int64_t>(request.compareBelow - offset, 0, size);
+    known = std::clamp<std::int64_t>(request.compareBelow - offset, 0, size);
     if (known > 0) {
         if (auto problem =
                 compareBlock(*state.file, state.path, data.first(static_cast<std::size_t>(known)), offset))
@@ -185,7 +189,39 @@ std::optional<Error> DataIntake::takeBlock(State& state, const CurlRequest& requ
     }
     if (known == size)
         return std::nullopt;
-    return writeBlock(state, data.subspan(static_cast<std::size_t>(known)), offset + known);
+    const auto fresh = data.subspan(static_cast<std::size_t>(known));
+    return request.isRepeated ? takeRepeated(state, fresh, offset + known, known)
+                              : writeBlock(state, fresh, offset + known);
+}
+
+/// Of two that bring the same bytes the first counts; what the second one brings must be the same.
+std::optional<Error> DataIntake::takeRepeated(State& state, std::span<const char> data, std::int64_t offset,
+                                              std::int64_t& known) {
+    const std::int64_t end = offset + static_cast<std::int64_t>(data.size());
+    std::int64_t next = offset;
+    const auto upTo = [&](std::int64_t to) {
+        const auto part =
+            data.subspan(static_cast<std::size_t>(next - offset), static_cast<std::size_t>(to - next));
+        return std::pair(part, std::exchange(next, to));
+    };
+    for (const auto& hole : state.record->readoutHoles()) {
+        if (hole->upperBound <= next || hole->lowerBound >= end)
+            continue;
+        if (hole->lowerBound > next) {
+            const auto [part, at] = upTo(hole->lowerBound);
+            known += static_cast<std::int64_t>(part.size());
+            if (auto problem = compareBlock(*state.file, state.path, part, at))
+                return problem;
+        }
+        const auto [part, at] = upTo(std::min(hole->upperBound, end));
+        if (auto problem = writeBlock(state, part, at))
+            return problem;
+    }
+    if (next == end)
+        return std::nullopt;
+    known += end - next;
+    const auto [part, at] = upTo(end);
+    return compareBlock(*state.file, state.path, part, at);
 }
 
 std::optional<Error> DataIntake::writeBlock(State& state, std::span<const char> data, std::int64_t offset) {

@@ -47,6 +47,7 @@ public:
     struct Taken {
         std::int64_t consumed = 0; ///< all of it; 0: refused; -1: it has made the download fail
         bool announces = false;    ///< observers have not been told for a while
+        std::int64_t known = 0;    ///< what of it was there before, and is the same
     };
 
     /// `disk` and `clock` outlive it.
@@ -124,8 +125,11 @@ private:
         std::shared_ptr<WriteBehind> writeBehind; // while blocks come
     };
 
+    /// Adds to `known` what was there before.
     std::optional<Error> takeBlock(State& state, const CurlRequest& request, std::span<const char> data,
-                                   std::int64_t offset);
+                                   std::int64_t offset, std::int64_t& known);
+    std::optional<Error> takeRepeated(State& state, std::span<const char> data, std::int64_t offset,
+                                      std::int64_t& known);
     std::optional<Error> writeBlock(State& state, std::span<const char> data, std::int64_t offset);
     bool isAnnouncementDue(State& state) const;
 

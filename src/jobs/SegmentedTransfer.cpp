@@ -4,6 +4,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Readable.h"
+#include "base/Settings.h"
 #include "engine/transfer/LiveCurlSegment.h"
 #include "jobs/FileFinalizer.h"
 #include "jobs/JobErrors.h"
@@ -79,18 +80,30 @@ Result<void> SegmentedTransfer::runLoops() {
 }
 
 Result<void> SegmentedTransfer::runLoop() {
-    const auto loop = startLoop();
+    const auto mediator = makeMediator();
+    const auto loop = startLoop(mediator);
     loop->downloadAndBlock();
     m_control.lock()->loop.reset();
-    const auto ended = loop->downloaders();
-    if (!ended.empty())
-        m_lastPart = ended.back();
+    if (auto part = mediator->lastPart())
+        m_lastPart = std::move(part);
     const DataSnapshot data = m_parts.intake->snapshot();
     if (data.refusal)
         return failure(*data.refusal);
-    if (const auto problem = firstErrorOf(ended, data.fileSize))
+    // What others have brought in its stead is no failure of the one that was to bring it.
+    const bool isWhole = data.record->data->isComplete();
+    if (const auto problem = mediator->failure(); problem && !isWhole)
         return failure(*problem);
     return {};
+}
+
+std::shared_ptr<ConnectionMediator> SegmentedTransfer::makeMediator() {
+    const JobEnvironment& environment = m_parts.environment;
+    const DataSnapshot data = m_parts.intake->snapshot();
+    const bool adapts =
+        data.record && !data.record->data->isIndeterminateSize() && fetchesParts(m_source, *data.record);
+    const ConnectionMediator::Limits limits{m_source.connections,
+                                            Settings(environment.defaults).minimumChunkSize(), adapts};
+    return std::make_shared<ConnectionMediator>(*this, environment.clock, limits, data.fileSize);
 }
 
 /// The earlier ones, with their buffers, go on this thread, and not under the lock.
@@ -98,12 +111,15 @@ void SegmentedTransfer::setConnections(HandleCreator::Handles connections) {
     m_control.lock()->connections.swap(connections);
 }
 
-std::shared_ptr<CurlMulti> SegmentedTransfer::startLoop() {
+std::shared_ptr<CurlMulti> SegmentedTransfer::startLoop(const std::shared_ptr<ConnectionMediator>& mediator) {
     auto control = m_control.lock();
-    for (const auto& connection : control->connections)
+    for (const auto& connection : control->connections) {
         connection->setDelegate(weak_from_this());
+        mediator->watch(connection);
+    }
     auto loop =
         std::make_shared<CurlMulti>(control->connections, m_parts.environment.transfers.connectionPools);
+    loop->setDelegate(mediator);
     control->loop = loop;
     // What was asked for before there was a loop to tell.
     if (control->isStopped)
@@ -149,7 +165,7 @@ std::int64_t SegmentedTransfer::downloaderHasData(CurlDownloader& downloader, st
     if (taken.consumed < 0)
         requestStop();
     else
-        m_parts.speedometer.noteBytesReceived(taken.consumed);
+        m_parts.speedometer.noteBytesReceived(taken.consumed - taken.known);
     if (taken.announces)
         m_parts.announce();
     return taken.consumed;
@@ -213,17 +229,23 @@ Result<std::string> SegmentedTransfer::moveToFinalName(const DataSnapshot& data,
     return moved;
 }
 
-bool SegmentedTransfer::addConnection(const ByteRange& range) {
+ByteRanges SegmentedTransfer::missing() {
     const DataSnapshot data = m_parts.intake->snapshot();
-    if (!data.record || !fetchesParts(m_source, *data.record))
-        return false;
+    return data.record ? data.record->data->readoutHoles() : ByteRanges();
+}
+
+std::shared_ptr<CurlDownloader> SegmentedTransfer::addConnection(const ByteRange& range) {
+    m_owner.assertIsHere();
+    const DataSnapshot data = m_parts.intake->snapshot();
+    if (!data.record)
+        return nullptr;
     auto connection = connectionFor(range, m_source, *data.record, m_parts.environment);
     connection->setDelegate(weak_from_this());
     auto control = m_control.lock();
     if (!control->loop || !control->loop->add(connection))
-        return false;
-    control->connections.push_back(std::move(connection));
-    return true;
+        return nullptr;
+    control->connections.push_back(connection);
+    return connection;
 }
 
 void SegmentedTransfer::addTo(SegmentsSnapshot& snapshot) {
@@ -238,10 +260,10 @@ void SegmentedTransfer::addTo(SegmentsSnapshot& snapshot) {
 }
 
 void SegmentedTransfer::dropEnded() {
-    std::erase_if(m_control.lock()->connections, [](const auto& connection) {
-        const CurlDownloadState state = connection->currentState();
-        return state == CurlDownloadState::Succeeded || state == CurlDownloadState::Failed;
-    });
+    m_owner.assertIsHere();
+    const auto loop = m_control.lock()->loop;
+    loop->dropEnded();
+    setConnections(loop->downloaders());
 }
 
 void SegmentedTransfer::requestPause() {

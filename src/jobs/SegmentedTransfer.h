@@ -10,6 +10,7 @@
 #include "base/Locked.h"
 #include "base/ThreadOwner.h"
 #include "engine/transfer/CurlMulti.h"
+#include "jobs/ConnectionMediator.h"
 #include "jobs/ConnectionPlan.h"
 #include "jobs/DownloadFacts.h"
 #include "jobs/DownloadPreparation.h"
@@ -21,6 +22,7 @@ namespace tarvo {
 /// One transfer of a job. Made on the main thread, before it is started; run() and all that it calls belong
 /// to the transfer thread. It holds nothing of the job but what it is given.
 class SegmentedTransfer final : public CurlDownloaderDelegate,
+                                public ConnectionKeeper,
                                 public std::enable_shared_from_this<SegmentedTransfer> {
 public:
     struct Parts {
@@ -53,18 +55,14 @@ public:
     /// Adds the connections that have not ended. Any thread.
     void addTo(SegmentsSnapshot& snapshot);
 
-    /// Has one more connection bring `range`, which is missing and which no other one brings. False when
-    /// nothing is being fetched any more, or by one stream only. Any thread.
-    bool addConnection(const ByteRange& range);
-
-    /// Takes the connections that have ended off the list; what they have ended with still counts. Any
-    /// thread.
-    void dropEnded();
-
     std::int64_t downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
                                    std::int64_t offset) override;
     void downloaderHasParsedHeader(CurlDownloader& downloader, const std::string& key,
                                    const std::string& value) override;
+
+    ByteRanges missing() override;
+    std::shared_ptr<CurlDownloader> addConnection(const ByteRange& range) override;
+    void dropEnded() override;
 
 private:
     /// What requests from other threads reach.
@@ -83,14 +81,15 @@ private:
     Result<void> runLoops();
     Result<void> runLoop();
     void setConnections(HandleCreator::Handles connections);
-    std::shared_ptr<CurlMulti> startLoop();
+    std::shared_ptr<ConnectionMediator> makeMediator();
+    std::shared_ptr<CurlMulti> startLoop(const std::shared_ptr<ConnectionMediator>& mediator);
     Result<void> confirmVersion(const CurlDownloader& part);
     Result<FinishedFile> finish(const std::string& name);
     Result<std::string> moveToFinalName(const DataSnapshot& data, const std::string& name);
 
     const Parts m_parts;
     const DownloadSource m_source;
-    std::shared_ptr<CurlDownloader> m_lastPart; // one of those that came in last
+    std::shared_ptr<CurlDownloader> m_lastPart; // see ConnectionMediator
     Locked<Control> m_control;
     ThreadOwner m_owner;
 };

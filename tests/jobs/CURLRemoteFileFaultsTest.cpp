@@ -105,11 +105,16 @@ TEST_F(CURLRemoteFileFaults, NoByteIsTakenPastARangesEnd) {
 TEST_F(CURLRemoteFileFaults, WhatArrivedBeforeACutIsSavedAndNotFetchedAgain) {
     const std::string url = server.url(kSize);
     for (const bool isDiskFull : {false, true}) {
-        server.change(path, "cut=500000&spareprobe");
+        server.change(path, "stall=500000&spareprobe");
         const auto job = harness.job(url, 2);
         if (isDiskFull) // the first record is that of an empty file
             harness.disk.failOn("replaceFile", 2, ENOSPC, false);
-        ASSERT_TRUE(harness.run(job));
+        harness.start(job);
+        EXPECT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() == 1'000'000; }));
+        server.stop();
+        EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+        ASSERT_TRUE(job->error());
+        server.start();
         EXPECT_EQ(savedBytes(), isDiskFull ? 1'000'000 - 256 * 1024 : 1'000'000) << "room for the record";
         expectARetryFinishes(job);
         harness.disk.removeTree(file);

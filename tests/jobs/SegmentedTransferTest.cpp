@@ -1,4 +1,4 @@
-// A transfer whose list of connections grows and shrinks while it runs.
+// A transfer whose connections end, fail and help each other while it runs.
 #include "storage/ProgressFile.h"
 #include "support/JobTest.h"
 
@@ -8,7 +8,7 @@
 
 namespace tarvo::test {
 
-class SegmentedTransferTest : public JobTest, public ::testing::WithParamInterface<const char*> {
+class SegmentedTransferTest : public JobTest {
 protected:
     static constexpr std::int64_t kFirstHole = 100'000; // from 0; the second: from twice as far to the end
 
@@ -34,29 +34,48 @@ protected:
     Result<FinishedFile> finished;
 };
 
-TEST_P(SegmentedTransferTest, AnAddedConnectionCountsUntilItIsDroppedAndItsFailureStays) {
-    const bool fails = *GetParam() != '\0';
-    const auto transfer = makeReady(*Url::parse(server.url(kSize, "rate=1000000" + std::string(GetParam()))));
-    ASSERT_TRUE(transfer);
-    EXPECT_FALSE(transfer->addConnection({0, kFirstHole})) << "nothing runs yet";
-    harness.workers.async([&] { finished = transfer->run([] { return "sample.bin"; }); });
-    ASSERT_TRUE(turnUntil([&] { return intake->totalDone() > kFirstHole * 2; }));
-    EXPECT_EQ(transfer->activeConnections(), 1);
-    ASSERT_TRUE(transfer->addConnection({0, kFirstHole}));
-    EXPECT_EQ(transfer->activeConnections(), 2);
-    EXPECT_TRUE(turnUntil([&] {
-        transfer->dropEnded();
-        return transfer->activeConnections() == 1;
-    }));
-    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
-    EXPECT_FALSE(transfer->addConnection({0, kFirstHole})) << "nothing runs any more";
-    EXPECT_EQ(finished.has_value(), !fails);
-    EXPECT_TRUE(finished || finished.error().is(ErrorDomain::CurlHttp, 503)) << finished.error().sentence();
-    EXPECT_EQ(intake->totalDone(), fails ? kSize - kFirstHole : kSize) << "the other one has gone on";
-    EXPECT_EQ(fails ? "" : fileIsSample(file, kSize), "");
+/// Fetches a file at 1 MB/s a connection; of the requests for its ranges the third one meets the fault.
+class OneOfSomeFails : public JobTest {
+protected:
+    std::optional<Error> runWith(const std::string& fault, std::int64_t connections) {
+        const std::string third = "5"; // after HEAD and the range of one byte
+        job = harness.job(
+            server.url(kSize, "rate=1000000&from=" + third + "&until=" + third + "&" + fault, fault),
+            connections);
+        return harness.run(job);
+    }
+
+    std::shared_ptr<CURLRemoteFile> job;
+};
+
+TEST_F(OneOfSomeFails, TheOthersBringWhatItFailsToBring) {
+    for (const std::string fault : {"cut=100000", "cut=0", "reset", "status=503", "stall=100000", "silent"}) {
+        const auto sentBefore = server.bytesSent();
+        const auto problem = runWith(fault, 4);
+        EXPECT_FALSE(problem) << fault << problem->sentence();
+        EXPECT_EQ(fileIsSample(harness.folder.path(fault), kSize), "") << fault;
+        EXPECT_LT(server.bytesSent() - sentBefore, 2 * kSize) << fault;
+    }
 }
 
-TEST_P(SegmentedTransferTest, ADataFileThatIsCutAtTheEndNeverGetsTheName) {
+TEST_F(OneOfSomeFails, WhatItIsTooSlowForIsSharedAndNoByteCountsTwice) {
+    const auto begun = std::chrono::steady_clock::now();
+    const auto problem = runWith("slow=10000", 10);
+    EXPECT_FALSE(problem) << problem->sentence();
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(15)) << "alone it needs 30";
+    EXPECT_EQ(job->totalBytesDownloaded(), kSize);
+    EXPECT_EQ(fileIsSample(harness.folder.path("slow=10000"), kSize), "");
+}
+
+TEST_F(OneOfSomeFails, ARefusalForGoodFailsTheJobOnceTheOthersHaveEnded) {
+    const auto problem = runWith("status=404", 4);
+    ASSERT_TRUE(problem);
+    EXPECT_TRUE(problem->is(ErrorDomain::CurlHttp, 404)) << problem->sentence();
+    EXPECT_NEAR(static_cast<double>(job->totalBytesDownloaded()), kSize * 0.75, 1);
+    EXPECT_FALSE(harness.exists("status=404"));
+}
+
+TEST_F(SegmentedTransferTest, ADataFileThatIsCutAtTheEndNeverGetsTheName) {
     const auto transfer = makeReady(*Url::parse(server.url(kSize)));
     ASSERT_TRUE(transfer);
     const auto cutAndName = [&]() -> std::string {
@@ -67,7 +86,5 @@ TEST_P(SegmentedTransferTest, ADataFileThatIsCutAtTheEndNeverGetsTheName) {
     EXPECT_FALSE(finished);
     EXPECT_FALSE(harness.exists("sample.bin"));
 }
-
-INSTANTIATE_TEST_SUITE_P(Whose, SegmentedTransferTest, ::testing::Values("", "&status=503&from=4&until=4"));
 
 } // namespace tarvo::test

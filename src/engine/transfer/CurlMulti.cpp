@@ -34,6 +34,19 @@ bool CurlMulti::add(std::shared_ptr<CurlDownloader> child) {
     return true;
 }
 
+void CurlMulti::dropEnded() {
+    m_owner.assertIsHere();
+    Children ended; // they go without the lock
+    auto shared = m_shared.lock();
+    const auto begun = shared->children.begin() + static_cast<std::ptrdiff_t>(shared->started);
+    const auto gone = std::stable_partition(shared->children.begin(), begun, [&](const auto& child) {
+        return std::find(m_active.begin(), m_active.end(), child.get()) != m_active.end();
+    });
+    ended.assign(gone, begun);
+    shared->children.erase(gone, begun);
+    shared->started -= ended.size();
+}
+
 void CurlMulti::downloadAndBlock() {
     const auto pool = begin();
     if (!pool)

@@ -48,12 +48,16 @@ public:
     /// Before the run.
     void setDelegate(std::weak_ptr<CurlMultiDelegate> delegate) { m_delegate = std::move(delegate); }
 
-    /// All children so far, in the order in which they were added, those that have ended too.
+    /// All children so far, in the order in which they were added, those that have ended too unless they were
+    /// dropped.
     Children downloaders() const { return m_shared.lock()->children; }
 
     /// Adds a child, which starts within the run's next turn, or paused where a pause was asked for. False
     /// when the run has ended or was asked to stop: then the child is not taken, and never starts.
     bool add(std::shared_ptr<CurlDownloader> child);
+
+    /// Lets go of the children that have ended. On the transfer thread, during the run.
+    void dropEnded();
 
     /// Runs all transfers to their end, or until every unfinished one has been stopped, which waits for no
     /// server. Each child ends when its transfer does. The run ends with the last of them, and at once

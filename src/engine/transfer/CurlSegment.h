@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/Clock.h"
 #include "base/Error.h"
 #include "base/Url.h"
 #include "engine/transfer/TRAuthToken.h"
@@ -48,6 +49,7 @@ struct CurlRequest {
     std::string ifRange{}; ///< for a range of the web: of which version only (RFC 9110, 13.1.5); may be empty
     /// The bytes below this offset are on the disk already; what comes is compared with them.
     std::int64_t compareBelow = 0;
+    bool isRepeated = false;       ///< another transfer brings the same bytes; what is there is compared
     std::int64_t timeoutMs = 0;    ///< for the whole transfer, in milliseconds; 0: no limit
     bool headRequestOnly = false;  ///< headers only, no body
     bool debugModeEnabled = false; ///< libcurl's trace goes to the log
@@ -106,6 +108,9 @@ public:
 
     /// When the file was last changed, as a file server says, in seconds since 1970; -1 when unknown.
     virtual std::int64_t modificationTime() const = 0;
+
+    /// From a request to its first byte, as it would be for another one, in seconds; 0 while unknown.
+    virtual Seconds roundTrip() const { return {}; }
 
     /// The last response code (HTTP, FTP); 0 when there was none (SFTP has none at all).
     virtual std::int64_t httpCode() const = 0;

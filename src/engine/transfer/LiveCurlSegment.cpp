@@ -223,6 +223,13 @@ std::int64_t LiveCurlSegment::modificationTime() const {
     return info<curl_off_t>(CURLINFO_FILETIME_T, -1);
 }
 
+Seconds LiveCurlSegment::roundTrip() const {
+    const auto begun = info<curl_off_t>(CURLINFO_STARTTRANSFER_TIME_T, 0);
+    // A web server's connection stays; a file server has to be logged in to again.
+    const auto ready = protocol().starts_with("http") ? info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T, 0) : 0;
+    return std::chrono::microseconds(std::max<curl_off_t>(begun - ready, 0));
+}
+
 std::int64_t LiveCurlSegment::httpCode() const {
     return info<long>(CURLINFO_RESPONSE_CODE, 0);
 }

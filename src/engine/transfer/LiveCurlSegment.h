@@ -33,6 +33,7 @@ public:
     std::string protocol() const override;
     std::int64_t modificationTime() const override;
     std::int64_t httpCode() const override;
+    Seconds roundTrip() const override;
 
 private:
     /// What libcurl calls, with the segment as the user pointer.
