@@ -20,7 +20,10 @@ void Presence::attach(QueueWindow& window, QueueController& queue) {
     Runloop::assertMain();
     m_window = &window;
     m_queue = &queue;
-    connect(&window, &QObject::destroyed, this, [this] { m_tray.reset(); });
+    connect(&window, &QObject::destroyed, this, [this] {
+        m_window = nullptr;
+        m_tray.reset();
+    });
     QTimer::singleShot(0, this, [this] { m_watch.start(); }); // when the window is there
     update();
 }

@@ -3,7 +3,6 @@
 
 #include <memory>
 
-#include <QPointer>
 #include <QTimer>
 
 #include "app/ApplicationPresence.h"
@@ -46,7 +45,7 @@ private:
     void updateTaskBar();
 
     TrayWatch m_watch;
-    QPointer<QueueWindow> m_window;
+    QueueWindow* m_window = nullptr; // null before and after its life
     QueueController* m_queue = nullptr;
     std::unique_ptr<Tray> m_tray;
     QTimer m_grace;
