@@ -183,7 +183,7 @@
 <message id="tr.err.data-file-shrank"><source></source><translation>Another program has made the data file &quot;%1&quot; shorter.</translation></message>
 <message id="tr.err.data-file-shrank-recovery"><source></source><translation>What it still holds is kept; try again to fetch the rest.</translation></message>
 <message id="tr.err.disk-full-recovery"><source></source><translation>Free some space and try again; the download continues where it stopped.</translation></message>
-<message id="tr.err.duplicate-downloads"><source></source><translation>%1 of the downloads were in the queue already.</translation></message>
+<message id="tr.err.duplicate-downloads" numerus="yes"><source></source><translation><numerusform>%n of the downloads was in the queue already.</numerusform><numerusform>%n of the downloads were in the queue already.</numerusform></translation></message>
 <message id="tr.err.duplicate-recovery"><source></source><translation>They go on as they are; nothing was added twice.</translation></message>
 <message id="tr.err.folder-away"><source></source><translation>The folder &quot;%1&quot; with the unfinished download is not there, or has nothing in it.</translation></message>
 <message id="tr.err.folder-away-recovery"><source></source><translation>Connect the disk that it is on; the download then goes on by itself.</translation></message>
@@ -224,7 +224,7 @@
 <message id="tr.err.unknown-api-protocol"><source></source><translation>Tarvo can't open addresses of this kind.</translation></message>
 <message id="tr.errors.copy"><source></source><translation>&amp;Copy</translation></message>
 <message id="tr.errors.name"><source></source><translation>What went wrong</translation></message>
-<message id="tr.errors.repeated"><source></source><translation>%1 (%2 times)</translation></message>
+<message id="tr.errors.repeated" numerus="yes"><source></source><translation><numerusform>%1 (%n times)</numerusform><numerusform>%1 (%n times)</numerusform></translation></message>
 <message id="tr.folder.browse"><source></source><translation>&amp;Browse…</translation></message>
 <message id="tr.folder.browse-for"><source></source><translation>Browse, %1</translation></message>
 <message id="tr.folder.choose"><source></source><translation>Choose a Folder</translation></message>
@@ -252,8 +252,7 @@
 <message id="tr.get.not-handed-over"><source></source><translation>no application took the links: %1</translation></message>
 <message id="tr.get.progress"><source></source><translation>progress %1 %2 %3</translation></message>
 <message id="tr.get.retry"><source></source><translation>%1: %2 Trying again in %3 s (%4 left).</translation></message>
-<message id="tr.get.started"><source></source><translation>started %1 (%2, %3 connections)</translation></message>
-<message id="tr.get.started-single"><source></source><translation>started %1 (%2, 1 connection)</translation></message>
+<message id="tr.get.started" numerus="yes"><source></source><translation><numerusform>started %1 (%2, %n connection)</numerusform><numerusform>started %1 (%2, %n connections)</numerusform></translation></message>
 <message id="tr.get.summary"><source></source><translation>%1 of %2 finished, %3 running, %4 waiting</translation></message>
 <message id="tr.get.summary-failures"><source></source><translation>%1 of %2 finished, %3 failed, %4 running, %5 waiting</translation></message>
 <message id="tr.get.taken"><source></source><translation>taken: %1</translation></message>
@@ -324,7 +323,7 @@
 <message id="tr.menu.queue"><source></source><translation>&amp;Queue</translation></message>
 <message id="tr.menu.toolbar"><source></source><translation>Toolbar</translation></message>
 <message id="tr.menu.view"><source></source><translation>&amp;View</translation></message>
-<message id="tr.notification.multi-download"><source></source><translation>Tarvo downloaded %1 files</translation></message>
+<message id="tr.notification.multi-download" numerus="yes"><source></source><translation><numerusform>Tarvo downloaded %n file</numerusform><numerusform>Tarvo downloaded %n files</numerusform></translation></message>
 <message id="tr.notification.open"><source></source><translation>Open</translation></message>
 <message id="tr.notification.show-in-folder"><source></source><translation>Show in Folder</translation></message>
 <message id="tr.notification.single-download"><source></source><translation>Tarvo downloaded %1</translation></message>
@@ -402,7 +401,7 @@
 <message id="tr.scope-bar.running"><source></source><translation>Running</translation></message>
 <message id="tr.search.hint"><source></source><translation>Searches names and addresses</translation></message>
 <message id="tr.search.name"><source></source><translation>Search</translation></message>
-<message id="tr.size.bytes"><source></source><translation>%1 bytes</translation></message>
+<message id="tr.size.bytes" numerus="yes"><source></source><translation><numerusform>%n byte</numerusform><numerusform>%n bytes</numerusform></translation></message>
 <message id="tr.sleep.reason"><source></source><translation>Tarvo is downloading a file. Pause to enable sleep.</translation></message>
 <message id="tr.start.no-answer"><source></source><translation>another one is running and does not answer: %1</translation></message>
 <message id="tr.start.no-display"><source></source><translation>There is no display to open a window on; tarvo --headless runs without one.</translation></message>

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include <QCoreApplication>
+#include <QLibraryInfo>
 #include <QLocale>
 #include <QString>
 #include <QTranslator>
@@ -31,16 +32,27 @@ std::string filled(const QString& text, std::initializer_list<std::string> argum
     return result.toStdString();
 }
 
+/// Null where there are no such texts.
+const QTranslator* install(const QLocale& locale, const QString& name, const QString& folder) {
+    auto* texts = new QTranslator(QCoreApplication::instance());
+    if (texts->load(locale, name, QStringLiteral("_"), folder)) {
+        QCoreApplication::installTranslator(texts);
+        return texts;
+    }
+    delete texts;
+    return nullptr;
+}
+
 } // namespace
 
 void installLocalizedTexts() {
     initialiseTextResource();
-    auto* english = new QTranslator(QCoreApplication::instance());
-    if (english->load(QStringLiteral(":/i18n/tarvo_en.qm")))
-        QCoreApplication::installTranslator(english);
-    auto* translator = new QTranslator(QCoreApplication::instance());
-    if (translator->load(QLocale(), QStringLiteral("tarvo"), QStringLiteral("_"), QStringLiteral(":/i18n")))
-        QCoreApplication::installTranslator(translator);
+    const QString folder = QStringLiteral(":/i18n");
+    install(QLocale(QLocale::English), QStringLiteral("tarvo"), folder);
+    const auto* texts = install(QLocale(), QStringLiteral("tarvo"), folder);
+    if (texts) // Qt's own buttons and dialogs speak the language of the texts around them, or English as well
+        install(QLocale(texts->language()), QStringLiteral("qtbase"),
+                QLibraryInfo::path(QLibraryInfo::TranslationsPath));
 }
 
 std::string localized(std::string_view key) {

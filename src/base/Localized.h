@@ -8,8 +8,10 @@
 
 namespace tarvo {
 
-/// Loads the texts of the user's language, English where there is none. Called once, on the main
-/// thread, after the application object exists and before other threads do.
+/// Loads the texts of the user's language, English where there is none, and Qt's own in the same language
+/// where they are installed (LANGUAGE, LC_ALL, LC_MESSAGES and LANG as gettext reads them; Qt manual,
+/// QLocale::uiLanguages). Called once, on the main thread, after the application object exists and before
+/// other threads do.
 void installLocalizedTexts();
 
 /// The text of `key`; the key itself when it has none. Any thread.

@@ -31,7 +31,9 @@ std::string readableBytes(std::int64_t bytes) {
 }
 
 std::string readableSize(std::int64_t bytes) {
-    return bytes < kKibi ? localized("tr.size.bytes", {std::to_string(bytes)}) : withUnit(bytes);
+    return bytes < kKibi
+               ? localizedCount("tr.size.bytes", static_cast<std::size_t>(std::max<std::int64_t>(bytes, 0)))
+               : withUnit(bytes);
 }
 
 std::string readableSpeed(std::int64_t bytesPerSecond) {

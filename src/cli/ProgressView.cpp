@@ -58,31 +58,31 @@ public:
     void started(const DownloadSnapshot& download) override {
         const std::string size =
             download.size < 1 ? localized("tr.get.unknown-size") : readableBytes(download.size);
-        say(download.connections == 1 ? "tr.get.started-single" : "tr.get.started",
-            {download.name, size, std::to_string(download.connections)});
+        say(localizedCount("tr.get.started", download.connections, {download.name, size}));
     }
 
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
         Runloop::assertMain();
         for (const auto& download : m_pace.due(running, now))
-            say("tr.get.progress", {download.name, percentOf(download), readableSpeed(download.speed)});
+            say(localized("tr.get.progress",
+                          {download.name, percentOf(download), readableSpeed(download.speed)}));
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {
         const auto speed = static_cast<std::int64_t>(static_cast<double>(result.bytes) /
                                                      std::max(result.took.count(), 0.001));
-        say(result.checksumMatched ? "tr.get.finished-matching" : "tr.get.finished",
-            {result.path, readableBytes(result.bytes), fmt::format("{:.1f}", result.took.count()),
-             readableSpeed(speed)});
+        say(localized(result.checksumMatched ? "tr.get.finished-matching" : "tr.get.finished",
+                      {result.path, readableBytes(result.bytes), fmt::format("{:.1f}", result.took.count()),
+                       readableSpeed(speed)}));
     }
 
 protected:
     std::ostream& output() { return m_output; }
 
 private:
-    void say(std::string_view key, std::initializer_list<std::string> arguments) {
+    void say(const std::string& line) {
         Runloop::assertMain();
-        m_output << localized(key, arguments) << "\n" << std::flush;
+        m_output << line << "\n" << std::flush;
     }
 
     std::ostream& m_output;

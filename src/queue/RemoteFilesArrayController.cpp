@@ -101,7 +101,7 @@ Result<void> RemoteFilesArrayController::addRemoteFiles(const std::vector<Job>& 
 }
 
 Error RemoteFilesArrayController::duplicateDownloads(std::size_t count) {
-    return Error::tarvo(localized("tr.err.duplicate-downloads", {std::to_string(count)}),
+    return Error::tarvo(localizedCount("tr.err.duplicate-downloads", count),
                         localized("tr.err.duplicate-recovery"));
 }
 

@@ -48,9 +48,8 @@ void UserNotifier::notify() {
     std::vector<std::string> files = std::exchange(m_files, {});
     if (count == 0)
         return;
-    const std::string text = count == 1
-                                 ? localized("tr.notification.single-download", {m_lastName})
-                                 : localized("tr.notification.multi-download", {std::to_string(count)});
+    const std::string text = count == 1 ? localized("tr.notification.single-download", {m_lastName})
+                                        : localizedCount("tr.notification.multi-download", count);
     m_notices.deliver({localized("tr.notification.title"), text, true, buttons(std::move(files))});
 }
 

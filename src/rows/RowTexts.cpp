@@ -60,6 +60,7 @@ std::string readyText(const RowFacts& facts, const RowMoment& moment) {
 std::string withoutColons(const std::string& text) {
     QString spoken = QString::fromStdString(text);
     spoken.replace(QStringLiteral("://"), QStringLiteral(" "));
+    spoken.replace(QStringLiteral("\u00a0: "), QStringLiteral(", ")); // as French has it
     spoken.replace(QStringLiteral(": "), QStringLiteral(", "));
     spoken.replace(u':', u' ');
     return spoken.toStdString();

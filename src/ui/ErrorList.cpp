@@ -48,7 +48,8 @@ void ErrorList::add(const QString& sentence) {
     if (isRepeated) {
         QTextCursor last(m_text->document()->lastBlock());
         last.select(QTextCursor::BlockUnderCursor);
-        const QString again = text("tr.errors.repeated", {sentence.toStdString(), std::to_string(m_times)});
+        const QString again =
+            QString::fromStdString(localizedCount("tr.errors.repeated", m_times, {sentence.toStdString()}));
         last.insertText(m_text->blockCount() > 1 ? u'\n' + again : again);
     } else {
         m_text->appendPlainText(sentence);

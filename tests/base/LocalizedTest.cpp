@@ -4,7 +4,9 @@
 #include "base/Error.h"
 
 #include <cerrno>
+#include <cstdlib>
 
+#include <QLocale>
 #include <gtest/gtest.h>
 
 namespace tarvo {
@@ -12,6 +14,25 @@ namespace tarvo {
 TEST(Localized, WhatIsFilledInStaysAsItIs) {
     // A key without a text stands for itself.
     EXPECT_EQ(localized("%2 of %1 (%3, %%, 100%)", {"a%2b", "%1"}), "%1 of a%2b (%3, %%, 100%)");
+}
+
+TEST(Localized, TheUsersLanguageIsFoundWithItsPluralForms) {
+    // In a process of its own, for texts stay once they are installed.
+    EXPECT_EXIT(
+        {
+            QLocale::setDefault(QLocale(QLocale::French, QLocale::Canada));
+            installLocalizedTexts();
+            const bool isRight = localized("Cancel") == "Annuler" &&
+                                 localizedCount("tr.add.addresses", 0) == "0 adresse" &&
+                                 localizedCount("tr.add.addresses", 2) == "2 adresses";
+            QLocale::setDefault(QLocale(QLocale::German, QLocale::Austria));
+            installLocalizedTexts();
+            const bool isRightToo = localized("Cancel") == "Abbrechen" &&
+                                    localizedCount("tr.add.addresses", 0) == "0 Adressen" &&
+                                    localizedCount("tr.add.addresses", 1) == "1 Adresse";
+            std::_Exit(isRight && isRightToo ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST(Localized, AFailedCallSaysWhatWasTriedOnWhatAndWhy) {

@@ -46,7 +46,7 @@ TEST_F(RemoteFilesArrayControllerTest, ADuplicateIsRefusedAndNothingChanges) {
     const std::vector<std::shared_ptr<RemoteFile>> batch{make("a"), make("d"), make("c")};
     const auto added = queue.addRemoteFiles(batch);
     ASSERT_FALSE(added);
-    EXPECT_EQ(added.error().description, localized("tr.err.duplicate-downloads", {"2"}));
+    EXPECT_EQ(added.error().description, localizedCount("tr.err.duplicate-downloads", 2));
     EXPECT_EQ(rows(), "abcd");
     EXPECT_EQ(batch[0]->currentState(), rf_state_stopped);
     queue.removeRemoteFile(queue.contentAsArray()[1]);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
+    qputenv("LC_ALL", "C.UTF-8"); // texts are compared as they are in English
     QCoreApplication application(argc, argv);
     const tarvo::Runloop::Main mainThread;
     tarvo::installLocalizedTexts();

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
+    qputenv("LC_ALL", "C.UTF-8"); // texts are compared as they are in English
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
