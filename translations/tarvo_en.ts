@@ -353,6 +353,7 @@
 <message id="tr.preferences.debug-hint"><source></source><translation>Takes effect when Tarvo is started the next time.</translation></message>
 <message id="tr.preferences.folder"><source></source><translation>&amp;Folder for downloads</translation></message>
 <message id="tr.preferences.general"><source></source><translation>General</translation></message>
+<message id="tr.preferences.hints"><source></source><translation>Show &amp;hints again</translation></message>
 <message id="tr.preferences.mode"><source></source><translation>&amp;Show Tarvo</translation></message>
 <message id="tr.preferences.mode-both"><source></source><translation>As a window and in the tray</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>In the tray only</translation></message>
@@ -425,6 +426,14 @@
 <message id="tr.statusbar.not-started"><source></source><translation>Not started</translation></message>
 <message id="tr.statusbar.paused"><source></source><translation>Paused</translation></message>
 <message id="tr.statusbar.running"><source></source><translation>Running</translation></message>
+<message id="tr.tip.add"><source></source><translation>Add downloads</translation></message>
+<message id="tr.tip.information"><source></source><translation>Show all of the download, or hide it</translation></message>
+<message id="tr.tip.pause"><source></source><translation>Pause the selected downloads</translation></message>
+<message id="tr.tip.pause-queue"><source></source><translation>Pause the queue</translation></message>
+<message id="tr.tip.remove"><source></source><translation>Remove the selected downloads from the list</translation></message>
+<message id="tr.tip.resume"><source></source><translation>Resume the selected downloads</translation></message>
+<message id="tr.tip.start-queue"><source></source><translation>Start the queue</translation></message>
+<message id="tr.tip.with-keys"><source></source><translation>%1 (%2)</translation></message>
 <message id="tr.toolbar.more"><source></source><translation>More Commands</translation></message>
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>Sho&amp;w Tarvo</translation></message>

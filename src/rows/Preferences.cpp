@@ -61,6 +61,7 @@ std::vector<Preference> makeTable() {
         {app, toggle, kShowDockSpeed, "tr.preferences.speed"},
         {app, toggle, kAutoQuitWhenTransfersComplete, "tr.preferences.auto-quit",
          "tr.preferences.auto-quit-hint"},
+        {app, reset, kHintsSwitchedOff, "tr.preferences.hints"},
     };
 }
 
@@ -122,6 +123,7 @@ QVariant shownPreference(const UserDefaults& defaults, const Preference& prefere
                                              : defaults.data(key));
     case Preference::Kind::choice:
     case Preference::Kind::text:
+    case Preference::Kind::reset:
         break;
     }
     const std::string stored = defaults.string(key).value_or("");

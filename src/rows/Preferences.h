@@ -16,7 +16,14 @@ namespace tarvo {
 
 struct Preference {
     enum class Pane { general, advanced, app };
-    enum class Kind { toggle, number, choice, text, folder };
+    enum class Kind {
+        toggle,
+        number,
+        choice,
+        text,
+        folder,
+        reset ///< a button that stores the empty text; of use while something else is stored
+    };
 
     Pane pane;
     Kind kind;

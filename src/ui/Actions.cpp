@@ -3,6 +3,7 @@
 #include <QKeySequence>
 
 #include "queue/JobFilter.h"
+#include "queue/QueueRun.h"
 #include "ui/Icons.h"
 #include "ui/Text.h"
 
@@ -12,7 +13,7 @@ Actions::Actions(QObject* parent)
     : QObject(parent), add(make("tr.action.add", {QKeySequence::New}, "list-add")),
       addFromClipboard(make("tr.action.add-from-clipboard", {QKeySequence::Paste}, "edit-paste")),
       quit(make("tr.action.quit", {QKeySequence(Qt::CTRL | Qt::Key_Q)}, "application-exit")),
-      startPause(make("Start", {QKeySequence(Qt::CTRL | Qt::Key_R)}, "media-playback-start")),
+      startPause(make("Start", {QKeySequence(Qt::CTRL | Qt::Key_R)})),
       clearCompleted(make("tr.action.clear-completed")),
       open(make("tr.action.open", {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)},
                 "document-open")),
@@ -43,6 +44,27 @@ Actions::Actions(QObject* parent)
       about(make("tr.action.about", {}, "help-about")) {
     preview->setCheckable(true);
     makeFilters();
+    tip(*add, "tr.tip.add", *add);
+    tip(*pause, "tr.tip.pause", *pauseOrResume);
+    tip(*resume, "tr.tip.resume", *pauseOrResume);
+    tip(*remove, "tr.tip.remove", *remove);
+    tip(*information, "tr.tip.information", *information);
+    showStartStopControl({text("Start").toStdString(), false});
+}
+
+void Actions::tip(QAction& action, std::string_view key, const QAction& withKeys) {
+    const QString keys = withKeys.shortcut().toString(QKeySequence::NativeText);
+    action.setToolTip(text("tr.tip.with-keys", {localized(key), keys.toStdString()}));
+}
+
+/// Its drawings differ from those of the commands on rows: their words are partly the same.
+void Actions::showStartStopControl(const StartStopControl& control) {
+    startPause->setText(QString::fromStdString(control.label));
+    startPause->setIcon(
+        Icons::named(control.isOn ? QStringLiteral("queue-pause") : QStringLiteral("queue-start")));
+    startPause->setCheckable(true);
+    startPause->setChecked(control.isOn);
+    tip(*startPause, control.isOn ? "tr.tip.pause-queue" : "tr.tip.start-queue", *startPause);
 }
 
 QAction* Actions::make(std::string_view key, const QList<QKeySequence>& keys, const char* icon) {

@@ -9,6 +9,8 @@
 
 namespace tarvo {
 
+struct StartStopControl;
+
 /// Main thread. What a command does is connected by the object that does it; toolbar, menus and context menu
 /// show these same objects.
 class Actions final : public QObject {
@@ -56,7 +58,11 @@ public:
     QAction* help;
     QAction* about;
 
+    /// The words and the state of `startPause`.
+    void showStartStopControl(const StartStopControl& control);
+
 private:
+    static void tip(QAction& action, std::string_view key, const QAction& withKeys);
     QAction* make(std::string_view key, const QList<QKeySequence>& keys = {}, const char* icon = nullptr);
     void makeFilters();
 };

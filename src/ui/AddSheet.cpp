@@ -123,7 +123,7 @@ QWidget* AddSheet::makeButtons() {
     auto* cancel = box->addButton(text("Cancel"), QDialogButtonBox::RejectRole);
     cancel->setAutoDefault(false);
     connect(box, &QDialogButtonBox::accepted, this, &AddSheet::accept);
-    connect(box, &QDialogButtonBox::rejected, this, &AddSheet::reject);
+    connect(box, &QDialogButtonBox::rejected, this, &AddSheet::discard);
     return box;
 }
 
@@ -146,9 +146,21 @@ void AddSheet::showMore(bool isWanted) {
     m_details->setVisible(isWanted);
 }
 
-void AddSheet::append(const std::string& links) {
+void AddSheet::append(const std::string& links, bool isTyped) {
+    const bool wasTyped = hasTyped();
     const bool needsBreak = !m_text->document()->isEmpty() && !this->links().ends_with('\n');
     m_text->appendLinks(QString::fromStdString((needsBreak ? "\n" : "") + links));
+    m_text->document()->setModified(isTyped || wasTyped);
+}
+
+bool AddSheet::hasTyped() const {
+    return m_text->document()->isModified();
+}
+
+/// The one way out that throws away what was typed.
+void AddSheet::discard() {
+    m_text->clear();
+    reject();
 }
 
 std::vector<LinkLine> AddSheet::readLines() {
@@ -259,6 +271,7 @@ void AddSheet::showRest(const std::vector<int>& lines, std::size_t added, const 
         kept.append(m_text->document()->findBlockByNumber(line).text());
     }
     m_text->setPlainText(kept.join(u'\n'));
+    m_text->document()->setModified(true);
     m_pause.stop(); // what is shown now stays until the text is changed
     m_summary->setText(QString::fromStdString(localizedCount("tr.add.added", added)));
     m_problem->setText(sentenceOf(marked, reason));

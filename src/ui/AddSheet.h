@@ -23,8 +23,11 @@ public:
     /// `look` outlives the sheet.
     AddSheet(const WindowEnvironment& environment, FolderLook& look, QWidget* parent);
 
-    /// Puts links, one a line, behind what stands there.
-    void append(const std::string& links);
+    /// Puts links, one a line, behind what stands there. They are typed if the user entered them by hand.
+    void append(const std::string& links, bool isTyped);
+
+    /// Whether there is anything that the user would have to enter once more.
+    bool hasTyped() const;
 
     std::string links() const { return m_text->toPlainText().toStdString(); }
 
@@ -36,6 +39,7 @@ private:
     QWidget* makeOptions();
     QWidget* makeButtons();
     void connectControls();
+    void discard();
     void showMore(bool isWanted);
     std::vector<LinkLine> readLines();
     void showWhatStandsThere();

@@ -3,11 +3,25 @@
 #include <algorithm>
 
 #include <QApplication>
+#include <QLabel>
 #include <QPushButton>
 
 #include "base/Runloop.h"
 
 namespace tarvo {
+
+namespace {
+
+/// The box is as wide as its first line, and that is often two words.
+void widen(QMessageBox& box) {
+    constexpr int characters = 56;
+    for (auto* label : box.findChildren<QLabel*>()) {
+        if (label->objectName() == QLatin1String("qt_msgbox_informativelabel"))
+            label->setMinimumWidth(characters * label->fontMetrics().averageCharWidth());
+    }
+}
+
+} // namespace
 
 void AlertDialogs::presentError(const Error& error) {
     Runloop::assertMain();
@@ -28,6 +42,7 @@ std::size_t AlertDialogs::runAlert(const std::string& message, const std::string
                     QMessageBox::NoButton, m_window);
     box.setTextFormat(Qt::PlainText);
     box.setInformativeText(QString::fromStdString(informativeText));
+    widen(box);
     std::vector<QPushButton*> made;
     made.reserve(buttons.size());
     for (const auto& label : buttons)

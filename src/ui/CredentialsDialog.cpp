@@ -21,6 +21,7 @@ CredentialsDialog::CredentialsDialog(const AuthenticationQuestion& question, QWi
     form->addRow(introduction);
     auto* service = addField(*form, "tr.credentials.service", question.service);
     service->setReadOnly(true);
+    service->setMinimumWidth(40 * service->fontMetrics().averageCharWidth());
     m_username = addField(*form, "tr.credentials.username", question.username);
     m_password = addField(*form, "tr.credentials.password", question.password);
     addReveal();

@@ -37,7 +37,7 @@ EmptyNote::EmptyNote(const Actions& actions, QWidget* parent)
     rows->addWidget(m_add, 0, Qt::AlignHCenter);
     rows->addWidget(m_showAll, 0, Qt::AlignHCenter);
     rows->addStretch();
-    setFocusPolicy(Qt::StrongFocus); // with no field in its way, links can be pasted at once
+    setFocusPolicy(Qt::ClickFocus); // with no field in its way, links can be pasted at once
     connect(m_add, &QPushButton::clicked, actions.add, &QAction::trigger);
     connect(m_showAll, &QPushButton::clicked, this, &EmptyNote::wantsAll);
     setReason(Reason::queueIsEmpty);
@@ -46,10 +46,12 @@ EmptyNote::EmptyNote(const Actions& actions, QWidget* parent)
 void EmptyNote::setReason(Reason reason) {
     const bool isEmpty = reason == Reason::queueIsEmpty;
     m_title->setText(text(isEmpty ? "tr.empty.title" : "tr.empty.none-fits"));
+    setAccessibleName(m_title->text());
     m_advice->setText(text(isEmpty ? "tr.empty.advice" : "tr.empty.none-fits-advice"));
     m_icon->setVisible(isEmpty);
     m_add->setVisible(isEmpty);
     m_showAll->setVisible(!isEmpty);
+    setFocusProxy(isEmpty ? m_add : m_showAll);
 }
 
 } // namespace tarvo

@@ -27,6 +27,7 @@ FolderField::FolderField(FolderLook& look, std::string homeFolder, const QString
     m_input->setMinimumContentsLength(20);
     m_input->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     m_input->setAccessibleName(name);
+    m_input->lineEdit()->setAccessibleName(name); // what readers find within it, and what has the focus
     m_browse->setAccessibleName(text("tr.folder.browse-for", {name.toStdString()}));
     m_browse->setAutoDefault(false);
     m_facts->setWordWrap(true);

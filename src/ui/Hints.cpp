@@ -24,8 +24,11 @@ Hints::Hints(const WindowEnvironment& environment, Actions& actions, const FreeS
     connect(&m_bar, &HintBar::closed, this, &Hints::close);
     connect(&m_bar, &HintBar::switchedOff, this, &Hints::switchOff);
     connect(&environment.defaults, &UserDefaults::changed, this, [this](const std::string& key) {
-        if (key == SettingKey::kHintsSwitchedOff)
-            refresh();
+        if (key != SettingKey::kHintsSwitchedOff)
+            return;
+        if (Settings(m_environment.defaults).hintsSwitchedOff().empty()) // all are wanted again
+            m_closed.clear();
+        refresh();
     });
     m_later.setSingleShot(true);
     connect(&m_later, &QTimer::timeout, this, &Hints::lookAtLinks);

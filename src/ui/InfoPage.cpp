@@ -39,6 +39,8 @@ void InfoPage::setJob(const std::shared_ptr<RemoteFile>& job, TimePoint now) {
     Runloop::assertMain();
     m_job = job;
     m_segments.reset();
+    for (QLabel* field : m_fields)
+        field->clear(); // with what is selected of the last job's
     m_lastSample = now;
     m_curve->begin(now, job ? job->recentSpeeds() : std::vector<std::int64_t>());
     refresh(now);

@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QPainter>
 #include <QScrollArea>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -58,7 +59,6 @@ InfoPopover::InfoPopover(CurrentJob& current, QAbstractItemView& view, const Clo
 void InfoPopover::placeParts() {
     setObjectName(QStringLiteral("information"));
     setAccessibleName(text("tr.info.title"));
-    setFrameStyle(QFrame::StyledPanel | QFrame::Raised);
     setAutoFillBackground(true);
     m_title->setTextFormat(Qt::PlainText);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -79,9 +79,11 @@ void InfoPopover::placeParts() {
     head->addWidget(m_title, 1);
     head->addWidget(button);
     m_pages->setDocumentMode(true);
+    m_pages->setAccessibleName(text("tr.info.title"));
     m_pages->addTab(scrolling(m_info), text("tr.info.title"));
     m_pages->addTab(scrolling(m_checksums), text("tr.checksums.title"));
     auto* all = new QVBoxLayout(this);
+    all->setContentsMargins(8, 6, 8, 8);
     all->addLayout(head);
     all->addWidget(m_pages, 1);
 }
@@ -128,6 +130,15 @@ void InfoPopover::hideEvent(QHideEvent* event) {
     m_refreshTimer.stop();
     m_checksums->cancel();
     QFrame::hideEvent(event);
+}
+
+/// A line all around: the styles' own frames can't be seen on dark.
+void InfoPopover::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    QColor line = palette().color(QPalette::WindowText);
+    line.setAlphaF(0.45F);
+    painter.setPen(line);
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
 
 void InfoPopover::showJob() {

@@ -16,7 +16,9 @@ MainToolBar::MainToolBar(const Actions& actions, QWidget* parent)
     setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     addAction(actions.add);
     addSeparator();
-    addActions({actions.startPause, actions.resume, actions.pause, actions.remove, actions.information});
+    addAction(actions.startPause);
+    addSeparator();
+    addActions({actions.resume, actions.pause, actions.remove, actions.information});
     auto* room = new QWidget(this);
     room->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     m_endOfCommands = addWidget(room);

@@ -1,5 +1,7 @@
 #include "ui/MainWindowController.h"
 
+#include <utility>
+
 #include "app/AddFailures.h"
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"
@@ -63,17 +65,23 @@ bool MainWindowController::acceptDrop(const Pasteboard& pasteboard) {
 void MainWindowController::openAddSheet(std::string links) {
     Runloop::assertMain();
     if (!m_sheet) {
-        const bool isFilled = !links.empty();
-        links.insert(0, takeDraft());
-        if (!isFilled && Settings(m_environment.defaults).autoPasteInAddSheet()) {
+        const std::string draft = links.empty() ? takeDraft() : std::string();
+        const bool isWantedFilled = links.empty() && draft.empty();
+        if (isWantedFilled && Settings(m_environment.defaults).autoPasteInAddSheet()) {
             for (const auto& link : TRPasteboardExtractor::findURLsInPasteboard(clipboardContent()))
                 links += link + "\n";
         }
         m_sheet = new AddSheet(m_environment, m_folders, &m_window);
+        QObject::connect(m_sheet, &QDialog::rejected, &m_window, [this] {
+            if (m_sheet && m_sheet->hasTyped())
+                storeDraft(m_sheet->links());
+        });
+        if (!draft.empty())
+            m_sheet->append(draft, true);
         m_sheet->open();
     }
     if (!links.empty())
-        m_sheet->append(links);
+        m_sheet->append(links, false);
     m_sheet->raise();
     m_sheet->activateWindow();
 }
@@ -91,7 +99,7 @@ void MainWindowController::openPreferences() {
     m_preferences->activateWindow();
 }
 
-/// What stood in the sheet when the program was last quit.
+/// What stood in the sheet when the program was last quit, or was typed before it was left with Escape.
 std::string MainWindowController::takeDraft() {
     std::string draft = m_environment.defaults.data(SettingKey::kAddSheetDraft);
     if (!draft.empty())
@@ -102,9 +110,18 @@ std::string MainWindowController::takeDraft() {
 void MainWindowController::keepDraft() {
     if (!m_sheet)
         return;
-    if (const std::string links = m_sheet->links(); !links.empty())
-        m_environment.defaults.set(SettingKey::kAddSheetDraft, QByteArray::fromStdString(links + "\n"));
-    m_sheet->reject();
+    AddSheet& sheet = *std::exchange(m_sheet, nullptr);
+    storeDraft(sheet.links());
+    sheet.reject();
+}
+
+void MainWindowController::storeDraft(const std::string& links) {
+    if (links.empty())
+        return;
+    auto& defaults = m_environment.defaults;
+    const std::string draft =
+        defaults.data(SettingKey::kAddSheetDraft) + links + (links.ends_with('\n') ? "" : "\n");
+    defaults.set(SettingKey::kAddSheetDraft, QByteArray::fromStdString(draft));
 }
 
 void MainWindowController::bringToFront() {

@@ -41,6 +41,7 @@ private:
     void openPreferences();
     std::string takeDraft();
     void keepDraft();
+    void storeDraft(const std::string& links);
 
     const WindowEnvironment m_environment;
     FolderLook m_folders;

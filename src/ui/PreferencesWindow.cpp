@@ -7,6 +7,9 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -21,6 +24,8 @@ namespace tarvo {
 
 namespace {
 
+constexpr double kMostOfScreen = 0.9;
+
 QString qt(std::string_view ascii) {
     return QString::fromLatin1(ascii.data(), static_cast<qsizetype>(ascii.size()));
 }
@@ -28,6 +33,23 @@ QString qt(std::string_view ascii) {
 /// The words of a label without the mark of its key.
 QString nameOf(const Preference& preference) {
     return text(preference.labelKey).remove(u'&');
+}
+
+/// What the pane has no room for is scrolled to, by the keyboard too.
+QScrollArea* scrolling(QWidget* page, QTabWidget& panes) {
+    auto* area = new QScrollArea(&panes);
+    area->setWidget(page);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->viewport()->setAutoFillBackground(false);
+    page->setAutoFillBackground(false);
+    return area;
+}
+
+bool standsAlone(const Preference& preference) {
+    return preference.kind == Preference::Kind::toggle || preference.kind == Preference::Kind::reset;
 }
 
 } // namespace
@@ -39,16 +61,21 @@ PreferencesWindow::PreferencesWindow(UserDefaults& defaults, FolderLook& look, s
     setWindowTitle(text("tr.preferences.title"));
     setAttribute(Qt::WA_DeleteOnClose);
     auto* panes = new QTabWidget(this);
+    panes->setAccessibleName(windowTitle());
     std::map<Preference::Pane, QFormLayout*> forms;
     for (const auto& [pane, key] : {std::pair(Preference::Pane::general, "tr.preferences.general"),
                                     std::pair(Preference::Pane::advanced, "tr.preferences.advanced"),
                                     std::pair(Preference::Pane::app, "tr.preferences.app")}) {
-        auto* page = new QWidget(panes);
+        auto* page = new QWidget;
         forms[pane] = new QFormLayout(page);
-        panes->addTab(page, text(key));
+        panes->addTab(scrolling(page, *panes), text(key));
     }
     for (const auto& preference : preferences())
         addRow(preference, *forms[preference.pane]);
+    for (auto* area : panes->findChildren<QScrollArea*>())
+        area->setMinimumWidth(area->widget()->minimumSizeHint().width() +
+                              style()->pixelMetric(QStyle::PM_ScrollBarExtent));
+    resize(QSize(560, 400).boundedTo(screen()->availableSize() * kMostOfScreen));
     auto* buttons = new QDialogButtonBox(this);
     buttons->addButton(text("tr.preferences.close"), QDialogButtonBox::RejectRole)->setAutoDefault(false);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
@@ -64,7 +91,7 @@ PreferencesWindow::PreferencesWindow(UserDefaults& defaults, FolderLook& look, s
 void PreferencesWindow::addRow(const Preference& preference, QFormLayout& form) {
     const Control control = makeControl(preference);
     control.widget->setObjectName(qt(preference.key));
-    if (preference.kind == Preference::Kind::toggle) {
+    if (standsAlone(preference)) {
         form.addRow(control.widget);
     } else {
         auto* label = new QLabel(text(preference.labelKey), this);
@@ -77,7 +104,13 @@ void PreferencesWindow::addRow(const Preference& preference, QFormLayout& form) 
         hint->setWordWrap(true);
         hint->setForegroundRole(QPalette::PlaceholderText);
         control.widget->setAccessibleDescription(hint->text());
-        form.addRow(QString(), hint);
+        if (standsAlone(preference)) {
+            hint->setIndent(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+                            style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
+            form.addRow(hint);
+        } else {
+            form.addRow(QString(), hint);
+        }
     }
     if (preference.kind == Preference::Kind::text)
         form.addRow(QString(), problemLabel(preference));
@@ -107,6 +140,8 @@ PreferencesWindow::Control PreferencesWindow::makeControl(const Preference& pref
         return makeChoice(preference);
     case Preference::Kind::folder:
         return makeFolder(preference);
+    case Preference::Kind::reset:
+        return makeReset(preference);
     case Preference::Kind::text:
         break;
     }
@@ -158,6 +193,14 @@ PreferencesWindow::Control PreferencesWindow::makeText(const Preference& prefere
                 field->setModified(false);
                 complain(preference, {});
             }};
+}
+
+PreferencesWindow::Control PreferencesWindow::makeReset(const Preference& preference) {
+    auto* button = new QPushButton(text(preference.labelKey), this);
+    button->setAutoDefault(false);
+    button->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    connect(button, &QPushButton::clicked, this, [this, &preference] { store(preference, QString()); });
+    return {button, [button](const QVariant& value) { button->setEnabled(!value.toString().isEmpty()); }};
 }
 
 PreferencesWindow::Control PreferencesWindow::makeFolder(const Preference& preference) {

@@ -43,6 +43,7 @@ private:
     Control makeNumber(const Preference& preference);
     Control makeChoice(const Preference& preference);
     Control makeText(const Preference& preference);
+    Control makeReset(const Preference& preference);
     Control makeFolder(const Preference& preference);
     QLabel* problemLabel(const Preference& preference);
     void store(const Preference& preference, const QVariant& value);

@@ -160,6 +160,7 @@ void PreviewPanel::show(const PreviewContent& content) {
     if (!job)
         return;
     m_title->setText(QString::fromStdString(job->displayName()));
+    QWidget* kind = filled(content);
     QStringList facts;
     if (!content.description.isEmpty())
         facts += content.description;
@@ -169,7 +170,7 @@ void PreviewPanel::show(const PreviewContent& content) {
         facts += QString::fromStdString(readableSize(job->fileSize()));
     if (!content.problem.isEmpty())
         facts += content.problem;
-    if (QWidget* kind = filled(content)) {
+    if (kind) {
         m_kinds->setCurrentWidget(kind);
         m_note->setText((content.isCut ? text("tr.preview.beginning") + u'\n' : QString()) +
                         facts.join(QStringLiteral(", ")));

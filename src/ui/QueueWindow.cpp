@@ -89,9 +89,9 @@ void QueueWindow::connectActions() {
 void QueueWindow::showListOrNote() {
     const bool hasRows = m_rows->rowCount() > 0;
     const bool isEmpty = m_queue.remoteFiles().content().size() == 0;
-    m_empty->setReason(isEmpty ? EmptyNote::Reason::queueIsEmpty : EmptyNote::Reason::noneFits);
-    const auto* focus = focusWidget();
+    const auto* focus = focusWidget(); // before the note's buttons come and go
     const bool wasHere = !focus || focus == m_list || m_empty->isAncestorOf(focus);
+    m_empty->setReason(isEmpty ? EmptyNote::Reason::queueIsEmpty : EmptyNote::Reason::noneFits);
     m_stack->setCurrentWidget(hasRows ? static_cast<QWidget*>(m_list) : m_empty);
     if (wasHere)
         m_stack->currentWidget()->setFocus();
@@ -143,6 +143,14 @@ void QueueWindow::showAbout() {
     box->setIconPixmap(Icons::ofApplication().pixmap(64));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
+}
+
+/// The keys for rows work at once.
+void QueueWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    if (event->spontaneous() || m_rows->rowCount() == 0 || m_list->selectionModel()->hasSelection())
+        return;
+    m_list->selectionModel()->setCurrentIndex(m_rows->index(0), QItemSelectionModel::ClearAndSelect);
 }
 
 void QueueWindow::dragEnterEvent(QDragEnterEvent* event) {

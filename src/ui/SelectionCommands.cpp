@@ -12,7 +12,6 @@
 #include "base/Runloop.h"
 #include "base/Settings.h"
 #include "rows/CommandRules.h"
-#include "ui/Icons.h"
 #include "ui/Text.h"
 #include "ui/WindowMenus.h"
 
@@ -170,12 +169,7 @@ void SelectionCommands::refresh() {
 }
 
 void SelectionCommands::showStartStopControl() {
-    const auto& control = m_queue.startStopControl();
-    m_actions.startPause->setText(QString::fromStdString(control.label));
-    m_actions.startPause->setIcon(Icons::named(control.isOn ? QStringLiteral("media-playback-pause")
-                                                            : QStringLiteral("media-playback-start")));
-    m_actions.startPause->setCheckable(true);
-    m_actions.startPause->setChecked(control.isOn);
+    m_actions.showStartStopControl(m_queue.startStopControl());
 }
 
 void SelectionCommands::pauseOrResume() {

@@ -60,6 +60,11 @@ void WindowInterface::connectLog(QueueWindow& window) {
         });
 }
 
+FileActions WindowInterface::fileActions() {
+    return {.open = [this](const std::vector<std::string>& files) { m_opener.open(files); },
+            .showInFolder = [this](const std::vector<std::string>& files) { m_opener.showInFolder(files); }};
+}
+
 /// Qt has no public call for it, but looks into the environment when a window is activated. Under X11 the
 /// window manager decides without it.
 void WindowInterface::setActivationToken(const std::string& token) {

@@ -8,6 +8,7 @@
 #include "ui/AlertDialogs.h"
 #include "ui/ColourScheme.h"
 #include "ui/CredentialsDialog.h"
+#include "ui/FileOpener.h"
 #include "ui/LogWindow.h"
 #include "ui/MainWindowController.h"
 #include "ui/Presence.h"
@@ -39,6 +40,8 @@ public:
 
     std::unique_ptr<MainWindow> makeMainWindow(QueueController& queue, const JobEnvironment& jobs) override;
 
+    FileActions fileActions() override;
+
     void setActivationToken(const std::string& token) override;
 
     void showLog(const std::vector<std::string>& logFiles) override;
@@ -50,6 +53,7 @@ private:
     UserNotices& m_notices;
     HeadlessDesk m_desk;
     AlertDialogs m_alerts;
+    FileOpener m_opener{m_alerts}; // for notices, which outlast the window
     UserDefaults& m_defaults;
     const std::string m_homeFolder;
     QPointer<QueueWindow> m_window;

@@ -7,6 +7,7 @@
 #include "support/UnattendedQueue.h"
 
 #include <QClipboard>
+#include <QDialogButtonBox>
 #include <QDropEvent>
 #include <QGuiApplication>
 #include <QMimeData>
@@ -155,6 +156,23 @@ TEST_F(AddSheetTest, QuittingEndsTheSheetAndKeepsWhatStoodInIt) {
     ASSERT_TRUE(turnUntil([&] { return m_queue.controller.hasEnded() && isClosed(); }));
     EXPECT_TRUE(addresses().empty());
     EXPECT_EQ(sheet().links(), "http://a/1\nhalf an addr\n");
+}
+
+TEST_F(AddSheetTest, EscapeKeepsWhatWasTypedForTheNextTimeAndCancelThrowsItAway) {
+    QTest::keyClicks(&text(), "http://a/1");
+    QTest::keyClick(&sheet(), Qt::Key_Escape);
+    ASSERT_TRUE(isClosed());
+    m_main.openAddSheet("http://b/dropped\n");
+    EXPECT_EQ(sheet().links(), "http://b/dropped\n") << "links from elsewhere stand alone";
+    QTest::keyClick(&sheet(), Qt::Key_Escape);
+    ASSERT_TRUE(isClosed());
+    EXPECT_EQ(sheet().links(), "http://a/1\n");
+    QTest::keyClick(&sheet(), Qt::Key_Escape);
+    ASSERT_TRUE(isClosed());
+    EXPECT_EQ(sheet().links(), "http://a/1\n") << "shown, and left once more";
+    sheet().findChild<QDialogButtonBox*>()->rejected();
+    ASSERT_TRUE(isClosed());
+    EXPECT_EQ(sheet().links(), "");
 }
 
 TEST_F(AddSheetTest, AFolderThatCanNotBeUsedIsSaidAtTheFieldAndNothingIsAdded) {

@@ -11,6 +11,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QSpinBox>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -95,11 +96,20 @@ TEST_F(PreferencesWindowTest, QuittingByItselfShowsTheProgramInOnePlaceAndOtherC
     EXPECT_EQ(m_harness.defaults.integer(SettingKey::kDefaultThreading), 64);
 }
 
+TEST_F(PreferencesWindowTest, HintsThatWereSwitchedOffCanBeShownAgain) {
+    auto& button = control<QPushButton>(SettingKey::kHintsSwitchedOff);
+    EXPECT_FALSE(button.isEnabled());
+    m_harness.defaults.set(SettingKey::kHintsSwitchedOff, "noTray");
+    EXPECT_TRUE(button.isEnabled());
+    button.click();
+    EXPECT_EQ(stored(SettingKey::kHintsSwitchedOff), "");
+    EXPECT_FALSE(button.isEnabled());
+}
+
 TEST_F(PreferencesWindowTest, EverySettingIsEitherHereOrTheProgramsOwn) {
     using namespace SettingKey;
     std::set<std::string> known = settingsOfTheProgram();
-    known.insert({std::string(kHintsSwitchedOff),                    // by the hints themselves
-                  std::string(kDefaultDirectoryBookmark),            // stored with the folder
+    known.insert({std::string(kDefaultDirectoryBookmark),            // stored with the folder
                   std::string(kNeverRemindMeToRateThisAwesomeApp)}); // there is no such notice
     for (const auto& preference : preferences())
         known.emplace(preference.key);

@@ -163,6 +163,24 @@ TEST_F(QueueWindowTest, CommandsFollowTheSelectionAndTheStates) {
     EXPECT_TRUE(actions().startPause->isEnabled());
 }
 
+TEST_F(QueueWindowTest, TheKeysForRowsWorkAsSoonAsTheWindowIsThere) {
+    add("a");
+    main->window().list().clearSelection();
+    EXPECT_TRUE(test::turnUntil([&] { return !actions().remove->isEnabled(); }));
+    add("b");
+    main.reset();
+    main = std::make_unique<MainWindowController>(WindowEnvironment{
+        queue.controller, harness.environment, harness.defaults, queue.alerts, harness.folder.path()});
+    auto& window = main->window();
+    main->bringToFront();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    EXPECT_EQ(window.focusWidget(), &window.list());
+    ASSERT_EQ(window.selectedJobs().size(), 1U);
+    EXPECT_EQ(window.selectedJobs()[0]->displayName(), "a");
+    QTest::keyClick(window.focusWidget(), Qt::Key_Down);
+    EXPECT_EQ(window.selectedJobs()[0]->displayName(), "b");
+}
+
 TEST_F(QueueWindowTest, ComesBackAsItWasAndOnTheScreen) {
     auto& window = main->window();
     const QSize size(777, 444);
