@@ -12,7 +12,7 @@ namespace tarvo {
 
 namespace {
 
-constexpr const char* kDockOnly = "Dock Only";
+constexpr const char* kDockOnly = "Dock Only";                       // not translated: a stored value
 constexpr std::string_view kOwnUserAgent = "com.unregistered.Tarvo"; // what is sent where nothing is set
 
 std::vector<Preference> makeTable() {
@@ -45,9 +45,9 @@ std::vector<Preference> makeTable() {
          "tr.preferences.mode",
          {},
          {},
-         {{"Dock and Menu Bar", "tr.preferences.mode-both"},
+         {{"Dock and Menu Bar", "tr.preferences.mode-both"}, // not translated: a stored value
           {kDockOnly, "tr.preferences.mode-window"},
-          {"Menu Bar Only", "tr.preferences.mode-tray"}}},
+          {"Menu Bar Only", "tr.preferences.mode-tray"}}}, // not translated: a stored value
         {app,
          choice,
          kClosingMeans,

@@ -93,7 +93,7 @@ std::string statusText(const RowFacts& facts, const RowMoment& moment) {
     case rf_state_succeeded:
         return localized("Finished");
     default:
-        return "Unknown State!";
+        return "Unknown State!"; // not translated: only a fault of the program shows it
     }
 }
 

@@ -33,7 +33,7 @@ QUrl mailWithLogs(const std::vector<std::string>& logFiles) {
     std::string body = localized("tr.logging.mail.body") + "\n";
     for (const auto& file : logFiles)
         body += "\n" + file;
-    return mailTo("Debug Logs for Developer", body, logFiles);
+    return mailTo("Debug Logs for Developer", body, logFiles); // not translated: the developer reads it
 }
 
 QUrl mailToSupport() {

@@ -24,7 +24,7 @@ AddDetails::AddDetails(QWidget* parent) : QWidget(parent) {
     grid->addWidget(m_kind, 2, 2, 1, 2);
     grid->addWidget(m_problem, 3, 0, 1, 4);
     m_password->setEchoMode(QLineEdit::Password);
-    m_referer->setPlaceholderText(QStringLiteral("https://"));
+    m_referer->setPlaceholderText(text("tr.add.placeholder"));
     connect(m_checksum, &QLineEdit::textChanged, this, &AddDetails::showKindOfChecksum);
 }
 

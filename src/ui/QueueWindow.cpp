@@ -32,7 +32,7 @@ QueueWindow::QueueWindow(const WindowEnvironment& environment)
       m_freeSpace(environment.jobs.disk), m_hints(environment, *m_actions, m_freeSpace, *m_hintBar),
       m_bars(new QVBoxLayout), m_stack(new QStackedLayout) {
     Runloop::assertMain();
-    setWindowTitle(QStringLiteral("Tarvo"));
+    setWindowTitle(QStringLiteral("Tarvo")); // not translated: the name
     resize(860, 560);
     setAcceptDrops(true);
     placeParts();

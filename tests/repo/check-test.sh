@@ -80,6 +80,29 @@ broken texts 'is out of order: tr.a'
 echo '<message id="tr.b.c">' >>translations/tarvo_en.ts
 broken texts 'is out of order: tr.b.c'
 
+# One text in both languages: TEXT-OF-ENGLISH TEXT-OF-GERMAN
+say_in_both() {
+    local text='<message id="%s" numerus="yes"><source></source><translation>%s</translation></message>\n'
+    # shellcheck disable=SC2059 # the format is what the two have in common
+    printf "$text" tr.a "$1" >translations/tarvo_en.ts && printf "$text" tr.a "$2" >translations/tarvo_de.ts
+}
+say_in_both '<numerusform>%2 of %1</numerusform>' '<numerusform>%1: %2</numerusform><numerusform>%1: %2</numerusform>'
+bash "$check" "$tree" languages || fail "a language with another number of forms is refused"
+say_in_both '<numerusform>%2 of %1</numerusform>' '<numerusform>%1: %2</numerusform><numerusform>%1</numerusform>'
+broken languages 'tarvo_de.ts: differs from English (<) at: > "tr.a" numerus="yes" %1'
+say_in_both 'a' ''
+broken languages 'tarvo_de.ts: differs from English'
+say_in_both 'a' 'b' && rm translations/tarvo_de.ts && touch translations/tarvo_de.ts
+broken languages 'tarvo_de.ts: differs from English (<) at: < "tr.a"'
+
+mkdir -p src/ui && printf '%s\n' 'Log::error("two words");' 'f("Dock Only"); // not translated: a setting' \
+    'Log::info(a,' '          "two words");' 'f("a" + two words + "b"); // "two words"' >src/ui/W.cpp
+bash "$check" "$tree" words || fail "words that no window shows are refused"
+echo 'f("Two words");' >>src/ui/W.cpp
+broken words 'src/ui/W.cpp:6: words'
+mkdir -p src/ui && echo 'box->setToolTip(QStringLiteral("Word"));' >src/ui/W.cpp
+broken words 'src/ui/W.cpp:1: words'
+
 printf '// a\tb\n' >>src/low/Low.cpp
 broken blanks 'src/low/Low.cpp:3'
 echo 'word ' >Readme.md

@@ -136,6 +136,61 @@ rule_texts() {
     key=$(LC_ALL=C sort -cu <<<"$known" 2>&1) || complain "$list" "is out of order: ${key##*disorder: }"
 }
 
+# --- languages: each has the texts of English, in the same order, with something in each and the same placeholders
+
+# The keys of a language's list with the placeholders of their texts, a line for each kind of form that they have.
+texts_of() {
+    sed -nE 's|.*<message id="([^"]*)"([^>]*)><source></source><translation>(.*)</translation>.*|\1\t\2\t\3|p' "$1" |
+        awk -F'\t' '{
+            forms = split($3, form, "</numerusform>")
+            for (i = 1; i <= forms; ++i) {
+                if (i > 1 && i == forms && form[i] == "") continue # what follows the last form
+                sub("^<numerusform>", "", form[i])
+                holds = form[i] == "" ? " without a text" : ""
+                for (number = 1; number <= 9; ++number)
+                    if (index(form[i], "%" number)) holds = holds " %" number
+                line = "\"" $1 "\"" $2 holds
+                if (line != last) print line
+                last = line
+            }
+        }'
+}
+
+rule_languages() {
+    local list english difference
+    english=$(texts_of translations/tarvo_en.ts)
+    for list in translations/tarvo_*.ts; do
+        difference=$(diff <(printf '%s' "${english:+$english$'\n'}") <(texts_of "$list") | grep -m 1 '^[<>]' || true)
+        [[ -z $difference ]] || complain "$list" "differs from English (<) at: $difference"
+    done
+    difference=$(grep -m 1 'without a text' <<<"$english" || true)
+    [[ -z $difference ]] || complain translations/tarvo_en.ts "$difference"
+}
+
+# --- words: what a window says comes out of translations/. What is the same in every language says so behind it
+# in a comment with the words "not translated"; a line of the log and a static_assert need none.
+
+rule_words() {
+    local place
+    while IFS= read -r place; do
+        complain "$place" "words that are not in translations/"
+    done < <(find src/ui src/rows \( -name '*.cpp' -o -name '*.h' \) 2>/dev/null | sort | xargs -rd '\n' awk '
+        FNR == 1 { skips = 0 }
+        /\/\/.*not translated/ { next }
+        {
+            sub(/(^|[ \t])\/\/.*/, "")
+            if (/Log::[a-zA-Z]+\(|static_assert\(/) skips = 1
+            if (!skips) {
+                if (/(set(Text|ToolTip|StatusTip|WindowTitle|Title|Accessible[A-Z][a-z]+|PlaceholderText|InformativeText)|add(Tab|Row|Item|Menu))\((QStringLiteral\(|QString\(|u)?"[A-Za-z]/)
+                    print FILENAME ":" FNR
+                else
+                    for (rest = $0; match(rest, /"([^"\\]|\\.)*"/); rest = substr(rest, RSTART + RLENGTH))
+                        if (substr(rest, RSTART, RLENGTH) ~ /[A-Za-z][A-Za-z]+ [A-Za-z][A-Za-z]+/) { print FILENAME ":" FNR; break }
+            }
+            if (/[;{}][ \t]*$/) skips = 0
+        }')
+}
+
 # --- blanks
 
 rule_blanks() {
@@ -208,6 +263,6 @@ rule_windows() {
 cd "$1"
 [[ -n $(sources src) && -n $(sources tests) ]] || complain "$PWD" "is no tree of this project"
 rules=("${@:2}")
-[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts blanks icons windows length share)
+[[ ${#rules[@]} -gt 0 ]] || rules=(includes purpose mirror texts languages words blanks icons windows length share)
 for rule in "${rules[@]}"; do "rule_$rule"; done
 [[ $complaints -eq 0 ]]
