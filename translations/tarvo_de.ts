@@ -353,6 +353,7 @@
 <message id="tr.preferences.debug-hint"><source></source><translation>Wirkt ab dem nächsten Start von Tarvo.</translation></message>
 <message id="tr.preferences.folder"><source></source><translation>&amp;Ordner für Downloads</translation></message>
 <message id="tr.preferences.general"><source></source><translation>Allgemein</translation></message>
+<message id="tr.preferences.hints"><source></source><translation>&amp;Hinweise wieder anzeigen</translation></message>
 <message id="tr.preferences.mode"><source></source><translation>Tarvo an&amp;zeigen</translation></message>
 <message id="tr.preferences.mode-both"><source></source><translation>Als Fenster und im Infobereich</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>Nur im Infobereich</translation></message>
@@ -425,6 +426,14 @@
 <message id="tr.statusbar.not-started"><source></source><translation>Nicht gestartet</translation></message>
 <message id="tr.statusbar.paused"><source></source><translation>Angehalten</translation></message>
 <message id="tr.statusbar.running"><source></source><translation>Läuft</translation></message>
+<message id="tr.tip.add"><source></source><translation>Downloads hinzufügen</translation></message>
+<message id="tr.tip.information"><source></source><translation>Alles über den Download zeigen oder ausblenden</translation></message>
+<message id="tr.tip.pause"><source></source><translation>Ausgewählte Downloads anhalten</translation></message>
+<message id="tr.tip.pause-queue"><source></source><translation>Warteschlange anhalten</translation></message>
+<message id="tr.tip.remove"><source></source><translation>Ausgewählte Downloads aus der Liste entfernen</translation></message>
+<message id="tr.tip.resume"><source></source><translation>Ausgewählte Downloads fortsetzen</translation></message>
+<message id="tr.tip.start-queue"><source></source><translation>Warteschlange starten</translation></message>
+<message id="tr.tip.with-keys"><source></source><translation>%1 (%2)</translation></message>
 <message id="tr.toolbar.more"><source></source><translation>Weitere Befehle</translation></message>
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>&amp;Tarvo anzeigen</translation></message>

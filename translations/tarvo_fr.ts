@@ -353,6 +353,7 @@
 <message id="tr.preferences.debug-hint"><source></source><translation>Prend effet au prochain démarrage de Tarvo.</translation></message>
 <message id="tr.preferences.folder"><source></source><translation>D&amp;ossier des téléchargements</translation></message>
 <message id="tr.preferences.general"><source></source><translation>Général</translation></message>
+<message id="tr.preferences.hints"><source></source><translation>Afficher à nouveau les &amp;conseils</translation></message>
 <message id="tr.preferences.mode"><source></source><translation>&amp;Afficher Tarvo</translation></message>
 <message id="tr.preferences.mode-both"><source></source><translation>Dans une fenêtre et la zone de notification</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>Dans la zone de notification seulement</translation></message>
@@ -425,6 +426,14 @@
 <message id="tr.statusbar.not-started"><source></source><translation>Non démarré</translation></message>
 <message id="tr.statusbar.paused"><source></source><translation>Suspendu</translation></message>
 <message id="tr.statusbar.running"><source></source><translation>En cours</translation></message>
+<message id="tr.tip.add"><source></source><translation>Ajouter des téléchargements</translation></message>
+<message id="tr.tip.information"><source></source><translation>Afficher ou masquer tout ce qui concerne le téléchargement</translation></message>
+<message id="tr.tip.pause"><source></source><translation>Suspendre les téléchargements sélectionnés</translation></message>
+<message id="tr.tip.pause-queue"><source></source><translation>Suspendre la file d’attente</translation></message>
+<message id="tr.tip.remove"><source></source><translation>Retirer les téléchargements sélectionnés de la liste</translation></message>
+<message id="tr.tip.resume"><source></source><translation>Reprendre les téléchargements sélectionnés</translation></message>
+<message id="tr.tip.start-queue"><source></source><translation>Démarrer la file d’attente</translation></message>
+<message id="tr.tip.with-keys"><source></source><translation>%1 (%2)</translation></message>
 <message id="tr.toolbar.more"><source></source><translation>Autres commandes</translation></message>
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>Afficher &amp;Tarvo</translation></message>

@@ -141,6 +141,7 @@ rule_texts() {
 # The keys of a language's list with the placeholders of their texts, a line for each kind of form that they have.
 texts_of() {
     sed -nE 's|.*<message id="([^"]*)"([^>]*)><source></source><translation>(.*)</translation>.*|\1\t\2\t\3|p' "$1" |
+        # shellcheck disable=SC2016 # awk has its own $
         awk -F'\t' '{
             forms = split($3, form, "</numerusform>")
             for (i = 1; i <= forms; ++i) {
@@ -172,6 +173,7 @@ rule_languages() {
 
 rule_words() {
     local place
+    # shellcheck disable=SC2016 # awk has its own $
     while IFS= read -r place; do
         complain "$place" "words that are not in translations/"
     done < <(find src/ui src/rows \( -name '*.cpp' -o -name '*.h' \) 2>/dev/null | sort | xargs -rd '\n' awk '
