@@ -139,9 +139,9 @@ rule_texts() {
 # --- languages: each has the texts of English, in the same order, with something in each and the same placeholders
 
 # The keys of a language's list with the placeholders of their texts, a line for each kind of form that they have.
+# shellcheck disable=SC2016 # awk has its own $
 texts_of() {
     sed -nE 's|.*<message id="([^"]*)"([^>]*)><source></source><translation>(.*)</translation>.*|\1\t\2\t\3|p' "$1" |
-        # shellcheck disable=SC2016 # awk has its own $
         awk -F'\t' '{
             forms = split($3, form, "</numerusform>")
             for (i = 1; i <= forms; ++i) {
