@@ -155,6 +155,8 @@ TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
 
 TEST_F(QueueWindowTest, CommandsFollowTheSelectionAndTheStates) {
     const auto job = add("a");
+    EXPECT_TRUE(
+        test::turnUntil([&] { return job->currentState() == rf_state_ready; })); // its own changes are over
     job->setCurrentState(rf_state_failed);
     EXPECT_TRUE(test::turnUntil([&] { return !actions().resume->isEnabled(); }));
     EXPECT_TRUE(actions().reload->isEnabled());
