@@ -23,6 +23,13 @@ void widen(QMessageBox& box) {
 
 } // namespace
 
+AlertDialogs::~AlertDialogs() = default;
+
+void AlertDialogs::setWindow(QWidget* window) {
+    Runloop::assertMain();
+    m_window = window;
+}
+
 void AlertDialogs::presentError(const Error& error) {
     Runloop::assertMain();
     if (m_isOver)

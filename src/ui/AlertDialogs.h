@@ -14,8 +14,13 @@ namespace tarvo {
 /// Main thread.
 class AlertDialogs final : public AlertPresenter {
 public:
+    AlertDialogs() = default;
+    ~AlertDialogs() override;
+    AlertDialogs(const AlertDialogs&) = delete;
+    AlertDialogs& operator=(const AlertDialogs&) = delete;
+
     /// The window that alerts belong to from now on; before, they stand alone.
-    void setWindow(QWidget* window) { m_window = window; }
+    void setWindow(QWidget* window);
 
     void presentError(const Error& error) override;
     std::size_t runAlert(const std::string& message, const std::string& informativeText,

@@ -26,6 +26,8 @@ MainWindowController::MainWindowController(const WindowEnvironment& environment)
     QObject::connect(&environment.queue, &QueueController::ended, &m_window, [this] { keepDraft(); });
 }
 
+MainWindowController::~MainWindowController() = default;
+
 std::vector<AddOutcome> MainWindowController::addDownloadFromString(const std::string& text) {
     QueueController& queue = m_environment.queue;
     if (queue.hasEnded() || Settings(m_environment.defaults).skipAddSheetForNewDownloads())

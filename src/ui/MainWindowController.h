@@ -18,6 +18,7 @@ namespace tarvo {
 class MainWindowController final : public MainWindow {
 public:
     explicit MainWindowController(const WindowEnvironment& environment);
+    ~MainWindowController() override;
 
     std::vector<AddOutcome> addDownloadFromString(const std::string& text) override;
     AddOutcome addDownloadFromBundleFile(const std::string& bundle) override;

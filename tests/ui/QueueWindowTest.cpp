@@ -38,14 +38,11 @@ protected:
     using Jobs = std::vector<QueueController::Job>;
 
     QueueWindowTest() {
-        qputenv("XDG_STATE_HOME", QByteArray::fromStdString(harness.folder.path("state")));
         harness.defaults.setForThisRun(SettingKey::kSkipAddSheetForNewDownloads, true);
         QObject::connect(&queue.controller, &QueueController::ended, [this] { hasEnded = true; });
-        main = std::make_unique<MainWindowController>(WindowEnvironment{
-            queue.controller, harness.environment, harness.defaults, queue.alerts, harness.folder.path()});
-        queue.alerts.setWindow(&main->window());
-        main->bringToFront();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&main->window()));
+        queue.alerts.setWindow(&main.window());
+        main.bringToFront();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&main.window()));
     }
 
     ~QueueWindowTest() override {
@@ -62,11 +59,11 @@ protected:
         EXPECT_TRUE(queue.controller.addDownloads({job}));
         // What was just added is selected, and the commands follow that.
         EXPECT_TRUE(test::turnUntil([&] { return actions().remove->isEnabled(); }));
-        EXPECT_EQ(main->window().selectedJobs(), Jobs({job}));
+        EXPECT_EQ(main.window().selectedJobs(), Jobs({job}));
         return job;
     }
 
-    Actions& actions() { return main->window().actions(); }
+    Actions& actions() { return main.window().actions(); }
 
     /// Does something once a question is open, in its own loop.
     static void whileAsked(const std::function<void(QMessageBox& question)>& act) {
@@ -90,12 +87,14 @@ protected:
     std::atomic<int> removed{0};
     bool hasEnded = false;
     QueueWithAlerts queue{harness.environment, nullptr, kRetryDelay};
-    std::unique_ptr<MainWindowController> main;
+    const bool isSet = qputenv("XDG_STATE_HOME", QByteArray::fromStdString(harness.folder.path("state")));
+    MainWindowController main{WindowEnvironment{queue.controller, harness.environment, harness.defaults,
+                                                queue.alerts, harness.folder.path()}};
 };
 
 TEST_F(QueueWindowTest, RemovingWithDataAsksAndNamesWhatGoes) {
     add("first.iso");
-    auto& window = main->window();
+    auto& window = main.window();
     whileAsked([&](const QMessageBox& question) {
         EXPECT_EQ(question.text(), "Remove Data?");
         EXPECT_TRUE(question.informativeText().endsWith("• first.iso"));
@@ -116,7 +115,7 @@ TEST_F(QueueWindowTest, RemovingWithDataAsksAndNamesWhatGoes) {
 TEST_F(QueueWindowTest, QuittingEndsAnOpenQuestionWithItsHarmlessAnswer) {
     add("kept.iso");
     whileAsked([&](const QMessageBox&) { queue.controller.quit(); });
-    main->window().actions().removeWithData->trigger();
+    main.window().actions().removeWithData->trigger();
     EXPECT_EQ(jobCount(), 1u);
     EXPECT_EQ(queue.alerts.runAlert("Reset Settings?", "", {"Reset", "Cancel", "Email Support"}), 1u);
     EXPECT_TRUE(test::turnUntil([&] { return hasEnded; }));
@@ -126,20 +125,20 @@ TEST_F(QueueWindowTest, QuittingEndsAnOpenQuestionWithItsHarmlessAnswer) {
 TEST_F(QueueWindowTest, ErrorsComeInOneListThatFillsWhileItIsOpen) {
     for (const char* sentence : {"one", "two", "two", "three"})
         queue.alerts.presentError(Error::tarvo(sentence));
-    const auto lists = main->window().findChildren<ErrorList*>();
+    const auto lists = main.window().findChildren<ErrorList*>();
     ASSERT_EQ(lists.size(), 1);
     EXPECT_EQ(lists[0]->findChild<QPlainTextEdit*>()->toPlainText(), "one\ntwo (2 times)\nthree");
     lists[0]->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     queue.alerts.presentError(Error::tarvo("later"));
-    const auto* fresh = main->window().findChild<ErrorList*>();
+    const auto* fresh = main.window().findChild<ErrorList*>();
     ASSERT_NE(fresh, nullptr);
     EXPECT_EQ(fresh->findChild<QPlainTextEdit*>()->toPlainText(), "later");
 }
 
 TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
     QApplication::clipboard()->setText("http://127.0.0.1/a\nhttp://127.0.0.1/b");
-    auto& window = main->window();
+    auto& window = main.window();
     ASSERT_NE(window.focusWidget(), nullptr);
     QTest::keyClick(window.focusWidget(), Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(jobCount(), 2u);
@@ -160,21 +159,21 @@ TEST_F(QueueWindowTest, CommandsFollowTheSelectionAndTheStates) {
     job->setCurrentState(rf_state_failed);
     EXPECT_TRUE(test::turnUntil([&] { return !actions().resume->isEnabled(); }));
     EXPECT_TRUE(actions().reload->isEnabled());
-    main->window().list().clearSelection();
+    main.window().list().clearSelection();
     EXPECT_TRUE(test::turnUntil([&] { return !actions().reload->isEnabled(); }));
     EXPECT_TRUE(actions().startPause->isEnabled());
 }
 
 TEST_F(QueueWindowTest, TheKeysForRowsWorkAsSoonAsTheWindowIsThere) {
     add("a");
-    main->window().list().clearSelection();
+    main.window().list().clearSelection();
     EXPECT_TRUE(test::turnUntil([&] { return !actions().remove->isEnabled(); }));
     add("b");
-    main.reset();
-    main = std::make_unique<MainWindowController>(WindowEnvironment{
-        queue.controller, harness.environment, harness.defaults, queue.alerts, harness.folder.path()});
-    auto& window = main->window();
-    main->bringToFront();
+    main.window().hide();
+    MainWindowController next(WindowEnvironment{queue.controller, harness.environment, harness.defaults,
+                                                queue.alerts, harness.folder.path()});
+    auto& window = next.window();
+    next.bringToFront();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     EXPECT_EQ(window.focusWidget(), &window.list());
     ASSERT_EQ(window.selectedJobs().size(), 1U);
@@ -184,15 +183,16 @@ TEST_F(QueueWindowTest, TheKeysForRowsWorkAsSoonAsTheWindowIsThere) {
 }
 
 TEST_F(QueueWindowTest, ComesBackAsItWasAndOnTheScreen) {
-    auto& window = main->window();
+    auto& window = main.window();
     const QSize size(777, 444);
     window.resize(size);
     window.move(20'000, 20'000);
     window.actions().filters->actions().at(3)->trigger();
-    main.reset();
-    main = std::make_unique<MainWindowController>(WindowEnvironment{
-        queue.controller, harness.environment, harness.defaults, queue.alerts, harness.folder.path()});
-    auto& again = main->window();
+    window.hide();
+    ASSERT_TRUE(test::turnUntil([&] { return Disk::exists(harness.folder.path("state/tarvo/window.ini")); }));
+    MainWindowController next(WindowEnvironment{queue.controller, harness.environment, harness.defaults,
+                                                queue.alerts, harness.folder.path()});
+    auto& again = next.window();
     again.show();
     EXPECT_EQ(again.size(), size);
     EXPECT_TRUE(again.screen()->availableGeometry().intersects(again.frameGeometry()));
