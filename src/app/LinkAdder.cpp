@@ -58,6 +58,7 @@ std::vector<AddOutcome> addLinks(const std::vector<std::optional<Url>>& links, c
                                  QueueController& queue, const JobEnvironment& environment) {
     Runloop::assertMain();
     std::vector<AddOutcome> outcomes;
+    outcomes.reserve(links.size());
     Intake intake(choices, queue, environment);
     for (const auto& link : links)
         outcomes.push_back(link ? intake.take(*link) : AddOutcome{AddOutcome::Kind::noLink});

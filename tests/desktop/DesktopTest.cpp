@@ -129,7 +129,7 @@ TEST_P(ClickedLinkTest, ReachesTheInstalledProgram) {
         GTEST_SKIP() << "Debian package chromium";
     install();
     bus.start(session());
-    writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=3\n");
+    writeSettings(home, "AutoStartAfterAdd=true\nSkipAddSheetForNewDownloads=true\nDefaultConcurrency=3\n");
     server.addFile("a.zip", kSize);
     server.addFile("b.zip", kSize);
     server.addPage("page.html",
