@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <utility>
 
 #include <QClipboard>
@@ -73,7 +74,10 @@ void SelectionCommands::followChanges() {
 
 void SelectionCommands::connectQueue() {
     const auto onSelected = [this](QAction* action, void (QueueController::*command)(const Jobs&)) {
-        connect(action, &QAction::triggered, this, [this, command] { (m_queue.*command)(m_selectedJobs()); });
+        connect(action, &QAction::triggered, this, [this, command] {
+            const Jobs jobs = m_selectedJobs();
+            std::invoke(command, m_queue, jobs);
+        });
     };
     onSelected(m_actions.pause, &QueueController::pause);
     onSelected(m_actions.resume, &QueueController::resume);
