@@ -75,6 +75,14 @@ bool Pasteboard::offers(std::string_view type) const {
                        [&](const PasteboardItem& item) { return item.find(type) != item.end(); });
 }
 
+std::string Pasteboard::plainText() const {
+    for (const auto& item : items) {
+        if (const auto text = item.find(PasteboardType::kPlainText); text != item.end())
+            return text->second;
+    }
+    return {};
+}
+
 Pasteboard pasteboardFromMimeData(const std::vector<MimeData>& data) {
     Pasteboard pasteboard;
     pasteboard.items.emplace_back();

@@ -27,6 +27,9 @@ struct Pasteboard {
 
     /// Whether any item has data of that type.
     bool offers(std::string_view type) const;
+
+    /// Of the first item that has one; empty without.
+    std::string plainText() const;
 };
 
 /// A media type as the desktop names it, with parameters ("text/plain;charset=utf-8"), and its bytes.

@@ -57,9 +57,10 @@ bool URLExtractingTextView::canInsertFromMimeData(const QMimeData* source) const
 }
 
 void URLExtractingTextView::insertFromMimeData(const QMimeData* source) {
-    const auto links = TRPasteboardExtractor::findURLsInPasteboard(pasteboardOf(*source));
+    const Pasteboard content = pasteboardOf(*source); // after which the source may be gone
+    const auto links = TRPasteboardExtractor::findURLsInPasteboard(content);
     if (links.empty())
-        return QPlainTextEdit::insertFromMimeData(source);
+        return insertPlainText(QString::fromStdString(content.plainText()));
     const std::string current = toPlainText().toStdString();
     appendLinks(QString::fromStdString(TRPasteboardExtractor::textForPasting(current, links)));
 }
