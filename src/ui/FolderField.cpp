@@ -52,6 +52,11 @@ FolderField::FolderField(FolderLook& look, std::string homeFolder, const QString
     connect(m_browse, &QPushButton::clicked, this, &FolderField::browse);
 }
 
+/// A line that has the focus loses it during the destruction, which it takes for the end of editing.
+FolderField::~FolderField() {
+    m_input->lineEdit()->disconnect(this);
+}
+
 void FolderField::setRecent(const std::vector<std::string>& folders) {
     const QString current = m_input->currentText();
     m_input->clear();

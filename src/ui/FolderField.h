@@ -21,6 +21,7 @@ class FolderField final : public QWidget {
 public:
     /// `look` outlives the field. `homeFolder` stands for "~". `name` is what screen readers say.
     FolderField(FolderLook& look, std::string homeFolder, const QString& name, QWidget* parent = nullptr);
+    ~FolderField() override;
 
     void setRecent(const std::vector<std::string>& folders);
     void setFolder(const std::string& folder);

@@ -160,6 +160,8 @@ TEST_F(AddSheetTest, QuittingEndsTheSheetAndKeepsWhatStoodInIt) {
 
 TEST_F(AddSheetTest, EscapeKeepsWhatWasTypedForTheNextTimeAndCancelThrowsItAway) {
     QTest::keyClicks(&text(), "http://a/1");
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&sheet()));
+    part<FolderField>().setFocus(); // which it loses while it is destroyed
     QTest::keyClick(&sheet(), Qt::Key_Escape);
     ASSERT_TRUE(isClosed());
     m_main.openAddSheet("http://b/dropped\n");
