@@ -30,7 +30,7 @@ FolderFacts factsOfFolder(const std::string& path, Disk& disk) {
 void FolderLook::ask(const std::string& path, QObject& context,
                      std::function<void(const FolderFacts&)> told) {
     Runloop::assertMain();
-    m_workers.async([&disk = m_disk, path, context = QPointer(&context), told = std::move(told)] {
+    m_looks.async([&disk = m_disk, path, context = QPointer(&context), told = std::move(told)] {
         const FolderFacts facts = factsOfFolder(path, disk);
         Runloop::runOnMainLater([context, told, facts] {
             if (context)

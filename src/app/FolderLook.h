@@ -9,7 +9,7 @@
 #include <QObject>
 
 #include "base/Disk.h"
-#include "base/WorkQueue.h"
+#include "base/LookQueue.h"
 
 namespace tarvo {
 
@@ -25,18 +25,20 @@ struct FolderFacts {
 /// It waits for the disk: for a worker.
 FolderFacts factsOfFolder(const std::string& path, Disk& disk);
 
-/// Main thread. Its end waits for the questions that are under way.
+/// Main thread.
 class FolderLook {
 public:
-    /// `disk` outlives it.
+    /// `disk` lives as long as the process looks at it: see LookQueue.
     explicit FolderLook(Disk& disk) : m_disk(disk) {}
 
     /// Calls `told` on the main thread, unless `context` has gone by then.
     void ask(const std::string& path, QObject& context, std::function<void(const FolderFacts&)> told);
 
 private:
+    static constexpr std::size_t kMostLooks = 4; // one on a disk that is away holds no other back
+
     Disk& m_disk;
-    WorkQueue m_workers;
+    LookQueue m_looks{kMostLooks};
 };
 
 } // namespace tarvo

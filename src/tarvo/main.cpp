@@ -11,6 +11,7 @@
 #include "app/LaunchArgumentsProcessor.h"
 #include "app/SettingsTable.h"
 #include "base/Localized.h"
+#include "base/LookQueue.h"
 #include "base/PosixDisk.h"
 #include "base/ProcessArguments.h"
 #include "base/ProcessLimits.h"
@@ -135,11 +136,17 @@ int run(const CommandLine& line) {
             return std::make_unique<Headless>(notices, homeFolder);
         return std::make_unique<WindowInterface>(notices, sessionBus, defaults, homeFolder);
     };
-    Application program(defaults, disk, makeUserInterface, line);
-    running = &program;
-    const Interrupt interrupt([&] { program.quit(); });
-    Runloop::runOnNextTurn([&] { program.start(); });
-    return QCoreApplication::exec();
+    int status = 0;
+    {
+        Application program(defaults, disk, makeUserInterface, line);
+        running = &program;
+        const Interrupt interrupt([&] { program.quit(); });
+        Runloop::runOnNextTurn([&] { program.start(); });
+        status = QCoreApplication::exec();
+    }
+    defaults.flush();
+    LookQueue::leaveIfAnyIsLeft(status);
+    return status;
 }
 
 } // namespace

@@ -7,7 +7,7 @@
 #include <QObject>
 #include <QTimer>
 
-#include "base/SerialQueue.h"
+#include "base/LookQueue.h"
 #include "jobs/TRFileHash.h"
 
 namespace tarvo {
@@ -43,7 +43,7 @@ private:
 
     std::shared_ptr<Run> m_run; // null: none is under way
     QTimer m_progressTimer;
-    SerialQueue m_queue{"com.unregistered.tarvo2.hashingQueue"}; // last, so that it ends first
+    LookQueue m_queue;
 };
 
 } // namespace tarvo

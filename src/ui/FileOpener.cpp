@@ -56,7 +56,7 @@ FileOpener::FileOpener(AlertPresenter& alerts) : m_alerts(alerts) {
 
 /// Runs `task` where it may wait, and what it answers on the main thread, if the object is still there.
 void FileOpener::onWorker(std::function<std::function<void()>()> task) {
-    m_workers.async([self = QPointer<FileOpener>(this), task = std::move(task)] {
+    m_looks.async([self = QPointer<FileOpener>(this), task = std::move(task)] {
         Runloop::runOnMainLater([self, done = task()] {
             if (self)
                 done();

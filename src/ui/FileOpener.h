@@ -7,7 +7,7 @@
 
 #include <QObject>
 
-#include "base/WorkQueue.h"
+#include "base/LookQueue.h"
 #include "platform/DesktopBus.h"
 #include "queue/AlertPresenter.h"
 #include "rows/OpenRules.h"
@@ -33,6 +33,8 @@ public:
     void openFolder(const std::string& folder);
 
 private:
+    static constexpr std::size_t kMostLooks = 8; // one on a disk that is away holds no other back
+
     void openAs(Opening opening, const std::string& file);
     void openNow(const std::string& file);
     void askFileManager(const std::vector<std::string>& paths);
@@ -40,7 +42,7 @@ private:
 
     AlertPresenter& m_alerts;
     DesktopBus m_bus{DesktopBus::sessionAddress()};
-    WorkQueue m_workers; // last, so that it ends first
+    LookQueue m_looks{kMostLooks};
 };
 
 } // namespace tarvo

@@ -12,12 +12,12 @@ void FreeSpace::ask(const std::string& folder) {
     Runloop::assertMain();
     if (std::exchange(m_isAsking, true))
         return;
-    m_queue.async([this, self = QPointer<FreeSpace>(this), folder] {
+    m_queue.async([self = QPointer<FreeSpace>(this), &disk = m_disk, folder] {
         std::string nearest = folder;
-        auto bytes = m_disk.freeSpace(nearest);
+        auto bytes = disk.freeSpace(nearest);
         while (!bytes && nearest.size() > 1) {
             nearest = folderOf(nearest);
-            bytes = m_disk.freeSpace(nearest);
+            bytes = disk.freeSpace(nearest);
         }
         Runloop::runOnMainLater([self, bytes] {
             if (!self)

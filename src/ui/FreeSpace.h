@@ -8,7 +8,7 @@
 #include <QObject>
 
 #include "base/Disk.h"
-#include "base/SerialQueue.h"
+#include "base/LookQueue.h"
 
 namespace tarvo {
 
@@ -17,7 +17,7 @@ class FreeSpace final : public QObject {
     Q_OBJECT
 
 public:
-    /// `disk` outlives it.
+    /// `disk` lives as long as the process looks at it: see LookQueue.
     explicit FreeSpace(Disk& disk) : m_disk(disk) {}
 
     /// Tells of the folder (absolute), or of the nearest above it that is there. Nothing more is asked while
@@ -34,7 +34,7 @@ private:
     Disk& m_disk;
     std::optional<std::int64_t> m_bytes;
     bool m_isAsking = false;
-    SerialQueue m_queue{"com.unregistered.tarvo2.freeSpaceQueue"}; // last, so that it ends first
+    LookQueue m_queue;
 };
 
 } // namespace tarvo

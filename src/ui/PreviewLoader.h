@@ -6,12 +6,12 @@
 
 #include <QObject>
 
-#include "base/SerialQueue.h"
+#include "base/LookQueue.h"
 #include "ui/PreviewReader.h"
 
 namespace tarvo {
 
-/// Main thread. Its end waits for the block that is being read or decoded.
+/// Main thread.
 class PreviewLoader final : public QObject {
     Q_OBJECT
 
@@ -34,8 +34,8 @@ private:
 
     void hasEnded(const Flag& flag, const PreviewContent& content);
 
-    Flag m_cancelled;                      // of the one that is wanted; null: none is
-    SerialQueue m_queue{"tarvo.previews"}; // last, so that it ends first
+    Flag m_cancelled; // of the one that is wanted; null: none is
+    LookQueue m_queue;
 };
 
 } // namespace tarvo
