@@ -23,7 +23,7 @@ MainWindowController::MainWindowController(const WindowEnvironment& environment)
     QObject::connect(m_window.actions().add, &QAction::triggered, &m_window, [this] { openAddSheet(); });
     QObject::connect(m_window.actions().preferences, &QAction::triggered, &m_window,
                      [this] { openPreferences(); });
-    QObject::connect(&environment.queue, &QueueController::ended, &m_window, [this] { keepDraft(); });
+    QObject::connect(&environment.queue, &QueueController::ended, &m_window, [this] { closeSheet(); });
 }
 
 MainWindowController::~MainWindowController() = default;
@@ -42,9 +42,23 @@ std::vector<AddOutcome> MainWindowController::addDownloadFromString(const std::s
         outcomes.back() = {}; // before the user to decide
         wanted += line.url->absoluteString() + "\n";
     }
-    if (!wanted.empty())
+    if (!wanted.empty()) {
         openAddSheet(wanted);
+        storeDraft(m_sheet->links()); // which the caller believes to be in safe hands
+    }
     return outcomes;
+}
+
+void MainWindowController::whenKept(std::function<void(bool kept)> done) {
+    if (!std::exchange(m_isDraftNew, false))
+        return m_direct.whenKept(std::move(done));
+    m_settingsWriting.async([this, window = QPointer(&m_window), done = std::move(done)] {
+        const bool isWritten = m_environment.defaults.flush();
+        Runloop::runOnMainLater([this, window, done, isWritten] {
+            if (window)
+                m_direct.whenKept([done, isWritten](bool kept) { done(kept && isWritten); });
+        });
+    });
 }
 
 AddOutcome MainWindowController::addDownloadFromBundleFile(const std::string& bundle) {
@@ -67,16 +81,21 @@ bool MainWindowController::acceptDrop(const Pasteboard& pasteboard) {
 void MainWindowController::openAddSheet(std::string links) {
     Runloop::assertMain();
     if (!m_sheet) {
-        const std::string draft = links.empty() ? takeDraft() : std::string();
+        // What stood in the sheet when the program ended, or was typed before it was left with Escape.
+        std::string draft = m_environment.defaults.data(SettingKey::kAddSheetDraft);
+        m_olderDraft = links.empty() ? std::string() : std::exchange(draft, {}); // for the next time
         const bool isWantedFilled = links.empty() && draft.empty();
         if (isWantedFilled && Settings(m_environment.defaults).autoPasteInAddSheet()) {
             for (const auto& link : TRPasteboardExtractor::findURLsInPasteboard(clipboardContent()))
                 links += link + "\n";
         }
         m_sheet = new AddSheet(m_environment, m_folders, &m_window);
-        QObject::connect(m_sheet, &QDialog::rejected, &m_window, [this] {
-            if (m_sheet && m_sheet->hasTyped())
-                storeDraft(m_sheet->links());
+        QObject::connect(m_sheet, &QDialog::finished, &m_window, [this](int result) {
+            if (!m_sheet)
+                return;
+            const bool isToBeKept = result == QDialog::Rejected && m_sheet->hasTyped();
+            storeDraft(isToBeKept ? m_sheet->links() : std::string());
+            writeSettings();
         });
         if (!draft.empty())
             m_sheet->append(draft, true);
@@ -92,24 +111,15 @@ void MainWindowController::openPreferences() {
     if (!m_preferences) {
         m_preferences =
             new PreferencesWindow(m_environment.defaults, m_folders, m_environment.homeFolder, &m_window);
-        QObject::connect(m_preferences, &PreferencesWindow::stored, &m_window, [this] {
-            m_settingsWriting.async([&defaults = m_environment.defaults] { defaults.flush(); });
-        });
+        QObject::connect(m_preferences, &PreferencesWindow::stored, &m_window, [this] { writeSettings(); });
         m_preferences->show();
     }
     m_preferences->raise();
     m_preferences->activateWindow();
 }
 
-/// What stood in the sheet when the program was last quit, or was typed before it was left with Escape.
-std::string MainWindowController::takeDraft() {
-    std::string draft = m_environment.defaults.data(SettingKey::kAddSheetDraft);
-    if (!draft.empty())
-        m_environment.defaults.remove(SettingKey::kAddSheetDraft);
-    return draft;
-}
-
-void MainWindowController::keepDraft() {
+/// The program ends.
+void MainWindowController::closeSheet() {
     if (!m_sheet)
         return;
     AddSheet& sheet = *std::exchange(m_sheet, nullptr);
@@ -117,13 +127,22 @@ void MainWindowController::keepDraft() {
     sheet.reject();
 }
 
+/// What stands in the sheet, in place of what stood there; empty: nothing.
 void MainWindowController::storeDraft(const std::string& links) {
-    if (links.empty())
-        return;
     auto& defaults = m_environment.defaults;
-    const std::string draft =
-        defaults.data(SettingKey::kAddSheetDraft) + links + (links.ends_with('\n') ? "" : "\n");
-    defaults.set(SettingKey::kAddSheetDraft, QByteArray::fromStdString(draft));
+    const std::string draft = m_olderDraft + links + (links.empty() || links.ends_with('\n') ? "" : "\n");
+    if (draft == defaults.data(SettingKey::kAddSheetDraft))
+        return;
+    if (draft.empty())
+        defaults.remove(SettingKey::kAddSheetDraft);
+    else
+        defaults.set(SettingKey::kAddSheetDraft, QByteArray::fromStdString(draft));
+    m_isDraftNew = !draft.empty();
+}
+
+/// Soon, and not here: the disk is waited for.
+void MainWindowController::writeSettings() {
+    m_settingsWriting.async([&defaults = m_environment.defaults] { defaults.flush(); });
 }
 
 void MainWindowController::bringToFront() {

@@ -24,7 +24,7 @@ public:
     AddOutcome addDownloadFromBundleFile(const std::string& bundle) override;
     bool acceptDrop(const Pasteboard& pasteboard) override;
 
-    void whenKept(std::function<void(bool kept)> done) override { m_direct.whenKept(std::move(done)); }
+    void whenKept(std::function<void(bool kept)> done) override;
 
     void toggleAutorun() override { m_direct.toggleAutorun(); }
 
@@ -40,15 +40,17 @@ public:
 
 private:
     void openPreferences();
-    std::string takeDraft();
-    void keepDraft();
+    void closeSheet();
     void storeDraft(const std::string& links);
+    void writeSettings();
 
     const WindowEnvironment m_environment;
     FolderLook m_folders;
     SerialQueue m_settingsWriting{"com.unregistered.tarvo2.settingsWritingQueue"};
     WindowlessMain m_direct; // adds without a question
     QueueWindow m_window;
+    std::string m_olderDraft;  // which the open sheet does not show
+    bool m_isDraftNew = false; // and not on the disk yet
     QPointer<AddSheet> m_sheet;
     QPointer<PreferencesWindow> m_preferences;
     WindowState m_state{m_window, m_window.actions(), WindowState::standardFile()};

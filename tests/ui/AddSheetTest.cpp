@@ -150,6 +150,18 @@ TEST_F(AddSheetTest, WhatOthersBringOpensTheSheetUnlessThatIsSkipped) {
     EXPECT_EQ(addresses(), (Addresses{"http://a/1", "http://a/4"}));
 }
 
+TEST_F(AddSheetTest, LinksFromOthersAreOnTheDiskWhenTheyAreToldSo) {
+    m_main.addDownloadFromString("http://a/1\n");
+    std::string written;
+    m_main.whenKept([&](bool kept) {
+        written = kept ? UserDefaults(m_harness.folder.path("settings.conf"), m_harness.disk)
+                             .data(SettingKey::kAddSheetDraft)
+                       : "";
+    });
+    EXPECT_TRUE(turnUntil([&] { return !written.empty(); }));
+    EXPECT_EQ(written, sheet().links());
+}
+
 TEST_F(AddSheetTest, QuittingEndsTheSheetAndKeepsWhatStoodInIt) {
     text().setPlainText("http://a/1\nhalf an addr");
     m_queue.controller.quit();
