@@ -50,8 +50,10 @@ ChecksumPage::ChecksumPage(QWidget* parent)
     connect(&m_hasher, &FileHasher::progressed, m_progress, &QProgressBar::setValue);
     connect(&m_hasher, &FileHasher::finished, this, [this](const TRFileHash::Digests& digests) {
         m_digests = digests;
-        for (std::size_t i = 0; i < kKinds.size(); ++i)
+        for (std::size_t i = 0; i < kKinds.size(); ++i) {
             m_fields[i]->setText(QString::fromStdString(digestOf(digests, kKinds[i])));
+            m_fields[i]->setCursorPosition(0); // the beginning is what a person compares
+        }
         showEnd({});
         showVerdict();
     });

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QDBusVariant>
+#include <QStyle>
 
 #include "base/Runloop.h"
 
@@ -45,6 +46,7 @@ QPalette paletteOf(const QColor& window, const QColor& base, const QColor& text,
     palette.setColor(QPalette::Link, highlight.lighter(150));
     const QColor faint((text.red() + window.red()) / 2, (text.green() + window.green()) / 2,
                        (text.blue() + window.blue()) / 2);
+    palette.setColor(QPalette::Mid, faint);
     palette.setColor(QPalette::PlaceholderText, faint);
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
         palette.setColor(QPalette::Disabled, role, faint);
@@ -57,7 +59,7 @@ QPalette schemePalette(bool isDark, bool isHighContrast) {
     if (isDark && isHighContrast)
         return paletteOf(Qt::black, Qt::black, Qt::white, Qt::yellow, Qt::black);
     if (isDark)
-        return paletteOf({0x2b, 0x2b, 0x2e}, {0x1e, 0x1e, 0x20}, {0xee, 0xee, 0xec}, {0x2a, 0x6f, 0xc4},
+        return paletteOf({0x32, 0x32, 0x35}, {0x1e, 0x1e, 0x20}, {0xee, 0xee, 0xec}, {0x2a, 0x6f, 0xc4},
                          Qt::white);
     if (isHighContrast)
         return paletteOf(Qt::white, Qt::white, Qt::black, {0x00, 0x00, 0x90}, Qt::white);
@@ -109,10 +111,21 @@ void ColourScheme::apply() {
         QApplication::setPalette(QPalette()); // the desktop's own
     const bool isDarkAlready = QApplication::palette().color(QPalette::Window).lightness() < kHalfLight;
     const bool isDark = m_isDark || isDarkAlready;
-    if (isDark == isDarkAlready && !m_isHighContrast)
-        return;
-    QApplication::setPalette(schemePalette(isDark, m_isHighContrast));
-    m_hasOwnPalette = true;
+    m_hasOwnPalette = isDark != isDarkAlready || m_isHighContrast;
+    const float onOwn = m_isHighContrast ? OutlineStyle::kHighContrast : OutlineStyle::kOnDark;
+    drawOutlines(m_hasOwnPalette ? onOwn : 0);
+    if (m_hasOwnPalette)
+        QApplication::setPalette(schemePalette(isDark, m_isHighContrast));
+}
+
+/// Other styles than Qt's own know how to be seen on any palette.
+void ColourScheme::drawOutlines(float strength) {
+    if (!m_outlines && strength > 0 && QApplication::style()->name() == QLatin1String("fusion")) {
+        m_outlines = new OutlineStyle(QStringLiteral("fusion"));
+        QApplication::setStyle(m_outlines); // whose it is then
+    }
+    if (m_outlines)
+        m_outlines->setStrength(strength);
 }
 
 } // namespace tarvo

@@ -4,8 +4,10 @@
 #include <QDBusMessage>
 #include <QObject>
 #include <QPalette>
+#include <QPointer>
 
 #include "platform/DesktopBus.h"
+#include "ui/OutlineStyle.h"
 
 namespace tarvo {
 
@@ -26,11 +28,13 @@ private:
     void ask(const QString& key);
     void take(const QString& key, const QVariant& value);
     void apply();
+    void drawOutlines(float strength);
 
     DesktopBus& m_sessionBus;
     bool m_isDark = false;
     bool m_isHighContrast = false;
     bool m_hasOwnPalette = false;
+    QPointer<OutlineStyle> m_outlines; // the application's, once there was a palette of our own
 };
 
 /// The palette for what the user wants.

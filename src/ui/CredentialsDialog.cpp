@@ -2,11 +2,11 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QDialogButtonBox>
 #include <QEventLoop>
 #include <QLabel>
 
 #include "base/Runloop.h"
+#include "ui/DialogButtons.h"
 #include "ui/Icons.h"
 #include "ui/Text.h"
 
@@ -31,7 +31,7 @@ CredentialsDialog::CredentialsDialog(const AuthenticationQuestion& question, QWi
         form->addRow(hint);
     }
     form->addRow(m_save);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    auto* buttons = makeDialogButtons("OK", "Cancel", this);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     form->addRow(buttons);

@@ -2,12 +2,12 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QDialogButtonBox>
 #include <QPushButton>
 #include <QTextBlock>
 #include <QVBoxLayout>
 
 #include "base/Runloop.h"
+#include "ui/DialogButtons.h"
 #include "ui/Text.h"
 
 namespace tarvo {
@@ -27,11 +27,12 @@ ErrorList::ErrorList(QWidget* parent) : QDialog(parent), m_text(new QPlainTextEd
     m_text->setTabChangesFocus(true);
     m_text->setMaximumBlockCount(kMostErrors);
     m_text->setAccessibleName(text("tr.errors.name"));
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
+    auto* buttons = makeDialogButtons({}, "tr.preferences.close", this);
     auto* copy = buttons->addButton(text("tr.errors.copy"), QDialogButtonBox::ActionRole);
     copy->setAutoDefault(false);
-    buttons->button(QDialogButtonBox::Close)->setDefault(true);
-    buttons->button(QDialogButtonBox::Close)->setFocus();
+    auto* close = buttonOf(*buttons, QDialogButtonBox::RejectRole);
+    close->setDefault(true);
+    close->setFocus();
     auto* rows = new QVBoxLayout(this);
     rows->addWidget(m_text);
     rows->addWidget(buttons);

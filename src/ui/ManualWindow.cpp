@@ -1,11 +1,11 @@
 #include "ui/ManualWindow.h"
 
-#include <QDialogButtonBox>
 #include <QFontDatabase>
 #include <QProcessEnvironment>
 #include <QVBoxLayout>
 
 #include "base/Runloop.h"
+#include "ui/DialogButtons.h"
 #include "ui/Text.h"
 
 namespace tarvo {
@@ -19,7 +19,7 @@ ManualWindow::ManualWindow(QWidget* parent)
     m_text->setTabChangesFocus(true);
     m_text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     m_text->setAccessibleName(text("tr.manual.title"));
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
+    auto* buttons = makeDialogButtons({}, "tr.preferences.close", this);
     auto* rows = new QVBoxLayout(this);
     rows->addWidget(m_text);
     rows->addWidget(buttons);

@@ -1,11 +1,11 @@
 #include "ui/RenameDialog.h"
 
-#include <QDialogButtonBox>
-#include <QFormLayout>
+#include <QVBoxLayout>
 
 #include "base/FileName.h"
 #include "base/Runloop.h"
 #include "storage/ProgressBundle.h"
+#include "ui/DialogButtons.h"
 #include "ui/Text.h"
 
 namespace tarvo {
@@ -23,9 +23,8 @@ RenameDialog::RenameDialog(const QString& name, std::function<Result<void>(const
     m_name->setSelection(0, static_cast<int>(dot > 0 ? dot : name.size())); // without the extension
     m_remark->setWordWrap(true);
     m_remark->setTextFormat(Qt::PlainText);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    m_ok = buttons->button(QDialogButtonBox::Ok);
-    m_ok->setText(text("tr.rename.ok"));
+    auto* buttons = makeDialogButtons("tr.rename.ok", "Cancel", this);
+    m_ok = buttonOf(*buttons, QDialogButtonBox::AcceptRole);
     auto* rows = new QVBoxLayout(this);
     rows->addWidget(m_name);
     rows->addWidget(m_remark);

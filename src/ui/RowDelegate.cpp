@@ -100,8 +100,11 @@ void RowDelegate::paintTexts(QPainter& painter, const QStyleOptionViewItem& opti
     painter.setPen(colors.faint);
     const int gap = 2 * font.averageCharWidth();
     const int amount = look.amount.isEmpty() ? 0 : font.horizontalAdvance(look.amount) + gap;
-    const bool hasRoom = 2 * amount < geometry.status.width();
-    const int room = geometry.status.width() - (hasRoom ? amount : 0);
+    const int words = font.horizontalAdvance(look.status);
+    const int width = geometry.status.width();
+    const bool cutsWords = words > width - amount && words <= width;
+    const bool hasRoom = 2 * amount < width && !cutsWords;
+    const int room = width - (hasRoom ? amount : 0);
     draw(geometry.status, Qt::AlignLeft, font.elidedText(look.status, Qt::ElideRight, room));
     if (hasRoom)
         draw(geometry.status, Qt::AlignRight, look.amount);

@@ -68,11 +68,12 @@ void WindowClosing::ask() {
     if (m_question)
         return m_question->raise();
     m_question = new QMessageBox(QMessageBox::Question, QStringLiteral("Tarvo"), text("tr.closing.question"),
-                                 QMessageBox::Cancel, &m_window);
+                                 QMessageBox::NoButton, &m_window);
     m_question->setAttribute(Qt::WA_DeleteOnClose);
     m_question->setInformativeText(text("tr.closing.question-hint"));
     const auto* goOn = m_question->addButton(text("tr.closing.go-on"), QMessageBox::AcceptRole);
     const auto* quit = m_question->addButton(text("tr.closing.quit"), QMessageBox::DestructiveRole);
+    m_question->setEscapeButton(m_question->addButton(text("Cancel"), QMessageBox::RejectRole));
     connect(m_question, &QMessageBox::buttonClicked, this,
             [this, goOn, quit](const QAbstractButton* clicked) {
                 if (clicked == goOn)

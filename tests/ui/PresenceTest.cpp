@@ -139,7 +139,7 @@ TEST_F(PresenceTest, ClosingWithoutATrayAsksOnceAndTheQuestionEndsWithTheProgram
     EXPECT_FALSE(close());
     ASSERT_TRUE(question());
     EXPECT_TRUE(window.isVisible());
-    question()->button(QMessageBox::Cancel)->click();
+    question()->escapeButton()->click();
     EXPECT_TRUE(turnUntil([&] { return !question(); }));
     EXPECT_FALSE(close());
     for (auto* button : question()->buttons()) {
