@@ -23,6 +23,7 @@
 <message id="Stopped"><source></source><translation>Gestoppt</translation></message>
 <message id="Succeeded"><source></source><translation>Erfolgreich</translation></message>
 <message id="tr.about"><source></source><translation>Tarvo %1</translation></message>
+<message id="tr.about.what"><source></source><translation>Ein Download-Beschleuniger für den Desktop: mehrere Verbindungen zugleich, und nichts geht verloren, wenn eine abbricht.</translation></message>
 <message id="tr.action.about"><source></source><translation>Ü&amp;ber Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>Hinzufü&amp;gen…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Aus &amp;Zwischenablage hinzufügen</translation></message>
@@ -141,6 +142,9 @@
 <message id="tr.credentials.service"><source></source><translation>Ser&amp;ver</translation></message>
 <message id="tr.credentials.title"><source></source><translation>Anmelden</translation></message>
 <message id="tr.credentials.username"><source></source><translation>&amp;Benutzername</translation></message>
+<message id="tr.duration.days" numerus="yes"><source></source><translation><numerusform>%n Tag</numerusform><numerusform>%n Tage</numerusform></translation></message>
+<message id="tr.duration.hours"><source></source><translation>%1 h %2 min %3 s</translation></message>
+<message id="tr.duration.minutes"><source></source><translation>%1 min %2 s</translation></message>
 <message id="tr.empty.advice"><source></source><translation>Links mit Strg+V einfügen, in dieses Fenster ziehen oder hier hinzufügen.</translation></message>
 <message id="tr.empty.none-fits"><source></source><translation>Kein Download zu zeigen</translation></message>
 <message id="tr.empty.none-fits-advice"><source></source><translation>Keiner passt zum Filter oder zur Suche.</translation></message>
@@ -271,11 +275,14 @@
 <message id="tr.info.attempts"><source></source><translation>Versuche</translation></message>
 <message id="tr.info.changed"><source></source><translation>geändert %1</translation></message>
 <message id="tr.info.close"><source></source><translation>Schließen</translation></message>
+<message id="tr.info.connection-line"><source></source><translation>%1 – %2 – %3</translation></message>
 <message id="tr.info.connection-tip"><source></source><translation>Verbindung %1 hat %2 gebracht</translation></message>
 <message id="tr.info.connections"><source></source><translation>Verbindungen</translation></message>
+<message id="tr.info.connections-more" numerus="yes"><source></source><translation><numerusform>und %n weitere</numerusform><numerusform>und %n weitere</numerusform></translation></message>
 <message id="tr.info.connections-of"><source></source><translation>%1 aktiv, %2 gewünscht</translation></message>
 <message id="tr.info.connections-spoken" numerus="yes"><source></source><translation><numerusform>%n Verbindung</numerusform><numerusform>%n Verbindungen</numerusform></translation></message>
 <message id="tr.info.copy-all"><source></source><translation>&amp;Alles kopieren</translation></message>
+<message id="tr.info.each-connection"><source></source><translation>Je Verbindung</translation></message>
 <message id="tr.info.error"><source></source><translation>Letzter Fehler</translation></message>
 <message id="tr.info.finished"><source></source><translation>Fertig</translation></message>
 <message id="tr.info.folder"><source></source><translation>Ordner</translation></message>
@@ -328,6 +335,7 @@
 <message id="tr.notification.show-in-folder"><source></source><translation>Im Ordner anzeigen</translation></message>
 <message id="tr.notification.single-download"><source></source><translation>Tarvo hat %1 heruntergeladen</translation></message>
 <message id="tr.notification.title"><source></source><translation>Alle Downloads sind fertig</translation></message>
+<message id="tr.number.point"><source></source><translation>,</translation></message>
 <message id="tr.open.missing"><source></source><translation>%1 ist nicht mehr da.</translation></message>
 <message id="tr.open.no-program"><source></source><translation>Der Desktop hat kein Programm, das %1 öffnet.</translation></message>
 <message id="tr.open.program"><source></source><translation>%1 ist ein Programm oder ein Skript. Tarvo führt nicht aus, was es heruntergeladen hat, und zeigt es stattdessen in seinem Ordner.</translation></message>

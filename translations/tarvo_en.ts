@@ -23,6 +23,7 @@
 <message id="Stopped"><source></source><translation>Stopped</translation></message>
 <message id="Succeeded"><source></source><translation>Succeeded</translation></message>
 <message id="tr.about"><source></source><translation>Tarvo %1</translation></message>
+<message id="tr.about.what"><source></source><translation>A download accelerator for the desktop: several connections at once, and nothing lost when one breaks.</translation></message>
 <message id="tr.action.about"><source></source><translation>&amp;About Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>&amp;Add…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Add from &amp;Clipboard</translation></message>
@@ -141,6 +142,9 @@
 <message id="tr.credentials.service"><source></source><translation>Ser&amp;ver</translation></message>
 <message id="tr.credentials.title"><source></source><translation>Log In</translation></message>
 <message id="tr.credentials.username"><source></source><translation>&amp;User Name</translation></message>
+<message id="tr.duration.days" numerus="yes"><source></source><translation><numerusform>%n day</numerusform><numerusform>%n days</numerusform></translation></message>
+<message id="tr.duration.hours"><source></source><translation>%1 h %2 min %3 s</translation></message>
+<message id="tr.duration.minutes"><source></source><translation>%1 min %2 s</translation></message>
 <message id="tr.empty.advice"><source></source><translation>Paste links with Ctrl+V, drag them into this window, or add them here.</translation></message>
 <message id="tr.empty.none-fits"><source></source><translation>No download to show</translation></message>
 <message id="tr.empty.none-fits-advice"><source></source><translation>None fits the filter or the search.</translation></message>
@@ -271,11 +275,14 @@
 <message id="tr.info.attempts"><source></source><translation>Attempts</translation></message>
 <message id="tr.info.changed"><source></source><translation>changed %1</translation></message>
 <message id="tr.info.close"><source></source><translation>Close</translation></message>
+<message id="tr.info.connection-line"><source></source><translation>%1 – %2 – %3</translation></message>
 <message id="tr.info.connection-tip"><source></source><translation>Connection %1 has brought %2</translation></message>
 <message id="tr.info.connections"><source></source><translation>Connections</translation></message>
+<message id="tr.info.connections-more" numerus="yes"><source></source><translation><numerusform>and %n more</numerusform><numerusform>and %n more</numerusform></translation></message>
 <message id="tr.info.connections-of"><source></source><translation>%1 at work, %2 wanted</translation></message>
 <message id="tr.info.connections-spoken" numerus="yes"><source></source><translation><numerusform>%n connection</numerusform><numerusform>%n connections</numerusform></translation></message>
 <message id="tr.info.copy-all"><source></source><translation>Copy &amp;All</translation></message>
+<message id="tr.info.each-connection"><source></source><translation>Each connection</translation></message>
 <message id="tr.info.error"><source></source><translation>Last error</translation></message>
 <message id="tr.info.finished"><source></source><translation>Finished</translation></message>
 <message id="tr.info.folder"><source></source><translation>Folder</translation></message>
@@ -328,6 +335,7 @@
 <message id="tr.notification.show-in-folder"><source></source><translation>Show in Folder</translation></message>
 <message id="tr.notification.single-download"><source></source><translation>Tarvo downloaded %1</translation></message>
 <message id="tr.notification.title"><source></source><translation>All Downloads Finished</translation></message>
+<message id="tr.number.point"><source></source><translation>.</translation></message>
 <message id="tr.open.missing"><source></source><translation>%1 is not there any more.</translation></message>
 <message id="tr.open.no-program"><source></source><translation>The desktop has no program that opens %1.</translation></message>
 <message id="tr.open.program"><source></source><translation>%1 is a program or a script. Tarvo doesn’t run what it has downloaded, and shows it in its folder instead.</translation></message>

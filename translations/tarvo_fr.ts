@@ -23,6 +23,7 @@
 <message id="Stopped"><source></source><translation>Arrêté</translation></message>
 <message id="Succeeded"><source></source><translation>Réussi</translation></message>
 <message id="tr.about"><source></source><translation>Tarvo %1</translation></message>
+<message id="tr.about.what"><source></source><translation>Un accélérateur de téléchargement pour le bureau : plusieurs connexions à la fois, et rien n’est perdu quand l’une se rompt.</translation></message>
 <message id="tr.action.about"><source></source><translation>À &amp;propos de Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>Aj&amp;outer…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Ajouter depuis le &amp;presse-papiers</translation></message>
@@ -141,6 +142,9 @@
 <message id="tr.credentials.service"><source></source><translation>&amp;Serveur</translation></message>
 <message id="tr.credentials.title"><source></source><translation>Connexion</translation></message>
 <message id="tr.credentials.username"><source></source><translation>Nom d’&amp;utilisateur</translation></message>
+<message id="tr.duration.days" numerus="yes"><source></source><translation><numerusform>%n jour</numerusform><numerusform>%n jours</numerusform></translation></message>
+<message id="tr.duration.hours"><source></source><translation>%1 h %2 min %3 s</translation></message>
+<message id="tr.duration.minutes"><source></source><translation>%1 min %2 s</translation></message>
 <message id="tr.empty.advice"><source></source><translation>Collez des liens avec Ctrl+V, glissez-les dans cette fenêtre ou ajoutez-les ici.</translation></message>
 <message id="tr.empty.none-fits"><source></source><translation>Aucun téléchargement à afficher</translation></message>
 <message id="tr.empty.none-fits-advice"><source></source><translation>Aucun ne correspond au filtre ou à la recherche.</translation></message>
@@ -271,11 +275,14 @@
 <message id="tr.info.attempts"><source></source><translation>Tentatives</translation></message>
 <message id="tr.info.changed"><source></source><translation>modifié le %1</translation></message>
 <message id="tr.info.close"><source></source><translation>Fermer</translation></message>
+<message id="tr.info.connection-line"><source></source><translation>%1 – %2 – %3</translation></message>
 <message id="tr.info.connection-tip"><source></source><translation>La connexion %1 a apporté %2</translation></message>
 <message id="tr.info.connections"><source></source><translation>Connexions</translation></message>
+<message id="tr.info.connections-more" numerus="yes"><source></source><translation><numerusform>et %n autre</numerusform><numerusform>et %n autres</numerusform></translation></message>
 <message id="tr.info.connections-of"><source></source><translation>%1 actives, %2 souhaitées</translation></message>
 <message id="tr.info.connections-spoken" numerus="yes"><source></source><translation><numerusform>%n connexion</numerusform><numerusform>%n connexions</numerusform></translation></message>
 <message id="tr.info.copy-all"><source></source><translation>&amp;Tout copier</translation></message>
+<message id="tr.info.each-connection"><source></source><translation>Par connexion</translation></message>
 <message id="tr.info.error"><source></source><translation>Dernière erreur</translation></message>
 <message id="tr.info.finished"><source></source><translation>Terminé</translation></message>
 <message id="tr.info.folder"><source></source><translation>Dossier</translation></message>
@@ -328,6 +335,7 @@
 <message id="tr.notification.show-in-folder"><source></source><translation>Afficher dans le dossier</translation></message>
 <message id="tr.notification.single-download"><source></source><translation>Tarvo a téléchargé %1</translation></message>
 <message id="tr.notification.title"><source></source><translation>Tous les téléchargements sont terminés</translation></message>
+<message id="tr.number.point"><source></source><translation>,</translation></message>
 <message id="tr.open.missing"><source></source><translation>%1 n’existe plus.</translation></message>
 <message id="tr.open.no-program"><source></source><translation>Le bureau n’a aucun programme qui ouvre %1.</translation></message>
 <message id="tr.open.program"><source></source><translation>%1 est un programme ou un script. Tarvo n’exécute pas ce qu’il a téléchargé, et l’affiche plutôt dans son dossier.</translation></message>

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t kKibi = 1024;
 
-std::string withUnit(std::int64_t bytes) {
+std::string withUnit(std::int64_t bytes, DecimalMark mark) {
     static const char* const units[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     double amount = static_cast<double>(bytes) / kKibi;
     std::size_t unit = 0;
@@ -21,23 +21,30 @@ std::string withUnit(std::int64_t bytes) {
         amount /= kKibi;
         ++unit;
     }
-    return fmt::format("{:.1f} {}", amount, units[unit]);
+    return readableNumber(amount, mark) + " " + units[unit];
 }
 
 } // namespace
 
-std::string readableBytes(std::int64_t bytes) {
-    return bytes < kKibi ? fmt::format("{} B", bytes) : withUnit(bytes);
+std::string readableNumber(double number, DecimalMark mark) {
+    std::string text = fmt::format("{:.1f}", number);
+    if (mark == DecimalMark::ofLanguage)
+        text.replace(text.find('.'), 1, localized("tr.number.point"));
+    return text;
+}
+
+std::string readableBytes(std::int64_t bytes, DecimalMark mark) {
+    return bytes < kKibi ? fmt::format("{} B", bytes) : withUnit(bytes, mark);
 }
 
 std::string readableSize(std::int64_t bytes) {
     return bytes < kKibi
                ? localizedCount("tr.size.bytes", static_cast<std::size_t>(std::max<std::int64_t>(bytes, 0)))
-               : withUnit(bytes);
+               : withUnit(bytes, DecimalMark::ofLanguage);
 }
 
-std::string readableSpeed(std::int64_t bytesPerSecond) {
-    return readableBytes(bytesPerSecond) + "/s";
+std::string readableSpeed(std::int64_t bytesPerSecond, DecimalMark mark) {
+    return readableBytes(bytesPerSecond, mark) + "/s";
 }
 
 std::string readableDuration(Seconds duration) {

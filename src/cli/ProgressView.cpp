@@ -56,24 +56,25 @@ public:
     PlainView(std::ostream& output, std::ostream& problems) : SilentView(problems), m_output(output) {}
 
     void started(const DownloadSnapshot& download) override {
-        const std::string size =
-            download.size < 1 ? localized("tr.get.unknown-size") : readableBytes(download.size);
+        const std::string size = download.size < 1 ? localized("tr.get.unknown-size")
+                                                   : readableBytes(download.size, DecimalMark::point);
         say(localizedCount("tr.get.started", download.connections, {download.name, size}));
     }
 
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
         Runloop::assertMain();
         for (const auto& download : m_pace.due(running, now))
-            say(localized("tr.get.progress",
-                          {download.name, percentOf(download), readableSpeed(download.speed)}));
+            say(localized("tr.get.progress", {download.name, percentOf(download),
+                                              readableSpeed(download.speed, DecimalMark::point)}));
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {
         const auto speed = static_cast<std::int64_t>(static_cast<double>(result.bytes) /
                                                      std::max(result.took.count(), 0.001));
         say(localized(result.checksumMatched ? "tr.get.finished-matching" : "tr.get.finished",
-                      {result.path, readableBytes(result.bytes), fmt::format("{:.1f}", result.took.count()),
-                       readableSpeed(speed)}));
+                      {result.path, readableBytes(result.bytes, DecimalMark::point),
+                       fmt::format("{:.1f}", result.took.count()),
+                       readableSpeed(speed, DecimalMark::point)}));
     }
 
 protected:

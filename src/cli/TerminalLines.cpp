@@ -88,7 +88,7 @@ std::string summaryOf(const QueueCounts& counts, std::size_t running, std::size_
 
 std::string percentOf(const DownloadSnapshot& download) {
     if (download.size < 1)
-        return readableBytes(download.bytes);
+        return readableBytes(download.bytes, DecimalMark::point);
     return fmt::format("{:.0f}%", std::floor(fractionOf(download) * 100));
 }
 
@@ -100,7 +100,7 @@ std::string terminalLine(const DownloadSnapshot& download, int columns, bool col
     const bool known = download.size > 0;
     const int width = std::max(columns - kSpareColumns, 1);
     const std::string percent = fmt::format(" {:>{}}", percentOf(download), known ? 4 : 10);
-    const std::string speed = fmt::format(" {:>12}", readableSpeed(download.speed));
+    const std::string speed = fmt::format(" {:>12}", readableSpeed(download.speed, DecimalMark::point));
     const std::string connections =
         " " + localized("tr.get.connections", {fmt::format("{:>2}", download.connections)});
     const std::string left =

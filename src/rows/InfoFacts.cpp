@@ -8,6 +8,7 @@
 
 #include "base/Localized.h"
 #include "base/Readable.h"
+#include "rows/RowTexts.h"
 
 namespace tarvo {
 
@@ -39,7 +40,7 @@ std::string connectionsText(const RemoteFile& job, const std::optional<SegmentsS
 std::string timeLeftText(const RemoteFile& job) {
     const bool isKnown =
         job.currentState() == rf_state_running && job.fileSize() > 0 && job.bytesPerSecond() > 0;
-    return isKnown ? readableDuration(Seconds(job.secondsRemaining())) : std::string();
+    return isKnown ? durationText(Seconds(job.secondsRemaining())) : std::string();
 }
 
 std::string refererText(const RemoteFile& job) {
@@ -67,7 +68,8 @@ std::string versionText(const Validator& validator) {
     return validator.entityTag + (hasBoth ? "\n" : "") + changed;
 }
 
-std::vector<InfoFact> infoFacts(const RemoteFile& job, const std::optional<SegmentsSnapshot>& segments) {
+std::vector<InfoFact> infoFacts(const RemoteFile& job, const std::optional<SegmentsSnapshot>& segments,
+                                const std::string& eachConnection) {
     const auto url = job.url();
     const auto& error = job.error();
     const bool runs = job.currentState() == rf_state_running;
@@ -78,6 +80,7 @@ std::vector<InfoFact> infoFacts(const RemoteFile& job, const std::optional<Segme
         {"tr.info.connections", connectionsText(job, segments)},
         {"tr.info.speed", runs ? readableSpeed(job.bytesPerSecond()) : std::string()},
         {"tr.info.time-left", timeLeftText(job)},
+        {"tr.info.each-connection", runs ? eachConnection : std::string()},
         {"tr.info.attempts", job.attemptNumber > 0 ? std::to_string(job.attemptNumber) : std::string()},
         {"tr.info.error", error ? error->sentence() : std::string()},
         {"tr.info.referrer", refererText(job)},

@@ -16,8 +16,9 @@ struct InfoFact {
 };
 
 /// The same labels in the same order for every job. No text holds a password. `segments` of the job, none
-/// while it is not known. Main thread.
-std::vector<InfoFact> infoFacts(const RemoteFile& job, const std::optional<SegmentsSnapshot>& segments);
+/// while it is not known; `eachConnection` is connectionsText(). Main thread.
+std::vector<InfoFact> infoFacts(const RemoteFile& job, const std::optional<SegmentsSnapshot>& segments,
+                                const std::string& eachConnection);
 
 /// The version of a file: entity tag and time of the last change, as far as they are known.
 std::string versionText(const Validator& validator);

@@ -159,7 +159,8 @@ SpeedFormat speedFormat(std::int64_t bytesPerSecond) {
 std::string speedText(std::int64_t bytesPerSecond) {
     const SpeedFormat format = speedFormat(bytesPerSecond);
     const bool isBytes = format.key == "tr.status.speed.bps";
-    return localized(format.key, {fmt::format("{:.{}f}", format.value, isBytes ? 0 : 1)});
+    return localized(format.key,
+                     {isBytes ? fmt::format("{:.0f}", format.value) : readableNumber(format.value)});
 }
 
 std::string remainingTimeText(double seconds) {
@@ -174,6 +175,20 @@ std::string remainingTimeText(double seconds) {
     if (hours != 0)
         return localized("tr.status.eta.hour", {std::to_string(hours), minutes, rest});
     return localized("tr.status.eta.minutes", {minutes, rest});
+}
+
+std::string durationText(Seconds duration) {
+    constexpr std::int64_t hour = 3600;
+    constexpr std::int64_t day = 24 * hour;
+    constexpr double mostDays = 9999;
+    const auto whole = static_cast<std::int64_t>(std::clamp(duration.count(), 0.0, mostDays * day));
+    if (whole >= 100 * hour)
+        return localizedCount("tr.duration.days", static_cast<std::size_t>(whole / day));
+    const std::string minutes = std::to_string(whole / 60 % 60);
+    const std::string seconds = std::to_string(whole % 60);
+    if (whole >= hour)
+        return localized("tr.duration.hours", {std::to_string(whole / hour), minutes, seconds});
+    return localized("tr.duration.minutes", {minutes, seconds});
 }
 
 std::string amountText(int state, std::int64_t done, std::int64_t size) {

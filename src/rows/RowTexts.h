@@ -64,6 +64,10 @@ SpeedFormat speedFormat(std::int64_t bytesPerSecond);
 /// "1 h 2 min 5 s left"; empty from a week on. Hours begin again at 60.
 std::string remainingTimeText(double seconds);
 
+/// "1 h 2 min 5 s", in the form that rows have; from a hundred hours on "5 days". What is below zero is shown
+/// as zero.
+std::string durationText(Seconds duration);
+
 /// "1.0 MiB of 5.0 MiB", for what is done the size alone; empty while neither is known. Sizes in bytes, below
 /// 1: not known.
 std::string amountText(int state, std::int64_t done, std::int64_t size);

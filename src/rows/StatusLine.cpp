@@ -4,6 +4,7 @@
 #include "base/Readable.h"
 #include "base/Runloop.h"
 #include "queue/RemoteFileCollectionStats.h"
+#include "rows/RowTexts.h"
 
 namespace tarvo {
 
@@ -52,7 +53,7 @@ std::string timeLeftText(const QueueFacts& facts) {
         return {};
     const Seconds left{static_cast<double>(facts.bytesLeft) / static_cast<double>(facts.speed)};
     return localized(facts.isSizeUnknown ? "tr.statusbar.more-than-left" : "tr.statusbar.left",
-                     {readableDuration(left)});
+                     {durationText(left)});
 }
 
 std::string freeSpaceText(std::optional<std::int64_t> bytes) {

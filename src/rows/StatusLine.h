@@ -28,7 +28,8 @@ std::string runStateText(QueueRunState state);
 /// "2 running, 5 waiting"; empty when there is neither.
 std::string countsText(const QueueFacts& facts);
 
-/// "2:03 left", or "more than 2:03 left" when not every size is known; empty while nothing comes in.
+/// "2 min 3 s left", or "more than 2 min 3 s left" when not every size is known; empty while nothing comes
+/// in.
 std::string timeLeftText(const QueueFacts& facts);
 
 /// "12.3 GiB free"; empty when it is not known.

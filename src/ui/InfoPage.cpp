@@ -41,8 +41,14 @@ void InfoPage::setJob(const std::shared_ptr<RemoteFile>& job, TimePoint now) {
     m_segments.reset();
     for (QLabel* field : m_fields)
         field->clear(); // with what is selected of the last job's
-    m_lastSample = now;
     m_curve->begin(now, job ? job->recentSpeeds() : std::vector<std::int64_t>());
+    m_speeds.clear();
+    m_eachConnection.clear();
+    m_lastSample = now;
+    if (!m_job)
+        return;
+    showSegments();
+    sampleSpeeds(now);
     refresh(now);
 }
 
@@ -68,10 +74,17 @@ void InfoPage::showSpeed(TimePoint now) {
         return;
     m_lastSample = now;
     m_curve->add(now, m_job->bytesPerSecond());
+    sampleSpeeds(now);
+}
+
+/// As often as a person can read them.
+void InfoPage::sampleSpeeds(TimePoint now) {
+    const auto connections = m_segments ? inOrder(m_segments->connections) : std::vector<ConnectionSpan>();
+    m_eachConnection = connectionsText(connections, m_speeds.look(now, connections));
 }
 
 void InfoPage::showFacts() {
-    const auto facts = infoFacts(*m_job, m_segments);
+    const auto facts = infoFacts(*m_job, m_segments, m_eachConnection);
     for (std::size_t i = 0; i < facts.size(); ++i) {
         if (i == m_fields.size())
             m_fields.push_back(addField(facts[i].labelKey));

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QWidget>
 
+#include "rows/ConnectionSpeeds.h"
 #include "rows/InfoFacts.h"
 #include "ui/SegmentBar.h"
 #include "ui/SpeedCurve.h"
@@ -33,6 +34,7 @@ public:
 private:
     void showSegments();
     void showSpeed(TimePoint now);
+    void sampleSpeeds(TimePoint now);
     void showFacts();
     QLabel* addField(std::string_view labelKey);
     void copyAll() const;
@@ -40,6 +42,8 @@ private:
     std::shared_ptr<RemoteFile> m_job;
     std::optional<SegmentsSnapshot> m_segments; // as they were when they could last be seen
     TimePoint m_lastSample{};
+    ConnectionSpeeds m_speeds;
+    std::string m_eachConnection; // what was last told of it
     SegmentBar* m_bar;
     SpeedCurve* m_curve;
     QFormLayout* m_form;

@@ -9,6 +9,9 @@ namespace tarvo {
 Presence::Presence(DesktopBus& sessionBus) : m_watch(sessionBus) {
     m_grace.setInterval(kGraceMs);
     m_grace.setSingleShot(true);
+    m_missing.setInterval(kMissingMs);
+    m_missing.setSingleShot(true);
+    connect(&m_missing, &QTimer::timeout, this, &Presence::tellOfMissingTray);
     connect(&m_watch, &TrayWatch::changed, this, &Presence::update);
     connect(&m_grace, &QTimer::timeout, this, [this] {
         if (!m_tray && m_window && !m_window->isVisible())
@@ -45,6 +48,10 @@ void Presence::setIconVisible(bool visible) {
 
 void Presence::update() {
     Runloop::assertMain();
+    if (isTrayMissing())
+        m_missing.start();
+    else
+        tellOfMissingTray();
     const bool shallBe = m_wantsItem && m_watch.isTrayThere() && m_window;
     if (shallBe == isInTray())
         return;
@@ -57,6 +64,11 @@ void Presence::update() {
         m_grace.start();
     }
     updateTaskBar();
+}
+
+void Presence::tellOfMissingTray() {
+    if (m_window)
+        m_window->hints().setTrayMissing(isTrayMissing());
 }
 
 /// Said by the window's kind: a tool window is not listed. Wayland knows no such wish.

@@ -25,6 +25,9 @@ public:
     /// `sessionBus` outlives it.
     explicit Presence(DesktopBus& sessionBus);
 
+    /// After so long without a tray the window says so: what asks for one waits no longer.
+    static constexpr int kMissingMs = TrayWatch::kLimitMs + 1000;
+
     /// The window that is shown and hidden from now on. `queue` and `window` live until the window ends.
     void attach(QueueWindow& window, QueueController& queue);
 
@@ -44,11 +47,16 @@ private:
     void update();
     void updateTaskBar();
 
+    bool isTrayMissing() const { return m_wantsItem && !m_watch.isTrayThere(); }
+
+    void tellOfMissingTray();
+
     TrayWatch m_watch;
     QueueWindow* m_window = nullptr; // null before and after its life
     QueueController* m_queue = nullptr;
     std::unique_ptr<Tray> m_tray;
     QTimer m_grace;
+    QTimer m_missing;
     bool m_wantsItem = false;
     bool m_isIconVisible = true;
 };

@@ -65,6 +65,12 @@ void QueueView::select(const std::vector<Job>& jobs) {
     selectionModel()->select(ranges, QItemSelectionModel::ClearAndSelect);
 }
 
+void QueueView::enter() {
+    setFocus(Qt::OtherFocusReason);
+    if (!selectionModel()->hasSelection() && m_rows.rowCount() > 0)
+        selectionModel()->setCurrentIndex(m_rows.index(0), QItemSelectionModel::ClearAndSelect);
+}
+
 void QueueView::scrollToSelection() {
     const auto rows = selectedRows();
     if (rows.contains(currentIndex().row()))
@@ -73,21 +79,48 @@ void QueueView::scrollToSelection() {
         scrollTo(m_rows.index(*rows.begin()));
 }
 
-/// A filter that shows others resets the model; what it still shows of the selected rows stays selected.
+/// A filter or a search that shows others resets the model. What was selected is selected again once it is
+/// shown again, unless the user has selected other rows meanwhile.
 void QueueView::keepSelectionOverResets() {
+    connect(selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { m_hasChosenAnew = m_hasChosenAnew || !m_isResetting; });
     connect(&m_rows, &RowsModel::modelAboutToBeReset, this, [this] {
-        m_kept = selectedJobs();
-        m_keptCurrent = m_rows.jobAt(currentIndex());
+        if (std::exchange(m_hasChosenAnew, false))
+            rememberSelection();
+        m_isResetting = true;
     });
     connect(&m_rows, &RowsModel::modelReset, this, [this] {
-        select(std::exchange(m_kept, {}));
-        const Job current = std::exchange(m_keptCurrent, {});
-        const QModelIndex index = current ? m_rows.indexOf(*current) : QModelIndex();
-        if (!index.isValid())
-            return;
-        selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
-        scrollTo(index);
+        selectRemembered();
+        m_isResetting = false;
     });
+    connect(&m_queue, &RemoteFilesArrayController::jobReplaced, this,
+            [this](const Job& old, const Job& fresh) {
+                for (auto& chosen : m_chosen) {
+                    if (chosen.lock() == old)
+                        chosen = fresh;
+                }
+            });
+}
+
+void QueueView::rememberSelection() {
+    const auto jobs = selectedJobs();
+    m_chosen.assign(jobs.begin(), jobs.end());
+    m_chosenCurrent = m_rows.jobAt(currentIndex());
+}
+
+void QueueView::selectRemembered() {
+    std::vector<Job> jobs;
+    for (const auto& chosen : m_chosen) {
+        if (auto job = chosen.lock())
+            jobs.push_back(std::move(job));
+    }
+    select(jobs);
+    const Job current = m_chosenCurrent.lock();
+    const QModelIndex index = current ? m_rows.indexOf(*current) : QModelIndex();
+    if (!index.isValid())
+        return;
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    scrollTo(index);
 }
 
 RowRange QueueView::rowsInSight() const {

@@ -32,6 +32,9 @@ public:
     /// Selects the rows of those that are shown, and nothing else; the first of them becomes the current one.
     void select(const std::vector<Job>& jobs);
 
+    /// Takes the keyboard, with a row to begin at.
+    void enter();
+
     /// Scrolls to the current row, if it is selected, else to the first selected one.
     void scrollToSelection();
 
@@ -63,6 +66,8 @@ protected:
 
 private:
     void keepSelectionOverResets();
+    void rememberSelection();
+    void selectRemembered();
     bool isOwn(const QDropEvent& event) const;
     int dropRowAt(const QPoint& position) const;
     void showDropRow(int row);
@@ -71,10 +76,12 @@ private:
     RowsModel& m_rows;
     RowDelegate* m_delegate;
     RowsFeed m_feed;
-    std::vector<Job> m_kept;    // selected before the model's reset
-    Job m_keptCurrent;          // likewise
-    std::vector<Job> m_dragged; // while a drag of rows lasts
-    int m_dropRow = -1;         // what is dropped comes in front of it; -1: no mark is shown
+    std::vector<std::weak_ptr<RemoteFile>> m_chosen; // selected last, also those that a filter hides
+    std::weak_ptr<RemoteFile> m_chosenCurrent;       // likewise
+    bool m_isResetting = false;
+    bool m_hasChosenAnew = false; // since the model's last reset
+    std::vector<Job> m_dragged;   // while a drag of rows lasts
+    int m_dropRow = -1;           // what is dropped comes in front of it; -1: no mark is shown
 };
 
 } // namespace tarvo

@@ -107,12 +107,13 @@ void QueueWindow::followAdded() {
     m_nextTurn.start();
 }
 
-/// They are selected if no row is; the focus stays where it is.
+/// The first of them is selected if no row is: one key must not act on a hundred that have just come. The
+/// focus stays where it is.
 void QueueWindow::showAdded(const std::vector<QueueController::Job>& jobs) {
     if (jobs.empty())
         return;
     if (!m_list->selectionModel()->hasSelection()) {
-        m_list->select(jobs);
+        m_list->select({jobs.front()});
         m_list->scrollToSelection();
     } else if (const auto row = m_queue.remoteFiles().rowOf(*jobs.front())) {
         m_list->scrollTo(m_rows->index(*row));
@@ -139,7 +140,9 @@ void QueueWindow::showManual() {
 
 void QueueWindow::showAbout() {
     auto* box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("Tarvo"),
-                                text("tr.about", {TARVO_VERSION}), QMessageBox::Close, this);
+                                text("tr.about", {TARVO_VERSION}), QMessageBox::NoButton, this);
+    box->addButton(text("tr.preferences.close"), QMessageBox::RejectRole);
+    box->setInformativeText(text("tr.about.what"));
     box->setIconPixmap(Icons::ofApplication().pixmap(64));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();

@@ -42,7 +42,7 @@ void RowCommands::connectSearch(const Actions& actions) {
     });
     connect(&m_search, &QLineEdit::textChanged, this,
             [this](const QString& words) { m_queue.remoteFiles().setSearch(words.toStdString()); });
-    connect(&m_search, &SearchField::left, &m_list, [this] { m_list.setFocus(Qt::OtherFocusReason); });
+    connect(&m_search, &SearchField::left, &m_list, [this] { m_list.enter(); });
 }
 
 void RowCommands::followRunState(RowsModel& rows) {

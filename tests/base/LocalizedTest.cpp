@@ -2,6 +2,7 @@
 #include "base/Localized.h"
 
 #include "base/Error.h"
+#include "base/Readable.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -27,9 +28,10 @@ TEST(Localized, TheUsersLanguageIsFoundWithItsPluralForms) {
                                  localizedCount("tr.add.addresses", 2) == "2 adresses";
             QLocale::setDefault(QLocale(QLocale::German, QLocale::Austria));
             installLocalizedTexts();
-            const bool isRightToo = localized("Cancel") == "Abbrechen" &&
-                                    localizedCount("tr.add.addresses", 0) == "0 Adressen" &&
-                                    localizedCount("tr.add.addresses", 1) == "1 Adresse";
+            const bool isRightToo =
+                localized("Cancel") == "Abbrechen" && localizedCount("tr.add.addresses", 0) == "0 Adressen" &&
+                localizedCount("tr.add.addresses", 1) == "1 Adresse" && readableSpeed(1536) == "1,5 KiB/s" &&
+                readableSpeed(1536, DecimalMark::point) == "1.5 KiB/s";
             std::_Exit(isRight && isRightToo ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");

@@ -26,8 +26,9 @@ TEST(StatusLine, SaysNoMoreThanIsKnown) {
     EXPECT_EQ(countsText({.running = 1, .waiting = 2}), "1 running, 2 waiting");
     EXPECT_EQ(countsText({.waiting = 3}), "3 waiting");
     EXPECT_EQ(timeLeftText({.bytesLeft = 100}), "") << "nothing comes in";
-    EXPECT_EQ(timeLeftText({.speed = 2, .bytesLeft = 250}), "2:05 left");
-    EXPECT_EQ(timeLeftText({.speed = 2, .bytesLeft = 250, .isSizeUnknown = true}), "more than 2:05 left");
+    EXPECT_EQ(timeLeftText({.speed = 2, .bytesLeft = 250}), "2 min 5 s left");
+    EXPECT_EQ(timeLeftText({.speed = 2, .bytesLeft = 250, .isSizeUnknown = true}),
+              "more than 2 min 5 s left");
 }
 
 } // namespace

@@ -68,6 +68,14 @@ TEST(RowTexts, HoursBeginAgainAtSixty) {
         EXPECT_EQ(remainingTimeText(seconds), words) << seconds;
 }
 
+TEST(RowTexts, DurationsBelowAHundredHoursAreWhole) {
+    EXPECT_EQ(durationText(Seconds(-3)), "0 min 0 s");
+    EXPECT_EQ(durationText(Seconds(363.9)), "6 min 3 s");
+    EXPECT_EQ(durationText(Seconds(99 * 3600 + 59)), "99 h 0 min 59 s");
+    EXPECT_EQ(durationText(Seconds(100 * 3600)), "4 days");
+    EXPECT_EQ(durationText(Seconds(std::numeric_limits<double>::infinity())), "9999 days");
+}
+
 TEST(RowTexts, AFailureSaysWhyAndWhatComesNext) {
     RowFacts facts = failed(3);
     EXPECT_EQ(statusText(facts, kStopped), "Failed after 3 attempts. It broke. Reload it to try again.");

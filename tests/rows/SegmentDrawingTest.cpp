@@ -1,6 +1,8 @@
 // The drawing of a file's segments: no hole is hidden, and no connection.
 #include "rows/SegmentDrawing.h"
 
+#include "rows/ConnectionSpeeds.h"
+
 #include <gtest/gtest.h>
 
 namespace tarvo {
@@ -60,6 +62,19 @@ TEST(SegmentDrawing, SaysItInWords) {
     EXPECT_EQ(spokenSegments(some, 50.9), "50 percent; 1 connection; 3 parts missing");
     EXPECT_EQ(spokenSegments({100, {{0, 99}}}, 99.99), "99 percent; 0 connections; 1 part missing");
     EXPECT_EQ(spokenSegments({0, {{0, 99}}, {{}, {}}}, -1), "size not known; 2 connections");
+}
+
+TEST(ConnectionSpeeds, AreTheMeanOfTheLastSecondsOfEachConnection) {
+    using Speeds = std::vector<std::optional<std::int64_t>>;
+    const TimePoint start{std::chrono::hours(1)};
+    ConnectionSpeeds speeds;
+    EXPECT_EQ(speeds.look(start, {{0, 0, 5000}}), Speeds{std::nullopt});
+    EXPECT_EQ(speeds.look(start + std::chrono::seconds(2), {{0, 2000, 5000}, {5000, 5000, 0}}),
+              (Speeds{1000, std::nullopt}));
+    const std::vector<ConnectionSpan> later{{0, 2000, 5000}, {5000, 8072, 0}};
+    const auto last = speeds.look(start + std::chrono::seconds(4), later);
+    EXPECT_EQ(last, (Speeds{0, 1536})) << "the first has been silent for two seconds";
+    EXPECT_EQ(connectionsText(later, last), "1 – 0 B/s – 2.0 KiB of 4.9 KiB\n2 – 1.5 KiB/s – 3.0 KiB");
 }
 
 } // namespace tarvo

@@ -60,8 +60,14 @@ TEST_F(QueueViewTest, SelectionSurvivesWhateverHappensToOtherRows) {
     queue.setSearch("b");
     EXPECT_EQ(selectedNames(), "b");
     EXPECT_EQ(currentName(), "b");
+    queue.setSearch("none has this");
     queue.setSearch("");
-    EXPECT_EQ(selectedNames(), "b") << "what was hidden comes back unselected";
+    EXPECT_EQ(selectedNames(), "ebd") << "what was hidden is selected again";
+    queue.setSearch("b");
+    view.clearSelection();
+    selectRows({0});
+    queue.setSearch("");
+    EXPECT_EQ(selectedNames(), "b") << "chosen while the others were hidden";
     queue.removeRemoteFile(queue.jobAt(1));
     EXPECT_EQ(selectedNames(), "");
     EXPECT_EQ(currentName(), "c") << "the next row";
