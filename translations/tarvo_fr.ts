@@ -210,10 +210,13 @@
 <message id="tr.err.opens-limit"><source></source><translation>Au plus %1 adresses et %2 caractères peuvent être ouverts à la fois</translation></message>
 <message id="tr.err.program-ends"><source></source><translation>Tarvo est en train de se terminer et n’accepte plus rien.</translation></message>
 <message id="tr.err.program-ends-recovery"><source></source><translation>Relancez-le, puis réessayez.</translation></message>
+<message id="tr.err.progress-damaged"><source></source><translation>Le téléchargement inachevé dans « %1 » est endommagé : %2</translation></message>
 <message id="tr.err.progress-file-mismatch"><source></source><translation>Le téléchargement inachevé du dossier appartient à un autre fichier que celui que le serveur propose maintenant.</translation></message>
 <message id="tr.err.progress-file-recovery"><source></source><translation>Déplacez ou supprimez le téléchargement inachevé, puis réessayez.</translation></message>
 <message id="tr.err.progress-file-unreadable"><source></source><translation>Le fichier de progression « %1 » n’a pas pu être lu : %2</translation></message>
 <message id="tr.err.progress.data-corrupt"><source></source><translation>Le fichier de progression est endommagé : ses données n’ont pas pu être chargées.</translation></message>
+<message id="tr.err.proxy-authentication"><source></source><translation>Le proxy demande un nom d’utilisateur et un mot de passe, ou refuse ceux qu’il a reçus.</translation></message>
+<message id="tr.err.proxy-authentication-recovery"><source></source><translation>Indiquez-les dans l’adresse du proxy, comme dans http://NOM:MOTDEPASSE@HÔTE:PORT.</translation></message>
 <message id="tr.err.proxy-unusable"><source></source><translation>Le réglage ProxyUrl n’indique aucun proxy utilisable, et rien n’est envoyé sans lui.</translation></message>
 <message id="tr.err.proxy-unusable-recovery"><source></source><translation>Donnez-lui une adresse telle que http://host:3128 ou socks5h://host:1080 (http, https, socks4, socks4a, socks5 et socks5h sont pris en charge), ou laissez-le vide pour aucun proxy.</translation></message>
 <message id="tr.err.queue-full"><source></source><translation>La file d’attente contient déjà %1 téléchargements et n’en accepte plus.</translation></message>
@@ -243,6 +246,7 @@
 <message id="tr.get.ask-password"><source></source><translation>Mot de passe : </translation></message>
 <message id="tr.get.ask-save"><source></source><translation>L’enregistrer dans le trousseau ? [y/N] </translation></message>
 <message id="tr.get.asks-or-passphrase"><source></source><translation>%1 demande un nom d’utilisateur et un mot de passe (ou la phrase secrète de l’une de vos clés SSH).</translation></message>
+<message id="tr.get.bad-line"><source></source><translation>ligne %1 de « %2 » : %3</translation></message>
 <message id="tr.get.connecting"><source></source><translation>%1 : connexion…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 conn.</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>illisible</translation></message>
@@ -252,6 +256,7 @@
 <message id="tr.get.interrupted-saved"><source></source><translation>interrompu ; la progression est enregistrée dans « %1 ». Relancez la même commande pour continuer.</translation></message>
 <message id="tr.get.interrupted-whole"><source></source><translation>interrompu ; le fichier est entier, sa somme de contrôle n’a pas été comparée.</translation></message>
 <message id="tr.get.named-twice"><source></source><translation>%1 est demandé plus d’une fois ; il est téléchargé une seule fois.</translation></message>
+<message id="tr.get.no-output"><source></source><translation>impossible d’écrire sur la sortie standard : %1.</translation></message>
 <message id="tr.get.no-terminal"><source></source><translation>%1 demande un nom d’utilisateur et un mot de passe, et il n’y a pas de terminal pour poser la question. Donnez-les avec --user, ou enregistrez-les dans le trousseau.</translation></message>
 <message id="tr.get.not-handed-over"><source></source><translation>aucune application n’a accepté les liens : %1</translation></message>
 <message id="tr.get.progress"><source></source><translation>progression %1 %2 %3</translation></message>
@@ -260,6 +265,8 @@
 <message id="tr.get.summary"><source></source><translation>%1 sur %2 terminés, %3 en cours, %4 en attente</translation></message>
 <message id="tr.get.summary-failures"><source></source><translation>%1 sur %2 terminés, %3 en échec, %4 en cours, %5 en attente</translation></message>
 <message id="tr.get.taken"><source></source><translation>accepté : %1</translation></message>
+<message id="tr.get.too-few-files"><source></source><translation>trop peu de fichiers peuvent être ouverts à la fois pour un téléchargement. Relevez la limite, par exemple avec : ulimit -n 256</translation></message>
+<message id="tr.get.too-few-threads"><source></source><translation>le système laisse le programme démarrer trop peu de fils d’exécution pour un téléchargement. Relevez la limite, par exemple avec : ulimit -u 1024</translation></message>
 <message id="tr.get.unknown-size"><source></source><translation>taille inconnue</translation></message>
 <message id="tr.hint.browser-links"><source></source><translation>Les liens qu’un navigateur envoie à Tarvo ne sont pas encore ouverts par lui.</translation></message>
 <message id="tr.hint.browser-links-button"><source></source><translation>Les ouvrir avec Tarvo</translation></message>
@@ -414,6 +421,7 @@
 <message id="tr.sleep.reason"><source></source><translation>Tarvo télécharge un fichier. Suspendez pour permettre la mise en veille.</translation></message>
 <message id="tr.start.no-answer"><source></source><translation>un autre est en cours et ne répond pas : %1</translation></message>
 <message id="tr.start.no-display"><source></source><translation>Il n’y a pas d’écran où ouvrir une fenêtre ; tarvo --headless s’en passe.</translation></message>
+<message id="tr.start.no-home"><source></source><translation>il n’y a pas de dossier personnel : HOME n’est pas défini et la liste des utilisateurs n’en indique aucun. Définissez HOME.</translation></message>
 <message id="tr.start.not-reset"><source></source><translation>un autre est en cours, rien n’a donc été réinitialisé. Quittez-le, puis relancez avec %1.</translation></message>
 <message id="tr.start.not-taken"><source></source><translation>non accepté : %1 : %2</translation></message>
 <message id="tr.startup-err-message"><source></source><translation>Il semble que Tarvo se soit arrêté avant la fin de son démarrage. Voulez-vous réinitialiser vos réglages ?</translation></message>

@@ -31,21 +31,39 @@ std::string cutToBytes(std::string text, std::size_t limit) {
     return text;
 }
 
+namespace {
+
+/// What tells the kind of file: from the last dot on, with a ".tar" before it; empty where that is too long
+/// for one.
+std::string_view endingOf(std::string_view name) {
+    constexpr std::size_t longest = 12;
+    constexpr std::string_view archive = ".tar";
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos || name.size() - dot > longest)
+        return {};
+    const bool isArchive = name.substr(0, dot).ends_with(archive);
+    return name.substr(isArchive ? dot - archive.size() : dot);
+}
+
+std::string cutBeforeExtension(const std::string& name, std::size_t limit) {
+    const std::string ending(endingOf(name));
+    if (name.size() <= limit || ending.size() >= limit)
+        return cutToBytes(name, limit);
+    return cutToBytes(name.substr(0, name.size() - ending.size()), limit - ending.size()) + ending;
+}
+
+} // namespace
+
 std::string cleanFileName(const std::optional<std::string>& name, std::string_view extension) {
     if (!name)
         return "Error";
     QString text = QString::fromStdString(*name);
     std::replace_if(text.begin(), text.end(), isUnsafe, QChar(u'_'));
-    const auto longest = 254 - static_cast<qsizetype>(extension.size());
-    if (text.size() > longest) {
-        text.truncate(longest);
-        if (text.back().isHighSurrogate())
-            text.chop(1);
-    }
     qsizetype dots = 0;
     while (dots < text.size() && text.at(dots) == u'.')
         ++dots;
-    return cutToBytes(text.mid(dots).toStdString(), kLongestName - 1 - extension.size());
+    // A character never has more UTF-16 units than bytes, so what fits in bytes fits.
+    return cutBeforeExtension(text.mid(dots).toStdString(), kLongestName - 1 - extension.size());
 }
 
 std::string renamedFileOrBareFile(const std::string& name, int version, std::size_t reserved) {

@@ -15,8 +15,8 @@ inline constexpr std::size_t kLongestName = 255;
 
 /// The file-name cleaner. `extension` (without its dot) is what will be appended to the result.
 /// Reserved and control characters become "_"; the result together with the extension fits both 254
-/// UTF-16 units plus a dot and 255 bytes of UTF-8, cut at a character boundary; leading dots are
-/// removed. No name at all gives "Error"; a name made only of dots gives an empty one.
+/// UTF-16 units plus a dot and 255 bytes of UTF-8, cut at a character boundary before its own extension;
+/// leading dots are removed. No name at all gives "Error"; a name made only of dots gives an empty one.
 std::string cleanFileName(const std::optional<std::string>& name, std::string_view extension);
 
 /// The name to try as number `version` of `name`: a.tar.gz at version 2 is "a.tar (2).gz". Versions

@@ -27,6 +27,33 @@ std::string lowered(std::string_view text) {
     return result;
 }
 
+std::string withoutControls(std::string text) {
+    // The second byte of a control character of two (C2), the third of a direction (E2 80, E2 81).
+    const auto byteAt = [&text](std::size_t at) {
+        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
+    };
+    const auto within = [](unsigned byte, unsigned first, unsigned last) {
+        return byte >= first && byte <= last;
+    };
+    std::string clean;
+    clean.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        const unsigned first = byteAt(at);
+        std::size_t length = 0;
+        if (first < 0x20 || first == 0x7f)
+            length = 1;
+        else if (first == 0xc2 && within(byteAt(at + 1), 0x80, 0x9f))
+            length = 2;
+        else if (first == 0xe2 && byteAt(at + 1) == 0x80 && within(byteAt(at + 2), 0xaa, 0xae))
+            length = 3;
+        else if (first == 0xe2 && byteAt(at + 1) == 0x81 && within(byteAt(at + 2), 0xa6, 0xa9))
+            length = 3;
+        clean += length > 0 ? '?' : text[at];
+        at += std::max<std::size_t>(length, 1);
+    }
+    return clean;
+}
+
 std::string shown(std::string_view text) {
     constexpr std::size_t most = 200; // bytes
     std::string result(text);
@@ -41,6 +68,7 @@ std::string shown(std::string_view text) {
         if (colon < at && at != std::string_view::npos)
             result.replace(colon + 1, at - colon - 1, "***");
     }
+    result = withoutControls(std::move(result));
     return result.size() > most ? cutToBytes(std::move(result), most) + "…" : result;
 }
 

@@ -138,6 +138,10 @@ std::string withoutPasswords(std::string text) {
     return text;
 }
 
+bool isSameButForPassword(const Url& one, const Url& other) {
+    return one == other || one.withoutPassword() == other.withoutPassword();
+}
+
 bool isTransferScheme(std::string_view scheme) {
     return scheme == "http" || scheme == "https" || scheme == "ftp" || scheme == "sftp";
 }

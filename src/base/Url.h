@@ -58,6 +58,9 @@ std::vector<std::string_view> passwordsIn(std::string_view text);
 /// `text` with "***" in the place of each of them, for logs.
 std::string withoutPasswords(std::string text);
 
+/// Whether the two differ in nothing but the password, which is not kept everywhere.
+bool isSameButForPassword(const Url& one, const Url& other);
+
 /// Whether transfers carry this scheme (lower case): http, https, ftp and sftp are all there are.
 bool isTransferScheme(std::string_view scheme);
 

@@ -4,6 +4,7 @@
 #include <QJsonObject>
 
 #include "base/Localized.h"
+#include "base/Text.h"
 #include "cli/DownloadRunner.h"
 
 namespace tarvo {
@@ -37,16 +38,22 @@ void tell(const Options& options, const Target& target, const AddOutcome& outcom
     if (options.json)
         output << jsonLine(target, outcome) << "\n";
     else if (!outcome.isFulfilled())
-        problems << "tarvo-get: " << localized("tr.start.not-taken", {name, reasonOf(outcome).sentence()})
+        problems << "tarvo-get: "
+                 << withoutControls(localized("tr.start.not-taken", {name, reasonOf(outcome).sentence()}))
                  << "\n";
     else if (!options.quiet)
-        output << localized(isTaken ? "tr.get.taken" : "tr.get.already-there", {name}) << "\n";
+        output << withoutControls(localized(isTaken ? "tr.get.taken" : "tr.get.already-there", {name}))
+               << "\n";
 }
 
 } // namespace
 
 int attach(const Options& options, const RunningInstance& application, std::ostream& output,
            std::ostream& problems) {
+    for (const auto& line : options.badLines)
+        problems << "tarvo-get: " << withoutControls(sentenceOf(line)) << "\n";
+    if (options.targets.empty())
+        return DownloadRunner::kSomeFailed;
     std::vector<std::string> what;
     what.reserve(options.targets.size());
     for (const auto& target : options.targets)
@@ -57,7 +64,7 @@ int attach(const Options& options, const RunningInstance& application, std::ostr
                  << std::endl;
         return DownloadRunner::kSomeFailed;
     }
-    bool isAllTaken = true;
+    bool isAllTaken = options.badLines.empty();
     for (std::size_t i = 0; i < what.size(); ++i) {
         tell(options, options.targets[i], (*outcomes)[i], output, problems);
         isAllTaken &= (*outcomes)[i].isFulfilled();

@@ -67,7 +67,10 @@ DownloadRunner::~DownloadRunner() = default;
 
 void DownloadRunner::start() {
     Runloop::assertMain();
-    m_counts.total = m_options.targets.size();
+    m_counts.total = m_options.targets.size() + m_options.badLines.size();
+    m_counts.failed = m_options.badLines.size();
+    for (const auto& line : m_options.badLines)
+        m_view.refused(line);
     for (const auto& target : m_options.targets)
         addTarget(target);
     m_progressTimer.start();

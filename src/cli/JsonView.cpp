@@ -1,10 +1,39 @@
 #include "cli/JsonView.h"
 
 #include "base/Runloop.h"
+#include "base/Text.h"
 
 #include <QJsonDocument>
 
 namespace tarvo {
+
+namespace {
+
+/// RFC 8259 lets these stand as they are, but a terminal would obey them: DEL and the control characters of
+/// two bytes.
+QByteArray escaped(const QByteArray& json) {
+    QByteArray text;
+    text.reserve(json.size());
+    for (qsizetype at = 0; at < json.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(json[at]);
+        const auto next = at + 1 < json.size() ? static_cast<unsigned char>(json[at + 1]) : 0U;
+        if (byte == 0x7f)
+            text += "\\u007f";
+        else if (byte == 0xc2 && next >= 0x80 && next <= 0x9f)
+            text += "\\u00" + QByteArray::number(static_cast<int>(json[++at]) & 0xff, 16);
+        else
+            text += json[at];
+    }
+    return text;
+}
+
+QJsonObject membersOf(const Error& error) {
+    return {{"error", QString::fromStdString(error.sentence())},
+            {"domain", QString::fromStdString(error.domain)},
+            {"code", static_cast<qint64>(error.code)}};
+}
+
+} // namespace
 
 void JsonView::started(const DownloadSnapshot& download) {
     write("started", download, {{"connections", static_cast<qint64>(download.connections)}});
@@ -24,6 +53,7 @@ void JsonView::progress(const std::vector<DownloadSnapshot>& running, const Queu
 
 void JsonView::finished(const DownloadSnapshot& download, const DownloadResult& result) {
     QJsonObject more{{"path", QString::fromStdString(result.path)},
+                     {"size", static_cast<qint64>(result.bytes)}, // known now, if it was not before
                      {"bytes", static_cast<qint64>(result.bytes)},
                      {"seconds", result.took.count()}};
     if (result.checksumMatched)
@@ -32,24 +62,37 @@ void JsonView::finished(const DownloadSnapshot& download, const DownloadResult& 
 }
 
 void JsonView::failed(const DownloadSnapshot& download, const Error& error) {
-    write("failed", download,
-          {{"error", QString::fromStdString(error.sentence())},
-           {"domain", QString::fromStdString(error.domain)},
-           {"code", static_cast<qint64>(error.code)}});
+    write("failed", download, membersOf(error));
+}
+
+void JsonView::refused(const BadLine& line) {
+    QJsonObject event = membersOf(line.reason);
+    event["event"] = "failed";
+    event["url"] = QString::fromStdString(line.text);
+    event["name"] = "";
+    event["size"] = QJsonValue();
+    event["list"] = QString::fromStdString(line.list);
+    event["line"] = static_cast<qint64>(line.number);
+    write(event);
 }
 
 void JsonView::notice(const std::string& text) {
     Runloop::assertMain();
-    m_problems << "tarvo-get: " << text << std::endl;
+    m_problems << "tarvo-get: " << withoutControls(text) << std::endl;
 }
 
 void JsonView::write(const char* event, const DownloadSnapshot& download, QJsonObject more) {
-    Runloop::assertMain();
     more["event"] = event;
     more["url"] = QString::fromStdString(download.url);
     more["name"] = QString::fromStdString(download.name);
-    more["size"] = download.size < 1 ? QJsonValue() : QJsonValue(static_cast<qint64>(download.size));
-    m_output << QJsonDocument(more).toJson(QJsonDocument::Compact).toStdString() << std::endl;
+    if (!more.contains("size"))
+        more["size"] = download.size < 1 ? QJsonValue() : QJsonValue(static_cast<qint64>(download.size));
+    write(more);
+}
+
+void JsonView::write(const QJsonObject& event) {
+    Runloop::assertMain();
+    m_output << escaped(QJsonDocument(event).toJson(QJsonDocument::Compact)).toStdString() << std::endl;
 }
 
 } // namespace tarvo

@@ -23,9 +23,11 @@ public:
                   TimePoint now) override;
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override;
     void failed(const DownloadSnapshot& download, const Error& error) override;
+    void refused(const BadLine& line) override;
     void notice(const std::string& text) override;
 
 private:
+    void write(const QJsonObject& event);
     void write(const char* event, const DownloadSnapshot& download, QJsonObject more);
 
     std::ostream& m_output;

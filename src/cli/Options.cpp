@@ -6,9 +6,7 @@
 #include "jobs/CURLRemoteFile.h"
 
 #include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <iostream>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -34,46 +32,6 @@ EarlyExit badUsage(const std::string& problem) {
 
 std::string inQuotes(const std::string& text) {
     return "\"" + shown(text) + "\"";
-}
-
-/// The links of a text, one a line; empty lines and comments are passed over.
-void addLines(std::istream& text, std::vector<std::string>& targets) {
-    for (std::string line; std::getline(text, line);) {
-        const std::string link(trimmed(line));
-        if (!link.empty() && link.front() != '#')
-            targets.push_back(link);
-    }
-}
-
-std::optional<EarlyExit> readInputFile(const std::string& name, std::vector<std::string>& targets) {
-    if (name == "-") {
-        addLines(std::cin, targets);
-        return std::nullopt;
-    }
-    std::ifstream file(name);
-    if (!file)
-        return badUsage("can't read the input file \"" + name + "\": " + std::strerror(errno) + ".");
-    addLines(file, targets);
-    if (file.bad())
-        return badUsage("can't read the input file \"" + name + "\".");
-    return std::nullopt;
-}
-
-std::variant<Target, EarlyExit> targetOf(const std::string& text) {
-    if (text.find("://") == std::string::npos) {
-        const auto path = absolutePath(text);
-        if (!path)
-            return badUsage(path.error().sentence());
-        if (auto bundle = ProgressBundle::fromBundleDirectory(*path))
-            return Target{std::nullopt, bundle->bundleDirectory()};
-        return badUsage(inQuotes(text) +
-                        " is neither an address (http, https, ftp, sftp) nor a .trdownload bundle.");
-    }
-    const auto url = Url::parse(text);
-    if (!url || !isTransferScheme(url->scheme()) || url->host().empty())
-        return badUsage(inQuotes(text) +
-                        " is no address that can be downloaded: http, https, ftp and sftp are supported.");
-    return Target{url, ""};
 }
 
 void describe(CLI::App& app, Options& options, Raw& raw) {
@@ -116,22 +74,21 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
 }
 
 std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
-    std::vector<std::string> targets = raw.targets;
+    for (const auto& text : raw.targets) {
+        const auto target = targetOf(text);
+        if (!target)
+            return badUsage(target.error().sentence());
+        options.targets.push_back(*target);
+    }
     if (!raw.inputFile.empty()) {
-        if (auto problem = readInputFile(raw.inputFile, targets))
-            return problem;
+        if (const auto read = readList(raw.inputFile, options.targets, options.badLines); !read)
+            return badUsage("the input file: " + read.error().sentence());
     }
-    if (targets.empty())
+    if (options.targets.empty() && options.badLines.empty())
         return badUsage("nothing to download.");
-    for (const auto& text : targets) {
-        auto target = targetOf(text);
-        if (auto* problem = std::get_if<EarlyExit>(&target))
-            return *problem;
-        options.targets.push_back(std::get<Target>(target));
-    }
     if (options.targets.size() > 1 && (options.outputName || !raw.checksum.empty()))
         return badUsage("--output and --checksum need a single address.");
-    if (options.outputName && !options.targets.front().url)
+    if (options.outputName && !options.targets.empty() && !options.targets.front().url)
         return badUsage("--output names a new download; a bundle keeps its name.");
     if (options.outputName &&
         (options.outputName->empty() || options.outputName->find('/') != std::string::npos))

@@ -9,18 +9,14 @@
 
 #include "base/Settings.h"
 #include "base/Url.h"
+#include "cli/Targets.h"
 #include "jobs/Checksum.h"
 
 namespace tarvo {
 
-/// What to download: an address, or a bundle of an unfinished download.
-struct Target {
-    std::optional<Url> url;
-    std::string bundle; ///< absolute path; empty for an address
-};
-
 struct Options {
     std::vector<Target> targets;
+    std::vector<BadLine> badLines;
     std::string directory;        ///< absolute
     std::int64_t connections = 1; ///< for each file
     std::int64_t jobs = 1;        ///< files at once

@@ -3,6 +3,7 @@
 #include "base/Localized.h"
 #include "base/Readable.h"
 #include "base/Runloop.h"
+#include "base/Text.h"
 #include "cli/JsonView.h"
 #include "cli/TerminalLines.h"
 
@@ -38,15 +39,19 @@ public:
 
     void failed(const DownloadSnapshot& download, const Error& error) override {
         Runloop::assertMain();
-        m_problems << "tarvo-get: " << download.url << ": " << error.sentence() << std::endl;
+        tell(download.url + ": " + error.sentence());
     }
 
-    void notice(const std::string& text) override {
-        Runloop::assertMain();
-        m_problems << "tarvo-get: " << text << std::endl;
-    }
+    void refused(const BadLine& line) override { tell(sentenceOf(line)); }
+
+    void notice(const std::string& text) override { tell(text); }
 
 private:
+    void tell(const std::string& text) {
+        Runloop::assertMain();
+        m_problems << "tarvo-get: " << withoutControls(text) << std::endl;
+    }
+
     std::ostream& m_problems;
 };
 
@@ -83,7 +88,7 @@ protected:
 private:
     void say(const std::string& line) {
         Runloop::assertMain();
-        m_output << line << "\n" << std::flush;
+        m_output << withoutControls(line) << "\n" << std::flush;
     }
 
     std::ostream& m_output;

@@ -9,6 +9,7 @@
 
 #include "base/Clock.h"
 #include "base/Error.h"
+#include "cli/Targets.h"
 #include "queue/DownloadSnapshot.h"
 
 namespace tarvo {
@@ -42,6 +43,9 @@ public:
                           TimePoint now) = 0;
     virtual void finished(const DownloadSnapshot& download, const DownloadResult& result) = 0;
     virtual void failed(const DownloadSnapshot& download, const Error& error) = 0;
+
+    /// A line of a list that names nothing to download.
+    virtual void refused(const BadLine& /*line*/) {}
 
     /// Something a person should know that is neither result nor progress.
     virtual void notice(const std::string& text) = 0;

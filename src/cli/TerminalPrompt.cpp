@@ -4,6 +4,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Runloop.h"
+#include "base/Text.h"
 #include "platform/Interrupt.h"
 
 #include <algorithm>
@@ -99,8 +100,9 @@ std::optional<std::string> TerminalPrompt::ask(int terminal, const std::string& 
 std::optional<AuthenticationAnswer> TerminalPrompt::converse(int terminal,
                                                              const AuthenticationQuestion& question) {
     auto name = ask(terminal,
-                    question.username.empty() ? localized("tr.get.ask-name")
-                                              : localized("tr.get.ask-name-known", {question.username}),
+                    question.username.empty()
+                        ? localized("tr.get.ask-name")
+                        : localized("tr.get.ask-name-known", {withoutControls(question.username)}),
                     true);
     if (!name)
         return std::nullopt;

@@ -1,5 +1,6 @@
 // tarvo-get: puts the pieces together, runs the main loop, and takes them apart in order.
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include <QCoreApplication>
@@ -19,6 +20,7 @@
 #include "cli/Attach.h"
 #include "cli/DownloadRunner.h"
 #include "cli/Options.h"
+#include "cli/StandardOutput.h"
 #include "cli/TerminalPrompt.h"
 #include "platform/InstanceSocket.h"
 #include "platform/Interrupt.h"
@@ -28,6 +30,11 @@
 namespace {
 
 using namespace tarvo;
+
+// Queues for preparing, saving and hashing, and what looks a name up; the transfer and what writes its data
+// out.
+constexpr std::size_t kThreads = 8;
+constexpr std::size_t kThreadsOfAJob = 2;
 
 void logToStandardError() {
     auto sink = std::make_shared<spdlog::sinks::stderr_sink_mt>();
@@ -79,33 +86,59 @@ int download(const Options& options, UserDefaults& defaults, Disk& disk) {
     return QCoreApplication::exec();
 }
 
+int complain(const std::string& text) {
+    std::cerr << "tarvo-get: " << text << std::endl;
+    return DownloadRunner::kSomeFailed;
+}
+
+int run(int argc, char** argv, const std::string& home) {
+    const Runloop::Main mainThread;
+    PosixDisk disk;
+    UserDefaults defaults(UserDefaults::standardPath(), disk);
+    registerDefaultSettings(defaults);
+    auto parsed = parseOptions(argc, argv, Settings(defaults), home);
+    hidePasswords(argc, argv);
+    if (const auto* early = std::get_if<EarlyExit>(&parsed)) {
+        (early->status == 0 ? std::cout : std::cerr) << early->text;
+        return early->status;
+    }
+    const auto& options = std::get<Options>(parsed);
+    if (options.attach) {
+        const std::string lock = InstanceSocket::standardLockFile(UserDefaults::standardPath());
+        const RunningInstance running(InstanceSocket::standardSocketPath(lock));
+        return attach(options, running, std::cout, std::cerr);
+    }
+    if (!mayOpenEnoughFiles())
+        return complain(localized("tr.get.too-few-files"));
+    if (!mayStartThreads(kThreads + kThreadsOfAJob * static_cast<std::size_t>(options.jobs)))
+        return complain(localized("tr.get.too-few-threads"));
+    LiveCurlSegment::startUp();
+    return download(options, defaults, disk);
+}
+
+/// The status, unless what was to be printed is lost.
+int afterFlushing(StandardOutput& output, int status) {
+    std::cout.flush();
+    if (output.problem() == 0)
+        return status;
+    complain(localized("tr.get.no-output", {std::strerror(output.problem())}));
+    return status == DownloadRunner::kAllFinished ? DownloadRunner::kSomeFailed : status;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    const auto home = findHomeFolder();
     QCoreApplication application(argc, argv);
     raiseOpenFilesLimit();
-    int status = 0;
-    {
-        const Runloop::Main mainThread;
-        installLocalizedTexts();
-        const char* home = std::getenv("HOME");
-        PosixDisk disk;
-        UserDefaults defaults(UserDefaults::standardPath(), disk);
-        registerDefaultSettings(defaults);
-        auto parsed = parseOptions(argc, argv, Settings(defaults), home ? home : "/");
-        hidePasswords(argc, argv);
-        if (const auto* early = std::get_if<EarlyExit>(&parsed)) {
-            (early->status == 0 ? std::cout : std::cerr) << early->text;
-            return early->status;
-        }
-        if (std::get<Options>(parsed).attach) {
-            const std::string lock = InstanceSocket::standardLockFile(UserDefaults::standardPath());
-            const RunningInstance running(InstanceSocket::standardSocketPath(lock));
-            return attach(std::get<Options>(parsed), running, std::cout, std::cerr);
-        }
-        LiveCurlSegment::startUp();
-        status = download(std::get<Options>(parsed), defaults, disk);
-    }
+    surviveFileSizeLimit();
+    installLocalizedTexts();
+    if (!home)
+        return complain(localized("tr.start.no-home"));
+    StandardOutput output(STDOUT_FILENO);
+    auto* const usual = std::cout.rdbuf(&output);
+    const int status = afterFlushing(output, run(argc, argv, *home));
+    std::cout.rdbuf(usual);
     LiveCurlSegment::cleanup();
     return status;
 }

@@ -1,6 +1,7 @@
 #include "jobs/BundleAdoption.h"
 
 #include "base/FileName.h"
+#include "base/Localized.h"
 #include "base/Log.h"
 #include "jobs/FileFinalizer.h"
 #include "jobs/JobErrors.h"
@@ -14,6 +15,12 @@ namespace tarvo {
 namespace {
 
 constexpr std::size_t kBundleSuffixBytes = 11; // ".trdownload"
+
+Error damaged(const ProgressBundle& bundle, const Error& cause) {
+    return {std::string(ErrorDomain::RemoteFile), kRemoteFileProgressMismatch,
+            localized("tr.err.progress-damaged", {bundle.bundleDirectory(), cause.description}),
+            localized("tr.err.progress-file-recovery")};
+}
 
 Error mismatch() {
     return remoteFileError(kRemoteFileProgressMismatch, "tr.err.progress-file-mismatch",
@@ -42,11 +49,11 @@ bool BundleAdoption::wasFinishedBefore() {
     if (!bundle || bundle->tempFileExists() || !bundle->progressFileExists())
         return false;
     const auto saved = ProgressFile(bundle->progressFile(), m_environment.disk).readData();
-    if (!saved || saved->url != m_url || saved->fileSize < 1 ||
+    if (!saved || !saved->isOf(m_url) || saved->fileSize < 1 ||
         Disk::lengthOfFile(bundle->finalFile()) != saved->fileSize)
         return false;
     Log::warning("The download \"{}\" was finished before; only its bundle was left", bundle->finalFile());
-    if (const auto removed = m_environment.disk.removeTree(bundle->bundleDirectory()); !removed)
+    if (const auto removed = bundle->removeFrom(m_environment.disk); !removed)
         Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
                    removed.error().description);
     m_found.finished = {bundle->finalFile(), saved->fileSize};
@@ -129,7 +136,9 @@ Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, c
     if (!bundle.progressFileExists())
         return adopted;
     const auto saved = ProgressFile(bundle.progressFile(), m_environment.disk).readData();
-    if (!saved || saved->url != m_url || saved->fileSize != probe.contentLength)
+    if (!saved)
+        return failure(damaged(bundle, saved.error()));
+    if (!saved->isOf(m_url) || saved->fileSize != probe.contentLength)
         return failure(mismatch());
     DownloadFacts& facts = m_found.facts;
     facts.referer = saved->referer ? saved->referer : facts.referer;

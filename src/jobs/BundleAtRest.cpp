@@ -26,9 +26,9 @@ Result<void> removeAtRest(const ProgressBundle& bundle, const std::optional<Url>
     if (!taken)
         return failure(taken.error());
     const auto record = ProgressFile(bundle.progressFile(), disk).readData();
-    if (record && record->url != url)
+    if (record && (!url || !record->isOf(*url)))
         return {};
-    return disk.removeTree(bundle.bundleDirectory());
+    return bundle.removeFrom(disk);
 }
 
 std::optional<Error> removeRemains(const JobRemains& remains, Disk& disk) {

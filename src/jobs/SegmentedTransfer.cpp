@@ -201,7 +201,8 @@ Result<FinishedFile> SegmentedTransfer::finish(const std::string& name) {
     // goes only after that: with the name lost in a crash, it would still be complete.
     if (const auto flushed = disk.flushFolder(folderOf(*moved)); !flushed)
         return failure(flushed.error());
-    if (const auto removed = disk.removeTree(folderOf(data.path)); !removed)
+    const auto bundle = ProgressBundle::fromBundleDirectory(folderOf(data.path));
+    if (const auto removed = bundle ? bundle->removeFrom(disk) : Result<void>(); !removed)
         Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
                    removed.error().description);
     FileFinalizer(*moved).setWhereFrom(m_parts.request.url.absoluteString());

@@ -83,6 +83,9 @@ bool QueueStateSaver::restoreSession(const std::string& session, const std::vect
                                      origin->added = row->second->link.added;
                                  if (row != rowOf.end() && row->second->link.connections > 0)
                                      origin->facts.choosePartitions(row->second->link.connections);
+                                 if (row != rowOf.end() && origin->url &&
+                                     isSameButForPassword(*origin->url, row->second->link.url))
+                                     origin->url = row->second->link.url;  // which has the password
                                  if (!origin->url && row != rowOf.end()) { // its bundle can't be read now
                                      origin->url = row->second->link.url;
                                      origin->fileSize = row->second->fileSize;

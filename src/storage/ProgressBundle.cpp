@@ -86,6 +86,19 @@ Result<void> ProgressBundle::checkIsOwn() const {
     return {};
 }
 
+Result<void> ProgressBundle::removeFrom(Disk& disk) const {
+    // The record last: what a crash leaves is a bundle that says whose it is, or an empty folder.
+    for (const auto& path : {tempFile(), progressFile() + ".new", progressFile()}) {
+        if (!Disk::exists(path))
+            continue;
+        if (auto removed = disk.removeTree(path); !removed)
+            return removed;
+    }
+    if (!Disk::removeEmptyFolder(bundleDirectory()) && bundleExists())
+        Log::warning("The folder \"{}\" stays: it holds what is no part of the download", bundleDirectory());
+    return {};
+}
+
 std::optional<dev_t> ProgressBundle::device() const {
     struct stat status {};
 

@@ -10,9 +10,12 @@
 
 namespace tarvo {
 
+class Disk;
+
 /// movie.mp4 downloading into Downloads lives in Downloads/movie.mp4.trdownload/ with the members
-/// "data" and "progress". Only names places: it touches the disk for existence checks alone. A bookmark
-/// is the absolute path as bytes; one whose path is gone no longer resolves. All paths are absolute.
+/// "data" and "progress". Only names places: it touches the disk for existence checks, and to remove what it
+/// names. A bookmark is the absolute path as bytes; one whose path is gone no longer resolves. All paths are
+/// absolute.
 class ProgressBundle {
 public:
     /// The extension of bundle directories, without its dot.
@@ -38,6 +41,10 @@ public:
     /// Whether the bundle, and what is in it, is this user's own and stands where its path says. Error: POSIX
     /// (EPERM, ELOOP); what is not there is no error.
     Result<void> checkIsOwn() const;
+
+    /// Removes data, record and, where nothing else is in it, the folder: what the user has put there stays.
+    Result<void> removeFrom(Disk& disk) const;
+
     /// The device (stat(2)) that the bundle's folder is on; none where that is not there.
     std::optional<dev_t> device() const;
 

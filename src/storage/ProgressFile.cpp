@@ -41,6 +41,10 @@ Result<ByteRanges> rangesOfLegacyRecords(const Records& records, std::int64_t fi
     return ranges;
 }
 
+Url withoutPassword(const Url& url) {
+    return Url::parse(url.withoutPassword()).value_or(url.withoutCredentials());
+}
+
 /// Keys of its own: earlier versions pass over them.
 void encode(KeyedArchiver& archiver, const Validator& validator) {
     archiver.encodeString("entityTag", validator.entityTag);
@@ -61,10 +65,11 @@ Validator decodeValidator(KeyedUnarchiver& unarchiver) {
 Result<void> ProgressFile::writeData(const ProgressState& state) const {
     const std::int64_t done = state.progressData->totalBytesDownloaded();
     KeyedArchiver archiver(KeyedArchiver::Format::Xml);
-    archiver.encodeUrl("URL", state.url);
+    archiver.encodeUrl("URL", withoutPassword(state.url));
     archiver.encodeInteger("fileSize", state.fileSize);
     archiver.encodeObject("progressData", state.progressData);
-    archiver.encodeUrl("HTTPReferer", state.referer);
+    archiver.encodeUrl("HTTPReferer",
+                       state.referer ? std::optional(withoutPassword(*state.referer)) : std::nullopt);
     archiver.encodeInteger("requestedConnections", state.requestedConnections);
     archiver.encodeInteger("totalBytesDownloaded", done);
     encode(archiver, state.validator);

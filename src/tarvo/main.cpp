@@ -1,9 +1,12 @@
 // tarvo: runs the application, or hands what it was given to the one that runs already.
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <thread>
 
 #include <QApplication>
 
@@ -44,8 +47,7 @@ int refuseToReset(int status, const CommandLine& line) {
     return kFailed;
 }
 
-int handOver(const RunningInstance& instance, const CommandLine& line) {
-    const auto outcomes = instance.handOver(line.open, line.activationToken);
+int tell(const Result<std::vector<AddOutcome>>& outcomes, const CommandLine& line) {
     if (!outcomes) {
         complain(localized("tr.start.no-answer", {outcomes.error().sentence()}));
         return kFailed;
@@ -103,24 +105,46 @@ std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, const 
     return application;
 }
 
-int run(const CommandLine& line) {
-    const char* home = std::getenv("HOME");
+/// The other one was ending, or has only begun.
+bool isNoListener(const Error& error) {
+    return error.is(ErrorDomain::Posix, ECONNREFUSED) || error.is(ErrorDomain::Posix, ENOENT) ||
+           error.is(ErrorDomain::Posix, ECONNRESET) || error.is(ErrorDomain::Posix, EPIPE);
+}
+
+/// Claims to be the one that runs, or hands over to that one: the exit status then. A program that is killed
+/// answers no more before its lock is gone, for the system may take a while to clear up a large one.
+std::optional<int> claimOrHandOver(InstanceSocket& instance, const InstanceSocket::Handler& handler,
+                                   const RunningInstance& other, const CommandLine& line) {
+    constexpr std::chrono::seconds kPatience{5};
+    constexpr std::chrono::milliseconds kPause{50};
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (true) {
+        const auto claimed = instance.claim(handler);
+        if (!claimed) {
+            complain(claimed.error().sentence());
+            return kFailed;
+        }
+        if (*claimed)
+            return std::nullopt;
+        const auto outcomes = other.handOver(line.open, line.activationToken);
+        if (outcomes || !isNoListener(outcomes.error()) || std::chrono::steady_clock::now() > end)
+            return refuseToReset(tell(outcomes, line), line);
+        std::this_thread::sleep_for(kPause);
+    }
+}
+
+int run(const CommandLine& line, const std::string& homeFolder) {
     const std::string settings = UserDefaults::standardPath();
     PosixDisk disk;
     const std::string lockFile = InstanceSocket::standardLockFile(settings);
     const std::string socketPath = InstanceSocket::standardSocketPath(lockFile);
     InstanceSocket instance(lockFile, socketPath, disk);
     Application* running = nullptr;
-    const auto claimed =
-        instance.claim([&](const QJsonObject& request, const InstanceSocket::Answer& answer) {
-            running->answer(request, answer); // none comes before the main loop runs
-        });
-    if (!claimed) {
-        complain(claimed.error().sentence());
-        return kFailed;
-    }
-    if (!*claimed)
-        return refuseToReset(handOver(RunningInstance(socketPath), line), line);
+    const auto answer = [&](const QJsonObject& request, const InstanceSocket::Answer& tell) {
+        running->answer(request, tell); // none comes before the main loop runs
+    };
+    if (const auto status = claimOrHandOver(instance, answer, RunningInstance(socketPath), line))
+        return *status;
     if (!line.isHeadless && !hasDisplay()) {
         complain(localized("tr.start.no-display"));
         return kFailed;
@@ -129,7 +153,6 @@ int run(const CommandLine& line) {
     UserDefaults defaults(settings, disk);
     defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
-    const std::string homeFolder = home ? home : "/";
     const auto makeUserInterface = [&](UserNotices& notices,
                                        DesktopBus& sessionBus) -> std::unique_ptr<UserInterface> {
         if (line.isHeadless)
@@ -154,6 +177,7 @@ int run(const CommandLine& line) {
 int main(int argc, char** argv) {
     if (argc == 1 && std::string_view(argv[0]) == Application::kCrashReporter)
         return reportCrash();
+    const auto home = findHomeFolder();
     CommandLine line;
     if (const auto status = readCommandLine(argc, argv, line))
         return *status;
@@ -164,10 +188,15 @@ int main(int argc, char** argv) {
         return *status;
     hidePasswords(argc, argv);
     raiseOpenFilesLimit();
+    surviveFileSizeLimit();
+    if (!home) {
+        complain(localized("tr.start.no-home"));
+        return kFailed;
+    }
     int status = 0;
     {
         const Runloop::Main mainThread;
-        status = run(line);
+        status = run(line, *home);
     }
     LiveCurlSegment::cleanup();
     return status;

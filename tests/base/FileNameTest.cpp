@@ -1,5 +1,6 @@
 // Names from outside become names that can be created, and never anything else.
 #include "base/FileName.h"
+#include "base/Text.h"
 
 #include <gtest/gtest.h>
 
@@ -25,6 +26,8 @@ TEST(CleanFileName, CutsAtTheStatedLengthAndAtACharacter) {
         umlauts += "ü";
     const std::string cut = cleanFileName(umlauts, "trdownload");
     EXPECT_EQ(cut, umlauts.substr(0, 243)); // 1 + 121 × 2: a 122nd "ü" would need 245 bytes
+    const std::string archive = cleanFileName(umlauts + ".tar.gz", "trdownload");
+    EXPECT_EQ(archive, umlauts.substr(0, 237) + ".tar.gz");
 }
 
 TEST(RenamedFile, GetsItsVersionBeforeTheLastDotAndStillFits) {
@@ -34,6 +37,11 @@ TEST(RenamedFile, GetsItsVersionBeforeTheLastDotAndStillFits) {
     const std::size_t suffix = std::string(".trdownload").size();
     EXPECT_EQ(renamedFileOrBareFile(std::string(240, 'x') + ".iso", 99, suffix).size() + suffix, 255u);
     EXPECT_LE(renamedFileOrBareFile("x." + std::string(242, 'y'), 99, suffix).size() + suffix, 255u);
+}
+
+TEST(WithoutControls, LeavesNothingThatATerminalObeys) {
+    EXPECT_EQ(withoutControls("a\x1b]0;t\ab\x7f\u009bc\u202ed\u2066e\n"), "a?]0;t?b??c?d?e?");
+    EXPECT_EQ(withoutControls("größe – 大 \xc2"), "größe – 大 \xc2");
 }
 
 } // namespace tarvo

@@ -28,13 +28,15 @@ TEST_F(TarvoGetTest, OnATerminalDrawsAColouredLineUnlessToldNotTo) {
 TEST_F(TarvoGetTest, OneFailureAmongSeveralIsToldAndTheOthersFinish) {
     Program program(home, arguments({"-i", "-"}));
     program.type("# two of three are there\n" + server.url(kSize, "", "a") + "\n\n" +
-                 server.url(kSize, "status=404", "gone") + "\n" + server.url(kSize, "nolength", "b"));
+                 server.url(kSize, "status=404", "gone") + "\n\x1b]0;title\a\n" +
+                 server.url(kSize, "nolength", "b"));
     program.closeInput();
     ASSERT_EQ(program.status(), 1);
     EXPECT_EQ(fileIsSample(file("a"), kSize), "");
     EXPECT_EQ(fileIsSample(file("b"), kSize), "");
     EXPECT_TRUE(has(program.problems(), "/gone?status=404: HTTP Status 404"));
     EXPECT_FALSE(has(program.output(), "gone"));
+    EXPECT_TRUE(has(program.problems(), "line 5 of \"-\": \"?]0;title?\" is neither"));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files), {}), 2);
 
     Program wrong(home, {"nonsense"});
@@ -74,6 +76,43 @@ TEST_F(TarvoGetTest, AFolderThatIsMissingIsMadeAndOneThatCannotBeUsedIsNamed) {
     EXPECT_EQ(inFile.status(), 1);
     EXPECT_TRUE(has(inFile.problems(), notAFolder));
     EXPECT_EQ(contentOf(notAFolder), "mine");
+}
+
+TEST_F(TarvoGetTest, ALimitOfTheMachineIsNamed) {
+    const std::string url = server.url(kSize);
+    const std::pair<std::string, std::string> cases[] = {
+        {"ulimit -f 100; exec \"$@\"", "File too large"},
+        {"ulimit -n 16; exec \"$@\"", "files may be open"},
+        {"exec \"$@\" >/dev/full", "standard output: No space left"},
+    };
+    for (const auto& [script, reason] : cases) {
+        std::vector<std::string> all{"-c", script, "sh", TARVO_PROGRAM};
+        const auto own = arguments({url});
+        all.insert(all.end(), own.begin(), own.end());
+        Program program(home, all, {.program = "/bin/sh"});
+        EXPECT_EQ(program.status(), 1) << script;
+        EXPECT_TRUE(has(program.problems(), reason)) << program.problems();
+    }
+    EXPECT_EQ(fileIsSample(file(), kSize), "") << "what could not be told was done all the same";
+}
+
+TEST_F(TarvoGetTest, WhatIsNoPartOfABundleStaysAndADamagedOneIsCalledSo) {
+    std::filesystem::create_directories(bundle());
+    std::filesystem::create_directories(bundle("b"));
+    const std::string mine = home.write("files/sample.bin.trdownload/mine.txt", "mine");
+    Program beside(home, arguments({server.url(kSize)}));
+    EXPECT_EQ(beside.status(), 0) << beside.problems();
+    EXPECT_EQ(fileIsSample(file(), kSize), "");
+    EXPECT_EQ(contentOf(mine), "mine");
+
+    home.write("files/b.trdownload/progress", "<plist>");
+    Program damaged(home, arguments({server.url(kSize, "", "b")}));
+    EXPECT_EQ(damaged.status(), 1);
+    EXPECT_TRUE(has(damaged.problems(), bundle("b") + "\" is damaged")) << damaged.problems();
+
+    Program proxy(home, {"-d", files, server.url(kSize, "status=407", "c")});
+    EXPECT_EQ(proxy.status(), 1);
+    EXPECT_TRUE(has(proxy.problems(), "The proxy asks for a user name"));
 }
 
 TEST_F(TarvoGetTest, TwoAtOnceOnOneDownloadDoNotMix) {

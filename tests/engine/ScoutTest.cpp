@@ -1,5 +1,6 @@
 // What the probe learns about a file, and how little a strange server can make it believe.
 #include "engine/transfer/Scout.h"
+#include "engine/transfer/ContentCoding.h"
 
 #include <curl/curl.h>
 
@@ -108,6 +109,15 @@ TEST(NameFromContentDisposition, ThePlainNameThenTheExtendedOne) {
     };
     for (const auto& [value, name] : cases)
         EXPECT_EQ(nameFromContentDisposition(value), name) << value;
+}
+
+TEST(WithEndingOfCoding, TellsHowTheBytesAreCompressedOnce) {
+    const std::array<std::string, 3> cases[] = {
+        {"a.txt", " GZIP", "a.txt.gz"},     {"a.tar.gz", "x-gzip", "a.tar.gz"},
+        {"a.tgz", "gzip", "a.tgz"},         {"a", "br", "a.br"},
+        {"a.tar.Z", "compress", "a.tar.Z"}, {"a", "identity", "a"}};
+    for (const auto& [name, coding, told] : cases)
+        EXPECT_EQ(withEndingOfCoding(name, coding), told);
 }
 
 } // namespace tarvo

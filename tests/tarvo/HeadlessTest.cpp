@@ -1,7 +1,7 @@
 // The application without a window, as its user meets it: one for all, fed from every side, and hard to stop.
 #include "cli/Program.h"
 
-#include "base/Disk.h"
+#include "base/PosixDisk.h"
 #include "platform/ApplicationService.h"
 #include "support/FaultServer.h"
 #include "support/PrivateBus.h"
@@ -78,6 +78,18 @@ TEST_F(HeadlessTest, ASecondStartHandsOverAndLeaves) {
     EXPECT_TRUE(has(third->problems(), "does not answer"));
     first->signal(SIGCONT);
     ends(*first);
+}
+
+TEST_F(HeadlessTest, StartsWhenTheLastOneIsOnlyJustGone) {
+    PosixDisk disk;
+    const std::string lock = home.write("XDG_CONFIG_HOME/tarvo/tarvo.conf.instance", "");
+    auto held = disk.openLocked(lock, 0ms); // as of one that was killed and is not cleared up yet
+    ASSERT_TRUE(held);
+    const auto next = run({"--headless", server.url(kSize, "", "a")});
+    EXPECT_FALSE(next->runsUntil([&] { return Disk::exists(socketPath()); }, 300ms));
+    held->close();
+    EXPECT_TRUE(arrives(*next, "a")) << next->problems();
+    ends(*next);
 }
 
 TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {

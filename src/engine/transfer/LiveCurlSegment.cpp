@@ -6,6 +6,7 @@
 #include "engine/transfer/ConnectionPool.h"
 #include "engine/transfer/CookieHelper.h"
 #include "engine/transfer/EasyHandle.h"
+#include "engine/transfer/RangeAnswer.h"
 #include "engine/transfer/Referer.h"
 #include "engine/transfer/RequestOptions.h"
 
@@ -193,6 +194,9 @@ std::optional<Error> LiveCurlSegment::error() const {
         return std::nullopt;
     if (m_obstacle)
         return m_obstacle;
+    // libcurl tells the end of a tunnel that was refused as a connection that failed.
+    if (info<long>(CURLINFO_HTTP_CONNECTCODE, 0) == kProxyAsksForPassword)
+        return httpStatusError(kProxyAsksForPassword);
     const bool sshFailed =
         errorCode() == CURLE_FAILED_INIT && effectiveUrl().value_or(request().url).scheme() == "sftp";
     return Error{std::string(ErrorDomain::CurlSegment), errorCode(),

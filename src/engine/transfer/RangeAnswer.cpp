@@ -42,7 +42,6 @@ std::string standardPhrase(std::int64_t status) {
         {404, "Not Found"},
         {405, "Method Not Allowed"},
         {406, "Not Acceptable"},
-        {407, "Proxy Authentication Required"},
         {408, "Request Timeout"},
         {409, "Conflict"},
         {410, "Gone"},
@@ -120,7 +119,8 @@ RangeVerdict judgeWholeAnswer(const ResponseHead& head, std::int64_t fileSize) {
 }
 
 bool isFinalRefusal(const Error& error) {
-    constexpr std::array<std::int64_t, 8> statuses{400, 401, 403, 404, 405, 410, 451, 501};
+    constexpr std::array<std::int64_t, 9> statuses{400, 401, 403, 404, 405, kProxyAsksForPassword,
+                                                   410, 451, 501};
     if (error.domain == ErrorDomain::CurlHttp)
         return std::find(statuses.begin(), statuses.end(), error.code) != statuses.end();
     return error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_FILE_NOT_FOUND) ||
@@ -128,6 +128,9 @@ bool isFinalRefusal(const Error& error) {
 }
 
 Error httpStatusError(std::int64_t status) {
+    if (status == kProxyAsksForPassword)
+        return {std::string(ErrorDomain::CurlHttp), status, localized("tr.err.proxy-authentication"),
+                localized("tr.err.proxy-authentication-recovery")};
     return {std::string(ErrorDomain::CurlHttp), status,
             localized("tr.err.http-status", {std::to_string(status), standardPhrase(status)}), ""};
 }

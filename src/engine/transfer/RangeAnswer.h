@@ -46,6 +46,9 @@ RangeVerdict judgeRangeAnswer(const ResponseHead& head, const ByteRange& asked, 
 /// Content-Length, where both are known, is `fileSize` (below 1: unknown).
 RangeVerdict judgeWholeAnswer(const ResponseHead& head, std::int64_t fileSize);
 
+/// RFC 9110, section 15.5.8.
+inline constexpr std::int64_t kProxyAsksForPassword = 407;
+
 /// The error of a status of 400 or more, with the status's standard phrase.
 Error httpStatusError(std::int64_t status);
 

@@ -26,6 +26,8 @@ void setAddress(EasyHandle& handle, const CurlRequest& request) {
                request.authToken ? url.withoutCredentials().absoluteString() : url.absoluteString());
     handle.set(CURLOPT_PROTOCOLS_STR, kSchemes);
     handle.set(CURLOPT_REDIR_PROTOCOLS_STR, kSchemes);
+    // Bytes are counted, kept and compared as the server has them (RFC 9110, section 12.5.3).
+    handle.addHeader("Accept-Encoding: identity");
     handle.set(CURLOPT_FOLLOWLOCATION, 1L);
     handle.set(CURLOPT_MAXREDIRS, kMostRedirects);
     if (request.referer)

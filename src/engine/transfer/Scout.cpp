@@ -2,6 +2,7 @@
 
 #include "base/FileName.h"
 #include "base/Log.h"
+#include "engine/transfer/ContentCoding.h"
 #include "engine/transfer/RangeAnswer.h"
 
 #include <algorithm>
@@ -283,6 +284,9 @@ std::string Scout::suggestedFilename() const {
         if (const auto extension = extensionFromType())
             name = withExtensionOfType(name, *extension);
     }
+    const auto coding = family() == Family::web ? fileAnswer().header("content-encoding") : std::nullopt;
+    if (coding)
+        name = withEndingOfCoding(name, *coding);
     return cleanFileName(name, "trdownload");
 }
 
