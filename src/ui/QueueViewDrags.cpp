@@ -37,15 +37,15 @@ void QueueView::startDrag(Qt::DropActions) {
     const auto files = finishedFilesOf(m_dragged);
     if (!files.isEmpty())
         carried->setUrls(files);
-    QDrag drag(this);
-    drag.setMimeData(carried);
-    drag.setPixmap(m_delegate->icons()
-                       .iconOf(QString::fromStdString(m_dragged.front()->displayName()))
-                       .pixmap(RowGeometry::kIcon));
+    auto* drag = new QDrag(this); // which Qt deletes: another program fetches the data after exec() has ended
+    drag->setMimeData(carried);
+    drag->setPixmap(m_delegate->icons()
+                        .iconOf(QString::fromStdString(m_dragged.front()->displayName()))
+                        .pixmap(RowGeometry::kIcon));
     if (files.isEmpty())
-        drag.exec(Qt::MoveAction);
+        drag->exec(Qt::MoveAction);
     else
-        drag.exec(Qt::CopyAction | Qt::LinkAction, Qt::CopyAction);
+        drag->exec(Qt::CopyAction | Qt::LinkAction, Qt::CopyAction);
     m_dragged.clear();
 }
 
