@@ -72,6 +72,7 @@
 <message id="tr.add.name"><source></source><translation>Datei&amp;name</translation></message>
 <message id="tr.add.name-bad"><source></source><translation>Dieser Dateiname ist nicht verwendbar: Er darf keinen Schrägstrich enthalten und nicht nur aus Punkten bestehen.</translation></message>
 <message id="tr.add.name-of-many"><source></source><translation>Ein Name kann nur zu einer einzelnen Adresse angegeben werden.</translation></message>
+<message id="tr.add.no-link"><source></source><translation>Im Eingefügten oder Abgelegten ist kein Link</translation></message>
 <message id="tr.add.password"><source></source><translation>&amp;Passwort</translation></message>
 <message id="tr.add.placeholder"><source></source><translation>https://</translation></message>
 <message id="tr.add.referer"><source></source><translation>&amp;Referrer</translation></message>

@@ -72,6 +72,7 @@
 <message id="tr.add.name"><source></source><translation>File &amp;name</translation></message>
 <message id="tr.add.name-bad"><source></source><translation>The name of the file can't be used: it may not hold a slash or consist of dots.</translation></message>
 <message id="tr.add.name-of-many"><source></source><translation>A name needs a single address.</translation></message>
+<message id="tr.add.no-link"><source></source><translation>There is no link in what was pasted or dropped</translation></message>
 <message id="tr.add.password"><source></source><translation>&amp;Password</translation></message>
 <message id="tr.add.placeholder"><source></source><translation>https://</translation></message>
 <message id="tr.add.referer"><source></source><translation>&amp;Referrer</translation></message>

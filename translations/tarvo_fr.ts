@@ -72,6 +72,7 @@
 <message id="tr.add.name"><source></source><translation>&amp;Nom du fichier</translation></message>
 <message id="tr.add.name-bad"><source></source><translation>Ce nom de fichier est inutilisable : il ne peut ni contenir de barre oblique ni se composer de points.</translation></message>
 <message id="tr.add.name-of-many"><source></source><translation>Un nom n’est possible que pour une seule adresse.</translation></message>
+<message id="tr.add.no-link"><source></source><translation>Aucun lien dans ce qui a été collé ou déposé</translation></message>
 <message id="tr.add.password"><source></source><translation>&amp;Mot de passe</translation></message>
 <message id="tr.add.placeholder"><source></source><translation>https://</translation></message>
 <message id="tr.add.referer"><source></source><translation>&amp;Référent</translation></message>

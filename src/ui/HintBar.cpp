@@ -11,7 +11,8 @@ namespace tarvo {
 
 HintBar::HintBar(QWidget* parent)
     : QFrame(parent), m_sentence(new QLabel(this)), m_button(new QPushButton(this)),
-      m_never(new QToolButton(this)), m_close(new QToolButton(this)) {
+      m_never(new QToolButton(this)), m_close(new QToolButton(this)),
+      m_parts(new QBoxLayout(QBoxLayout::LeftToRight, this)), m_buttons(new QHBoxLayout) {
     Runloop::assertMain();
     setBackgroundRole(QPalette::ToolTipBase);
     setForegroundRole(QPalette::ToolTipText);
@@ -26,17 +27,25 @@ HintBar::HintBar(QWidget* parent)
     m_close->setAutoRaise(true);
     m_close->setToolTip(text("tr.hint.close"));
     m_close->setAccessibleName(text("tr.hint.close"));
-    auto* columns = new QHBoxLayout(this);
-    columns->setContentsMargins(8, 4, 8, 4);
-    columns->addWidget(m_sentence, 1);
+    m_parts->setContentsMargins(8, 4, 8, 4);
+    m_parts->addWidget(m_sentence, 1);
+    m_parts->addLayout(m_buttons);
+    m_buttons->addStretch();
     for (QAbstractButton* button : std::initializer_list<QAbstractButton*>{m_button, m_never, m_close}) {
         button->setFocusPolicy(Qt::TabFocus);
-        columns->addWidget(button);
+        m_buttons->addWidget(button);
     }
     connect(m_button, &QPushButton::clicked, this, &HintBar::wanted);
     connect(m_never, &QToolButton::clicked, this, &HintBar::switchedOff);
     connect(m_close, &QToolButton::clicked, this, &HintBar::closed);
     hide();
+}
+
+/// Where the sentence has less room beside the buttons than they have, it stands above them.
+void HintBar::resizeEvent(QResizeEvent* event) {
+    const bool isNarrow = width() < 2 * m_buttons->sizeHint().width();
+    m_parts->setDirection(isNarrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+    QFrame::resizeEvent(event);
 }
 
 void HintBar::showHint(const QString& sentence, const QString& button) {

@@ -1,6 +1,7 @@
 // A hint above the list: a sentence, one button, a way to close it.
 #pragma once
 
+#include <QBoxLayout>
 #include <QFrame>
 #include <QLabel>
 #include <QPushButton>
@@ -17,6 +18,9 @@ public:
 
     void showHint(const QString& sentence, const QString& button);
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 Q_SIGNALS:
     void wanted();      ///< the button
     void closed();      ///< for now
@@ -27,6 +31,8 @@ private:
     QPushButton* m_button;
     QToolButton* m_never;
     QToolButton* m_close;
+    QBoxLayout* m_parts;
+    QHBoxLayout* m_buttons;
 };
 
 } // namespace tarvo

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <QStatusBar>
+
 #include "app/AddFailures.h"
 #include "base/Runloop.h"
 #include "base/SettingKeys.h"
@@ -9,6 +11,7 @@
 #include "input/LinkLines.h"
 #include "input/TRPasteboardExtractor.h"
 #include "ui/PasteboardData.h"
+#include "ui/Text.h"
 
 namespace tarvo {
 
@@ -17,9 +20,9 @@ MainWindowController::MainWindowController(const WindowEnvironment& environment)
       m_direct(environment.queue, environment.jobs, environment.homeFolder, environment.alerts),
       m_window(environment) {
     QObject::connect(&m_window, &QueueWindow::dropped, &m_window,
-                     [this](const Pasteboard& pasteboard) { acceptDrop(pasteboard); });
+                     [this](const Pasteboard& pasteboard) { acceptOrSay(pasteboard); });
     QObject::connect(m_window.actions().addFromClipboard, &QAction::triggered, &m_window,
-                     [this] { acceptDrop(clipboardContent()); });
+                     [this] { acceptOrSay(clipboardContent()); });
     QObject::connect(m_window.actions().add, &QAction::triggered, &m_window, [this] { openAddSheet(); });
     QObject::connect(m_window.actions().preferences, &QAction::triggered, &m_window,
                      [this] { openPreferences(); });
@@ -76,6 +79,13 @@ bool MainWindowController::acceptDrop(const Pasteboard& pasteboard) {
     presentFailures(outcomes, m_environment.alerts);
     openAddSheet(TRPasteboardExtractor::textForPasting("\n", links) + "\n");
     return true;
+}
+
+/// What holds no link does no harm: a word in passing is enough.
+void MainWindowController::acceptOrSay(const Pasteboard& pasteboard) {
+    constexpr int shownMs = 6'000;
+    if (!acceptDrop(pasteboard))
+        m_window.statusBar()->showMessage(text("tr.add.no-link"), shownMs);
 }
 
 void MainWindowController::openAddSheet(std::string links) {

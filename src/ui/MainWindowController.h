@@ -39,6 +39,7 @@ public:
     AddSheet* addSheet() { return m_sheet; }
 
 private:
+    void acceptOrSay(const Pasteboard& pasteboard);
     void openPreferences();
     void closeSheet();
     void storeDraft(const std::string& links);

@@ -32,6 +32,7 @@ StatusBar::StatusBar(const WindowEnvironment& environment, FreeSpace& freeSpace,
     addPermanentWidget(m_free);
     connect(&environment.queue, &QueueController::ticked, this, &StatusBar::tick);
     connect(&environment.queue, &QueueController::runStateChanged, this, &StatusBar::refresh);
+    connect(this, &QStatusBar::messageChanged, this, &StatusBar::refresh); // to none, too
     connect(&m_freeSpace, &FreeSpace::told, this,
             [this] { setWords(*m_free, freeSpaceText(m_freeSpace.bytes())); });
     refresh();
@@ -51,7 +52,10 @@ void StatusBar::tick() {
         m_freeSpace.ask(Settings(m_environment.defaults).defaultDirectory(m_environment.homeFolder));
 }
 
+/// While a message is shown, the labels are not.
 void StatusBar::refresh() {
+    if (!currentMessage().isEmpty())
+        return;
     auto& queue = m_environment.queue;
     const auto facts = queueFactsOf(queue.remoteFiles(), queue.runState());
     setWords(*m_state, runStateText(facts.state));

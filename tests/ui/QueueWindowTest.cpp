@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -142,6 +143,9 @@ TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
     ASSERT_NE(window.focusWidget(), nullptr);
     QTest::keyClick(window.focusWidget(), Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(jobCount(), 2u);
+    QApplication::clipboard()->setText("no link");
+    QTest::keyClick(window.focusWidget(), Qt::Key_V, Qt::ControlModifier);
+    EXPECT_NE(window.statusBar()->currentMessage(), "") << "said, and not only passed over";
     QApplication::clipboard()->setText("http://127.0.0.1/c");
     window.actions().find->trigger();
     auto* field = qobject_cast<QLineEdit*>(window.focusWidget());
