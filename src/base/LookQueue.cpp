@@ -24,7 +24,8 @@ LookQueue::~LookQueue() {
     std::unique_lock lock(m_state->mutex);
     m_state->isOver = true;
     const auto dropped = std::exchange(m_state->waiting, {});
-    if (m_state->changed.wait_for(lock, kGrace, [this] { return m_state->running == 0; }))
+    const auto grace = leftBehind == 0 ? kGrace : kGraceAfterOthers;
+    if (m_state->changed.wait_for(lock, grace, [this] { return m_state->running == 0; }))
         return;
     m_state->isLeft = true;
     leftBehind += m_state->running;

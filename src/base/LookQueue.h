@@ -17,7 +17,8 @@ namespace tarvo {
 /// during whose run something was left behind ends with leaveIfAnyIsLeft().
 class LookQueue {
 public:
-    static constexpr std::chrono::milliseconds kGrace{100};
+    static constexpr std::chrono::milliseconds kGrace{500};
+    static constexpr std::chrono::milliseconds kGraceAfterOthers{50}; // while any is left: the end is one
 
     /// `most` looks at a time, the others wait.
     explicit LookQueue(std::size_t most = 1);
