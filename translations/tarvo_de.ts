@@ -225,6 +225,7 @@
 <message id="tr.err.save-with-fault"><source></source><translation>Der Fortschritt eines fehlgeschlagenen Downloads wird nicht gespeichert.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>Seit einer Weile sind keine Daten angekommen.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>Die SSH-Verbindung ist fehlgeschlagen, oder der Server hat den Schlüssel oder das Passwort nicht angenommen.</translation></message>
+<message id="tr.err.too-large"><source></source><translation>Die Datei hat %1; mehr als %2 sind nicht erwünscht.</translation></message>
 <message id="tr.err.too-many-at-once"><source></source><translation>In einer Minute wurde mehr übergeben, als Tarvo annimmt (%1 Downloads).</translation></message>
 <message id="tr.err.too-many-at-once-recovery"><source></source><translation>Was es schon hat, bleibt unberührt; versuchen Sie es mit dem Rest später erneut.</translation></message>
 <message id="tr.err.unexpected-segment-size"><source></source><translation>Der Server hat etwas anderes gesendet als den verlangten Teil der Datei.</translation></message>

@@ -225,6 +225,7 @@
 <message id="tr.err.save-with-fault"><source></source><translation>The progress of a failed download is not saved.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>No data has arrived for a while.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>The SSH connection failed, or the server did not accept the key or password.</translation></message>
+<message id="tr.err.too-large"><source></source><translation>The file has %1; no more than %2 are wanted.</translation></message>
 <message id="tr.err.too-many-at-once"><source></source><translation>More was handed over in a minute than Tarvo takes (%1 downloads).</translation></message>
 <message id="tr.err.too-many-at-once-recovery"><source></source><translation>What it has already is not touched; try the rest again later.</translation></message>
 <message id="tr.err.unexpected-segment-size"><source></source><translation>The server sent something else than the part of the file that was asked for.</translation></message>

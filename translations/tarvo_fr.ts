@@ -225,6 +225,7 @@
 <message id="tr.err.save-with-fault"><source></source><translation>La progression d’un téléchargement échoué n’est pas enregistrée.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>Aucune donnée n’est arrivée depuis un moment.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>La connexion SSH a échoué, ou le serveur n’a pas accepté la clé ou le mot de passe.</translation></message>
+<message id="tr.err.too-large"><source></source><translation>Le fichier fait %1 ; pas plus de %2 sont souhaités.</translation></message>
 <message id="tr.err.too-many-at-once"><source></source><translation>Plus de téléchargements ont été transmis en une minute que Tarvo n’en accepte (%1).</translation></message>
 <message id="tr.err.too-many-at-once-recovery"><source></source><translation>Ce qu’il a déjà n’est pas touché ; réessayez plus tard pour le reste.</translation></message>
 <message id="tr.err.unexpected-segment-size"><source></source><translation>Le serveur a envoyé autre chose que la partie du fichier demandée.</translation></message>

@@ -14,21 +14,27 @@ _tarvo_get() {
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$cur")
         ;;
-    -i | --input-file)
+    -i | --input-file | --cookie-file)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -f -- "$cur")
         ;;
     --checksum)
         compopt -o nospace
-        mapfile -t COMPREPLY < <(compgen -W 'md5= sha1= sha256=' -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W 'md5= sha1= sha256= sha512=' -- "$cur")
         ;;
     --user) mapfile -t COMPREPLY < <(compgen -u -- "$cur") ;;
-    -x | --connections | -j | --jobs | -o | --output | --referer | --user-agent | --proxy | --retries) ;;
+    -x | --connections | -j | --jobs | --referer | --user-agent | --proxy | --retries) ;;
+    -H | --header | --limit-rate | --max-filesize | --connect-timeout) ;;
+    -o | --output)
+        compopt -o filenames
+        mapfile -t COMPREPLY < <(compgen -d -- "$cur")
+        ;;
     *)
         if [[ $cur == -* ]]; then
             mapfile -t COMPREPLY < <(compgen -W '-d --directory -x --connections -j --jobs -i --input-file
-                -o --output --referer --user --user-agent --proxy --checksum --retries --attach --quiet --json --verbose
-                --version -h --help' -- "$cur")
+                -o --output --referer --user --user-agent --proxy --checksum --retries --attach -q --quiet --json
+                --verbose --version -h --help --max-filesize --again -c --continue --limit-rate --connect-timeout
+                -4 --ipv4 -6 --ipv6 -H --header --cookie-file' -- "$cur")
         else
             compopt -o filenames # a bundle is a folder, and may be in one
             mapfile -t COMPREPLY < <(compgen -d -- "$cur")

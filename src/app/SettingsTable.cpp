@@ -52,6 +52,7 @@ std::vector<Setting> makeTable() {
         {kShowDockProgress, boolean, true, "the launcher icon shows the progress"},
         {kShowDockSpeed, boolean, false, "the launcher icon shows the speed"},
         {kSkipAddSheetForNewDownloads, boolean, false, "add addresses without showing the add sheet"},
+        {kSpeedLimit, integer, ofNumber(0), "bytes a second of all downloads together; 0 for no limit"},
         {kSSHDirectoryBookmark, bytes, QByteArray(),
          "absolute path of the folder with the SSH keys; empty for ~/.ssh"},
     };

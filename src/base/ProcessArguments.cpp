@@ -56,6 +56,15 @@ void hidePasswords(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         char* const end = argv[i] + std::strlen(argv[i]);
         char* const proxy = valueOf(i, "--proxy");
+        char* header = valueOf(i, "--header");
+        if (!header)
+            header = valueOf(i, "-H");
+        if (!header && std::string_view(argv[i]).starts_with("-H"))
+            header = argv[i];
+        if (header) {
+            hide(std::find(header, end, ':'), end); // a key, a token, a cookie
+            continue;
+        }
         if (char* const user = valueOf(i, "--user")) {
             if (char* const colon = std::find(user, end, ':'); colon != end)
                 hide(colon + 1, end);

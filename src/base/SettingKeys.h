@@ -33,6 +33,7 @@ inline constexpr std::string_view kSavedQueueSessionUnreadable = "SavedQueueSess
 inline constexpr std::string_view kShowDockProgress = "ShowDockProgress";
 inline constexpr std::string_view kShowDockSpeed = "ShowDockSpeed";
 inline constexpr std::string_view kSkipAddSheetForNewDownloads = "SkipAddSheetForNewDownloads";
+inline constexpr std::string_view kSpeedLimit = "SpeedLimit";
 inline constexpr std::string_view kSSHDirectoryBookmark = "SSHDirectoryBookmark";
 
 } // namespace tarvo::SettingKey

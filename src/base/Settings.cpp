@@ -30,6 +30,10 @@ std::int64_t Settings::minimumChunkSize() const {
     return integerWithin(SettingKey::kMinimumChunkSize, 1, kNoLimit);
 }
 
+std::int64_t Settings::speedLimit() const {
+    return integerWithin(SettingKey::kSpeedLimit, 0, kNoLimit);
+}
+
 ApplicationMode Settings::applicationMode() const {
     const auto mode = m_defaults.string(SettingKey::kApplicationMode);
     if (mode == "Dock Only")

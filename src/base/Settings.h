@@ -32,6 +32,7 @@ public:
     std::int64_t defaultConcurrency() const; ///< downloads at once, from 1
     std::int64_t defaultThreading() const;   ///< connections of a new download, 1 to kMostConnections
     std::int64_t minimumChunkSize() const;   ///< bytes, from 1
+    std::int64_t speedLimit() const;         ///< bytes a second of all downloads together; 0: none
     ApplicationMode applicationMode() const; ///< both for a text that names none
 
     ClosingMeans closingMeans() const; ///< to be asked for a text that names none

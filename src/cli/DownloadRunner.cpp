@@ -143,6 +143,7 @@ void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_
             m_view.started(snapshotOf(*job));
     } else if (newState == rf_state_succeeded) {
         // The job itself has not finished with this change.
+        download.wasThere = oldState == rf_state_preparing;
         Runloop::runOnNextTurn([this, job] {
             if (m_interrupted)
                 return;
@@ -192,8 +193,12 @@ void DownloadRunner::reportFinished(const Job& job, bool checksumMatched) {
     ++m_counts.finished;
     const Download& download = m_downloads.at(job.get());
     const Seconds took = download.preparation + (m_environment.clock.now() - download.startedAt);
-    m_view.finished(snapshotOf(*job),
-                    {job->finalFilePath().value_or(""), job->totalBytesDownloaded(), took, checksumMatched});
+    const DownloadResult result{job->finalFilePath().value_or(""), job->totalBytesDownloaded(), took,
+                                checksumMatched};
+    if (download.wasThere)
+        m_view.present(snapshotOf(*job), result);
+    else
+        m_view.finished(snapshotOf(*job), result);
     settle(job);
 }
 

@@ -51,6 +51,7 @@ private:
         TimePoint startedAt{};  ///< the preparation, then the transfer: not what lies between
         Seconds preparation{0}; ///< how long it took
         bool announced = false;
+        bool wasThere = false; ///< the preparation has found the file complete
     };
 
     void addTarget(const Target& target);

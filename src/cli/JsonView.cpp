@@ -61,6 +61,14 @@ void JsonView::finished(const DownloadSnapshot& download, const DownloadResult& 
     write("finished", download, more);
 }
 
+void JsonView::present(const DownloadSnapshot& download, const DownloadResult& result) {
+    QJsonObject more{{"path", QString::fromStdString(result.path)},
+                     {"size", static_cast<qint64>(result.bytes)}};
+    if (result.checksumMatched)
+        more["checksum"] = "match";
+    write("present", download, more);
+}
+
 void JsonView::failed(const DownloadSnapshot& download, const Error& error) {
     write("failed", download, membersOf(error));
 }

@@ -22,6 +22,7 @@ public:
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts& counts,
                   TimePoint now) override;
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override;
+    void present(const DownloadSnapshot& download, const DownloadResult& result) override;
     void failed(const DownloadSnapshot& download, const Error& error) override;
     void refused(const BadLine& line) override;
     void notice(const std::string& text) override;

@@ -2,11 +2,15 @@
 
 #include "base/Disk.h"
 #include "base/Text.h"
+#include "cli/HelpText.h"
+#include "cli/OtherNames.h"
 #include "engine/transfer/ProxyUrlProvider.h"
 #include "jobs/CURLRemoteFile.h"
 
 #include <algorithm>
-#include <sstream>
+#include <cctype>
+#include <cmath>
+#include <cstdlib>
 
 #include <CLI/CLI.hpp>
 
@@ -24,6 +28,14 @@ struct Raw {
     std::string referer;
     std::string user;
     std::string checksum;
+    std::string largestFile;
+    std::string limitRate;
+    bool hasDirectory = false;
+    bool isContinued = false;
+    bool isIpv4 = false;
+    bool isIpv6 = false;
+    bool wantsHelp = false;
+    bool wantsVersion = false;
 };
 
 EarlyExit badUsage(const std::string& problem) {
@@ -34,46 +46,88 @@ std::string inQuotes(const std::string& text) {
     return "\"" + shown(text) + "\"";
 }
 
-void describe(CLI::App& app, Options& options, Raw& raw) {
-    app.set_version_flag("--version", "tarvo-get " TARVO_VERSION);
+void describeFiles(CLI::App& app, Options& options, Raw& raw) {
     app.add_option("targets", raw.targets, "Addresses to download, or .trdownload bundles to resume")
         ->type_name("URL|BUNDLE");
-    app.add_option("-d,--directory", options.directory, "Folder for the files")->type_name("DIR");
-    app.add_option("-x,--connections", options.connections, "Connections for each file")
-        ->type_name("N")
-        ->check(CLI::Range(std::int64_t{1}, kMostConnections));
-    app.add_option("-j,--jobs", options.jobs, "Files at once")
-        ->type_name("N")
-        ->check(CLI::Range(std::int64_t{1}, kMostJobs));
+    app.option_defaults()->group("Files")->take_last();
+    app.add_option("-d,--directory", options.directory,
+                   "Folder for the files (default: " + options.directory + ")")
+        ->type_name("DIR");
+    app.add_option("-o,--output", options.outputName, "Name of the file, for a single address")
+        ->type_name("[DIR/]NAME");
     app.add_option("-i,--input-file", raw.inputFile, "Text with links, one a line; '-' is standard input")
         ->type_name("FILE");
-    app.add_option("-o,--output", options.outputName, "Name of the file, for a single address")
-        ->type_name("NAME");
+    app.add_option("--checksum", raw.checksum,
+                   "Digest the file must have: ALGO=HEX, ALGO:HEX or HEX of md5, sha1, sha256 or sha512")
+        ->type_name("DIGEST");
+    app.add_option("--max-filesize", raw.largestFile, "Fetch nothing larger, as in 700M")->type_name("BYTES");
+    app.add_flag("--again", options.again, "Fetch also what is there already, under a free name");
+    app.add_flag("-c,--continue", raw.isContinued, "Continue what was begun, which happens anyway");
+}
+
+void describeTransfer(CLI::App& app, Options& options, Raw& raw) {
+    app.option_defaults()->group("Transfer");
+    app.add_option("-x,--connections", options.connections,
+                   "Connections for each file, 1 to 64 (default: " + std::to_string(options.connections) +
+                       ")")
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{1}, kMostConnections));
+    app.add_option("-j,--jobs", options.jobs,
+                   "Files at once, 1 to 256 (default: " + std::to_string(options.jobs) + ")")
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{1}, kMostJobs));
+    app.add_option("--limit-rate", raw.limitRate,
+                   "Bytes a second of all files together, as in 2M; 0: no limit")
+        ->type_name("BYTES");
+    app.add_option("--retries", options.retries, "Attempts after the first (default: 5)")
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000}));
+    app.add_option("--connect-timeout", options.connectTimeout,
+                   "Seconds for a connection to come about (default: 30)")
+        ->type_name("N")
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{3600}));
+    auto* four = app.add_flag("-4,--ipv4", raw.isIpv4, "Connect over IPv4 only");
+    app.add_flag("-6,--ipv6", raw.isIpv6, "Connect over IPv6 only")->excludes(four);
+}
+
+void describeRequests(CLI::App& app, Options& options, Raw& raw) {
+    app.option_defaults()->group("Requests");
+    app.add_option("-H,--header", options.headers, "A header of requests over HTTP; may be repeated")
+        ->type_name("'NAME: VALUE'")
+        ->take_all()
+        ->allow_extra_args(false);
+    app.add_option("--cookie-file", options.cookieFile, "Cookies to send, in the Netscape form")
+        ->type_name("FILE");
     app.add_option("--referer", raw.referer, "Page that the requests say they come from")->type_name("URL");
     app.add_option("--user", raw.user, "User name; a password left out is asked for")
         ->type_name("NAME[:PASSWORD]");
     app.add_option("--user-agent", options.userAgent, "User agent to send")->type_name("TEXT");
     app.add_option("--proxy", options.proxy, "Proxy for all transfers")->type_name("URL");
-    app.add_option("--checksum", raw.checksum, "Digest the file must have: md5, sha1 or sha256")
-        ->type_name("ALGO=HEX");
-    app.add_option("--retries", options.retries, "Attempts after the first")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000}));
-    auto* attach =
-        app.add_flag("--attach", options.attach, "Hand the links to the running application and end");
-    app.add_flag("--quiet", options.quiet, "Print nothing but errors");
-    app.add_flag("--json", options.json, "Print one JSON object a line");
-    app.add_flag("--verbose", options.verbose, "Print the log to standard error");
-    // The running application downloads by its own settings: it is handed addresses and paths, nothing else.
-    for (const auto* own : {"--directory", "--connections", "--jobs", "--output", "--referer", "--user",
-                            "--user-agent", "--proxy", "--checksum", "--retries", "--verbose"})
-        attach->excludes(app.get_option(own));
-    app.footer("Running the same command again resumes. Exit status: 0 all finished, 1 some failed,\n"
-               "2 bad usage, 130 interrupted with progress saved.");
 }
 
-std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
+void describe(CLI::App& app, Options& options, Raw& raw) {
+    app.set_help_flag();
+    describeFiles(app, options, raw);
+    describeTransfer(app, options, raw);
+    describeRequests(app, options, raw);
+    app.option_defaults()->group("What is printed");
+    app.add_flag("-q,--quiet", options.quiet, "Print nothing but errors");
+    app.add_flag("--json", options.json, "Print one JSON object a line");
+    app.add_flag("--verbose", options.verbose, "Print the log to standard error");
+    app.add_flag("--version", raw.wantsVersion, "Print the version and exit");
+    app.add_flag("-h,--help", raw.wantsHelp, "Print this help and exit");
+    app.option_defaults()->group("The application");
+    auto* attach =
+        app.add_flag("--attach", options.attach, "Hand the links to the running application and end");
+    // The running application downloads by its own settings: it is handed addresses and paths, nothing else.
+    for (const auto* own :
+         {"--directory", "--connections", "--jobs", "--output", "--referer", "--user", "--user-agent",
+          "--proxy", "--checksum", "--retries", "--verbose", "--max-filesize", "--again", "--limit-rate",
+          "--connect-timeout", "--ipv4", "--ipv6", "--header", "--cookie-file"})
+        attach->excludes(app.get_option(own));
+}
+
+std::optional<EarlyExit> readTargets(const Raw& raw, Options& options) {
     for (const auto& text : raw.targets) {
         const auto target = targetOf(text);
         if (!target)
@@ -86,16 +140,81 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
     }
     if (options.targets.empty() && options.badLines.empty())
         return badUsage("nothing to download.");
+    return std::nullopt;
+}
+
+/// --output may name a folder too.
+std::optional<EarlyExit> readOutput(const Raw& raw, Options& options) {
+    if (!options.outputName)
+        return std::nullopt;
+    const auto slash = options.outputName->rfind('/');
+    if (slash != std::string::npos) {
+        const std::string folder = options.outputName->substr(0, std::max<std::size_t>(slash, 1));
+        // A path is one from here, as everywhere on a command line, unless --directory says from where.
+        const bool isWhole = folder.front() == '/' || !raw.hasDirectory;
+        options.directory = isWhole ? folder : options.directory + "/" + folder;
+        options.outputName->erase(0, slash + 1);
+    }
+    if (options.outputName->empty())
+        return badUsage("--output needs a name; --directory names the folder.");
+    if (*options.outputName == "-")
+        return badUsage("--output can't be standard output: parts of a file arrive in any order.");
+    return std::nullopt;
+}
+
+bool isHeader(const std::string& text) {
+    const auto colon = text.find(':');
+    constexpr std::string_view kToken = "!#$%&'*+-.^_`|~"; // RFC 9110, section 5.6.2
+    const auto isToken = [&](unsigned char c) {
+        return std::isalnum(c) != 0 || kToken.find(static_cast<char>(c)) != std::string_view::npos;
+    };
+    return colon != std::string::npos && colon > 0 &&
+           std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), isToken) &&
+           std::none_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+}
+
+std::optional<EarlyExit> checkHeaders(const std::vector<std::string>& headers) {
+    for (const auto& header : headers) {
+        const std::string name = lowered(header.substr(0, header.find(':')));
+        if (!isHeader(header))
+            return badUsage("--header wants \"NAME: VALUE\" in one line.");
+        if (name == "range" || name == "if-range" || name == "content-length" || name == "transfer-encoding")
+            return badUsage("--header can't set " + name + ": it says which part of a file is asked for.");
+    }
+    return std::nullopt;
+}
+
+std::optional<EarlyExit> readAmounts(const Raw& raw, Options& options) {
+    if (!raw.limitRate.empty() && raw.limitRate != "0") {
+        options.limitRate = bytesIn(raw.limitRate);
+        if (!options.limitRate)
+            return badUsage("--limit-rate wants bytes a second, as in 500k or 2M.");
+    } else if (raw.limitRate == "0") {
+        options.limitRate = 0;
+    }
+    const auto largest = raw.largestFile.empty() ? std::optional<std::int64_t>(0) : bytesIn(raw.largestFile);
+    if (!largest)
+        return badUsage("--max-filesize wants bytes, as in 700M.");
+    options.largestFile = *largest;
+    if (raw.isIpv4 || raw.isIpv6)
+        options.ipVersion = raw.isIpv4 ? IpVersion::v4 : IpVersion::v6;
+    return checkHeaders(options.headers);
+}
+
+std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
+    for (const auto& read :
+         {readTargets(raw, options), readOutput(raw, options), readAmounts(raw, options)}) {
+        if (read)
+            return read;
+    }
     if (options.targets.size() > 1 && (options.outputName || !raw.checksum.empty()))
         return badUsage("--output and --checksum need a single address.");
     if (options.outputName && !options.targets.empty() && !options.targets.front().url)
         return badUsage("--output names a new download; a bundle keeps its name.");
-    if (options.outputName &&
-        (options.outputName->empty() || options.outputName->find('/') != std::string::npos))
-        return badUsage("--output is a name without folders; --directory names the folder.");
-    options.checksum = raw.checksum.empty() ? std::nullopt : Checksum::parse(raw.checksum);
+    options.checksum = raw.checksum.empty() ? std::nullopt : Checksum::read(raw.checksum);
     if (!raw.checksum.empty() && !options.checksum)
-        return badUsage("--checksum wants md5=, sha1= or sha256= and as many hexadecimal digits as it has.");
+        return badUsage(
+            "--checksum wants md5=, sha1=, sha256= or sha512= and as many hexadecimal digits as it has.");
     options.referer = raw.referer.empty() ? std::nullopt : Url::parse(raw.referer);
     if (!raw.referer.empty() && !options.referer)
         return badUsage("--referer " + inQuotes(raw.referer) + " is no address.");
@@ -118,6 +237,24 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
 
 } // namespace
 
+std::optional<std::int64_t> bytesIn(const std::string& text) {
+    constexpr std::string_view kUnits = "kmgt";
+    double factor = 1;
+    std::string number = lowered(trimmed(text));
+    if (number.ends_with("ib"))
+        number.resize(number.size() - 2);
+    if (const auto unit = number.empty() ? std::string::npos : kUnits.find(number.back());
+        unit != std::string::npos) {
+        factor = std::pow(1024.0, static_cast<double>(unit + 1));
+        number.pop_back();
+    }
+    const bool isPlain = !number.empty() && number.find_first_not_of("0123456789.") == std::string::npos &&
+                         std::count(number.begin(), number.end(), '.') <= 1 && number != ".";
+    const double bytes = isPlain ? std::strtod(number.c_str(), nullptr) * factor : 0;
+    constexpr double kMost = 1e18;
+    return bytes >= 1 && bytes < kMost ? std::optional(static_cast<std::int64_t>(bytes)) : std::nullopt;
+}
+
 std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings,
                                               const std::string& homeFolder) {
     CLI::App app("Downloads files over several connections at once, and continues what was interrupted.",
@@ -128,19 +265,23 @@ std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv,
     options.jobs = std::min(settings.defaultConcurrency(), kMostJobs);
     Raw raw;
     describe(app, options, raw);
-    try { // the one library here that tells its results by exceptions
-        app.parse(argc, argv);
-    } catch (const CLI::Success& end) {
-        std::ostringstream text;
-        app.exit(end, text, text);
-        return EarlyExit{0, text.str()};
+    auto words = inOwnWords({argv + 1, argv + argc});
+    if (!words)
+        return badUsage(words.error().sentence());
+    std::reverse(words->begin(), words->end()); // as the library takes them
+    try {                                       // the one library here that tells its results by exceptions
+        app.parse(*words);
     } catch (const CLI::ExtrasError&) { // its own text repeats values, which may be passwords
         const auto unknown = app.remaining();
         return badUsage("unknown option " +
-                        (unknown.empty() ? "" : unknown.front().substr(0, unknown.front().find('='))) + ".");
+                        (unknown.empty() ? "" : shown(unknown.front().substr(0, unknown.front().find('=')))) +
+                        ".");
     } catch (const CLI::ParseError& problem) {
-        return badUsage(problem.what());
+        return badUsage(withoutControls(problem.what()));
     }
+    raw.hasDirectory = app.count("--directory") > 0;
+    if (raw.wantsHelp || raw.wantsVersion)
+        return EarlyExit{0, raw.wantsHelp ? helpText(app) : "tarvo-get " TARVO_VERSION "\n"};
     if (auto problem = interpret(raw, options))
         return *problem;
     return options;

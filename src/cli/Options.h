@@ -10,6 +10,7 @@
 #include "base/Settings.h"
 #include "base/Url.h"
 #include "cli/Targets.h"
+#include "engine/transfer/RequestTraits.h"
 #include "jobs/Checksum.h"
 
 namespace tarvo {
@@ -26,8 +27,15 @@ struct Options {
     std::optional<std::string> password;
     std::optional<std::string> userAgent;
     std::optional<std::string> proxy;
+    std::vector<std::string> headers;      ///< "Name: value"
+    std::string cookieFile;                ///< in the Netscape form; empty for none
+    std::optional<std::int64_t> limitRate; ///< bytes a second of all files together
+    IpVersion ipVersion = IpVersion::any;
+    std::int64_t connectTimeout = 30; ///< seconds
+    std::int64_t largestFile = 0;     ///< bytes; 0: no limit
     std::optional<Checksum> checksum;
     std::int64_t retries = 5; ///< attempts after the first
+    bool again = false;       ///< also what is there already
     bool attach = false;      ///< hand everything to the running application
     bool quiet = false;
     bool json = false;
@@ -39,6 +47,10 @@ struct EarlyExit {
     int status = 0;
     std::string text;
 };
+
+/// A number of bytes as people write it: "2M", "500k", "1.5G", by 1024 (wget(1), curl(1), aria2c(1)). None
+/// for what is none, or is below 1.
+std::optional<std::int64_t> bytesIn(const std::string& text);
 
 /// Reads the command line; defaults come from the settings. Bad usage has status 2.
 std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv, const Settings& settings,

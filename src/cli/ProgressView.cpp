@@ -82,6 +82,10 @@ public:
                        readableSpeed(speed, DecimalMark::point)}));
     }
 
+    void present(const DownloadSnapshot&, const DownloadResult& result) override {
+        say(localized("tr.get.already-there", {result.path}));
+    }
+
 protected:
     std::ostream& output() { return m_output; }
 
@@ -117,6 +121,10 @@ public:
 
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override {
         onLinesOfItsOwn([&] { PlainView::finished(download, result); });
+    }
+
+    void present(const DownloadSnapshot& download, const DownloadResult& result) override {
+        onLinesOfItsOwn([&] { PlainView::present(download, result); });
     }
 
     void failed(const DownloadSnapshot& download, const Error& error) override {

@@ -42,6 +42,10 @@ public:
     virtual void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts& counts,
                           TimePoint now) = 0;
     virtual void finished(const DownloadSnapshot& download, const DownloadResult& result) = 0;
+
+    /// The file was there already, of the version that the server has; nothing was fetched.
+    virtual void present(const DownloadSnapshot& /*download*/, const DownloadResult& /*result*/) {}
+
     virtual void failed(const DownloadSnapshot& download, const Error& error) = 0;
 
     /// A line of a list that names nothing to download.

@@ -1,4 +1,6 @@
 // tarvo-get: puts the pieces together, runs the main loop, and takes them apart in order.
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -48,7 +50,22 @@ void applyToSettings(const Options& options, UserDefaults& defaults) {
         defaults.setForThisRun(SettingKey::kCustomUserAgent, QString::fromStdString(*options.userAgent));
     if (options.proxy)
         defaults.setForThisRun(SettingKey::kProxyUrl, QString::fromStdString(*options.proxy));
+    if (options.limitRate)
+        defaults.setForThisRun(SettingKey::kSpeedLimit, static_cast<qlonglong>(*options.limitRate));
     defaults.setForThisRun(SettingKey::kDefaultConcurrency, static_cast<qlonglong>(options.jobs));
+}
+
+int complain(const std::string& text) {
+    std::cerr << "tarvo-get: " << text << std::endl;
+    return DownloadRunner::kSomeFailed;
+}
+
+RequestTraits traitsOf(const Options& options) {
+    return {.headers = options.headers,
+            .ipVersion = options.ipVersion,
+            .connectTimeout = std::chrono::seconds(options.connectTimeout),
+            .takesWhatIsThere = !options.again,
+            .largestFile = options.largestFile};
 }
 
 std::unique_ptr<ProgressView> viewFor(const Options& options) {
@@ -67,8 +84,17 @@ int download(const Options& options, UserDefaults& defaults, Disk& disk) {
     applyToSettings(options, defaults);
 
     const SystemClock clock;
-    const CookieStore cookies;
-    const TransferEnvironment transfers{defaults, cookies, clock};
+    CookieStore cookies;
+    if (!options.cookieFile.empty()) {
+        const auto loaded = Disk::exists(options.cookieFile)
+                                ? cookies.load(disk, options.cookieFile, clock.wallNow())
+                                : failure(Error::posix(ENOENT, "open", options.cookieFile));
+        if (!loaded)
+            return complain("--cookie-file: " + loaded.error().sentence());
+    }
+    const TransferEnvironment transfers{
+        .defaults = defaults, .cookies = cookies, .clock = clock, .traits = traitsOf(options)};
+    transfers.connectionPools->speedLimit().setRate(Settings(defaults).speedLimit());
     SerialQueue savingQueue("com.unregistered.tarvo2.remoteFileSavingQueue");
     const JobEnvironment environment{defaults, disk, clock, transfers, savingQueue};
 
@@ -84,11 +110,6 @@ int download(const Options& options, UserDefaults& defaults, Disk& disk) {
     QObject::connect(&runner, &DownloadRunner::ended, [](int status) { QCoreApplication::exit(status); });
     Runloop::runOnNextTurn([&] { runner.start(); });
     return QCoreApplication::exec();
-}
-
-int complain(const std::string& text) {
-    std::cerr << "tarvo-get: " << text << std::endl;
-    return DownloadRunner::kSomeFailed;
 }
 
 int run(int argc, char** argv, const std::string& home) {

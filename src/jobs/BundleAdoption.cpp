@@ -66,8 +66,8 @@ void BundleAdoption::forgetBundle() {
     m_found.facts.bundle.hasRecord = false;
 }
 
-Result<ProgressBundle> BundleAdoption::take(const BundlePlace& place, std::int64_t fileSize) {
-    auto bundle = find(place, fileSize);
+Result<ProgressBundle> BundleAdoption::take(const BundlePlace& place, const ProbeAnswers& probe) {
+    auto bundle = find(place, probe);
     if (!bundle)
         return bundle;
     if (const auto own = bundle->checkIsOwn(); !own)
@@ -78,24 +78,24 @@ Result<ProgressBundle> BundleAdoption::take(const BundlePlace& place, std::int64
     return bundle;
 }
 
-Result<ProgressBundle> BundleAdoption::find(const BundlePlace& place, std::int64_t fileSize) {
+Result<ProgressBundle> BundleAdoption::find(const BundlePlace& place, const ProbeAnswers& probe) {
     // The user may have removed the bundle; then the download starts over under its name.
     const auto& bookmark = m_found.facts.bundle.bookmark;
     if (bookmark && !Disk::exists(*bookmark))
         forgetBundle();
     if (!bookmark)
-        return makeNew(place, fileSize);
+        return makeNew(place, probe);
     if (const auto bundle = ProgressBundle::fromBundleBookmark(*bookmark))
         return *bundle;
     return failure(Error::posix(ENOENT, "open the bundle", *bookmark));
 }
 
-Result<ProgressBundle> BundleAdoption::makeNew(const BundlePlace& place, std::int64_t fileSize) {
+Result<ProgressBundle> BundleAdoption::makeNew(const BundlePlace& place, const ProbeAnswers& probe) {
     const auto take = [&](const std::string& name) -> Result<ProgressBundle> {
         const ProgressBundle bundle(place.folder, name);
         const auto taken = failure(Error::posix(EEXIST, "make", bundle.bundleDirectory()));
-        if (isFinishedHere(bundle.finalFile(), fileSize)) {
-            m_found.finished = {bundle.finalFile(), fileSize};
+        if (isFinishedHere(bundle.finalFile(), probe)) {
+            m_found.finished = {bundle.finalFile(), Disk::lengthOfFile(bundle.finalFile())};
             return failure(alreadyComplete());
         }
         if (bundle.finalFileExists())
@@ -113,10 +113,22 @@ Result<ProgressBundle> BundleAdoption::makeNew(const BundlePlace& place, std::in
     return takeFreeName(place.name.empty() ? "UnknownName" : place.name, kBundleSuffixBytes, take);
 }
 
-/// A download of the saved queue, of which the program ended before it could note that it had finished.
-bool BundleAdoption::isFinishedHere(const std::string& file, std::int64_t fileSize) const {
-    return m_found.facts.isRecovered && fileSize > 0 && Disk::lengthOfFile(file) == fileSize &&
-           FileFinalizer(file).isFrom(m_url.absoluteString());
+/// A download of the saved queue, of which the program ended before it could note that it had finished; or
+/// one that the user has asked for before, if the server still has the same version.
+bool BundleAdoption::isFinishedHere(const std::string& file, const ProbeAnswers& probe) const {
+    const DownloadFacts& facts = m_found.facts;
+    const std::int64_t length = Disk::lengthOfFile(file);
+    const bool isSizeKnown = probe.contentLength > 0;
+    if (length < 0 || (isSizeKnown && length != probe.contentLength) ||
+        !FileFinalizer(file).isFrom(m_url.absoluteString()))
+        return false;
+    if (facts.isRecovered && isSizeKnown)
+        return true;
+    const Validator noted = FileFinalizer(file).version();
+    const bool tellsNothing = noted == Validator{.origin = noted.origin} &&
+                              probe.validator == Validator{.origin = probe.validator.origin};
+    const bool isSame = compare(noted, probe.validator) == Sameness::same || (tellsNothing && isSizeKnown);
+    return m_environment.transfers.traits.takesWhatIsThere && isSame;
 }
 
 Result<void> BundleAdoption::adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {

@@ -33,16 +33,16 @@ public:
 
     /// Finds the bundle, or makes one, and takes its data file. Error: kRemoteFileAlreadyComplete, with the
     /// file among the findings; what keeps the bundle from being used.
-    Result<ProgressBundle> take(const BundlePlace& place, std::int64_t fileSize);
+    Result<ProgressBundle> take(const BundlePlace& place, const ProbeAnswers& probe);
 
     /// Has the intake go on with the bundle's record if it is of the file that the probe has found, else with
     /// a fresh one. Nothing of the bundle is read before it is taken.
     Result<void> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
 
 private:
-    Result<ProgressBundle> find(const BundlePlace& place, std::int64_t fileSize);
-    Result<ProgressBundle> makeNew(const BundlePlace& place, std::int64_t fileSize);
-    bool isFinishedHere(const std::string& file, std::int64_t fileSize) const;
+    Result<ProgressBundle> find(const BundlePlace& place, const ProbeAnswers& probe);
+    Result<ProgressBundle> makeNew(const BundlePlace& place, const ProbeAnswers& probe);
+    bool isFinishedHere(const std::string& file, const ProbeAnswers& probe) const;
     void forgetBundle();
     Result<AdoptedRecord> readRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<void> startOver(const ProgressBundle& bundle, const ProgressState& saved);

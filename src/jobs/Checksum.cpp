@@ -17,15 +17,24 @@ struct Kind {
     std::size_t digits;
 };
 
-constexpr std::array<Kind, 3> kKinds{{{Checksum::Algorithm::md5, "md5", 32},
+constexpr std::array<Kind, 4> kKinds{{{Checksum::Algorithm::md5, "md5", 32},
                                       {Checksum::Algorithm::sha1, "sha1", 40},
-                                      {Checksum::Algorithm::sha256, "sha256", 64}}};
+                                      {Checksum::Algorithm::sha256, "sha256", 64},
+                                      {Checksum::Algorithm::sha512, "sha512", 128}}};
 
 std::optional<Checksum> withDigits(const Kind& kind, std::string_view digits) {
     const bool isHex =
         std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
     return isHex && digits.size() == kind.digits ? std::optional(Checksum{kind.algorithm, lowered(digits)})
                                                  : std::nullopt;
+}
+
+std::optional<Checksum> ofDigits(std::string_view digits) {
+    for (const Kind& kind : kKinds) {
+        if (auto found = withDigits(kind, digits))
+            return found;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -39,13 +48,22 @@ std::optional<Checksum> Checksum::parse(const std::string& text) {
     return std::nullopt;
 }
 
+std::optional<Checksum> Checksum::read(const std::string& text) {
+    std::string plain = lowered(trimmed(text));
+    const auto sign = plain.find_first_of("=:");
+    if (sign == std::string::npos)
+        return ofDigits(plain);
+    plain[sign] = '=';
+    std::erase(plain, '-');
+    return parse(plain);
+}
+
 std::optional<Checksum> Checksum::guess(const std::string& text) {
     const std::string_view digits = trimmed(text);
-    for (const Kind& kind : kKinds) {
-        if (auto found = withDigits(kind, digits))
-            return found;
-    }
-    return parse(lowered(digits));
+    auto found = ofDigits(digits);
+    if (!found)
+        found = parse(lowered(digits));
+    return found && found->algorithm != Algorithm::sha512 ? found : std::nullopt;
 }
 
 std::string Checksum::text() const {
@@ -66,6 +84,8 @@ std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm
         return hash.computeSHA1();
     case Checksum::Algorithm::sha256:
         break;
+    case Checksum::Algorithm::sha512:
+        return hash.computeSHA512();
     }
     return hash.computeSHA256();
 }

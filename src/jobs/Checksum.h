@@ -11,21 +11,25 @@
 namespace tarvo {
 
 struct Checksum {
-    enum class Algorithm { md5, sha1, sha256 };
+    enum class Algorithm { md5, sha1, sha256, sha512 };
 
     Algorithm algorithm = Algorithm::sha256;
     std::string digest; ///< hexadecimal, lower case
 
+    /// From what other programs take and print too: "SHA-512:HEX", the digits alone.
+    static std::optional<Checksum> read(const std::string& text);
+
     /// From "ALGO=HEX"; none when the algorithm is unknown or the digest has the wrong length.
     static std::optional<Checksum> parse(const std::string& text);
 
-    /// From what a page shows: the digits alone, whose number tells the algorithm, or text().
+    /// From what a page shows: the digits alone, whose number tells the algorithm, or text(). None of
+    /// SHA-512, which is not shown of files.
     static std::optional<Checksum> guess(const std::string& text);
 
     /// "sha256=HEX", as parse() reads it.
     std::string text() const;
 
-    /// "md5", "sha1", "sha256".
+    /// "md5", "sha1", "sha256", "sha512".
     static std::string nameOf(Algorithm algorithm);
 
     bool operator==(const Checksum& other) const = default;

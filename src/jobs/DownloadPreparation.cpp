@@ -33,7 +33,7 @@ Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
         return failure(*refusal);
     if (!place)
         return failure(Error::alreadyStopped());
-    const auto bundle = m_adoption.take(*place, probe->contentLength);
+    const auto bundle = m_adoption.take(*place, *probe);
     if (!bundle)
         return failure(bundle.error());
     return makeReady(*bundle, *probe);

@@ -35,6 +35,9 @@ Result<ProbeAnswers> DownloadProbe::run() {
         return failure(remoteFileError(HTMLPageErrorCode, "tr.err.html-file"));
     if (scout->isFtpDirectory())
         return failure(remoteFileError(kRemoteFileFtpDirectory, "tr.err.ftp-directory"));
+    const std::int64_t largest = m_environment.traits.largestFile;
+    if (largest > 0 && scout->contentLength() > largest)
+        return failure(tooLarge(scout->contentLength(), largest));
     return ProbeAnswers{scout->supportsMultipartDownloads(),
                         scout->contentLength(),
                         scout->suggestedFilename(),

@@ -1,6 +1,7 @@
 // Extended attributes.
 #include "jobs/FileFinalizer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -19,6 +20,9 @@ namespace tarvo {
 namespace {
 
 constexpr const char* kPlainAttribute = "user.xdg.origin.url";
+constexpr const char* kTagAttribute = "user.com.unregistered.tarvo.etag";
+constexpr const char* kModifiedAttribute = "user.com.unregistered.tarvo.modified";
+constexpr const char* kServerAttribute = "user.com.unregistered.tarvo.server";
 constexpr const char* kListAttribute = "user.com.apple.metadata:kMDItemWhereFroms";
 
 std::optional<std::string> binaryListOf(const std::string& text) {
@@ -41,7 +45,34 @@ void setAttribute(const std::string& path, const char* name, const std::string& 
     Log::error("Could not set extended attributes: {} ({})", error.description, number);
 }
 
+std::string attributeOf(const std::string& path, const char* name) {
+    constexpr std::size_t kLongest = 4096;
+    std::string value(kLongest, '\0');
+    const ssize_t length = ::getxattr(path.c_str(), name, value.data(), value.size());
+    value.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    return value;
+}
+
 } // namespace
+
+void FileFinalizer::setVersion(const Validator& version) const {
+    const auto set = [this](const char* name, const std::string& value) {
+        if (!value.empty())
+            setAttribute(m_filePath, name, value);
+    };
+    set(kTagAttribute, version.entityTag);
+    if (version.isModificationStrong) // what another version could have too tells nothing later
+        set(kModifiedAttribute, version.lastModified);
+    set(kServerAttribute, version.origin);
+}
+
+Validator FileFinalizer::version() const {
+    Validator noted{.entityTag = attributeOf(m_filePath, kTagAttribute),
+                    .lastModified = attributeOf(m_filePath, kModifiedAttribute),
+                    .origin = attributeOf(m_filePath, kServerAttribute)};
+    noted.isModificationStrong = !noted.lastModified.empty();
+    return noted;
+}
 
 void FileFinalizer::setWhereFrom(std::string_view address) const {
     const auto url = Url::parse(address);

@@ -1,9 +1,12 @@
 #include "jobs/JobErrors.h"
 
 #include "base/Localized.h"
+#include "base/Readable.h"
 #include "engine/transfer/RangeAnswer.h"
 
 #include <cerrno>
+
+#include <curl/curl.h>
 
 namespace tarvo {
 
@@ -27,6 +30,11 @@ Error incomplete() {
 Error unexpectedSegmentSize() {
     return Error::localized(ErrorDomain::Tarvo, kTarvoUnexpectedSegmentSize, "tr.err.unexpected-segment-size",
                             "tr.err.unexpected-segment-size-recovery");
+}
+
+Error tooLarge(std::int64_t size, std::int64_t largest) {
+    return {std::string(ErrorDomain::CurlSegment), CURLE_FILESIZE_EXCEEDED,
+            localized("tr.err.too-large", {readableSize(size), readableSize(largest)}), ""};
 }
 
 Error changedOnServer() {

@@ -22,6 +22,9 @@ Error incomplete();
 /// What the server sends is not what it was asked for.
 Error unexpectedSegmentSize();
 
+/// The server says that the file has more bytes than are wanted.
+Error tooLarge(std::int64_t size, std::int64_t largest);
+
 Error changedOnServer();
 
 /// The data file could not be written or read; `cause` says why.

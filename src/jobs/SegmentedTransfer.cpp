@@ -205,7 +205,9 @@ Result<FinishedFile> SegmentedTransfer::finish(const std::string& name) {
     if (const auto removed = bundle ? bundle->removeFrom(disk) : Result<void>(); !removed)
         Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
                    removed.error().description);
-    FileFinalizer(*moved).setWhereFrom(m_parts.request.url.absoluteString());
+    const FileFinalizer finalizer(*moved);
+    finalizer.setWhereFrom(m_parts.request.url.absoluteString());
+    finalizer.setVersion(data.record->validator);
     return FinishedFile{*moved, length};
 }
 

@@ -86,6 +86,10 @@ std::optional<std::string> TRFileHash::computeSHA256() {
     return computeOne("SHA256");
 }
 
+std::optional<std::string> TRFileHash::computeSHA512() {
+    return computeOne("SHA512");
+}
+
 std::optional<std::string> TRFileHash::computeOne(const char* algorithm) {
     const auto digests = compute({algorithm});
     return digests.empty() ? std::nullopt : std::optional(digests.front());

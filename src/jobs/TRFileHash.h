@@ -40,6 +40,7 @@ public:
     std::optional<std::string> computeMD5();
     std::optional<std::string> computeSHA1();
     std::optional<std::string> computeSHA256();
+    std::optional<std::string> computeSHA512();
 
     struct Digests {
         std::string md5;

@@ -102,7 +102,7 @@ void QueueController::oneSecondTick() {
     if (m_companions)
         m_companions->tick();
     m_statsBroadcaster.broadcastStats();
-    m_environment.jobs.transfers.connectionPools->closeIdle(m_environment.jobs.clock.now());
+    m_environment.jobs.transfers.tick();
 }
 
 void QueueController::runPasses() {

@@ -19,7 +19,7 @@ TEST_F(TarvoGetTest, OnATerminalDrawsAColouredLineUnlessToldNotTo) {
     Program coloured(home, arguments({slow}), {.terminal = true});
     EXPECT_EQ(coloured.status(), 0);
     EXPECT_TRUE(has(coloured.output(), "\x1b[32m"));
-    Program plain(home, arguments({slow}), {.terminal = true, .environment = {"NO_COLOR=1"}});
+    Program plain(home, arguments({"--again", slow}), {.terminal = true, .environment = {"NO_COLOR=1"}});
     EXPECT_EQ(plain.status(), 0);
     EXPECT_FALSE(has(plain.output(), "\x1b[32m"));
     EXPECT_TRUE(has(plain.output(), " 10 conn "));
@@ -96,6 +96,40 @@ TEST_F(TarvoGetTest, ALimitOfTheMachineIsNamed) {
     EXPECT_EQ(fileIsSample(file(), kSize), "") << "what could not be told was done all the same";
 }
 
+TEST_F(TarvoGetTest, WhatIsThereIsFetchedAgainOnlyIfTheServerHasAnother) {
+    const auto run = [&](const std::vector<std::string>& own) {
+        Program program(home, arguments(own));
+        EXPECT_EQ(program.status(), 0) << program.problems();
+        return program.output();
+    };
+    const std::string url = server.url(kSize, "etag=%22one%22");
+    EXPECT_TRUE(has(run({url}), "finished"));
+    const std::int64_t sent = server.bytesSent();
+    EXPECT_EQ(run({url}), "already there: " + file() + "\n");
+    EXPECT_TRUE(has(run({"--json", "--checksum", sampleSha256(kSize), url}), "\"event\":\"present\""));
+    EXPECT_LT(server.bytesSent() - sent, 10'000) << "asked for, not fetched";
+    const std::string cookies = home.write("cookies", "127.0.0.1\tFALSE\t/\tFALSE\t0\ta\tb\n");
+    EXPECT_TRUE(
+        has(run({"--again", "-H", "X-Mine: c", "--cookie-file", cookies, url}), file("sample (2).bin")));
+    auto sentHeaders = server.requests().back().headers;
+    EXPECT_EQ(sentHeaders["x-mine"] + sentHeaders["cookie"], "ca=b;");
+    home.write("files/sample.bin", "shorter"); // by the user
+    home.write("files/sample (2).bin", "shorter");
+    EXPECT_TRUE(has(run({url}), file("sample (3).bin")));
+}
+
+TEST_F(TarvoGetTest, ALimitHoldsForAllFilesTogether) {
+    constexpr std::int64_t kRate = 2'000'000;
+    const auto begin = std::chrono::steady_clock::now();
+    Program program(home, arguments({"--limit-rate", std::to_string(kRate), "-j", "2",
+                                     server.url(kSize, "", "a"), server.url(kSize, "", "b")}));
+    EXPECT_EQ(program.status(), 0) << program.problems();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+    EXPECT_GT(took.count(), 0.85 * 2 * kSize / kRate);
+    EXPECT_EQ(fileIsSample(file("a"), kSize), "");
+    EXPECT_EQ(fileIsSample(file("b"), kSize), "");
+}
+
 TEST_F(TarvoGetTest, WhatIsNoPartOfABundleStaysAndADamagedOneIsCalledSo) {
     std::filesystem::create_directories(bundle());
     std::filesystem::create_directories(bundle("b"));
@@ -127,7 +161,8 @@ TEST_F(TarvoGetTest, TwoAtOnceOnOneDownloadDoNotMix) {
 
     std::vector<std::unique_ptr<Program>> crowd; // whichever comes first, no file is wrong
     for (int i = 0; i < 4; ++i)
-        crowd.push_back(std::make_unique<Program>(home, arguments({server.url(kSize, "", "crowd")})));
+        crowd.push_back(
+            std::make_unique<Program>(home, arguments({"--again", server.url(kSize, "", "crowd")})));
     int finished = 0;
     for (const auto& each : crowd)
         finished += each->status() == 0 ? 1 : 0;

@@ -99,7 +99,7 @@ rule_packages() {
 
 # --- options: who knows which, one a line
 
-option='--?[A-Za-z][A-Za-z-]*'
+option='--?[A-Za-z0-9][A-Za-z0-9-]*'
 
 of_program() { "$1" --help | grep -oE "^ +-[^ ]*" | grep -oE -- "$option"; }
 

@@ -106,10 +106,25 @@ void ConnectionPool::remove(CurlSegment& segment) {
     m_owner.assertIsHere();
     curl_multi_remove_handle(m_multi, segment.curlHandle());
     segment.setPool(nullptr);
+    std::erase(m_waiting, &segment);
     for (Socket& each : m_sockets) {
         if (each.user == &segment)
             each.user = nullptr;
     }
+}
+
+void ConnectionPool::allow(std::int64_t bytes) {
+    m_owner.assertIsHere();
+    m_allowance = bytes;
+    for (CurlSegment* segment : std::exchange(m_waiting, {}))
+        segment->resume(); // which offers what it has, and may have to wait again
+}
+
+bool ConnectionPool::mayTake(CurlSegment& segment) {
+    if (m_allowance > 0)
+        return true;
+    m_waiting.push_back(&segment);
+    return false;
 }
 
 int ConnectionPool::perform() {

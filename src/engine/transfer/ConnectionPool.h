@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/ThreadOwner.h"
@@ -48,6 +50,27 @@ public:
     /// One of the transfers that have ended, each once; none when there is no more.
     std::optional<Ended> nextEnded();
 
+    static constexpr std::int64_t kUnlimited = std::numeric_limits<std::int64_t>::max();
+
+    /// All transfers together may bring so many bytes until this is called again; those that had to wait go
+    /// on, the one that has waited longest first.
+    void allow(std::int64_t bytes);
+
+    /// A transfer is about to take a block. False, when there is nothing left: it is to be paused, and goes
+    /// on with allow().
+    bool mayTake(CurlSegment& segment);
+
+    /// A transfer has taken a block.
+    void noteArrived(std::int64_t bytes) {
+        m_arrived += bytes;
+        m_allowance -= bytes;
+    }
+
+    /// Bytes that all transfers have brought since the last time.
+    std::int64_t takeArrived() { return std::exchange(m_arrived, 0); }
+
+    bool areSomeWaiting() const { return !m_waiting.empty(); }
+
     /// How often perform() has been called.
     std::uint64_t turns() const { return m_turns; }
 
@@ -84,6 +107,9 @@ private:
 
     ThreadOwner m_owner;
     void* m_multi;
+    std::int64_t m_arrived = 0;
+    std::int64_t m_allowance = kUnlimited;
+    std::vector<CurlSegment*> m_waiting; // for the next allowance
     std::uint64_t m_turns = 0;
     std::vector<Socket> m_sockets;
 };

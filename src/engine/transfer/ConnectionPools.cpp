@@ -53,6 +53,20 @@ void ConnectionPools::takeBack(Shelf& shelf, Idle idle) {
     waiting->push_back(std::move(idle));
 }
 
+bool ConnectionPools::share(ConnectionPool& pool) {
+    const std::int64_t arrived = pool.takeArrived();
+    if (m_speedLimit.rate() < 1) {
+        pool.allow(ConnectionPool::kUnlimited);
+        return true;
+    }
+    const TimePoint now = m_clock.now();
+    m_speedLimit.take(arrived, now);
+    const std::int64_t allowance = m_speedLimit.allowance(now);
+    if (allowance > 0)
+        pool.allow(allowance);
+    return allowance > 0;
+}
+
 void ConnectionPools::closeIdle(TimePoint now) {
     std::deque<Idle> expired; // closed without the lock
     auto waiting = m_idle->lock();

@@ -9,6 +9,7 @@
 #include "base/Locked.h"
 #include "base/Url.h"
 #include "engine/transfer/ConnectionPool.h"
+#include "engine/transfer/SpeedLimit.h"
 #include "engine/transfer/TRAuthToken.h"
 
 namespace tarvo {
@@ -34,6 +35,13 @@ public:
     /// Closes what has waited for too long. Waits for no server; to be called about once a second.
     void closeIdle(TimePoint now);
 
+    /// That holds for all transfers over these pools.
+    SpeedLimit& speedLimit() { return m_speedLimit; }
+
+    /// Hands `pool` what it may read in its next turn, and takes what it has read in the last one. False:
+    /// nothing yet.
+    bool share(ConnectionPool& pool);
+
     std::size_t idleCount() const { return m_idle->lock()->size(); }
 
 private:
@@ -48,6 +56,7 @@ private:
     static void takeBack(Shelf& shelf, Idle idle);
 
     const Clock& m_clock;
+    SpeedLimit m_speedLimit;
     const std::shared_ptr<Shelf> m_idle = std::make_shared<Shelf>();
 };
 

@@ -3,6 +3,7 @@
 #include "base/Log.h"
 
 #include <algorithm>
+#include <thread>
 
 #include <curl/curl.h>
 
@@ -14,6 +15,9 @@ namespace {
 /// watch an FTP server's data connection; a paused job has nothing to watch.
 constexpr std::chrono::milliseconds kTurn{100};
 constexpr std::chrono::milliseconds kPausedTurn{1000};
+
+/// While the speed limit has connections wait.
+constexpr std::chrono::milliseconds kLimitedTurn{20};
 
 } // namespace
 
@@ -57,7 +61,13 @@ void CurlMulti::downloadAndBlock() {
             startNewcomers(*pool);
             continue;
         }
-        pool->wait(areAllPaused() ? kPausedTurn : kTurn);
+        if (!m_pools->share(*pool)) {
+            std::this_thread::sleep_for(kLimitedTurn); // a wait for the sockets would end at once
+            endTurn(*pool, CURLE_OK);
+            continue;
+        }
+        const auto usual = pool->areSomeWaiting() ? kLimitedTurn : kTurn;
+        pool->wait(areAllPaused() ? kPausedTurn : usual);
         turn(*pool, {});
     }
     // What was stopped may be silent: the next download does not go on with its connections.
@@ -117,6 +127,10 @@ void CurlMulti::turn(ConnectionPool& pool, const Active& newcomers) {
     for (CurlDownloader* child : m_active)
         child->deliverPending();
     endWhatLibcurlHasEnded(pool);
+    endTurn(pool, failure);
+}
+
+void CurlMulti::endTurn(ConnectionPool& pool, int failure) {
     if (const auto delegate = m_delegate.lock())
         delegate->loopHasTurned(*this);
     endWhatIsToEnd(pool, failure);

@@ -89,6 +89,7 @@ private:
     bool hasWork();
     void startNewcomers(ConnectionPool& pool);
     void turn(ConnectionPool& pool, const Active& newcomers);
+    void endTurn(ConnectionPool& pool, int failure);
     void endWhatLibcurlHasEnded(ConnectionPool& pool);
     void endWhatIsToEnd(ConnectionPool& pool, int failure);
     void breakOff(ConnectionPool& pool, CurlDownloader& child, int result);

@@ -71,7 +71,12 @@ struct LiveCurlSegment::Callbacks {
         const auto delegate = self->delegate().lock();
         if (!Log::assertThat(delegate != nullptr))
             return 0;
-        return static_cast<std::size_t>(delegate->curlHasData(*self, {data, size * count}));
+        if (self->pool() && !self->pool()->mayTake(*self))
+            return kPauseTransfer;
+        const auto taken = static_cast<std::size_t>(delegate->curlHasData(*self, {data, size * count}));
+        if (self->pool() && taken == size * count)
+            self->pool()->noteArrived(static_cast<std::int64_t>(taken));
+        return taken;
     }
 
     static std::size_t onDiscardedData(char*, std::size_t size, std::size_t count, void*) {
@@ -119,7 +124,7 @@ void* LiveCurlSegment::curlHandle() {
 void LiveCurlSegment::configure() {
     startUp();
     m_handle = std::make_unique<EasyHandle>();
-    m_obstacle = setRequestOptions(*m_handle, request(), m_environment.defaults);
+    m_obstacle = setRequestOptions(*m_handle, request(), m_environment.defaults, m_environment.traits);
     setCallbacks(*m_handle);
     setErrorCode(m_handle->failure());
 }

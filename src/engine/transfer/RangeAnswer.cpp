@@ -124,6 +124,7 @@ bool isFinalRefusal(const Error& error) {
     if (error.domain == ErrorDomain::CurlHttp)
         return std::find(statuses.begin(), statuses.end(), error.code) != statuses.end();
     return error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_FILE_NOT_FOUND) ||
+           error.is(ErrorDomain::CurlSegment, CURLE_FILESIZE_EXCEEDED) ||
            error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_ACCESS_DENIED);
 }
 

@@ -1,6 +1,7 @@
 #include "engine/transfer/RequestOptions.h"
 
 #include "base/Settings.h"
+#include "base/Text.h"
 #include "engine/transfer/ProxyUrlProvider.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace {
 // CURLOPT_BUFFERSIZE), but no more than the range can need. Blocks still arrive in pieces of 16 KiB.
 constexpr std::int64_t kLargestReceiveBuffer = 256 * 1024;
 constexpr std::int64_t kSmallestReceiveBuffer = 16 * 1024;
-constexpr long kConnectTimeoutMs = 30000;
+constexpr std::int64_t kLeastReceiveBuffer = 1024; // libcurl's own limit
 constexpr long kMostRedirects = 10;
 constexpr const char* kSchemes = "http,https,ftp,sftp";
 
@@ -26,15 +27,30 @@ void setAddress(EasyHandle& handle, const CurlRequest& request) {
                request.authToken ? url.withoutCredentials().absoluteString() : url.absoluteString());
     handle.set(CURLOPT_PROTOCOLS_STR, kSchemes);
     handle.set(CURLOPT_REDIR_PROTOCOLS_STR, kSchemes);
-    // Bytes are counted, kept and compared as the server has them (RFC 9110, section 12.5.3).
-    handle.addHeader("Accept-Encoding: identity");
     handle.set(CURLOPT_FOLLOWLOCATION, 1L);
     handle.set(CURLOPT_MAXREDIRS, kMostRedirects);
     if (request.referer)
         handle.set(CURLOPT_REFERER, request.referer->withoutCredentials().absoluteString());
 }
 
-void setConnection(EasyHandle& handle, const CurlRequest& request) {
+void setHeaders(EasyHandle& handle, const std::vector<std::string>& headers) {
+    constexpr std::string_view kCoding = "accept-encoding:";
+    const bool isCodingSet = std::any_of(
+        headers.begin(), headers.end(), [&](const auto& each) { return lowered(each).starts_with(kCoding); });
+    // Bytes are counted, kept and compared as the server has them (RFC 9110, section 12.5.3).
+    if (!isCodingSet)
+        handle.addHeader("Accept-Encoding: identity");
+    for (const auto& header : headers)
+        handle.addHeader(header);
+}
+
+long resolveOf(IpVersion version) {
+    if (version == IpVersion::any)
+        return CURL_IPRESOLVE_WHATEVER;
+    return version == IpVersion::v4 ? CURL_IPRESOLVE_V4 : CURL_IPRESOLVE_V6;
+}
+
+void setConnection(EasyHandle& handle, const CurlRequest& request, const RequestTraits& traits) {
     // Certificates are not verified, neither the chain nor the name.
     handle.set(CURLOPT_SSL_VERIFYPEER, 0L);
     handle.set(CURLOPT_SSL_VERIFYHOST, 0L);
@@ -44,11 +60,20 @@ void setConnection(EasyHandle& handle, const CurlRequest& request) {
     handle.set(CURLOPT_QUICK_EXIT, 1L);
 #endif
     handle.set(CURLOPT_TIMEOUT_MS, static_cast<long>(request.timeoutMs));
-    handle.set(CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
+    handle.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(traits.connectTimeout.count()));
+    handle.set(CURLOPT_IPRESOLVE, resolveOf(traits.ipVersion));
     handle.set(CURLOPT_TCP_KEEPALIVE, 1L);
 }
 
-void setRange(EasyHandle& handle, const CurlRequest& request) {
+/// Under a limit of the speed all connections together read no more in one turn than that allows in a moment.
+std::int64_t largestBuffer(std::int64_t speedLimit) {
+    constexpr std::int64_t kTurnsOfASecond = 64;
+    if (speedLimit < 1)
+        return kLargestReceiveBuffer;
+    return std::clamp(speedLimit / kTurnsOfASecond, kLeastReceiveBuffer, kLargestReceiveBuffer);
+}
+
+void setRange(EasyHandle& handle, const CurlRequest& request, std::int64_t speedLimit) {
     handle.set(CURLOPT_FILETIME, 1L); // a file server is asked for it
     handle.set(CURLOPT_NOBODY, request.headRequestOnly ? 1L : 0L);
     if (request.headRequestOnly)
@@ -60,8 +85,8 @@ void setRange(EasyHandle& handle, const CurlRequest& request) {
         if (!request.ifRange.empty())
             handle.addHeader("If-Range: " + request.ifRange);
     }
-    handle.set(CURLOPT_BUFFERSIZE,
-               static_cast<long>(std::clamp(expected, kSmallestReceiveBuffer, kLargestReceiveBuffer)));
+    const auto usual = std::clamp(expected, kSmallestReceiveBuffer, kLargestReceiveBuffer);
+    handle.set(CURLOPT_BUFFERSIZE, static_cast<long>(std::min(usual, largestBuffer(speedLimit))));
 }
 
 void setSshLogin(EasyHandle& handle, const TRAuthToken& token) {
@@ -96,10 +121,11 @@ void setCredentials(EasyHandle& handle, const CurlRequest& request) {
 } // namespace
 
 std::optional<Error> setRequestOptions(EasyHandle& handle, const CurlRequest& request,
-                                       const UserDefaults& defaults) {
+                                       const UserDefaults& defaults, const RequestTraits& traits) {
     setAddress(handle, request);
-    setConnection(handle, request);
-    setRange(handle, request);
+    setHeaders(handle, traits.headers);
+    setConnection(handle, request, traits);
+    setRange(handle, request, Settings(defaults).speedLimit());
     setCredentials(handle, request);
     const auto userAgent = Settings(defaults).customUserAgent();
     handle.set(CURLOPT_USERAGENT, userAgent ? userAgent->c_str() : nullptr);

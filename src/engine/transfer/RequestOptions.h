@@ -7,6 +7,7 @@
 #include "base/UserDefaults.h"
 #include "engine/transfer/CurlSegment.h"
 #include "engine/transfer/EasyHandle.h"
+#include "engine/transfer/RequestTraits.h"
 
 namespace tarvo {
 
@@ -14,6 +15,6 @@ namespace tarvo {
 /// ago the request was prepared. What has to be put right before anything may be sent; the handle has no
 /// address then.
 std::optional<Error> setRequestOptions(EasyHandle& handle, const CurlRequest& request,
-                                       const UserDefaults& defaults);
+                                       const UserDefaults& defaults, const RequestTraits& traits);
 
 } // namespace tarvo

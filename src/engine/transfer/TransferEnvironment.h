@@ -4,9 +4,11 @@
 #include <memory>
 
 #include "base/Clock.h"
+#include "base/Settings.h"
 #include "base/UserDefaults.h"
 #include "engine/transfer/ConnectionPools.h"
 #include "engine/transfer/CookieStore.h"
+#include "engine/transfer/RequestTraits.h"
 
 namespace tarvo {
 
@@ -17,8 +19,15 @@ struct TransferEnvironment {
     const Clock& clock;
     /// Each of the two requests of a probe may take so long.
     Seconds probeTimeLimit{30.0};
-    /// Shared by all probes and transfers. The program calls its closeIdle() about once a second.
+    RequestTraits traits{};
+    /// Shared by all probes and transfers. The program calls tick() about once a second.
     std::shared_ptr<ConnectionPools> connectionPools = std::make_shared<ConnectionPools>(clock);
+
+    /// Closes connections that have waited for too long, and has the setting of the speed limit hold.
+    void tick() const {
+        connectionPools->speedLimit().setRate(Settings(defaults).speedLimit());
+        connectionPools->closeIdle(clock.now());
+    }
 };
 
 } // namespace tarvo

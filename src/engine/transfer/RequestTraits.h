@@ -1,0 +1,22 @@
+// What all requests of one run of a program have in common, beside the settings.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tarvo {
+
+enum class IpVersion { any, v4, v6 };
+
+struct RequestTraits {
+    std::vector<std::string> headers{}; ///< of requests over HTTP, "Name: value"; they follow redirects, but
+                                        ///< for Authorization and Cookie, which go to the first host alone
+    IpVersion ipVersion = IpVersion::any;
+    std::chrono::milliseconds connectTimeout{30'000};
+    bool takesWhatIsThere = false; ///< a file of the same address and version is not fetched again
+    std::int64_t largestFile = 0;  ///< bytes; what is said to be larger is not fetched; 0: no limit
+};
+
+} // namespace tarvo
