@@ -381,6 +381,8 @@
 <message id="tr.preferences.reset.title"><source></source><translation>Einstellungen zurücksetzen?</translation></message>
 <message id="tr.preferences.skip-sheet"><source></source><translation>Adressen &amp;hinzufügen, ohne den Dialog zu zeigen</translation></message>
 <message id="tr.preferences.speed"><source></source><translation>&amp;Geschwindigkeit am Startersymbol zeigen</translation></message>
+<message id="tr.preferences.speed-limit"><source></source><translation>Te&amp;mpolimit in Bytes je Sekunde</translation></message>
+<message id="tr.preferences.speed-limit-hint"><source></source><translation>Für alle Downloads zusammen. 0 für keines.</translation></message>
 <message id="tr.preferences.ssh"><source></source><translation>Ordner mit SSH-Sch&amp;lüsseln</translation></message>
 <message id="tr.preferences.title"><source></source><translation>Einstellungen</translation></message>
 <message id="tr.preview.beginning"><source></source><translation>Nur der Anfang wird gezeigt.</translation></message>

@@ -381,6 +381,8 @@
 <message id="tr.preferences.reset.title"><source></source><translation>Reset Settings?</translation></message>
 <message id="tr.preferences.skip-sheet"><source></source><translation>&amp;Add addresses without showing the sheet</translation></message>
 <message id="tr.preferences.speed"><source></source><translation>Show the sp&amp;eed on the launcher icon</translation></message>
+<message id="tr.preferences.speed-limit"><source></source><translation>Speed &amp;limit in bytes a second</translation></message>
+<message id="tr.preferences.speed-limit-hint"><source></source><translation>For all downloads together. 0 for none.</translation></message>
 <message id="tr.preferences.ssh"><source></source><translation>Folder with SSH &amp;keys</translation></message>
 <message id="tr.preferences.title"><source></source><translation>Preferences</translation></message>
 <message id="tr.preview.beginning"><source></source><translation>Only the beginning is shown.</translation></message>

@@ -381,6 +381,8 @@
 <message id="tr.preferences.reset.title"><source></source><translation>Réinitialiser les réglages ?</translation></message>
 <message id="tr.preferences.skip-sheet"><source></source><translation>&amp;Ajouter les adresses sans afficher la boîte de dialogue</translation></message>
 <message id="tr.preferences.speed"><source></source><translation>Afficher la &amp;vitesse sur l’icône du lanceur</translation></message>
+<message id="tr.preferences.speed-limit"><source></source><translation>Limi&amp;te de débit en octets par seconde</translation></message>
+<message id="tr.preferences.speed-limit-hint"><source></source><translation>Pour tous les téléchargements ensemble. 0 pour aucune.</translation></message>
 <message id="tr.preferences.ssh"><source></source><translation>Dossier des c&amp;lés SSH</translation></message>
 <message id="tr.preferences.title"><source></source><translation>Préférences</translation></message>
 <message id="tr.preview.beginning"><source></source><translation>Seul le début est affiché.</translation></message>
