@@ -252,10 +252,13 @@
 <message id="tr.get.connecting"><source></source><translation>%1: Verbindung wird aufgebaut…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 Verb.</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>unlesbar</translation></message>
+<message id="tr.get.ended"><source></source><translation>%1 von %2 fertig (%3 schon vorhanden), %4 fehlgeschlagen; %5 in %6, %7</translation></message>
+<message id="tr.get.ended-failure"><source></source><translation>fehlgeschlagen: %1: %2</translation></message>
 <message id="tr.get.finished"><source></source><translation>fertig %1 (%2 in %3 s, %4)</translation></message>
 <message id="tr.get.finished-matching"><source></source><translation>fertig %1 (%2 in %3 s, %4, Prüfsumme stimmt)</translation></message>
 <message id="tr.get.interrupted"><source></source><translation>unterbrochen.</translation></message>
 <message id="tr.get.interrupted-saved"><source></source><translation>unterbrochen; der Fortschritt ist in „%1“ gespeichert. Derselbe Befehl setzt den Download fort.</translation></message>
+<message id="tr.get.interrupted-several" numerus="yes"><source></source><translation><numerusform>unterbrochen; der Fortschritt von %n Download ist gespeichert. Derselbe Befehl setzt ihn fort.</numerusform><numerusform>unterbrochen; der Fortschritt von %n Downloads ist gespeichert. Derselbe Befehl setzt sie fort.</numerusform></translation></message>
 <message id="tr.get.interrupted-whole"><source></source><translation>unterbrochen; die Datei ist vollständig, ihre Prüfsumme wurde nicht verglichen.</translation></message>
 <message id="tr.get.named-twice"><source></source><translation>%1 wird mehr als einmal verlangt; es wird einmal heruntergeladen.</translation></message>
 <message id="tr.get.no-output"><source></source><translation>auf die Standardausgabe konnte nicht geschrieben werden: %1.</translation></message>
@@ -270,6 +273,7 @@
 <message id="tr.get.too-few-files"><source></source><translation>es dürfen nur wenige Dateien zugleich offen sein, zu wenige für einen Download. Erhöhen Sie die Grenze, etwa mit: ulimit -n 256</translation></message>
 <message id="tr.get.too-few-threads"><source></source><translation>das System lässt das Programm zu wenige Threads für einen Download starten. Erhöhen Sie die Grenze, etwa mit: ulimit -u 1024</translation></message>
 <message id="tr.get.unknown-size"><source></source><translation>Größe unbekannt</translation></message>
+<message id="tr.get.waiting"><source></source><translation>%1: erneut in %2. %3</translation></message>
 <message id="tr.hint.browser-links"><source></source><translation>Links, die ein Browser an Tarvo schickt, öffnet Tarvo noch nicht.</translation></message>
 <message id="tr.hint.browser-links-button"><source></source><translation>Mit Tarvo öffnen</translation></message>
 <message id="tr.hint.close"><source></source><translation>Schließen</translation></message>

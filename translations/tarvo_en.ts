@@ -252,10 +252,13 @@
 <message id="tr.get.connecting"><source></source><translation>%1: connecting…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 conn</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>unreadable</translation></message>
+<message id="tr.get.ended"><source></source><translation>%1 of %2 finished (%3 already there), %4 failed; %5 in %6, %7</translation></message>
+<message id="tr.get.ended-failure"><source></source><translation>failed: %1: %2</translation></message>
 <message id="tr.get.finished"><source></source><translation>finished %1 (%2 in %3 s, %4)</translation></message>
 <message id="tr.get.finished-matching"><source></source><translation>finished %1 (%2 in %3 s, %4, checksum matches)</translation></message>
 <message id="tr.get.interrupted"><source></source><translation>interrupted.</translation></message>
 <message id="tr.get.interrupted-saved"><source></source><translation>interrupted; progress is saved in &quot;%1&quot;. Run the same command again to continue.</translation></message>
+<message id="tr.get.interrupted-several" numerus="yes"><source></source><translation><numerusform>interrupted; the progress of %n download is saved. Run the same command again to continue.</numerusform><numerusform>interrupted; the progress of %n downloads is saved. Run the same command again to continue.</numerusform></translation></message>
 <message id="tr.get.interrupted-whole"><source></source><translation>interrupted; the file is whole, its checksum has not been compared.</translation></message>
 <message id="tr.get.named-twice"><source></source><translation>%1 is asked for more than once; it is downloaded once.</translation></message>
 <message id="tr.get.no-output"><source></source><translation>could not write to standard output: %1.</translation></message>
@@ -270,6 +273,7 @@
 <message id="tr.get.too-few-files"><source></source><translation>no more than a few files may be open at once, too few for a download. Raise the limit, as with: ulimit -n 256</translation></message>
 <message id="tr.get.too-few-threads"><source></source><translation>the system lets the program start too few threads for a download. Raise the limit, as with: ulimit -u 1024</translation></message>
 <message id="tr.get.unknown-size"><source></source><translation>unknown size</translation></message>
+<message id="tr.get.waiting"><source></source><translation>%1: again in %2. %3</translation></message>
 <message id="tr.hint.browser-links"><source></source><translation>Links that a browser sends to Tarvo are not opened by it yet.</translation></message>
 <message id="tr.hint.browser-links-button"><source></source><translation>Open Them with Tarvo</translation></message>
 <message id="tr.hint.close"><source></source><translation>Close</translation></message>

@@ -252,10 +252,13 @@
 <message id="tr.get.connecting"><source></source><translation>%1 : connexion…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 conn.</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>illisible</translation></message>
+<message id="tr.get.ended"><source></source><translation>%1 sur %2 terminés (%3 déjà présents), %4 échoués ; %5 en %6, %7</translation></message>
+<message id="tr.get.ended-failure"><source></source><translation>échec : %1 : %2</translation></message>
 <message id="tr.get.finished"><source></source><translation>terminé %1 (%2 en %3 s, %4)</translation></message>
 <message id="tr.get.finished-matching"><source></source><translation>terminé %1 (%2 en %3 s, %4, somme de contrôle correcte)</translation></message>
 <message id="tr.get.interrupted"><source></source><translation>interrompu.</translation></message>
 <message id="tr.get.interrupted-saved"><source></source><translation>interrompu ; la progression est enregistrée dans « %1 ». Relancez la même commande pour continuer.</translation></message>
+<message id="tr.get.interrupted-several" numerus="yes"><source></source><translation><numerusform>interrompu ; la progression de %n téléchargement est enregistrée. Relancez la même commande pour continuer.</numerusform><numerusform>interrompu ; la progression de %n téléchargements est enregistrée. Relancez la même commande pour continuer.</numerusform></translation></message>
 <message id="tr.get.interrupted-whole"><source></source><translation>interrompu ; le fichier est entier, sa somme de contrôle n’a pas été comparée.</translation></message>
 <message id="tr.get.named-twice"><source></source><translation>%1 est demandé plus d’une fois ; il est téléchargé une seule fois.</translation></message>
 <message id="tr.get.no-output"><source></source><translation>impossible d’écrire sur la sortie standard : %1.</translation></message>
@@ -270,6 +273,7 @@
 <message id="tr.get.too-few-files"><source></source><translation>trop peu de fichiers peuvent être ouverts à la fois pour un téléchargement. Relevez la limite, par exemple avec : ulimit -n 256</translation></message>
 <message id="tr.get.too-few-threads"><source></source><translation>le système laisse le programme démarrer trop peu de fils d’exécution pour un téléchargement. Relevez la limite, par exemple avec : ulimit -u 1024</translation></message>
 <message id="tr.get.unknown-size"><source></source><translation>taille inconnue</translation></message>
+<message id="tr.get.waiting"><source></source><translation>%1 : nouvel essai dans %2. %3</translation></message>
 <message id="tr.hint.browser-links"><source></source><translation>Les liens qu’un navigateur envoie à Tarvo ne sont pas encore ouverts par lui.</translation></message>
 <message id="tr.hint.browser-links-button"><source></source><translation>Les ouvrir avec Tarvo</translation></message>
 <message id="tr.hint.close"><source></source><translation>Fermer</translation></message>

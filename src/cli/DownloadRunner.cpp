@@ -48,14 +48,16 @@ DownloadRunner::DownloadRunner(const Options& options, const JobEnvironment& env
             handleFailure(job);
     });
     connect(&m_queue, &QueueController::suspended, this, [this](const Job& job, bool saved) {
-        m_anySuspended = true;
-        m_view.notice(saved && job->supportsRecovery()
-                          ? localized("tr.get.interrupted-saved", {job->activeFile().value_or("")})
-                          : localized("tr.get.interrupted"));
+        if (const auto known = m_downloads.find(job.get());
+            known != m_downloads.end() && known->second.announced)
+            m_counts.bytes += job->totalBytesDownloaded() - known->second.bytesBefore;
+        if (!saved || !job->supportsRecovery())
+            return;
+        ++m_savedBundles;
+        m_savedBundle = job->activeFile().value_or("");
     });
     connect(&m_queue, &QueueController::ended, this, [this] {
-        if (m_interrupted && !m_anySuspended && !m_hashing)
-            m_view.notice(localized("tr.get.interrupted"));
+        tellEnd();
         const int status = m_counts.failed > 0 ? kSomeFailed : kAllFinished;
         Q_EMIT ended(m_interrupted ? kInterrupted : status);
     });
@@ -67,10 +69,13 @@ DownloadRunner::~DownloadRunner() = default;
 
 void DownloadRunner::start() {
     Runloop::assertMain();
+    m_begin = m_environment.clock.now();
     m_counts.total = m_options.targets.size() + m_options.badLines.size();
     m_counts.failed = m_options.badLines.size();
-    for (const auto& line : m_options.badLines)
+    for (const auto& line : m_options.badLines) {
         m_view.refused(line);
+        m_summary.failures.emplace_back(line.text, line.reason);
+    }
     for (const auto& target : m_options.targets)
         addTarget(target);
     m_progressTimer.start();
@@ -133,14 +138,17 @@ void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_
     if (newState == rf_state_preparing) {
         download.startedAt = now;
         download.preparation = Seconds(0);
+        download.lastFailure.reset();
         if (m_queue.remoteFiles().activeJobs() == 0)
             m_view.connecting(snapshotOf(*job));
     } else if (newState == rf_state_ready) {
         download.preparation = now - download.startedAt;
     } else if (newState == rf_state_running) {
         download.startedAt = now;
-        if (!std::exchange(download.announced, true))
+        if (!std::exchange(download.announced, true)) {
+            download.bytesBefore = job->totalBytesDownloaded();
             m_view.started(snapshotOf(*job));
+        }
     } else if (newState == rf_state_succeeded) {
         // The job itself has not finished with this change.
         download.wasThere = oldState == rf_state_preparing;
@@ -167,9 +175,8 @@ void DownloadRunner::handleFailure(const Job& job) {
         reportFailed(job, error);
         return;
     }
-    m_view.notice(localized("tr.get.retry",
-                            {job->fileName(), error.sentence(), fmt::format("{:.0f}", m_retryDelay.count()),
-                             std::to_string(known->second.retriesLeft--)}));
+    known->second.lastFailure = error;
+    m_view.retrying(snapshotOf(*job), error, m_retryDelay, known->second.retriesLeft--);
 }
 
 void DownloadRunner::verifyChecksum(const Job& job) {
@@ -194,7 +201,10 @@ void DownloadRunner::reportFinished(const Job& job, bool checksumMatched) {
     const Download& download = m_downloads.at(job.get());
     const Seconds took = download.preparation + (m_environment.clock.now() - download.startedAt);
     const DownloadResult result{job->finalFilePath().value_or(""), job->totalBytesDownloaded(), took,
-                                checksumMatched};
+                                checksumMatched,
+                                download.wasThere ? 0 : job->totalBytesDownloaded() - download.bytesBefore};
+    m_counts.bytes += result.fetched;
+    m_summary.present += download.wasThere ? 1 : 0;
     if (download.wasThere)
         m_view.present(snapshotOf(*job), result);
     else
@@ -204,7 +214,9 @@ void DownloadRunner::reportFinished(const Job& job, bool checksumMatched) {
 
 void DownloadRunner::reportFailed(const Job& job, const Error& error) {
     ++m_counts.failed;
-    m_view.failed(snapshotOf(*job), error);
+    const DownloadSnapshot snapshot = snapshotOf(*job);
+    m_summary.failures.emplace_back(snapshot.url, error);
+    m_view.failed(snapshot, error);
     settle(job);
 }
 
@@ -236,8 +248,35 @@ void DownloadRunner::showProgress() {
         running.push_back(snapshotOf(*job));
         return true;
     });
-    if (!running.empty())
+    auto others = waiting();
+    const bool isAnyWaiting = !others.empty();
+    m_view.waiting(std::move(others));
+    if (!running.empty() || isAnyWaiting)
         m_view.progress(running, m_counts, m_environment.clock.now());
+}
+
+std::vector<Waiting> DownloadRunner::waiting() {
+    std::vector<Waiting> others;
+    const TimePoint now = m_environment.clock.now();
+    m_queue.remoteFiles().content().forEachIn({rf_state_failed}, [&](const Job& job) {
+        const auto known = m_downloads.find(job.get());
+        if (known != m_downloads.end() && known->second.lastFailure)
+            others.push_back({job->fileName(),
+                              job->nextScheduledRun ? Seconds(*job->nextScheduledRun - now) : m_retryDelay,
+                              known->second.lastFailure->sentence()});
+        return true;
+    });
+    return others;
+}
+
+/// One sentence about what was interrupted, however much that was.
+void DownloadRunner::tellEnd() {
+    if (m_interrupted && !(m_hashing && m_savedBundles == 0))
+        m_view.interrupted(m_savedBundles, m_savedBundle);
+    m_summary.counts = m_counts;
+    m_summary.isInterrupted = m_interrupted;
+    m_summary.took = m_environment.clock.now() - m_begin;
+    m_view.ended(m_summary);
 }
 
 /// A page stays a failure: there is no browser to follow it with.

@@ -48,8 +48,10 @@ private:
     /// What has to be known of a download from its first attempt to its end.
     struct Download {
         std::int64_t retriesLeft = 0;
-        TimePoint startedAt{};  ///< the preparation, then the transfer: not what lies between
-        Seconds preparation{0}; ///< how long it took
+        TimePoint startedAt{};              ///< the preparation, then the transfer: not what lies between
+        Seconds preparation{0};             ///< how long it took
+        std::optional<Error> lastFailure{}; ///< while it waits for the next attempt
+        std::int64_t bytesBefore = 0;       ///< what earlier runs have brought
         bool announced = false;
         bool wasThere = false; ///< the preparation has found the file complete
     };
@@ -63,6 +65,8 @@ private:
     void reportFailed(const Job& job, const Error& error);
     void settle(const Job& job);
     void showProgress();
+    std::vector<Waiting> waiting();
+    void tellEnd();
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
 
@@ -81,8 +85,11 @@ private:
     std::unordered_map<const RemoteFile*, Download> m_downloads; // those that have not ended
     std::set<std::string> m_knownServices;                       // whose credentials are remembered
     QueueCounts m_counts;
+    RunSummary m_summary; // what is not in the counts yet
+    TimePoint m_begin{};
     bool m_interrupted = false;
-    bool m_anySuspended = false;
+    std::size_t m_savedBundles = 0;
+    std::string m_savedBundle;               // one of them
     std::shared_ptr<HashingWatch> m_hashing; // while a finished file is compared with its checksum
     QTimer m_progressTimer;
     NotificationCenter m_notifications;

@@ -36,7 +36,9 @@ QJsonObject membersOf(const Error& error) {
 } // namespace
 
 void JsonView::started(const DownloadSnapshot& download) {
-    write("started", download, {{"connections", static_cast<qint64>(download.connections)}});
+    write("started", download,
+          {{"connections", static_cast<qint64>(download.connections)},
+           {"resumed", static_cast<qint64>(download.bytes)}});
 }
 
 void JsonView::progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) {
@@ -55,6 +57,7 @@ void JsonView::finished(const DownloadSnapshot& download, const DownloadResult& 
     QJsonObject more{{"path", QString::fromStdString(result.path)},
                      {"size", static_cast<qint64>(result.bytes)}, // known now, if it was not before
                      {"bytes", static_cast<qint64>(result.bytes)},
+                     {"fetched", static_cast<qint64>(result.fetched)},
                      {"seconds", result.took.count()}};
     if (result.checksumMatched)
         more["checksum"] = "match";
@@ -71,6 +74,30 @@ void JsonView::present(const DownloadSnapshot& download, const DownloadResult& r
 
 void JsonView::failed(const DownloadSnapshot& download, const Error& error) {
     write("failed", download, membersOf(error));
+}
+
+void JsonView::retrying(const DownloadSnapshot& download, const Error& cause, Seconds delay,
+                        std::int64_t left) {
+    QJsonObject more = membersOf(cause);
+    more["seconds"] = delay.count();
+    more["left"] = static_cast<qint64>(left);
+    write("retry", download, more);
+    ProgressView::retrying(download, cause, delay, left);
+}
+
+void JsonView::interrupted(std::size_t saved, const std::string& bundle) {
+    write({{"event", "interrupted"}, {"saved", static_cast<qint64>(saved)}});
+    ProgressView::interrupted(saved, bundle);
+}
+
+void JsonView::ended(const RunSummary& summary) {
+    write({{"event", "summary"},
+           {"total", static_cast<qint64>(summary.counts.total)},
+           {"finished", static_cast<qint64>(summary.counts.finished)},
+           {"present", static_cast<qint64>(summary.present)},
+           {"failed", static_cast<qint64>(summary.counts.failed)},
+           {"fetched", static_cast<qint64>(summary.counts.bytes)},
+           {"seconds", summary.took.count()}});
 }
 
 void JsonView::refused(const BadLine& line) {

@@ -24,6 +24,10 @@ public:
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override;
     void present(const DownloadSnapshot& download, const DownloadResult& result) override;
     void failed(const DownloadSnapshot& download, const Error& error) override;
+    void retrying(const DownloadSnapshot& download, const Error& cause, Seconds delay,
+                  std::int64_t left) override;
+    void interrupted(std::size_t saved, const std::string& bundle) override;
+    void ended(const RunSummary& summary) override;
     void refused(const BadLine& line) override;
     void notice(const std::string& text) override;
 

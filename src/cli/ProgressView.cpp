@@ -25,6 +25,10 @@ TerminalSize terminalSize() {
     return known ? TerminalSize{size.ws_col, size.ws_row} : TerminalSize{};
 }
 
+std::int64_t perSecond(std::int64_t bytes, Seconds took) {
+    return static_cast<std::int64_t>(static_cast<double>(bytes) / std::max(took.count(), 0.001));
+}
+
 class SilentView : public ProgressView {
 public:
     explicit SilentView(std::ostream& problems) : m_problems(problems) {}
@@ -44,14 +48,17 @@ public:
 
     void refused(const BadLine& line) override { tell(sentenceOf(line)); }
 
+    void retrying(const DownloadSnapshot&, const Error&, Seconds, std::int64_t) override {}
+
     void notice(const std::string& text) override { tell(text); }
 
-private:
+protected:
     void tell(const std::string& text) {
         Runloop::assertMain();
         m_problems << "tarvo-get: " << withoutControls(text) << std::endl;
     }
 
+private:
     std::ostream& m_problems;
 };
 
@@ -74,12 +81,30 @@ public:
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {
-        const auto speed = static_cast<std::int64_t>(static_cast<double>(result.bytes) /
-                                                     std::max(result.took.count(), 0.001));
+        const std::int64_t speed = perSecond(result.fetched, result.took);
         say(localized(result.checksumMatched ? "tr.get.finished-matching" : "tr.get.finished",
                       {result.path, readableBytes(result.bytes, DecimalMark::point),
                        fmt::format("{:.1f}", result.took.count()),
                        readableSpeed(speed, DecimalMark::point)}));
+    }
+
+    void retrying(const DownloadSnapshot& download, const Error& cause, Seconds delay,
+                  std::int64_t left) override {
+        ProgressView::retrying(download, cause, delay, left); // NOLINT(bugprone-parent-virtual-call)
+    }
+
+    /// One download has told it all in its own last line.
+    void ended(const RunSummary& summary) override {
+        if (summary.counts.total < 2 || summary.isInterrupted)
+            return;
+        const QueueCounts& counts = summary.counts;
+        say(localized("tr.get.ended",
+                      {std::to_string(counts.finished), std::to_string(counts.total),
+                       std::to_string(summary.present), std::to_string(counts.failed),
+                       readableBytes(counts.bytes, DecimalMark::point), readableDuration(summary.took),
+                       readableSpeed(perSecond(counts.bytes, summary.took), DecimalMark::point)}));
+        for (const auto& [url, error] : summary.failures)
+            tell(localized("tr.get.ended-failure", {url, error.sentence()}));
     }
 
     void present(const DownloadSnapshot&, const DownloadResult& result) override {
@@ -116,7 +141,7 @@ public:
 
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts& counts,
                   TimePoint) override {
-        draw(terminalLines(running, counts, terminalSize(), m_colour));
+        draw(terminalLines(running, m_waiting, counts, terminalSize(), m_colour));
     }
 
     void finished(const DownloadSnapshot& download, const DownloadResult& result) override {
@@ -133,6 +158,16 @@ public:
 
     void notice(const std::string& text) override {
         onLinesOfItsOwn([&] { PlainView::notice(text); });
+    }
+
+    void refused(const BadLine& line) override {
+        onLinesOfItsOwn([&] { PlainView::refused(line); });
+    }
+
+    void waiting(std::vector<Waiting> downloads) override { m_waiting = std::move(downloads); }
+
+    void ended(const RunSummary& summary) override {
+        onLinesOfItsOwn([&] { PlainView::ended(summary); });
     }
 
     void makeRoomFor(const std::string& question) override {
@@ -177,11 +212,26 @@ private:
     }
 
     const bool m_colour;
+    std::vector<Waiting> m_waiting;
     std::string m_question;           // that waits for the user; empty: none
     std::vector<std::string> m_drawn; // the lines that stand on the terminal
 };
 
 } // namespace
+
+void ProgressView::retrying(const DownloadSnapshot& download, const Error& cause, Seconds delay,
+                            std::int64_t left) {
+    notice(localized("tr.get.retry", {download.name, cause.sentence(), fmt::format("{:.0f}", delay.count()),
+                                      std::to_string(left)}));
+}
+
+void ProgressView::interrupted(std::size_t saved, const std::string& bundle) {
+    if (saved > 1)
+        notice(localizedCount("tr.get.interrupted-several", saved));
+    else
+        notice(saved == 1 ? localized("tr.get.interrupted-saved", {bundle})
+                          : localized("tr.get.interrupted"));
+}
 
 std::unique_ptr<ProgressView> makeProgressView(bool json, bool quiet, std::ostream& output,
                                                std::ostream& problems, bool outputIsTerminal, bool colour) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/Clock.h"
@@ -19,6 +20,23 @@ struct QueueCounts {
     std::size_t total = 0;
     std::size_t finished = 0;
     std::size_t failed = 0;
+    std::int64_t bytes = 0; ///< that were fetched by those that have ended
+};
+
+/// A download between two attempts.
+struct Waiting {
+    std::string name;
+    Seconds left{0};   ///< to the next attempt
+    std::string cause; ///< of the last failure: a sentence
+};
+
+/// What has become of all that was asked for.
+struct RunSummary {
+    QueueCounts counts;         ///< those that were there already count as finished
+    std::size_t present = 0;    ///< that were there already
+    bool isInterrupted = false; ///< interrupted() has been told
+    Seconds took{0};
+    std::vector<std::pair<std::string, Error>> failures{}; ///< by address
 };
 
 /// What became of a finished download.
@@ -27,6 +45,7 @@ struct DownloadResult {
     std::int64_t bytes = 0;
     Seconds took{0};
     bool checksumMatched = false; ///< a digest was asked for and is right
+    std::int64_t fetched = 0;     ///< of the bytes, those that this run has brought
 };
 
 /// Results and progress go to standard output; problems to standard error. Main thread.
@@ -50,6 +69,19 @@ public:
 
     /// A line of a list that names nothing to download.
     virtual void refused(const BadLine& /*line*/) {}
+
+    /// An attempt has failed; the next one comes after `delay`, and `left` more may follow.
+    virtual void retrying(const DownloadSnapshot& download, const Error& cause, Seconds delay,
+                          std::int64_t left);
+
+    /// Those that are neither running nor done, as they are when progress() is called next.
+    virtual void waiting(std::vector<Waiting> /*downloads*/) {}
+
+    /// The user has ended it all; the progress of `saved` downloads is kept, of one of them in `bundle`.
+    virtual void interrupted(std::size_t saved, const std::string& bundle);
+
+    /// Everything has come to its end.
+    virtual void ended(const RunSummary& /*summary*/) {}
 
     /// Something a person should know that is neither result nor progress.
     virtual void notice(const std::string& text) = 0;

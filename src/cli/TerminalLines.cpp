@@ -74,14 +74,44 @@ double fractionOf(const DownloadSnapshot& download) {
     return static_cast<double>(download.bytes) / static_cast<double>(download.size);
 }
 
-std::string summaryOf(const QueueCounts& counts, std::size_t running, std::size_t waiting) {
+/// Bytes and speed of all, and the time to the end where all that is left is running.
+std::string totalOf(const QueueCounts& counts, const std::vector<DownloadSnapshot>& running,
+                    std::size_t others) {
+    std::int64_t bytes = counts.bytes;
+    std::int64_t speed = 0;
+    Seconds left{0};
+    bool isKnown = others == 0 && !running.empty();
+    for (const auto& download : running) {
+        bytes += download.bytes;
+        speed += download.speed;
+        left = std::max(left, download.left);
+        isKnown = isKnown && download.size > 0 && download.speed > 0;
+    }
+    return readableBytes(bytes, DecimalMark::point) + ", " + readableSpeed(speed, DecimalMark::point) +
+           (isKnown ? ", " + readableDuration(left) : "");
+}
+
+std::string summaryOf(const QueueCounts& counts, const std::vector<DownloadSnapshot>& running,
+                      std::size_t others) {
     const std::string finished = std::to_string(counts.finished);
     const std::string total = std::to_string(counts.total);
-    if (counts.failed == 0)
-        return localized("tr.get.summary",
-                         {finished, total, std::to_string(running), std::to_string(waiting)});
-    return localized("tr.get.summary-failures", {finished, total, std::to_string(counts.failed),
-                                                 std::to_string(running), std::to_string(waiting)});
+    const std::string active = std::to_string(running.size());
+    const std::string left = std::to_string(others);
+    const std::string words = counts.failed == 0
+                                  ? localized("tr.get.summary", {finished, total, active, left})
+                                  : localized("tr.get.summary-failures",
+                                              {finished, total, std::to_string(counts.failed), active, left});
+    return words + "; " + totalOf(counts, running, others);
+}
+
+/// "12.3M/1.2G": done and of how many.
+std::string shortAmount(std::int64_t bytes) {
+    constexpr std::string_view units = "BKMGTPE";
+    auto number = static_cast<double>(std::max<std::int64_t>(bytes, 0));
+    std::size_t unit = 0;
+    for (; number >= 999.5 && unit + 1 < units.size(); ++unit)
+        number /= 1024;
+    return fmt::format("{:.{}f}{}", number, number < 9.95 && unit > 0 ? 1 : 0, units[unit]);
 }
 
 } // namespace
@@ -106,10 +136,18 @@ std::string terminalLine(const DownloadSnapshot& download, int columns, bool col
     const std::string left =
         fmt::format(" {:>8}", !known || download.speed < 1 ? "--:--" : readableDuration(download.left));
     // What a narrow terminal has no room for goes, the least important first.
-    const std::string choices[] = {percent + speed + connections + left, percent + speed + left,
-                                   percent + speed, percent, ""};
+    const std::string amount =
+        known ? fmt::format(" {:>9}", shortAmount(download.bytes) + "/" + shortAmount(download.size)) : "";
+    const std::string choices[] = {amount + percent + speed + connections + left,
+                                   percent + speed + connections + left,
+                                   percent + speed + left,
+                                   percent + speed,
+                                   percent,
+                                   ""};
     const auto fits = [&](const std::string& facts) {
-        return static_cast<int>(facts.size()) + kLeastNameWidth <= width;
+        const int bar =
+            &facts == &choices[0] ? kLeastBarWidth + 4 : 0; // the amounts don't take the bar's place
+        return static_cast<int>(facts.size()) + kLeastNameWidth + bar <= width;
     };
     const std::string& facts = *std::find_if(std::begin(choices), std::end(choices) - 1, fits);
     const int room = width - static_cast<int>(facts.size());
@@ -121,18 +159,24 @@ std::string terminalLine(const DownloadSnapshot& download, int columns, bool col
 }
 
 std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& running,
-                                       const QueueCounts& counts, TerminalSize size, bool colour) {
+                                       const std::vector<Waiting>& waiting, const QueueCounts& counts,
+                                       TerminalSize size, bool colour) {
     const bool summarises = counts.total > 1;
     // One line of the terminal stays free, so that nothing scrolls away under the drawing.
     const auto room = static_cast<std::size_t>(std::max(size.rows - (summarises ? 2 : 1), 1));
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < std::min(running.size(), room); ++i)
         lines.push_back(terminalLine(running[i], size.columns, colour));
+    for (std::size_t i = 0; i < waiting.size() && lines.size() < room; ++i)
+        lines.push_back(
+            terminalText(localized("tr.get.waiting",
+                                   {waiting[i].name, readableDuration(waiting[i].left), waiting[i].cause}),
+                         size.columns));
     if (!summarises)
         return lines;
     const std::size_t ended = counts.finished + counts.failed;
-    const std::size_t waiting = counts.total - std::min(counts.total, ended + running.size());
-    lines.push_back(terminalText(summaryOf(counts, running.size(), waiting), size.columns));
+    const std::size_t others = counts.total - std::min(counts.total, ended + running.size());
+    lines.push_back(terminalText(summaryOf(counts, running, others), size.columns));
     return lines;
 }
 

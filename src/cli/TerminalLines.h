@@ -27,6 +27,7 @@ std::string terminalLine(const DownloadSnapshot& download, int columns, bool col
 
 /// A line for each download that there is room for and, when more than one was asked for, one for the whole.
 std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& running,
-                                       const QueueCounts& counts, TerminalSize size, bool colour);
+                                       const std::vector<Waiting>& waiting, const QueueCounts& counts,
+                                       TerminalSize size, bool colour);
 
 } // namespace tarvo

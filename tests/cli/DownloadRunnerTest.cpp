@@ -7,6 +7,12 @@
 #include "support/SampleData.h"
 #include "support/Text.h"
 
+#include <map>
+#include <sstream>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringList>
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
@@ -70,6 +76,22 @@ protected:
     FaultServer server;
     JobHarness harness;
     MemoryPasswordStore keyring;
+
+    /// The manual's members of each event that --json prints.
+    static std::map<QString, QStringList> documented() {
+        std::map<QString, QStringList> events;
+        std::istringstream page(contentOf(TARVO_MANUAL));
+        QString event;
+        for (std::string text; std::getline(page, text) && text != ".Cm alreadyThere";) {
+            const QString line = QString::fromStdString(text);
+            if (line.startsWith(".It Cm "))
+                event = line.mid(7);
+            else if (line.startsWith(".Cm ") && !event.isEmpty())
+                events[event].append(line.section(' ', 1, 1));
+        }
+        return events;
+    }
+
     AuthenticationManager credentials{keyring, nullptr, harness.defaults, harness.clock};
     Recorder view;
     Options options;
@@ -135,6 +157,52 @@ TEST_F(DownloadRunnerTest, TheGivenPasswordIsNotInTheBundle) {
 TEST_F(DownloadRunnerTest, AnInterruptAlsoEndsTheWaitForTheNextAttempt) {
     EXPECT_EQ(run({server.url(kSize, "status=503")}, "connecting notice "), 130);
     EXPECT_EQ(view.events, "connecting notice notice "); // never "failed"
+}
+
+TEST_F(DownloadRunnerTest, EveryEventIsAsTheManualSays) {
+    std::ostringstream output;
+    std::ostringstream problems;
+    const auto told = makeProgressView(true, false, output, problems, false, false);
+    const auto runJson = [&](const std::string& url, bool isInterrupted) {
+        options.targets = {{Url::parse(url), ""}};
+        DownloadRunner runner(options, harness.environment, credentials, *told, Seconds(0.01));
+        std::optional<int> status;
+        QObject::connect(&runner, &DownloadRunner::ended, [&](int ended) { status = ended; });
+        runner.start();
+        if (isInterrupted) {
+            EXPECT_TRUE(turnUntil([&] { return has(output.str(), "\"bytes\":") || status; }));
+            runner.interrupt();
+        }
+        EXPECT_TRUE(turnUntil([&] { return status.has_value(); }));
+        return status.value_or(-1);
+    };
+    const std::string slow = server.url(3'000'000, "slow=300000&until=8", "slow");
+    EXPECT_EQ(runJson(slow, true), DownloadRunner::kInterrupted);
+    EXPECT_EQ(runJson(slow, false), DownloadRunner::kAllFinished); // goes on
+    EXPECT_EQ(runJson(server.url(1000, "", "small"), false), DownloadRunner::kAllFinished);
+    EXPECT_EQ(runJson(server.url(1000, "status=503&until=2", "late"), false), DownloadRunner::kAllFinished);
+    EXPECT_EQ(runJson(server.url(1000, "status=404", "gone"), false), DownloadRunner::kSomeFailed);
+
+    const auto schema = documented();
+    std::map<QString, int> seen;
+    std::istringstream lines(output.str());
+    for (std::string line; std::getline(lines, line);) {
+        QJsonObject event = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
+        const QString kind = event.take("event").toString();
+        ASSERT_TRUE(schema.contains(kind)) << line;
+        ++seen[kind];
+        QStringList wanted = schema.at(kind);
+        if (kind != "interrupted" && kind != "summary")
+            wanted += {"url", "name", "size"};
+        for (const auto* optional : {"checksum", "list", "line"})
+            wanted.removeAll(optional);
+        wanted.sort();
+        EXPECT_EQ(event.keys(), wanted) << line;
+    }
+    for (const auto* kind : {"started", "progress", "retry", "finished", "failed", "interrupted"})
+        EXPECT_GT(seen[kind], 0) << kind;
+    EXPECT_EQ(seen["summary"], 5);
+    EXPECT_FALSE(has(output.str(), "\"fetched\":3000000")) << "the second run has fetched only the rest";
 }
 
 } // namespace tarvo::test

@@ -96,7 +96,7 @@ TEST_F(PasswordTest, WithoutATerminalItSaysWhatToDo) {
     EXPECT_EQ(program.status(), 1);
     EXPECT_TRUE(has(program.problems(), "no terminal to ask on. Give them with --user"));
     EXPECT_TRUE(program.output().starts_with("{\"code\":5,")) << program.output();
-    EXPECT_EQ(countOf(program.output(), "\n"), 1);
+    EXPECT_EQ(countOf(program.output(), "\n"), 2) << "and the summary";
 }
 
 TEST_F(PasswordTest, OneInTheAddressIsToldNowhere) {

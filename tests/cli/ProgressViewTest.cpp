@@ -45,7 +45,7 @@ void tellAll(ProgressView& view, const DownloadSnapshot& download) {
     for (int tenths = 1; tenths <= 25; ++tenths)
         view.progress({download}, {1, 0, 0}, start + milliseconds(100) * tenths);
     view.notice("by the way");
-    view.finished(download, {"/x/" + download.name, download.size, Seconds(2), true});
+    view.finished(download, {"/x/" + download.name, download.size, Seconds(2), true, download.size});
     view.failed(download, {"domain", 7, "It broke.", "Mend it."});
 }
 
@@ -76,7 +76,7 @@ TEST(TerminalLine, ShowsTheFactsAndDropsTheLeastImportantFirst) {
     ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
     const auto download = halfOf(200'000'000);
     EXPECT_EQ(terminalLine(download, 80, false),
-              "sample.bin            [━━━━━━━━━         ]  50%    1.4 MiB/s 10 conn     1:01");
+              "sample.bin       [━━━━━━       ]  95M/191M  50%    1.4 MiB/s 10 conn     1:01");
     EXPECT_EQ(terminalLine(download, 40, false), "sample.bin  50%    1.4 MiB/s     1:01");
     EXPECT_EQ(terminalLine(download, 20, false), "sample.bin    50%");
     auto unknown = halfOf(-1);
@@ -120,15 +120,18 @@ TEST(PlainViews, TellResultsToOneStreamAndProblemsToTheOther) {
 TEST(TerminalLines, AreNoMoreThanTheTerminalHasAndTellOfTheRest) {
     ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
     const std::vector<DownloadSnapshot> running(10, halfOf(1000));
-    const auto all = terminalLines(running, {1000, 20, 3}, {80, 24}, false);
+    const auto all = terminalLines(running, {}, {1000, 20, 3, 5 << 20}, {80, 24}, false);
     ASSERT_EQ(all.size(), 11u);
     EXPECT_TRUE(all.back().starts_with("20 of 1000 finished, 3 failed, 10 running, 967 waiting"))
         << all.back();
-    const auto few = terminalLines(running, {1000, 20, 0}, {40, 5}, false);
+    const auto few = terminalLines(running, {{"z", Seconds(7), "Broken."}}, {1000, 20, 0}, {40, 5}, false);
     ASSERT_EQ(few.size(), 4u);
     for (const auto& line : few)
         EXPECT_EQ(columnsOf(line), 37);
-    EXPECT_EQ(terminalLines({halfOf(1000)}, {1, 0, 0}, {80, 24}, false).size(), 1u);
+    EXPECT_EQ(terminalLines({halfOf(1000)}, {}, {1, 0, 0}, {80, 24}, false).size(), 1u);
+    const auto waits =
+        terminalLines({}, {{"a\x1b.bin", Seconds(7), "It broke."}}, {2, 0, 0}, {60, 24}, false);
+    EXPECT_TRUE(waits.front().starts_with("a?.bin: again in 0:07. It broke.")) << waits.front();
 }
 
 } // namespace tarvo::test
