@@ -248,10 +248,9 @@ void DownloadRunner::showProgress() {
         running.push_back(snapshotOf(*job));
         return true;
     });
-    auto others = waiting();
-    const bool isAnyWaiting = !others.empty();
-    m_view.waiting(std::move(others));
-    if (!running.empty() || isAnyWaiting)
+    const auto others = waiting();
+    m_view.waiting(others);
+    if (!running.empty() || !others.empty())
         m_view.progress(running, m_counts, m_environment.clock.now());
 }
 

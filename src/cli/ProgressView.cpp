@@ -164,7 +164,7 @@ public:
         onLinesOfItsOwn([&] { PlainView::refused(line); });
     }
 
-    void waiting(std::vector<Waiting> downloads) override { m_waiting = std::move(downloads); }
+    void waiting(const std::vector<Waiting>& downloads) override { m_waiting = downloads; }
 
     void ended(const RunSummary& summary) override {
         onLinesOfItsOwn([&] { PlainView::ended(summary); });

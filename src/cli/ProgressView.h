@@ -75,7 +75,7 @@ public:
                           std::int64_t left);
 
     /// Those that are neither running nor done, as they are when progress() is called next.
-    virtual void waiting(std::vector<Waiting> /*downloads*/) {}
+    virtual void waiting(const std::vector<Waiting>& /*downloads*/) {}
 
     /// The user has ended it all; the progress of `saved` downloads is kept, of one of them in `bundle`.
     virtual void interrupted(std::size_t saved, const std::string& bundle);
