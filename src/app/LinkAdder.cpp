@@ -71,4 +71,14 @@ std::vector<AddOutcome> addLinks(const std::vector<std::optional<Url>>& links, c
     return outcomes;
 }
 
+AddOutcome addBundle(const std::string& bundle, QueueController& queue) {
+    Runloop::assertMain();
+    const auto added = queue.addBundleFile(bundle);
+    if (added)
+        return {};
+    if (added.error().is(ErrorDomain::Tarvo, kTarvoDuplicateEntry))
+        return {AddOutcome::Kind::alreadyThere};
+    return AddOutcome::refusal(added.error());
+}
+
 } // namespace tarvo

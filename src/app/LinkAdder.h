@@ -30,4 +30,7 @@ AddChoices usualChoices(const UserDefaults& defaults, const std::string& homeFol
 std::vector<AddOutcome> addLinks(const std::vector<std::optional<Url>>& links, const AddChoices& choices,
                                  QueueController& queue, const JobEnvironment& environment);
 
+/// Adds the unfinished download in the folder `bundle` (absolute path). Main thread.
+AddOutcome addBundle(const std::string& bundle, QueueController& queue);
+
 } // namespace tarvo

@@ -16,13 +16,7 @@ std::vector<AddOutcome> WindowlessMain::addDownloadFromString(const std::string&
 }
 
 AddOutcome WindowlessMain::addDownloadFromBundleFile(const std::string& bundle) {
-    Runloop::assertMain();
-    const auto added = m_queue.addBundleFile(bundle);
-    if (added)
-        return {};
-    if (added.error().is(ErrorDomain::Tarvo, kTarvoDuplicateEntry))
-        return {AddOutcome::Kind::alreadyThere};
-    return AddOutcome::refusal(added.error());
+    return addBundle(bundle, m_queue);
 }
 
 bool WindowlessMain::acceptDrop(const Pasteboard& pasteboard) {

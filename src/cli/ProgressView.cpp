@@ -10,20 +10,12 @@
 #include <algorithm>
 
 #include <spdlog/fmt/fmt.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 namespace tarvo {
 
 namespace {
 
 constexpr Seconds kBetweenPlainLines{10};
-
-TerminalSize terminalSize() {
-    winsize size{};
-    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
-    return known ? TerminalSize{size.ws_col, size.ws_row} : TerminalSize{};
-}
 
 std::int64_t perSecond(std::int64_t bytes, Seconds took) {
     return static_cast<std::int64_t>(static_cast<double>(bytes) / std::max(took.count(), 0.001));

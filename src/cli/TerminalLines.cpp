@@ -9,6 +9,8 @@
 
 #include <QString>
 #include <spdlog/fmt/fmt.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace tarvo {
 
@@ -115,6 +117,12 @@ std::string shortAmount(std::int64_t bytes) {
 }
 
 } // namespace
+
+TerminalSize terminalSize() {
+    winsize size{};
+    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
+    return known ? TerminalSize{size.ws_col, size.ws_row} : TerminalSize{};
+}
 
 std::string percentOf(const DownloadSnapshot& download) {
     if (download.size < 1)

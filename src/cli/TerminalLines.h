@@ -13,6 +13,9 @@ struct TerminalSize {
     int rows = 24;
 };
 
+/// Of standard output; the usual one where that is no terminal.
+TerminalSize terminalSize();
+
 /// What a download's progress is shown as: a percentage, or its bytes where the size is not known.
 std::string percentOf(const DownloadSnapshot& download);
 

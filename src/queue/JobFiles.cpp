@@ -15,8 +15,7 @@ namespace {
 constexpr std::size_t kNamesShown = 8;
 constexpr std::size_t kBytesOfName = 80;
 
-} // namespace
-
+/// How many downloads, and the first names.
 std::string removalNote(const std::vector<std::shared_ptr<RemoteFile>>& jobs) {
     std::string note = localizedCount("tr.alert.removes", jobs.size());
     const std::size_t shown = std::min(jobs.size(), kNamesShown);
@@ -28,6 +27,17 @@ std::string removalNote(const std::vector<std::shared_ptr<RemoteFile>>& jobs) {
     if (jobs.size() > shown)
         note += "\n" + localizedCount("tr.alert.removes-more", jobs.size() - shown);
     return note;
+}
+
+} // namespace
+
+bool isRemovalWanted(const std::vector<std::shared_ptr<RemoteFile>>& jobs, AlertPresenter& alerts) {
+    Runloop::assertMain();
+    const auto button = alerts.runAlert(localized("Remove Data?"),
+                                        localized("Existing data will be removed. This cannot be undone.") +
+                                            "\n\n" + removalNote(jobs),
+                                        {localized("OK"), localized("Cancel")});
+    return button == 0;
 }
 
 void JobFiles::save(const Job& job, std::function<void(const Result<void>& saved)> done) {
@@ -47,16 +57,15 @@ void JobFiles::save(const Job& job, std::function<void(const Result<void>& saved
     });
 }
 
-void JobFiles::remove(const std::vector<Job>& jobs, std::function<void(const Error&)> failed) {
+void JobFiles::remove(const std::vector<Job>& jobs, Done done) {
     Runloop::assertMain();
-    m_fileSavingQueue.async([jobs, failed = std::move(failed)] {
+    m_fileSavingQueue.async([jobs, done = std::move(done)] {
         std::optional<Error> last;
         for (const auto& job : jobs) {
             if (auto problem = job->removeFiles())
                 last = problem;
         }
-        if (last)
-            Runloop::runOnMainLater([failed, last] { failed(*last); });
+        Runloop::runOnMainLater([done, last] { done(last); });
     });
 }
 

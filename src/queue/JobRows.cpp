@@ -199,21 +199,35 @@ void JobRows::moveObjectsInArrangedObjects(const std::set<int>& fromRows, int to
     Q_EMIT contentArraySizeChanged();
 }
 
+void JobRows::moveInContent(const std::vector<Job>& jobs, const Job& successor) {
+    Runloop::assertMain();
+    for (const auto& job : jobs) {
+        if (rowOf(*job))
+            moveRange({job}, successor.get());
+        else if (m_content.moveBefore(*job, successor.get()))
+            takeRanks(0, rowCount());
+    }
+    Q_EMIT contentArraySizeChanged();
+}
+
+void JobRows::takeRanks(int first, int end) {
+    std::for_each(m_rows.begin() + first, m_rows.begin() + end,
+                  [this](Row& row) { row.rank = m_content.rankOf(*row.job); });
+}
+
+/// The range is shown; the successor need not be.
 void JobRows::moveRange(const std::vector<Job>& range, const RemoteFile* successor) {
     const int first = rowOf(*range.front()).value_or(0);
     const int last = first + static_cast<int>(range.size()) - 1;
-    const int destination = successor ? rowOf(*successor).value_or(0) : rowCount();
-    const bool isElsewhere = destination != last + 1; // the content may move all the same, behind hidden jobs
+    const int destination = successor ? static_cast<int>(placeOf(*successor)) : rowCount();
+    // The content may move all the same, past hidden jobs.
+    const bool isElsewhere = destination < first || destination > last + 1;
     if (isElsewhere)
         Q_EMIT rowsAboutToBeMoved(first, last, destination);
     bool haveOthersMoved = false;
     for (const auto& job : range)
         haveOthersMoved |= m_content.moveBefore(*job, successor);
-    const auto takeRank = [this](Row& row) { row.rank = m_content.rankOf(*row.job); };
-    if (haveOthersMoved)
-        std::for_each(m_rows.begin(), m_rows.end(), takeRank);
-    else
-        std::for_each(m_rows.begin() + first, m_rows.begin() + last + 1, takeRank);
+    takeRanks(haveOthersMoved ? 0 : first, haveOthersMoved ? rowCount() : last + 1);
     if (!isElsewhere)
         return;
     const auto rows = m_rows.begin();

@@ -54,6 +54,10 @@ public:
     /// before any of them is moved.
     void moveObjectsInArrangedObjects(const std::set<int>& fromRows, int toRow);
 
+    /// Moves jobs, shown or not, in front of `successor`, which is none of them, or to the end when that is
+    /// null. All are in the content.
+    void moveInContent(const std::vector<Job>& jobs, const Job& successor);
+
 Q_SIGNALS:
     void rowsAboutToBeInserted(int first, int last);
     void rowsInserted(int first, int last);
@@ -101,6 +105,7 @@ private:
     std::size_t placeOf(const RemoteFile& job) const;
     void insertRows(std::size_t first, const std::vector<Row>& rows);
     void removeRows(int first, int last);
+    void takeRanks(int first, int end);
     void moveRange(const std::vector<Job>& range, const RemoteFile* successor);
 
     JobList m_content;

@@ -177,14 +177,19 @@ void QueueController::saveSession() {
 void QueueController::removeWithData(const std::vector<Job>& jobs) {
     Runloop::assertMain();
     const auto asked = presentOf(jobs);
-    const auto button = m_environment.alerts.runAlert(
-        localized("Remove Data?"),
-        localized("Existing data will be removed. This cannot be undone.") + "\n\n" + removalNote(asked),
-        {localized("OK"), localized("Cancel")});
-    if (button != 0 || m_ending.hasBegun()) // no worker may begin behind the end of all
-        return;
-    remove(asked); // those that are not gone while the question was open
-    m_files.remove(asked, [this](const Error& last) { m_environment.alerts.presentError(last); });
+    if (isRemovalWanted(asked, m_environment.alerts))
+        removeWithDataUnasked(asked, [this](const std::optional<Error>& last) {
+            if (last)
+                schedulerFailed(*last);
+        });
+}
+
+void QueueController::removeWithDataUnasked(const std::vector<Job>& jobs, JobFiles::Done done) {
+    Runloop::assertMain();
+    if (m_ending.hasBegun()) // no worker may begin behind the end of all
+        return done(programEnds());
+    remove(jobs); // those that are not gone while a question was open
+    m_files.remove(jobs, std::move(done));
 }
 
 void QueueController::setConnections(const std::vector<Job>& jobs, std::int64_t connections) {
@@ -229,14 +234,6 @@ BrowserEndReason QueueController::openBrowserFor(const Job& job, Job& replacemen
     const BrowserEndReason reason = m_environment.pages.openBrowserFor(job, replacement);
     Log::info("Browser modal ended for reason: {}", static_cast<int>(reason));
     return reason;
-}
-
-void QueueController::closePages() {
-    m_environment.pages.closePages();
-}
-
-void QueueController::schedulerFailed(const Error& error) {
-    m_environment.alerts.presentError(error);
 }
 
 } // namespace tarvo

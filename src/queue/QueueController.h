@@ -93,6 +93,8 @@ public:
 
     void remove(const std::vector<Job>& jobs);
     void removeWithData(const std::vector<Job>& jobs); ///< asks first
+    /// Calls `done` once the data are gone, with the last failure, if there was one.
+    void removeWithDataUnasked(const std::vector<Job>& jobs, JobFiles::Done done);
 
     /// From the next start of each job on. This and the new name are kept with the queue.
     void setConnections(const std::vector<Job>& jobs, std::int64_t connections);
@@ -129,11 +131,12 @@ private:
     void endWithoutWorkers();
 
     BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
-    void closePages() override;
+
+    void closePages() override { m_environment.pages.closePages(); }
 
     void schedulerAddedFiles() override { autostartIfNeeded(); }
 
-    void schedulerFailed(const Error& error) override;
+    void schedulerFailed(const Error& error) override { m_environment.alerts.presentError(error); }
 
     const Environment m_environment;
     RemoteFilesArrayController m_remoteFiles;

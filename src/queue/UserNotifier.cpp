@@ -31,7 +31,7 @@ UserNotifier::UserNotifier(const RemoteFilesArrayController& rfac, NotificationC
 }
 
 /// Of several files none is the one to open.
-std::vector<NoticeButton> UserNotifier::buttons(std::vector<std::string> files) const {
+std::vector<NoticeButton> UserNotifier::buttons(const std::vector<std::string>& files) const {
     std::vector<NoticeButton> made;
     if (files.size() == 1 && m_actions.open)
         made.push_back({localized("tr.notification.open"),
@@ -45,12 +45,12 @@ std::vector<NoticeButton> UserNotifier::buttons(std::vector<std::string> files) 
 void UserNotifier::notify() {
     Runloop::assertMain();
     const std::size_t count = std::exchange(m_finished, 0);
-    std::vector<std::string> files = std::exchange(m_files, {});
+    const std::vector<std::string> files = std::exchange(m_files, {});
     if (count == 0)
         return;
     const std::string text = count == 1 ? localized("tr.notification.single-download", {m_lastName})
                                         : localizedCount("tr.notification.multi-download", count);
-    m_notices.deliver({localized("tr.notification.title"), text, true, buttons(std::move(files))});
+    m_notices.deliver({localized("tr.notification.title"), text, true, buttons(files)});
 }
 
 } // namespace tarvo

@@ -31,7 +31,7 @@ public:
 
 private:
     void notify();
-    std::vector<NoticeButton> buttons(std::vector<std::string> files) const;
+    std::vector<NoticeButton> buttons(const std::vector<std::string>& files) const;
 
     UserNotices& m_notices;
     std::size_t m_finished = 0; // since the last notice

@@ -14,8 +14,8 @@
 namespace tarvo {
 
 Application::Application(UserDefaults& defaults, Disk& disk, const MakeUserInterface& makeUserInterface,
-                         CommandLine line)
-    : m_defaults(defaults), m_disk(disk), m_line(std::move(line)),
+                         CommandLine line, std::string homeFolder)
+    : m_defaults(defaults), m_disk(disk), m_line(std::move(line)), m_homeFolder(std::move(homeFolder)),
       m_interface(makeUserInterface(m_notices, m_sessionBus)) {
 }
 
@@ -29,6 +29,7 @@ void Application::start() {
         Log::attach(remote);
     m_delegate.open(m_line.open); // waits for the main window
     m_delegate.applicationDidFinishLaunching();
+    m_queueService->start(); // before the name, which programs wait for
     m_service.start();
 }
 
@@ -81,6 +82,13 @@ std::unique_ptr<MainWindow> Application::makeMainWindow() {
                                                                              .session = &m_defaults,
                                                                              .desktop = &m_desktop});
     QObject::connect(m_queue.get(), &QueueController::ended, [] { QCoreApplication::exit(); });
+    m_queueService = std::make_unique<QueueService>(m_sessionBus, *m_queue, m_jobs, m_homeFolder,
+                                                    [this](const std::function<void()>& done) {
+                                                        m_savingQueue.async([this, done] {
+                                                            m_defaults.flush(); // which reads, too
+                                                            Runloop::runOnMainLater(done);
+                                                        });
+                                                    });
     m_checksums = std::make_unique<ChecksumWatch>(m_queue->remoteFiles(), m_interface->alerts());
     return m_interface->makeMainWindow(*m_queue, m_jobs);
 }

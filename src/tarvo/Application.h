@@ -20,6 +20,7 @@
 #include "platform/UnityLauncherBadge.h"
 #include "queue/ChecksumWatch.h"
 #include "queue/QueueController.h"
+#include "remote/QueueService.h"
 #include "tarvo/CommandLine.h"
 
 namespace tarvo {
@@ -34,9 +35,9 @@ public:
     using MakeUserInterface =
         std::function<std::unique_ptr<UserInterface>(UserNotices& notices, DesktopBus& sessionBus)>;
 
-    /// `defaults` and `disk` outlive the object.
+    /// `defaults` and `disk` outlive the object; `homeFolder` is absolute.
     Application(UserDefaults& defaults, Disk& disk, const MakeUserInterface& makeUserInterface,
-                CommandLine line);
+                CommandLine line, std::string homeFolder);
 
     /// Brings it up, once the main loop runs.
     void start();
@@ -59,6 +60,7 @@ private:
     UserDefaults& m_defaults;
     Disk& m_disk;
     const CommandLine m_line;
+    const std::string m_homeFolder;
     const SystemClock m_clock;
     TRLoggingManager m_logging{m_defaults, m_disk, TRLoggingManager::standardLogFolder(),
                                [this](const auto& logFiles) { m_interface->showLog(logFiles); }};
@@ -84,6 +86,7 @@ private:
     AuthenticationManager m_credentials{m_passwords, m_interface->passwordPrompt(), m_defaults, m_clock};
     std::unique_ptr<QueueController> m_queue; // made with the main window
     std::unique_ptr<ChecksumWatch> m_checksums;
+    std::unique_ptr<QueueService> m_queueService;
     Tarvo2AppDelegate m_delegate{environment()};
     bool m_isQuitting = false;
     ApplicationService m_service{m_sessionBus, requests()};

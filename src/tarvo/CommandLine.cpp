@@ -12,9 +12,17 @@ namespace {
 
 constexpr int kBadUsage = 2;
 constexpr const char* kUsage =
-    "Usage: tarvo [OPTION] [URL | BUNDLE]…\n\n"
+    "Usage: tarvo [OPTION] [URL | BUNDLE]…\n"
+    "       tarvo VERB [OPTION] [ARGUMENT]…\n\n"
     "Downloads what it is given, and goes on with what it has not finished. One runs for each user: what a\n"
     "second one is given goes to the first.\n\n"
+    "What a terminal can ask of the one that runs (\"tarvo VERB --help\" tells more):\n\n"
+    "  tarvo list       the rows of the queue          tarvo status     what the queue does\n"
+    "  tarvo watch      the queue while it works       tarvo add        addresses and bundles\n"
+    "  tarvo start      the queue, or rows             tarvo pause      the queue, or rows\n"
+    "  tarvo resume     rows                           tarvo retry      rows\n"
+    "  tarvo move       rows                           tarvo remove     rows, also with their files\n"
+    "  tarvo log        the end of the log             tarvo settings   all, or one; also to change it\n\n"
     "  --headless       run without a window\n"
     "  -ResetDefaults   put all settings back to their defaults first; the saved queue goes with them\n"
     "  --version        print the version\n"

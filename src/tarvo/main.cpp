@@ -23,6 +23,7 @@
 #include "base/UserDefaultsWatcher.h"
 #include "platform/Interrupt.h"
 #include "platform/RunningInstance.h"
+#include "remote/Verbs.h"
 #include "tarvo/Application.h"
 #include "tarvo/Headless.h"
 #include "ui/Icons.h"
@@ -161,7 +162,7 @@ int run(const CommandLine& line, const std::string& homeFolder) {
     };
     int status = 0;
     {
-        Application program(defaults, disk, makeUserInterface, line);
+        Application program(defaults, disk, makeUserInterface, line, homeFolder);
         running = &program;
         const Interrupt interrupt([&] { program.quit(); });
         Runloop::runOnNextTurn([&] { program.start(); });
@@ -172,12 +173,22 @@ int run(const CommandLine& line, const std::string& homeFolder) {
     return status;
 }
 
+/// Of the application that runs.
+int steer(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    installLocalizedTexts();
+    const Runloop::Main mainThread;
+    return runVerb(argc, argv);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc == 1 && std::string_view(argv[0]) == Application::kCrashReporter)
         return reportCrash();
     const auto home = findHomeFolder();
+    if (argc > 1 && isVerb(argv[1]))
+        return steer(argc, argv);
     CommandLine line;
     if (const auto status = readCommandLine(argc, argv, line))
         return *status;

@@ -231,6 +231,15 @@ protected:
         queue.moveObjectsInArrangedObjects(moved, below(count + 1));
     }
 
+    /// Also what no row shows.
+    void moveHidden() {
+        const auto all = queue.contentAsArray();
+        auto moved = some(3);
+        const auto target = all.empty() ? nullptr : all[static_cast<std::size_t>(below(all.size()))];
+        std::erase(moved, target);
+        queue.moveInContent(moved, target);
+    }
+
     void changeAnything() {
         const std::function<void()> changes[] = {
             [&] { (void)queue.addRemoteFile(makeAny()); },
@@ -242,6 +251,7 @@ protected:
             },
             [&] { replaceSome(); },
             [&] { moveSome(); },
+            [&] { moveHidden(); },
             [&] {
                 queue.setFilter(JobFilter::all()[static_cast<std::size_t>(below(JobFilter::all().size()))]);
             },

@@ -3,6 +3,7 @@
 # Usage: packaging.sh BUILD RULE [ARGUMENTS]; BUILD is the build's folder packaging/.
 #   entry | icons | metainfo VERSION | manual | services | packages   the files are valid and fit each other
 #   options NAME [PROGRAM]                                 the manual page and the completions know every option
+#   verbs PROGRAM                                          the same of the verbs of tarvo
 set -euo pipefail
 export LC_ALL=C.UTF-8
 shopt -s inherit_errexit
@@ -139,6 +140,21 @@ rule_options() {
         known=$("of_$who" "$name" | sort -u)
         [[ $known == "$wanted" ]] ||
             fail "$who and $name differ (< only $name, > only $who):" "$(diff <(echo "$wanted") <(echo "$known"))"
+    done
+}
+
+# Each verb of the help stands in the manual and is completed.
+rule_verbs() {
+    local verb verbs completion page
+    page=$(manual "$share/man/man1/tarvo.1")
+    verbs=$("$1" --help | grep -oE '(^|  )tarvo [a-z]+  ' | awk '{ print $2 }')
+    [[ $(wc -w <<<"$verbs") -ge 10 ]] || fail "these can't be all verbs:" "$verbs"
+    for verb in $verbs; do
+        grep -qE "^     (.*, )?$verb( |$)" <<<"$page" || fail "the manual lacks $verb"
+        [[ $("$1" "$verb" --help) == *"Usage: tarvo $verb"* ]] || fail "$verb has no help"
+        for completion in bash-completion/completions/tarvo zsh/site-functions/_tarvo fish/vendor_completions.d/tarvo.fish; do
+            grep -qw -- "$verb" "$share/$completion" || fail "$completion lacks $verb"
+        done
     done
 }
 
