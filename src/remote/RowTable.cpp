@@ -16,7 +16,6 @@ namespace tarvo {
 
 namespace {
 
-constexpr int kUnlimited = 1 << 20; // columns, for what is read by no terminal
 constexpr int kLeastName = 12;
 
 using Cells = std::array<std::string, 7>;
@@ -78,7 +77,9 @@ std::string padded(const std::string& text, int width, bool toTheRight) {
 
 /// Whole where there is no limit.
 std::string inColumns(const std::string& text, int columns) {
-    const std::string fitted = terminalText(text, columns == 0 ? kUnlimited : columns);
+    constexpr int kSpare = 8; // no character takes more columns than bytes, and a terminal keeps some free
+    const std::string fitted =
+        terminalText(text, columns == 0 ? static_cast<int>(text.size()) + kSpare : columns);
     return fitted.substr(0, fitted.find_last_not_of(' ') + 1);
 }
 

@@ -59,6 +59,7 @@ TEST(RowTable, FitsTheTerminalAndLetsNothingSteerIt) {
     for (const auto& line : lines)
         EXPECT_LE(line.size(), 60U);
     EXPECT_TRUE(rowTable({}, 60).empty());
+    EXPECT_EQ(rowTable(someRows(), 0)[1], lines[1]) << "where no terminal reads it, names are whole";
     EXPECT_EQ(jsonOf(someRows()[2])["size"], QJsonValue());
 }
 
