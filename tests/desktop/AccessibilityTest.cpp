@@ -150,8 +150,11 @@ TEST_F(AccessibilityTest, EveryControlHasAName) {
         display.act({"key", "--clearmodifiers", key});
         EXPECT_TRUE(turnUntil([&] { return look(complaints) > usual; })) << key << " opens nothing";
         EXPECT_EQ(complaints, std::vector<std::string>()) << key;
-        display.act({"key", "Escape"});
-        EXPECT_TRUE(turnUntil([&] { return look(complaints) == usual; })) << key << " stays open";
+        const auto leaves = [&] {
+            display.act({"key", "Escape"}); // which a dialog that has just come does not get yet
+            return look(complaints) == usual;
+        };
+        EXPECT_TRUE(turnUntil(leaves)) << key << " stays open";
     }
 }
 
