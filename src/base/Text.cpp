@@ -44,9 +44,8 @@ std::string withoutControls(std::string text) {
             length = 1;
         else if (first == 0xc2 && within(byteAt(at + 1), 0x80, 0x9f))
             length = 2;
-        else if (first == 0xe2 && byteAt(at + 1) == 0x80 && within(byteAt(at + 2), 0xaa, 0xae))
-            length = 3;
-        else if (first == 0xe2 && byteAt(at + 1) == 0x81 && within(byteAt(at + 2), 0xa6, 0xa9))
+        else if (first == 0xe2 && ((byteAt(at + 1) == 0x80 && within(byteAt(at + 2), 0xaa, 0xae)) ||
+                                   (byteAt(at + 1) == 0x81 && within(byteAt(at + 2), 0xa6, 0xa9))))
             length = 3;
         clean += length > 0 ? '?' : text[at];
         at += std::max<std::size_t>(length, 1);
