@@ -21,6 +21,8 @@ std::vector<Preference> makeTable() {
     using enum Preference::Pane;
     constexpr int kMostAtOnce = 256;
     constexpr int kLargestChunk = 1 << 30;
+    constexpr std::pair kConnections{1, static_cast<int>(kMostConnections)};
+    constexpr std::pair kSpeeds{0, std::numeric_limits<int>::max()};
     return {
         {general, folder, kDefaultDirectory, "tr.preferences.folder"},
         {general, number, kDefaultConcurrency, "tr.preferences.concurrency", {}, {1, kMostAtOnce}},
@@ -28,19 +30,10 @@ std::vector<Preference> makeTable() {
         {general, toggle, kSkipAddSheetForNewDownloads, "tr.preferences.skip-sheet"},
         {general, toggle, kAutoPasteInAddSheet, "tr.preferences.auto-paste"},
         {general, toggle, kAutoClearCompleted, "tr.preferences.auto-clear"},
-        {advanced,
-         number,
-         kDefaultThreading,
-         "tr.preferences.connections",
-         {},
-         {1, static_cast<int>(kMostConnections)}},
+        {advanced, number, kDefaultThreading, "tr.preferences.connections", {}, kConnections},
         {advanced, number, kMinimumChunkSize, "tr.preferences.chunk", {}, {1, kLargestChunk}},
-        {advanced,
-         number,
-         kSpeedLimit,
-         "tr.preferences.speed-limit",
-         "tr.preferences.speed-limit-hint",
-         {0, std::numeric_limits<int>::max()}},
+        {advanced, number, kSpeedLimit, "tr.preferences.speed-limit", "tr.preferences.speed-limit-hint",
+         kSpeeds},
         {advanced, text, kProxyUrl, "tr.preferences.proxy", "tr.preferences.proxy-hint"},
         {advanced, text, kCustomUserAgent, "tr.preferences.agent", "tr.preferences.agent-hint"},
         {advanced, folder, kSSHDirectoryBookmark, "tr.preferences.ssh"},
