@@ -13,7 +13,6 @@
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace tarvo::test {
@@ -237,27 +236,6 @@ TEST_F(CURLRemoteFileFaults, AVanishedBundleFailsTheSaveAndIsMadeAgain) {
     ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
     EXPECT_TRUE(job->error()->is(ErrorDomain::Posix, EMFILE));
     expectARetryFinishes(job);
-}
-
-TEST_F(CURLRemoteFileFaults, NoRecordIsWrittenUnflushedWhenThereAreNoDescriptorsLeft) {
-    const auto job = runningJob();
-    const std::string before = contentOf(harness.folder.path("sample.bin.trdownload/progress"));
-    harness.disk.failOn("flush", 1, EIO);
-    rlimit usual{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
-    const rlimit none{0, usual.rlim_max};
-    std::atomic<bool> isOver{false};
-    harness.savingQueue.async([&] { // the record has to wait until there are descriptors again
-        while (!isOver)
-            std::this_thread::sleep_for(1ms);
-        ::setrlimit(RLIMIT_NOFILE, &usual);
-    });
-    ::setrlimit(RLIMIT_NOFILE, &none);
-    harness.workers.async([&] { EXPECT_FALSE(job->saveProgress()); });
-    turnUntil([&] { return job->error().has_value(); }, 300ms);
-    isOver = true;
-    ASSERT_TRUE(turnUntil([&] { return harness.workers.isIdle() && harness.savingQueue.isIdle(); }));
-    EXPECT_EQ(contentOf(harness.folder.path("sample.bin.trdownload/progress")), before);
 }
 
 TEST_F(CURLRemoteFileFaults, ADataFileThatShrinksFailsTheJob) {
