@@ -45,6 +45,8 @@ std::vector<Setting> makeTable() {
         {kMetrics, counters, QVariantMap(), "usage counters by name"},
         {kMinimumChunkSize, integer, ofNumber(1024), "bytes of the smallest segment; below 1 counts as 1"},
         {kNeverRemindMeToRateThisAwesomeApp, boolean, true, "don't ask for a rating"},
+        {kPreparationConcurrency, integer, ofNumber(8),
+         "downloads that are made ready at once, 1 to 32: their servers are asked what the files are"},
         {kProxyUrl, text, ofText(""), "proxy of all transfers; empty for none"},
         {kRecentFolders, bytes, {}, "the folders that downloads were last put into"},
         {kSavedQueueLinks, bytes, {}, "the queue's addresses and their order as they were last saved"},

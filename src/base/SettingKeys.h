@@ -24,6 +24,7 @@ inline constexpr std::string_view kHintsSwitchedOff = "HintsSwitchedOff";
 inline constexpr std::string_view kMetrics = "Metrics";
 inline constexpr std::string_view kMinimumChunkSize = "MinimumChunkSize";
 inline constexpr std::string_view kNeverRemindMeToRateThisAwesomeApp = "NeverRemindMeToRateThisAwesomeApp";
+inline constexpr std::string_view kPreparationConcurrency = "PreparationConcurrency";
 inline constexpr std::string_view kProxyUrl = "ProxyUrl";
 inline constexpr std::string_view kRecentFolders = "RecentFolders";
 inline constexpr std::string_view kSavedQueueLinks = "SavedQueueLinks";

@@ -34,6 +34,10 @@ std::int64_t Settings::speedLimit() const {
     return integerWithin(SettingKey::kSpeedLimit, 0, kNoLimit);
 }
 
+std::int64_t Settings::preparationConcurrency() const {
+    return integerWithin(SettingKey::kPreparationConcurrency, 1, kMostPreparations);
+}
+
 ApplicationMode Settings::applicationMode() const {
     const auto mode = m_defaults.string(SettingKey::kApplicationMode);
     if (mode == "Dock Only")

@@ -12,6 +12,9 @@ namespace tarvo {
 /// To one server for one download; more are no help, and many servers refuse them.
 inline constexpr std::int64_t kMostConnections = 64;
 
+/// Downloads that are asked for at once, before they are started.
+inline constexpr std::int64_t kMostPreparations = 32;
+
 /// Where new downloads go unless the user has chosen a folder; "~" stands for the home folder.
 inline constexpr const char* kUsualDownloadFolder = "~/Downloads";
 
@@ -29,11 +32,12 @@ public:
     /// `defaults` outlives the object.
     explicit Settings(const UserDefaults& defaults) : m_defaults(defaults) {}
 
-    std::int64_t defaultConcurrency() const; ///< downloads at once, from 1
-    std::int64_t defaultThreading() const;   ///< connections of a new download, 1 to kMostConnections
-    std::int64_t minimumChunkSize() const;   ///< bytes, from 1
-    std::int64_t speedLimit() const;         ///< bytes a second of all downloads together; 0: none
-    ApplicationMode applicationMode() const; ///< both for a text that names none
+    std::int64_t defaultConcurrency() const;     ///< downloads at once, from 1
+    std::int64_t defaultThreading() const;       ///< connections of a new download, 1 to kMostConnections
+    std::int64_t minimumChunkSize() const;       ///< bytes, from 1
+    std::int64_t preparationConcurrency() const; ///< preparations at once, 1 to kMostPreparations
+    std::int64_t speedLimit() const;             ///< bytes a second of all downloads together; 0: none
+    ApplicationMode applicationMode() const;     ///< both for a text that names none
 
     ClosingMeans closingMeans() const; ///< to be asked for a text that names none
 

@@ -59,6 +59,9 @@ AuthenticationManager::getKnownUsingService(const std::string& service,
                                             std::optional<std::string>& username) {
     if (auto cached = getCachedUsingService(service, username))
         return cached;
+    std::unique_lock turn(m_lookUps, std::defer_lock);
+    if (!Runloop::isMainThread()) // which does not wait for a worker that waits for the user
+        turn.lock();
     const auto stored = storedPassword(service, username);
     if (!stored)
         return nullptr;

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -86,6 +87,7 @@ private:
     const UserDefaults& m_defaults;
     const Clock& m_clock;
     bool m_popupDidSucceed = false; // of the last prompt; main thread
+    std::mutex m_lookUps;           // of workers, one after the other: a locked store asks the user once
     Locked<std::map<std::string, Credentials>> m_cache;
     /// When the store was last asked in vain, by service and user name.
     Locked<std::map<std::pair<std::string, std::optional<std::string>>, TimePoint>> m_misses;

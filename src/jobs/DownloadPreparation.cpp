@@ -33,7 +33,9 @@ Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
         return failure(*refusal);
     if (!place)
         return failure(Error::alreadyStopped());
-    const auto bundle = m_adoption.take(*place, *probe);
+    // One after the other: of two files of one name that come at the same time, one takes the bundle first.
+    const auto bundle =
+        m_environment.remoteFileSavingQueue.sync([&] { return m_adoption.take(*place, *probe); });
     if (!bundle)
         return failure(bundle.error());
     return makeReady(*bundle, *probe);

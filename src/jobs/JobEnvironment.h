@@ -15,7 +15,7 @@ struct JobEnvironment {
     const Clock& clock;
     const TransferEnvironment& transfers;
     /// "com.unregistered.tarvo2.remoteFileSavingQueue": every write of a progress file and every move
-    /// to a final name, so that a save never overlaps another save or a finish.
+    /// to a final name, so that a save never overlaps another save or a finish; and every choice of a name.
     SerialQueue& remoteFileSavingQueue;
     /// A running job that receives nothing for longer than this fails, to be tried again.
     Seconds stallTimeout{15.0};

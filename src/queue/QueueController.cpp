@@ -22,8 +22,8 @@ constexpr int kTenSecondsMs = 10'000;
 QueueController::QueueController(const Environment& environment)
     : m_environment(environment), m_remoteFiles(environment.notifications), m_run(m_remoteFiles),
       m_scheduler(m_remoteFiles, 1, *this,
-                  {environment.jobs.clock, environment.notifications, environment.authManager,
-                   m_concurrentDownloadQueue, environment.retryDelay}),
+                  {environment.jobs.defaults, environment.jobs.clock, environment.notifications,
+                   environment.authManager, m_concurrentDownloadQueue, environment.retryDelay}),
       m_ending(m_remoteFiles, m_scheduler, m_files, m_concurrentDownloadQueue),
       m_statsBroadcaster(m_remoteFiles, environment.notifications) {
     if (environment.desktop)

@@ -1,7 +1,6 @@
 // Decides which jobs of the queue are prepared, started, held back and tried again.
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <unordered_set>
@@ -10,28 +9,17 @@
 
 #include "base/Clock.h"
 #include "base/NotificationCenter.h"
-#include "base/SerialQueue.h"
+#include "base/UserDefaults.h"
 #include "base/WorkQueue.h"
 #include "jobs/AuthenticationManager.h"
-#include "queue/PageOpener.h"
+#include "queue/Preparations.h"
 #include "queue/RemoteFilesArrayController.h"
 #include "queue/Retries.h"
 
 namespace tarvo {
 
-/// Whom the scheduler asks and tells. Outlives it.
-class TRQueueSchedulerDelegate : public PageOpener {
-public:
-    /// A browser visit has brought a job into the queue. Main thread.
-    virtual void schedulerAddedFiles() = 0;
-
-    /// Something the user should see. Main thread.
-    virtual void schedulerFailed(const Error& error) = 0;
-};
-
-/// Has no timer: its owner calls the passes, each as often as it likes. Main thread, except where it says
-/// otherwise. Preparations run one at a time on the readying queue, also while a prompt or a page is open;
-/// transfers run on the work queue.
+/// Has no timer: its owner calls the passes, each as often as it likes. Main thread. Transfers run on the
+/// work queue.
 class TRQueueScheduler : public QObject {
     Q_OBJECT
 
@@ -39,6 +27,7 @@ public:
     using Job = std::shared_ptr<RemoteFile>;
 
     struct Environment {
+        const UserDefaults& defaults;
         const Clock& clock;
         NotificationCenter& notifications;
         AuthenticationManager& authManager;
@@ -50,7 +39,7 @@ public:
     TRQueueScheduler(RemoteFilesArrayController& remoteFiles, std::int64_t targetConcurrency,
                      TRQueueSchedulerDelegate& delegate, const Environment& environment);
 
-    /// Waits for the preparation under way; stopScheduling() comes before.
+    /// Waits for the preparations under way; stopScheduling() comes before.
     ~TRQueueScheduler() override;
 
     /// How many jobs may run at once.
@@ -74,7 +63,7 @@ public:
     void stopScheduling();
 
     /// Whether no preparation is under way.
-    bool isIdle() { return m_readyingQueue.isIdle(); }
+    bool isIdle() { return m_preparations.isIdle(); }
 
 Q_SIGNALS:
     /// The job's preparation has ended, whatever has come of it, and so have prompts and pages.
@@ -83,37 +72,24 @@ Q_SIGNALS:
 private:
     using JobSet = std::unordered_set<Job>;
 
-    void sweepAndMakeReady();
-    void makeReadyInBackgroundIfNeeded(const Job& job);
-    void makeReadyAndHandleFailures(const Job& job);
-    bool promptUserForAuthCredentials(const Job& job);
-    void openHTMLPageInBrowser(const Job& job);
-    void adoptReplacement(const Job& job, const Job& replacement);
     Result<Job> reload(const Job& job);
     void updateRunningAndPausedJobs();
     void startJobsUntilConcurrency(std::int64_t target);
     bool resumeOrStartRemoteFile(const Job& job);
+    std::int64_t placesKeptFrom(const Job& job) const;
     void forget(const Job& job);
 
     RemoteFilesArrayController& m_remoteFiles;
     std::int64_t m_targetConcurrency;
-    TRQueueSchedulerDelegate& m_delegate;
     const Environment m_environment;
     JobSet m_pausedSet;
     JobSet m_runningSet;
-    /// Handed to the readying queue and still in rf_state_initializing: nothing for the sweep to do.
-    JobSet m_awaitingPreparation;
     /// Handed to the work queue and still in rf_state_ready: started as good as they will be.
     JobSet m_starting;
-    Job m_askedFor; ///< whose prompt is open
-    std::atomic<bool> m_stopped{false};
+    bool m_stopped = false;
     NotificationCenter::Observation m_removals;
     Retries m_retries;
-
-    /// Waiting for or undergoing preparation. Touched on the queue below only.
-    JobSet m_remoteFilesInReadyingQueue;
-    SerialQueue m_readyQueueSetQueue{"com.unregistered.tarvo2.readyQueueSetQueue"};
-    SerialQueue m_readyingQueue{"com.unregistered.tarvo2.readyingQueue"}; // ends first
+    Preparations m_preparations; // ends first
 };
 
 } // namespace tarvo

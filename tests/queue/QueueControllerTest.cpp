@@ -164,6 +164,39 @@ TEST_F(QueueControllerTest, StartsAsManyAsWantedInTheirOrderAndTheNextAtOnce) {
     EXPECT_EQ(completions, 1);
 }
 
+TEST_F(QueueControllerTest, PreparationsSideBySideChangeNoOrderAndNoneWaitsForAQuestion) {
+    const auto slow = make("slow");
+    slow->makeReady = [this](const auto&) { return waitFor(secondGateIsOpen); };
+    ASSERT_TRUE(controller.addDownloads({slow}));
+    const auto next = add("next");
+    controller.toggleAutorun();
+    ASSERT_TRUE(comesTo(next, rf_state_ready)) << "beside the slow one";
+    turn();
+    EXPECT_EQ(next->currentState(), rf_state_ready) << "the only place is for the one ahead of it";
+    secondGateIsOpen = true;
+    ASSERT_TRUE(comesTo(slow, rf_state_running));
+    turn();
+    EXPECT_EQ(next->currentState(), rf_state_ready);
+
+    // Two files of one server ask for the same: one answer is for both, and others are prepared meanwhile.
+    std::shared_ptr<ScriptedJob> other;
+    queue.answersGiven = 1;
+    queue.whileAsked = [&] {
+        other = add("other");
+        EXPECT_TRUE(comesTo(other, rf_state_ready));
+        queue.question.quit();
+    };
+    const auto asking = {add("asks"), add("asks-too")};
+    for (const auto& job : asking) {
+        job->makeReady = [](const auto& token) {
+            return token ? Result<void>() : failure(jobError(kRemoteFileAuthenticationErrorCode));
+        };
+    }
+    for (const auto& job : asking)
+        EXPECT_TRUE(comesTo(job, rf_state_ready));
+    EXPECT_EQ(queue.prompts, 1);
+}
+
 TEST_F(QueueControllerTest, WhatTheUserWantsOfOneJobHoldsAgainstTheQueue) {
     const auto a = add("a");
     const auto b = add("b");
@@ -262,6 +295,8 @@ TEST_F(QueueControllerTest, AFinishedAddressIsFetchedAgainInItsRow) {
 }
 
 TEST_F(QueueControllerTest, AnOpenQuestionEndsWithItsJobAndWithTheQueue) {
+    harness.defaults.setForThisRun(SettingKey::kPreparationConcurrency,
+                                   1); // so that it is known who asks first
     std::atomic<int> preparations{0};
     for (const auto* name : {"removed", "asks"}) {
         add(name)->makeReady = [&](const auto&) {

@@ -22,6 +22,7 @@ class JobHarness {
 public:
     JobHarness() {
         defaults.registerDefaults({{std::string(SettingKey::kMinimumChunkSize), 1024},
+                                   {std::string(SettingKey::kPreparationConcurrency), 8},
                                    {std::string(SettingKey::kCustomUserAgent), "tarvo-test"}});
     }
 

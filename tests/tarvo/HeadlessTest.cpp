@@ -120,7 +120,7 @@ TEST_F(HeadlessTest, TellsWhoHandsOverWhatBecameOfIt) {
 
 TEST_F(HeadlessTest, WhatWasTakenIsThereAfterAnyEnd) {
     constexpr int count = 500;
-    writeSettings(home, "AutoStartAfterAdd=false\n");
+    writeSettings(home, "AutoStartAfterAdd=false\nPreparationConcurrency=1\n");
     std::vector<std::string> links;
     for (int i = 0; i < count; ++i)
         links.push_back(server.url(1000, "", "f" + std::to_string(i)));
