@@ -1,5 +1,7 @@
 #include "jobs/ConnectionPlan.h"
 
+#include "engine/progress/ConnectionWorth.h"
+
 #include <algorithm>
 
 namespace tarvo {
@@ -23,6 +25,16 @@ HandleCreator creatorFor(const DownloadSource& source, const AdoptedRecord& reco
     return {record.data, source.url, source.auth, source.referer, {}, environment.transfers};
 }
 
+/// Of those that are wanted; the others join in where that pays.
+std::int64_t connectionsToBeginWith(const DownloadSource& source, const AdoptedRecord& record,
+                                    const JobEnvironment& environment) {
+    const TransferEnvironment& transfers = environment.transfers;
+    const std::int64_t missing = record.data->sizeInBytes - record.data->totalBytesDownloaded();
+    const auto open = transfers.connectionPools->openConnections(source.url, source.auth.get());
+    return connectionsWorth(missing, source.connections, static_cast<std::int64_t>(open),
+                            transfers.paces->of(source.url));
+}
+
 /// Has the connection bring nothing of another version than the record's.
 void guard(CurlDownloader& connection, const AdoptedRecord& record) {
     CurlRequest& request = connection.segment().request();
@@ -41,8 +53,9 @@ bool fetchesParts(const DownloadSource& source, const AdoptedRecord& record) {
 HandleCreator::Handles connectionsFor(const DownloadSource& source, const AdoptedRecord& record,
                                       const JobEnvironment& environment) {
     const HandleCreator creator = creatorFor(source, record, environment);
-    auto connections = fetchesParts(source, record) ? creator.createHandles(source.connections)
-                                                    : creator.createWholeHandle();
+    auto connections = fetchesParts(source, record)
+                           ? creator.createHandles(connectionsToBeginWith(source, record, environment))
+                           : creator.createWholeHandle();
     for (const auto& connection : connections)
         guard(*connection, record);
     return connections;

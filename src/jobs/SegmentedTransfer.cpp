@@ -265,6 +265,10 @@ void SegmentedTransfer::addTo(SegmentsSnapshot& snapshot) {
 void SegmentedTransfer::dropEnded() {
     m_owner.assertIsHere();
     const auto loop = m_control.lock()->loop;
+    for (const auto& connection : loop->downloaders()) {
+        if (connection->currentState() == CurlDownloadState::Succeeded)
+            m_parts.environment.transfers.paces->note(m_source.url, *connection);
+    }
     loop->dropEnded();
     setConnections(loop->downloaders());
 }

@@ -40,6 +40,9 @@ TEST_F(ScoutTest, LearnsSizeAndWhetherPartsCanBeFetched) {
         {5000, "redirect=10", 5000, true},
         {5000, "norangeheader", 5000, false}, // the parts would not be believed
         {5000, "excess=1", 5000, false},
+        {5000, "status=503&from=2&until=2", 5000, true}, // serves one connection at a time
+        {5000, "reset&from=2&until=2", 5000, true},
+        {5000, "silent&from=2&until=2", 5000, true}, // in two seconds
     };
     for (const auto& [size, knobs, contentLength, multipart] : cases) {
         const auto error = probe(m_server.url(size, knobs));

@@ -15,18 +15,31 @@ std::string serverOf(const Url& url, const TRAuthToken* auth) {
     return auth && url.scheme() == "sftp" ? server + '\n' + auth->privKey().value_or("") : server;
 }
 
+/// One with enough connections, and as few as possible more, so that a probe leaves those to a transfer; else
+/// the one with the most.
+bool fitsBetter(const ConnectionPool& pool, const ConnectionPool& other, std::size_t wanted) {
+    const std::size_t count = pool.socketCount();
+    const std::size_t others = other.socketCount();
+    return count >= wanted ? others < wanted || count < others : count > others;
+}
+
 } // namespace
 
-std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url, const TRAuthToken* auth) {
+std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url, const TRAuthToken* auth,
+                                                      std::size_t wanted) {
     std::string server = serverOf(url, auth);
     std::unique_ptr<ConnectionPool> pool;
     {
         auto idle = m_idle->lock();
-        const auto found = std::find_if(idle->rbegin(), idle->rend(),
-                                        [&](const Idle& each) { return each.server == server; });
-        if (found != idle->rend()) {
-            pool = std::move(found->pool);
-            idle->erase(std::next(found).base());
+        auto best = idle->end();
+        for (auto each = idle->begin(); each != idle->end(); ++each) {
+            if (each->server == server &&
+                (best == idle->end() || !fitsBetter(*best->pool, *each->pool, wanted)))
+                best = each;
+        }
+        if (best != idle->end()) {
+            pool = std::move(best->pool);
+            idle->erase(best);
         }
     }
     if (!pool)
@@ -39,6 +52,17 @@ std::shared_ptr<ConnectionPool> ConnectionPools::lend(const Url& url, const TRAu
                 if (const auto shelf = weak.lock())
                     takeBack(*shelf, {std::move(owned), server, clock->now()});
             }};
+}
+
+std::size_t ConnectionPools::openConnections(const Url& url, const TRAuthToken* auth) const {
+    const std::string server = serverOf(url, auth);
+    std::size_t most = 0;
+    auto idle = m_idle->lock();
+    for (const Idle& each : *idle) {
+        if (each.server == server)
+            most = std::max(most, each.pool->socketCount());
+    }
+    return most;
 }
 
 void ConnectionPools::takeBack(Shelf& shelf, Idle idle) {

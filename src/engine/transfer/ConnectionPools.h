@@ -9,6 +9,7 @@
 #include "base/Locked.h"
 #include "base/Url.h"
 #include "engine/transfer/ConnectionPool.h"
+#include "engine/transfer/CurlShare.h"
 #include "engine/transfer/SpeedLimit.h"
 #include "engine/transfer/TRAuthToken.h"
 
@@ -22,15 +23,22 @@ namespace tarvo {
 class ConnectionPools {
 public:
     /// What waits here at the most, and for how long.
-    static constexpr std::size_t kMostIdle = 16;
+    static constexpr std::size_t kMostIdle = 32;
     static constexpr Seconds kLongestIdle{5.0};
 
     /// `clock` outlives this.
     explicit ConnectionPools(const Clock& clock) : m_clock(clock) {}
 
-    /// A pool that is not in use: the one that came back last from the server of `url` and the SSH key of
-    /// `auth`, which may be null, else a new one.
-    std::shared_ptr<ConnectionPool> lend(const Url& url, const TRAuthToken* auth = nullptr);
+    /// A pool that is not in use: of those that came back from the server of `url` and the SSH key of `auth`,
+    /// which may be null, the one whose open connections fit best for `wanted` transfers; else a new one.
+    std::shared_ptr<ConnectionPool> lend(const Url& url, const TRAuthToken* auth = nullptr,
+                                         std::size_t wanted = 1);
+
+    /// How many open connections lend() could give to that server's transfers, one pool's at the most.
+    std::size_t openConnections(const Url& url, const TRAuthToken* auth = nullptr) const;
+
+    /// What else all transfers share.
+    const std::shared_ptr<CurlShare>& share() const { return m_share; }
 
     /// Closes what has waited for too long. Waits for no server; to be called about once a second.
     void closeIdle(TimePoint now);
@@ -57,6 +65,7 @@ private:
 
     const Clock& m_clock;
     SpeedLimit m_speedLimit;
+    const std::shared_ptr<CurlShare> m_share = std::make_shared<CurlShare>();
     const std::shared_ptr<Shelf> m_idle = std::make_shared<Shelf>();
 };
 

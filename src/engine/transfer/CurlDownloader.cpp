@@ -201,6 +201,7 @@ std::int64_t CurlDownloader::curlHasData(CurlSegment&, std::span<const char> dat
         m_pending.insert(m_pending.end(), data.begin(), data.begin() + wanted);
     } else if (const std::int64_t taken = deliver(data.first(wanted), offset); taken != wanted) {
         m_currentOffset.store(offset + std::max<std::int64_t>(taken, 0), std::memory_order_relaxed);
+        m_refused = true; // libcurl forgets that of a block that was held back
         return taken;
     }
     return wanted == count ? count

@@ -83,7 +83,7 @@ std::shared_ptr<ConnectionPool> CurlMulti::begin() {
     if (shared->hasEnded)
         return nullptr;
     const CurlRequest& request = shared->children.front()->segment().request();
-    shared->pool = m_pools->lend(request.url, request.authToken.get());
+    shared->pool = m_pools->lend(request.url, request.authToken.get(), shared->children.size());
     return shared->pool;
 }
 

@@ -112,6 +112,9 @@ public:
     /// From a request to its first byte, as it would be for another one, in seconds; 0 while unknown.
     virtual Seconds roundTrip() const { return {}; }
 
+    /// From its first byte to its last one, in seconds; 0 while unknown.
+    virtual Seconds bodyTime() const { return {}; }
+
     /// The last response code (HTTP, FTP); 0 when there was none (SFTP has none at all).
     virtual std::int64_t httpCode() const = 0;
 

@@ -1,16 +1,26 @@
 // A libcurl easy handle that knows whether it could take all its options.
 #pragma once
 
+#include <memory>
 #include <string>
+#include <utility>
 
 #include <curl/curl.h>
+
+#include "engine/transfer/CurlShare.h"
 
 namespace tarvo {
 
 /// One thread at a time uses it.
 class EasyHandle {
 public:
-    EasyHandle() : m_handle(curl_easy_init()), m_failure(m_handle ? CURLE_OK : CURLE_OUT_OF_MEMORY) {}
+    /// `share` may be null.
+    explicit EasyHandle(std::shared_ptr<CurlShare> share)
+        : m_share(std::move(share)), m_handle(curl_easy_init()),
+          m_failure(m_handle ? CURLE_OK : CURLE_OUT_OF_MEMORY) {
+        if (m_share)
+            set(CURLOPT_SHARE, m_share->get());
+    }
 
     ~EasyHandle() {
         curl_easy_cleanup(m_handle);
@@ -48,6 +58,7 @@ public:
 private:
     void note(CURLoption option, CURLcode result);
 
+    const std::shared_ptr<CurlShare> m_share; // which the handle uses to its end
     CURL* const m_handle;
     curl_slist* m_headers = nullptr;
     CURLcode m_failure;

@@ -123,7 +123,7 @@ void* LiveCurlSegment::curlHandle() {
 
 void LiveCurlSegment::configure() {
     startUp();
-    m_handle = std::make_unique<EasyHandle>();
+    m_handle = std::make_unique<EasyHandle>(m_environment.connectionPools->share());
     m_obstacle = setRequestOptions(*m_handle, request(), m_environment.defaults, m_environment.traits);
     setCallbacks(*m_handle);
     setErrorCode(m_handle->failure());
@@ -237,6 +237,12 @@ Seconds LiveCurlSegment::roundTrip() const {
     // A web server's connection stays; a file server has to be logged in to again.
     const auto ready = protocol().starts_with("http") ? info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T, 0) : 0;
     return std::chrono::microseconds(std::max<curl_off_t>(begun - ready, 0));
+}
+
+Seconds LiveCurlSegment::bodyTime() const {
+    const auto begun = info<curl_off_t>(CURLINFO_STARTTRANSFER_TIME_T, 0);
+    const auto ended = info<curl_off_t>(CURLINFO_TOTAL_TIME_T, 0);
+    return std::chrono::microseconds(std::max<curl_off_t>(ended - begun, 0));
 }
 
 std::int64_t LiveCurlSegment::httpCode() const {

@@ -34,6 +34,7 @@ public:
     std::int64_t modificationTime() const override;
     std::int64_t httpCode() const override;
     Seconds roundTrip() const override;
+    Seconds bodyTime() const override;
 
 private:
     /// What libcurl calls, with the segment as the user pointer.

@@ -22,10 +22,6 @@ std::string replaced(std::string text, char from, char to) {
     return text;
 }
 
-bool isLoginDenied(const CurlDownloader& downloader) {
-    return downloader.segment().errorCode() == CURLE_LOGIN_DENIED;
-}
-
 bool isNoName(const std::string& text) {
     return text.empty() || text == "/";
 }
@@ -63,78 +59,30 @@ std::string withExtensionOfType(const std::string& name, const std::string& exte
 std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
                                                  const std::optional<Url>& referer) const {
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_environment.probeTimeLimit);
-    CurlRequest request{
+    const CurlRequest request{
         .url = url, .authToken = std::move(auth), .referer = referer, .timeoutMs = limit.count()};
-    CurlRequest head = request;
-    head.headRequestOnly = true;
-    request.lowerBound = 1;
-    request.upperBound = 2;
-    const auto downloader = [&](CurlRequest& each) {
-        return CurlDownloader::create(std::make_unique<LiveCurlSegment>(std::move(each), m_environment));
-    };
-    return Scout::create(downloader(head), downloader(request), m_environment.connectionPools);
-}
-
-Scout::Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body,
-             const std::shared_ptr<ConnectionPools>& pools)
-    : m_headDownload(std::move(head)), m_bodyDownload(std::move(body)), m_headLoop({m_headDownload}, pools),
-      m_bodyLoop({m_bodyDownload}, pools) {
-}
-
-std::shared_ptr<Scout> Scout::create(std::shared_ptr<CurlDownloader> head,
-                                     std::shared_ptr<CurlDownloader> body,
-                                     const std::shared_ptr<ConnectionPools>& pools) {
-    std::shared_ptr<Scout> scout(new Scout(std::move(head), std::move(body), pools));
-    scout->m_headDownload->setDelegate(scout);
-    scout->m_bodyDownload->setDelegate(scout);
-    return scout;
-}
-
-std::int64_t Scout::downloaderHasData(CurlDownloader& downloader, std::span<const char> data, std::int64_t) {
-    const auto count = static_cast<std::int64_t>(data.size());
-    if (&downloader == m_headDownload.get()) {
-        Log::assertThat(false, "Should not receive data from a HEAD request");
-    } else if (Log::assertThat(&downloader == m_bodyDownload.get(), "Unexpected download passed")) {
-        m_bytesDownloaded += count;
-        if (m_bytesDownloaded == 1 && oneByteIsAll())
-            return count; // the request ends by itself, and its connection can be used again
-    }
-    return -1; // enough has been seen
-}
-
-/// Whether the server, if it keeps its word, sends the one byte that was asked for and no more.
-bool Scout::oneByteIsAll() const {
-    const CurlSegment& segment = m_bodyDownload->segment();
-    if (family() == Family::web)
-        return segment.httpCode() == 206;
-    return segment.protocol() == "sftp"; // FTP can't end a transfer and keep its connection
+    return std::make_shared<Scout>(ProbeRequests::create(request, m_environment));
 }
 
 std::optional<Error> Scout::runAndGetError() {
     m_owner.take();
-    m_headLoop.downloadAndBlock();
-    if (isLoginDenied(*m_headDownload)) // the server counts refusals, and a second one would teach nothing
-        return m_headDownload->segment().error();
-    m_bodyLoop.downloadAndBlock();
-    const int code = m_bodyDownload->segment().errorCode();
+    m_requests->run();
+    if (isLoginDenied(head()))
+        return head().segment().error();
+    const int code = body().segment().errorCode();
     if (code != CURLE_OK && code != CURLE_WRITE_ERROR && !rangeIsBeyondTheFile() && !rangesAreRefused())
-        return m_bodyDownload->segment().error();
+        return body().segment().error();
     auto error = extractBodyHttpError();
     Log::assertThat(error || code == CURLE_WRITE_ERROR || rangeIsBeyondTheFile() || rangesAreRefused() ||
-                        m_bytesDownloaded <= 1,
+                        m_requests->bodyBytes() <= 1,
                     "Should have been a forced error here");
     return error;
-}
-
-void Scout::requestStop() {
-    m_headLoop.requestStop();
-    m_bodyLoop.requestStop();
 }
 
 std::optional<Error> Scout::extractBodyHttpError() const {
     if (family() != Family::web)
         return std::nullopt;
-    const std::int64_t status = m_bodyDownload->segment().httpCode();
+    const std::int64_t status = body().segment().httpCode();
     if (status < 300 || rangeIsBeyondTheFile())
         return std::nullopt;
     if (status < 400) {
@@ -146,8 +94,8 @@ std::optional<Error> Scout::extractBodyHttpError() const {
 
 /// An empty file and one of a single byte have no byte at offset 1: that is no failure of the file.
 bool Scout::rangeIsBeyondTheFile() const {
-    const CurlSegment& head = m_headDownload->segment();
-    const CurlSegment& body = m_bodyDownload->segment();
+    const CurlSegment& head = m_requests->head().segment();
+    const CurlSegment& body = m_requests->body().segment();
     if (family() != Family::web)
         return body.errorCode() == CURLE_BAD_DOWNLOAD_RESUME && head.errorCode() == CURLE_OK;
     return body.httpCode() == kRangeNotSatisfiable && head.httpCode() >= 200 && head.httpCode() < 300;
@@ -156,40 +104,39 @@ bool Scout::rangeIsBeyondTheFile() const {
 /// An FTP server that begins no file in the middle says so to REST (RFC 3659, section 5) or only to RETR; the
 /// whole file it may give all the same.
 bool Scout::rangesAreRefused() const {
-    const CurlSegment& body = m_bodyDownload->segment();
+    const CurlSegment& body = m_requests->body().segment();
     const bool isRefusal =
         body.errorCode() == CURLE_FTP_COULDNT_USE_REST || body.errorCode() == CURLE_FTP_COULDNT_RETR_FILE;
-    return isRefusal && m_headDownload->segment().errorCode() == CURLE_OK;
+    return isRefusal && head().segment().errorCode() == CURLE_OK;
 }
 
 /// The downloader whose answer describes the file, not the server's refusal.
 const CurlDownloader& Scout::fileAnswer() const {
-    return rangeIsBeyondTheFile() ? *m_headDownload : *m_bodyDownload;
+    return rangeIsBeyondTheFile() ? head() : body();
 }
 
 /// By what was really spoken: a web proxy answers for a file server, a redirect leads from one to the other.
 Scout::Family Scout::family() const {
-    const std::string protocol = m_bodyDownload->segment().protocol();
+    const std::string protocol = body().segment().protocol();
     if (protocol == "http" || protocol == "https")
         return Family::web;
     return protocol == "ftp" || protocol == "sftp" ? Family::fileTransfer : Family::other;
 }
 
 bool Scout::asksForFtp() const {
-    return m_bodyDownload->segment().request().url.scheme() == "ftp";
+    return body().segment().request().url.scheme() == "ftp";
 }
 
 bool Scout::hasRun() const {
     m_owner.assertIsHere();
-    return Log::assertThat(m_headDownload->currentState() != CurlDownloadState::Init,
-                           "the scout has not run");
+    return Log::assertThat(head().currentState() != CurlDownloadState::Init, "the scout has not run");
 }
 
 std::int64_t Scout::contentLength() const {
     hasRun();
     if (family() != Family::web)
-        return m_headDownload->segment().contentLength();
-    if (const auto range = m_bodyDownload->header("content-range")) {
+        return head().segment().contentLength();
+    if (const auto range = body().header("content-range")) {
         const std::size_t slash = range->find('/');
         if (Log::assertThat(slash != std::string::npos && range->find('/', slash + 1) == std::string::npos)) {
             if (const auto length = parseLength(std::string_view(*range).substr(slash + 1)))
@@ -197,19 +144,19 @@ std::int64_t Scout::contentLength() const {
         }
     }
     // A server that refuses HEAD announces the length of its refusal; the body's answer knows better.
-    const std::int64_t headStatus = m_headDownload->segment().httpCode();
+    const std::int64_t headStatus = head().segment().httpCode();
     if (headStatus >= 200 && headStatus < 300)
-        return m_headDownload->segment().contentLength();
-    return parseLength(m_bodyDownload->header("content-length").value_or("")).value_or(0);
+        return head().segment().contentLength();
+    return parseLength(body().header("content-length").value_or("")).value_or(0);
 }
 
 bool Scout::supportsMultipartDownloads() const {
     hasRun();
     switch (family()) {
     case Family::web: // a proxy opens one connection to an FTP server at a time
-        return m_bytesDownloaded == 1 && bodyAnswerIsTheRange() && !asksForFtp();
+        return m_requests->bodyBytes() == 1 && bodyAnswerIsTheRange() && !asksForFtp();
     case Family::fileTransfer:
-        return m_bodyDownload->segment().contentLength() > 0 && !rangesAreRefused();
+        return body().segment().contentLength() > 0 && !rangesAreRefused();
     case Family::other:
         break;
     }
@@ -218,22 +165,22 @@ bool Scout::supportsMultipartDownloads() const {
 
 /// What is not believed of the probe would not be believed of any part either (judgeRangeAnswer()).
 bool Scout::bodyAnswerIsTheRange() const {
-    const auto range = ContentRange::parse(m_bodyDownload->header("content-range").value_or(""));
-    const CurlRequest& asked = m_bodyDownload->segment().request();
-    return m_bodyDownload->segment().httpCode() == 206 && range && range->first == asked.lowerBound &&
+    const auto range = ContentRange::parse(body().header("content-range").value_or(""));
+    const CurlRequest& asked = body().segment().request();
+    return body().segment().httpCode() == 206 && range && range->first == asked.lowerBound &&
            range->last < asked.upperBound;
 }
 
 bool Scout::requiresAuthentication() const {
-    if (isLoginDenied(*m_headDownload) || isLoginDenied(*m_bodyDownload))
+    if (isLoginDenied(head()) || isLoginDenied(body()))
         return true;
     const auto error = extractBodyHttpError();
     return error && error->code == 401;
 }
 
 std::optional<Url> Scout::lastAsked() const {
-    const auto& last = isLoginDenied(*m_headDownload) ? m_headDownload : m_bodyDownload;
-    const auto address = last->segment().effectiveUrl();
+    const CurlDownloader& last = isLoginDenied(head()) ? head() : body();
+    const auto address = last.segment().effectiveUrl();
     return address ? std::optional(address->withoutCredentials()) : std::nullopt;
 }
 
@@ -246,14 +193,14 @@ bool Scout::isHtmlPage() const {
 
 bool Scout::isFtpDirectory() const {
     // Without the slash it is taken for a file, and a folder fails as one; no length is an empty file then.
-    const bool isFolder = m_bodyDownload->segment().request().url.path().ends_with('/');
+    const bool isFolder = body().segment().request().url.path().ends_with('/');
     if (family() == Family::web) // a proxy makes a page of the folder
         return isFolder && asksForFtp();
-    return family() == Family::fileTransfer && isFolder && m_bodyDownload->segment().contentLength() == 0;
+    return family() == Family::fileTransfer && isFolder && body().segment().contentLength() == 0;
 }
 
 std::string Scout::nameFromAddress() const {
-    const auto address = m_bodyDownload->segment().effectiveUrl();
+    const auto address = body().segment().effectiveUrl();
     if (!address)
         return "UnknownName";
     // What ends in a slash is a folder, whose name would say little about the file it answers with.

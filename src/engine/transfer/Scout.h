@@ -7,26 +7,21 @@
 #include <string>
 
 #include "base/Error.h"
-#include "engine/transfer/CurlMulti.h"
-#include "engine/transfer/LiveCurlSegment.h"
+#include "engine/transfer/ProbeRequests.h"
 
 namespace tarvo {
 
 /// Made for one probe, run once on the preparation queue (each request within its time limit; requestStop()
 /// ends it at once, from any thread), then read there. Its answers mean something only after the run.
-class Scout final : public CurlDownloaderDelegate {
+class Scout {
 public:
-    /// `head` fetches headers only, `body` the single byte at offset 1, over one connection of `pools` where
-    /// the server allows. The scout becomes their delegate.
-    static std::shared_ptr<Scout> create(std::shared_ptr<CurlDownloader> head,
-                                         std::shared_ptr<CurlDownloader> body,
-                                         const std::shared_ptr<ConnectionPools>& pools);
+    explicit Scout(std::shared_ptr<ProbeRequests> requests) : m_requests(std::move(requests)) {}
 
-    /// Runs both requests, one after the other. The error to report, if there is one.
+    /// Runs both requests. The error to report, if there is one.
     std::optional<Error> runAndGetError();
 
     /// Ends a run, the present one or the next.
-    void requestStop();
+    void requestStop() { m_requests->requestStop(); }
 
     /// The size of the file in bytes, 0 when unknown.
     std::int64_t contentLength() const;
@@ -48,20 +43,17 @@ public:
     /// The name to save the file under, cleaned for the file system; never with a folder in it.
     std::string suggestedFilename() const;
 
-    std::int64_t downloaderHasData(CurlDownloader& downloader, std::span<const char> data,
-                                   std::int64_t offset) override;
-
 private:
     enum class Family { web, fileTransfer, other };
 
-    Scout(std::shared_ptr<CurlDownloader> head, std::shared_ptr<CurlDownloader> body,
-          const std::shared_ptr<ConnectionPools>& pools);
+    const CurlDownloader& head() const { return m_requests->head(); }
+
+    const CurlDownloader& body() const { return m_requests->body(); }
 
     Family family() const;
     bool hasRun() const;
     std::optional<Error> extractBodyHttpError() const;
     const CurlDownloader& fileAnswer() const;
-    bool oneByteIsAll() const;
     bool rangeIsBeyondTheFile() const;
     bool rangesAreRefused() const;
     bool asksForFtp() const;
@@ -70,11 +62,7 @@ private:
     std::optional<std::string> extensionFromType() const;
 
     ThreadOwner m_owner; // the thread of the run, from then on
-    const std::shared_ptr<CurlDownloader> m_headDownload;
-    const std::shared_ptr<CurlDownloader> m_bodyDownload;
-    CurlMulti m_headLoop;
-    CurlMulti m_bodyLoop;
-    std::int64_t m_bytesDownloaded = 0;
+    const std::shared_ptr<ProbeRequests> m_requests;
 };
 
 /// Makes scouts that probe for real.

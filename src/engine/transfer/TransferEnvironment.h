@@ -8,6 +8,7 @@
 #include "base/UserDefaults.h"
 #include "engine/transfer/ConnectionPools.h"
 #include "engine/transfer/CookieStore.h"
+#include "engine/transfer/LinePaces.h"
 #include "engine/transfer/RequestTraits.h"
 
 namespace tarvo {
@@ -22,6 +23,7 @@ struct TransferEnvironment {
     RequestTraits traits{};
     /// Shared by all probes and transfers. The program calls tick() about once a second.
     std::shared_ptr<ConnectionPools> connectionPools = std::make_shared<ConnectionPools>(clock);
+    std::shared_ptr<LinePaces> paces = std::make_shared<LinePaces>();
 
     /// Closes connections that have waited for too long, and has the setting of the speed limit hold.
     void tick() const {
