@@ -167,7 +167,8 @@ double longestTick(rf_state_t state) {
     AuthenticationManager credentials(desktop, nullptr, harness.defaults, harness.clock);
     RemoteFilesArrayController files(notifications);
     WorkQueue workers;
-    TRQueueScheduler scheduler(files, 1, silent, {harness.clock, notifications, credentials, workers});
+    TRQueueScheduler scheduler(files, 1, silent,
+                               {harness.defaults, harness.clock, notifications, credentials, workers});
     StatsBroadcaster broadcaster(files, notifications);
     const auto reader =
         notifications.observe(StatsBroadcaster::kStatsBroadcastEvent, [](const Notification& event) {
