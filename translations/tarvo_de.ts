@@ -379,6 +379,7 @@
 <message id="tr.preferences.mode-both"><source></source><translation>Als Fenster und im Infobereich</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>Nur im Infobereich</translation></message>
 <message id="tr.preferences.mode-window"><source></source><translation>Nur als Fenster</translation></message>
+<message id="tr.preferences.preparations"><source></source><translation>Vo&amp;rbereitungen gleichzeitig</translation></message>
 <message id="tr.preferences.progress"><source></source><translation>Fo&amp;rtschritt am Startersymbol zeigen</translation></message>
 <message id="tr.preferences.proxy"><source></source><translation>&amp;Proxy</translation></message>
 <message id="tr.preferences.proxy-hint"><source></source><translation>Etwa http://host:3128 oder socks5h://host:1080. Leer für keinen.</translation></message>

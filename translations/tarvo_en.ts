@@ -379,6 +379,7 @@
 <message id="tr.preferences.mode-both"><source></source><translation>As a window and in the tray</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>In the tray only</translation></message>
 <message id="tr.preferences.mode-window"><source></source><translation>As a window only</translation></message>
+<message id="tr.preferences.preparations"><source></source><translation>Preparations at on&amp;ce</translation></message>
 <message id="tr.preferences.progress"><source></source><translation>Show the &amp;progress on the launcher icon</translation></message>
 <message id="tr.preferences.proxy"><source></source><translation>&amp;Proxy</translation></message>
 <message id="tr.preferences.proxy-hint"><source></source><translation>As in http://host:3128 or socks5h://host:1080. Empty for none.</translation></message>

@@ -379,6 +379,7 @@
 <message id="tr.preferences.mode-both"><source></source><translation>Dans une fenêtre et la zone de notification</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>Dans la zone de notification seulement</translation></message>
 <message id="tr.preferences.mode-window"><source></source><translation>Dans une fenêtre seulement</translation></message>
+<message id="tr.preferences.preparations"><source></source><translation>P&amp;réparations simultanées</translation></message>
 <message id="tr.preferences.progress"><source></source><translation>Afficher la &amp;progression sur l’icône du lanceur</translation></message>
 <message id="tr.preferences.proxy"><source></source><translation>&amp;Proxy</translation></message>
 <message id="tr.preferences.proxy-hint"><source></source><translation>Par exemple http://host:3128 ou socks5h://host:1080. Vide pour aucun.</translation></message>

@@ -15,6 +15,18 @@ namespace {
 constexpr const char* kDockOnly = "Dock Only";                       // not translated: a stored value
 constexpr std::string_view kOwnUserAgent = "com.unregistered.Tarvo"; // what is sent where nothing is set
 
+std::vector<Preference::Choice> modes() { // the stored values are not translated
+    return {{"Dock and Menu Bar", "tr.preferences.mode-both"},
+            {kDockOnly, "tr.preferences.mode-window"},
+            {"Menu Bar Only", "tr.preferences.mode-tray"}};
+}
+
+std::vector<Preference::Choice> meaningsOfClosing() {
+    return {{"Ask", "tr.preferences.closing-ask"},
+            {"Background", "tr.preferences.closing-background"},
+            {"Quit", "tr.preferences.closing-quit"}};
+}
+
 std::vector<Preference> makeTable() {
     using namespace SettingKey;
     using enum Preference::Kind;
@@ -22,6 +34,7 @@ std::vector<Preference> makeTable() {
     constexpr int kMostAtOnce = 256;
     constexpr int kLargestChunk = 1 << 30;
     constexpr std::pair kConnections{1, static_cast<int>(kMostConnections)};
+    constexpr std::pair kPreparations{1, static_cast<int>(kMostPreparations)};
     constexpr std::pair kSpeeds{0, std::numeric_limits<int>::max()};
     return {
         {general, folder, kDefaultDirectory, "tr.preferences.folder"},
@@ -31,6 +44,7 @@ std::vector<Preference> makeTable() {
         {general, toggle, kAutoPasteInAddSheet, "tr.preferences.auto-paste"},
         {general, toggle, kAutoClearCompleted, "tr.preferences.auto-clear"},
         {advanced, number, kDefaultThreading, "tr.preferences.connections", {}, kConnections},
+        {advanced, number, kPreparationConcurrency, "tr.preferences.preparations", {}, kPreparations},
         {advanced, number, kMinimumChunkSize, "tr.preferences.chunk", {}, {1, kLargestChunk}},
         {advanced, number, kSpeedLimit, "tr.preferences.speed-limit", "tr.preferences.speed-limit-hint",
          kSpeeds},
@@ -38,24 +52,8 @@ std::vector<Preference> makeTable() {
         {advanced, text, kCustomUserAgent, "tr.preferences.agent", "tr.preferences.agent-hint"},
         {advanced, folder, kSSHDirectoryBookmark, "tr.preferences.ssh"},
         {advanced, toggle, kDebugModeEnabled, "tr.preferences.debug", "tr.preferences.debug-hint"},
-        {app,
-         choice,
-         kApplicationMode,
-         "tr.preferences.mode",
-         {},
-         {},
-         {{"Dock and Menu Bar", "tr.preferences.mode-both"}, // not translated: a stored value
-          {kDockOnly, "tr.preferences.mode-window"},
-          {"Menu Bar Only", "tr.preferences.mode-tray"}}}, // not translated: a stored value
-        {app,
-         choice,
-         kClosingMeans,
-         "tr.preferences.closing",
-         {},
-         {},
-         {{"Ask", "tr.preferences.closing-ask"},
-          {"Background", "tr.preferences.closing-background"},
-          {"Quit", "tr.preferences.closing-quit"}}},
+        {app, choice, kApplicationMode, "tr.preferences.mode", {}, {}, modes()},
+        {app, choice, kClosingMeans, "tr.preferences.closing", {}, {}, meaningsOfClosing()},
         {app, toggle, kShowDockProgress, "tr.preferences.progress"},
         {app, toggle, kShowDockSpeed, "tr.preferences.speed"},
         {app, toggle, kAutoQuitWhenTransfersComplete, "tr.preferences.auto-quit",

@@ -25,14 +25,16 @@ struct Preference {
         reset ///< a button that stores the empty text; of use while something else is stored
     };
 
+    /// What is stored, and the key of its words.
+    using Choice = std::pair<std::string_view, std::string_view>;
+
     Pane pane;
     Kind kind;
     std::string_view key;
     std::string_view labelKey;
     std::string_view hintKey{};  ///< a sentence below the control; empty for none
     std::pair<int, int> range{}; ///< of a number: the least and the most
-    /// Of a choice: what is stored, and the key of its words.
-    std::vector<std::pair<std::string_view, std::string_view>> choices{};
+    std::vector<Choice> choices{};
 };
 
 /// In the order in which they are shown.
