@@ -15,10 +15,10 @@ namespace {
 constexpr const char* kDockOnly = "Dock Only";                       // not translated: a stored value
 constexpr std::string_view kOwnUserAgent = "com.unregistered.Tarvo"; // what is sent where nothing is set
 
-std::vector<Preference::Choice> modes() { // the stored values are not translated
-    return {{"Dock and Menu Bar", "tr.preferences.mode-both"},
+std::vector<Preference::Choice> modes() {
+    return {{"Dock and Menu Bar", "tr.preferences.mode-both"}, // not translated: a stored value
             {kDockOnly, "tr.preferences.mode-window"},
-            {"Menu Bar Only", "tr.preferences.mode-tray"}};
+            {"Menu Bar Only", "tr.preferences.mode-tray"}}; // not translated: a stored value
 }
 
 std::vector<Preference::Choice> meaningsOfClosing() {
