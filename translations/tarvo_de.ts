@@ -27,6 +27,7 @@
 <message id="tr.action.about"><source></source><translation>Ü&amp;ber Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>Hinzufü&amp;gen…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Aus &amp;Zwischenablage hinzufügen</translation></message>
+<message id="tr.action.change-address"><source></source><translation>Ad&amp;resse ändern…</translation></message>
 <message id="tr.action.checksums"><source></source><translation>&amp;Prüfsummen…</translation></message>
 <message id="tr.action.clear-completed"><source></source><translation>Alle &amp;fertigen entfernen</translation></message>
 <message id="tr.action.connections"><source></source><translation>&amp;Verbindungen</translation></message>
@@ -81,6 +82,14 @@
 <message id="tr.add.title"><source></source><translation>Downloads hinzufügen</translation></message>
 <message id="tr.add.user"><source></source><translation>&amp;Benutzername</translation></message>
 <message id="tr.add.user-missing"><source></source><translation>Zu einem Passwort gehört ein Benutzername.</translation></message>
+<message id="tr.address.failed"><source></source><translation>„%1“ lässt sich nicht von der neuen Adresse fortsetzen: %2</translation></message>
+<message id="tr.address.new"><source></source><translation>Neue Adresse</translation></message>
+<message id="tr.address.note"><source></source><translation>Der Download wird von der neuen Adresse fortgesetzt, sobald feststeht, dass sie dieselbe Datei hat.</translation></message>
+<message id="tr.address.ok"><source></source><translation>Ändern</translation></message>
+<message id="tr.address.old"><source></source><translation>Bisherige Adresse</translation></message>
+<message id="tr.address.taken"><source></source><translation>Diese Adresse ist schon in der Liste.</translation></message>
+<message id="tr.address.title"><source></source><translation>Adresse ändern</translation></message>
+<message id="tr.address.unusable"><source></source><translation>Das ist keine Adresse, von der geladen werden kann: http, https, ftp und sftp sind möglich.</translation></message>
 <message id="tr.alert.removes" numerus="yes"><source></source><translation><numerusform>Dieser Download wird von der Festplatte gelöscht:</numerusform><numerusform>Diese %n Downloads werden von der Festplatte gelöscht:</numerusform></translation></message>
 <message id="tr.alert.removes-more" numerus="yes"><source></source><translation><numerusform>und %n weiterer</numerusform><numerusform>und %n weitere</numerusform></translation></message>
 <message id="tr.archive.address-kind"><source></source><translation>eine Adresse ist von anderer Art</translation></message>
@@ -151,6 +160,14 @@
 <message id="tr.empty.none-fits-advice"><source></source><translation>Keiner passt zum Filter oder zur Suche.</translation></message>
 <message id="tr.empty.show-all"><source></source><translation>Alle an&amp;zeigen</translation></message>
 <message id="tr.empty.title"><source></source><translation>Noch keine Downloads</translation></message>
+<message id="tr.err.address-bytes"><source></source><translation>Die Datei an der neuen Adresse enthält andere Daten als die, die schon da sind.</translation></message>
+<message id="tr.err.address-no-parts"><source></source><translation>Der Server der neuen Adresse kann keine Teile der Datei senden, also lässt sich das Vorhandene nicht fortsetzen.</translation></message>
+<message id="tr.err.address-page"><source></source><translation>Die neue Adresse führt zu einer Seite, nicht zur Datei.</translation></message>
+<message id="tr.err.address-recovery"><source></source><translation>Der unfertige Download ist unverändert. Versuchen Sie eine andere Adresse.</translation></message>
+<message id="tr.err.address-size"><source></source><translation>Die Datei an der neuen Adresse hat eine andere Größe: %1 statt %2 Byte.</translation></message>
+<message id="tr.err.address-size-not-recorded"><source></source><translation>Die Größe dieses Downloads war nie bekannt, daher lässt sich von keiner anderen Adresse zeigen, dass sie dieselbe Datei hat.</translation></message>
+<message id="tr.err.address-size-unknown"><source></source><translation>Der Server der neuen Adresse nennt die Größe seiner Datei nicht, daher lässt sich nicht zeigen, dass es dieselbe ist.</translation></message>
+<message id="tr.err.address-version"><source></source><translation>Der Server der neuen Adresse hat eine andere Fassung der Datei.</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>Der Download wurde gestoppt.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Ein anderes Programm hat Tarvo um etwas in einer Form gebeten, die Tarvo nicht versteht.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>Die gespeicherten Daten können nicht gelesen werden: %1.</translation></message>

@@ -27,6 +27,7 @@
 <message id="tr.action.about"><source></source><translation>&amp;About Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>&amp;Add…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Add from &amp;Clipboard</translation></message>
+<message id="tr.action.change-address"><source></source><translation>Change &amp;Address…</translation></message>
 <message id="tr.action.checksums"><source></source><translation>Chec&amp;ksums…</translation></message>
 <message id="tr.action.clear-completed"><source></source><translation>Remove A&amp;ll Completed</translation></message>
 <message id="tr.action.connections"><source></source><translation>Co&amp;nnections</translation></message>
@@ -81,6 +82,14 @@
 <message id="tr.add.title"><source></source><translation>Add Downloads</translation></message>
 <message id="tr.add.user"><source></source><translation>&amp;User name</translation></message>
 <message id="tr.add.user-missing"><source></source><translation>A password needs a user name.</translation></message>
+<message id="tr.address.failed"><source></source><translation>"%1" can't go on from the new address: %2</translation></message>
+<message id="tr.address.new"><source></source><translation>New address</translation></message>
+<message id="tr.address.note"><source></source><translation>The download goes on from the new address once that is shown to have the same file.</translation></message>
+<message id="tr.address.ok"><source></source><translation>Change</translation></message>
+<message id="tr.address.old"><source></source><translation>Present address</translation></message>
+<message id="tr.address.taken"><source></source><translation>That address is in the list already.</translation></message>
+<message id="tr.address.title"><source></source><translation>Change Address</translation></message>
+<message id="tr.address.unusable"><source></source><translation>That is no address that can be downloaded: http, https, ftp and sftp are supported.</translation></message>
 <message id="tr.alert.removes" numerus="yes"><source></source><translation><numerusform>This deletes %n download from the disk:</numerusform><numerusform>This deletes %n downloads from the disk:</numerusform></translation></message>
 <message id="tr.alert.removes-more" numerus="yes"><source></source><translation><numerusform>and %n more</numerusform><numerusform>and %n more</numerusform></translation></message>
 <message id="tr.archive.address-kind"><source></source><translation>an address is of another kind</translation></message>
@@ -151,6 +160,14 @@
 <message id="tr.empty.none-fits-advice"><source></source><translation>None fits the filter or the search.</translation></message>
 <message id="tr.empty.show-all"><source></source><translation>Show &amp;All</translation></message>
 <message id="tr.empty.title"><source></source><translation>No downloads yet</translation></message>
+<message id="tr.err.address-bytes"><source></source><translation>The file at the new address holds other bytes than those that are there already.</translation></message>
+<message id="tr.err.address-no-parts"><source></source><translation>The server of the new address can't send parts of the file, so what is there already can't be continued.</translation></message>
+<message id="tr.err.address-page"><source></source><translation>The new address leads to a page, not to the file.</translation></message>
+<message id="tr.err.address-recovery"><source></source><translation>The unfinished download is as it was. Try another address.</translation></message>
+<message id="tr.err.address-size"><source></source><translation>The file at the new address has another size: %1 bytes instead of %2.</translation></message>
+<message id="tr.err.address-size-not-recorded"><source></source><translation>The size of this download was never known, so no other address can be shown to have the same file.</translation></message>
+<message id="tr.err.address-size-unknown"><source></source><translation>The server of the new address does not tell the size of its file, so it can't be shown to be the same.</translation></message>
+<message id="tr.err.address-version"><source></source><translation>The server of the new address has another version of the file.</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>The download was stopped.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>

@@ -27,6 +27,7 @@
 <message id="tr.action.about"><source></source><translation>À &amp;propos de Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>Aj&amp;outer…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Ajouter depuis le &amp;presse-papiers</translation></message>
+<message id="tr.action.change-address"><source></source><translation>Modi&amp;fier l’adresse…</translation></message>
 <message id="tr.action.checksums"><source></source><translation>Sommes de contrô&amp;le…</translation></message>
 <message id="tr.action.clear-completed"><source></source><translation>Retirer &amp;tous les terminés</translation></message>
 <message id="tr.action.connections"><source></source><translation>Conne&amp;xions</translation></message>
@@ -81,6 +82,14 @@
 <message id="tr.add.title"><source></source><translation>Ajouter des téléchargements</translation></message>
 <message id="tr.add.user"><source></source><translation>Nom d’&amp;utilisateur</translation></message>
 <message id="tr.add.user-missing"><source></source><translation>Un mot de passe nécessite un nom d’utilisateur.</translation></message>
+<message id="tr.address.failed"><source></source><translation>« %1 » ne peut pas continuer depuis la nouvelle adresse : %2</translation></message>
+<message id="tr.address.new"><source></source><translation>Nouvelle adresse</translation></message>
+<message id="tr.address.note"><source></source><translation>Le téléchargement continue depuis la nouvelle adresse dès qu’il est établi qu’elle a le même fichier.</translation></message>
+<message id="tr.address.ok"><source></source><translation>Modifier</translation></message>
+<message id="tr.address.old"><source></source><translation>Adresse actuelle</translation></message>
+<message id="tr.address.taken"><source></source><translation>Cette adresse est déjà dans la liste.</translation></message>
+<message id="tr.address.title"><source></source><translation>Modifier l’adresse</translation></message>
+<message id="tr.address.unusable"><source></source><translation>Ce n’est pas une adresse téléchargeable : http, https, ftp et sftp sont possibles.</translation></message>
 <message id="tr.alert.removes" numerus="yes"><source></source><translation><numerusform>%n téléchargement sera supprimé du disque :</numerusform><numerusform>%n téléchargements seront supprimés du disque :</numerusform></translation></message>
 <message id="tr.alert.removes-more" numerus="yes"><source></source><translation><numerusform>et %n autre</numerusform><numerusform>et %n autres</numerusform></translation></message>
 <message id="tr.archive.address-kind"><source></source><translation>une adresse est d’un autre type</translation></message>
@@ -151,6 +160,14 @@
 <message id="tr.empty.none-fits-advice"><source></source><translation>Aucun ne correspond au filtre ou à la recherche.</translation></message>
 <message id="tr.empty.show-all"><source></source><translation>Tout affi&amp;cher</translation></message>
 <message id="tr.empty.title"><source></source><translation>Aucun téléchargement</translation></message>
+<message id="tr.err.address-bytes"><source></source><translation>Le fichier à la nouvelle adresse contient d’autres données que celles déjà présentes.</translation></message>
+<message id="tr.err.address-no-parts"><source></source><translation>Le serveur de la nouvelle adresse ne peut pas envoyer de parties du fichier, on ne peut donc pas continuer ce qui est déjà là.</translation></message>
+<message id="tr.err.address-page"><source></source><translation>La nouvelle adresse mène à une page, pas au fichier.</translation></message>
+<message id="tr.err.address-recovery"><source></source><translation>Le téléchargement inachevé est resté tel quel. Essayez une autre adresse.</translation></message>
+<message id="tr.err.address-size"><source></source><translation>Le fichier à la nouvelle adresse a une autre taille : %1 octets au lieu de %2.</translation></message>
+<message id="tr.err.address-size-not-recorded"><source></source><translation>La taille de ce téléchargement n’a jamais été connue, on ne peut donc pas montrer qu’une autre adresse a le même fichier.</translation></message>
+<message id="tr.err.address-size-unknown"><source></source><translation>Le serveur de la nouvelle adresse n’indique pas la taille de son fichier, on ne peut donc pas montrer que c’est le même.</translation></message>
+<message id="tr.err.address-version"><source></source><translation>Le serveur de la nouvelle adresse a une autre version du fichier.</translation></message>
 <message id="tr.err.already-stopped"><source></source><translation>Le téléchargement a été arrêté.</translation></message>
 <message id="tr.err.api-format"><source></source><translation>Un autre programme a adressé à Tarvo une demande dont Tarvo ne comprend pas la forme.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>Les données enregistrées sont illisibles : %1.</translation></message>

@@ -24,7 +24,7 @@ _tarvo_get() {
         ;;
     --user) mapfile -t COMPREPLY < <(compgen -u -- "$cur") ;;
     -x | --connections | -j | --jobs | --referer | --user-agent | --proxy | --retries) ;;
-    -H | --header | --limit-rate | --max-filesize | --connect-timeout) ;;
+    -H | --header | --address | --limit-rate | --max-filesize | --connect-timeout) ;;
     -o | --output)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$cur")
@@ -34,7 +34,7 @@ _tarvo_get() {
             mapfile -t COMPREPLY < <(compgen -W '-d --directory -x --connections -j --jobs -i --input-file
                 -o --output --referer --user --user-agent --proxy --checksum --retries --attach -q --quiet --json
                 --verbose --version -h --help --max-filesize --again -c --continue --limit-rate --connect-timeout
-                -4 --ipv4 -6 --ipv6 -H --header --cookie-file' -- "$cur")
+                -4 --ipv4 -6 --ipv6 -H --header --cookie-file --address' -- "$cur")
         else
             compopt -o filenames # a bundle is a folder, and may be in one
             mapfile -t COMPREPLY < <(compgen -d -- "$cur")

@@ -35,6 +35,7 @@ enum RemoteFileError : std::int64_t {
     kRemoteFileFtpDirectory = 7,
     kRemoteFileAlreadyComplete = 9,
     kRemoteFileFolderAway = 10,
+    kRemoteFileAddressRefused = 11,
 };
 
 /// Codes of ErrorDomain::Tarvo.

@@ -2,7 +2,7 @@
 
 #include "base/Localized.h"
 #include "base/Runloop.h"
-#include "jobs/CURLRemoteFile.h"
+#include "cli/TargetJobs.h"
 #include "jobs/TRFileHash.h"
 
 #include <atomic>
@@ -86,15 +86,7 @@ void DownloadRunner::start() {
 }
 
 void DownloadRunner::addTarget(const Target& target) {
-    std::shared_ptr<CURLRemoteFile> job;
-    if (target.url) {
-        job = CURLRemoteFile::create(*target.url, m_options.connections, m_options.directory, m_environment);
-        job->setReferer(m_options.referer);
-        if (m_options.outputName)
-            job->setOverridenFileName(*m_options.outputName);
-    } else {
-        job = CURLRemoteFile::fromBundleFile(target.bundle, m_environment);
-    }
+    const Job job = jobFor(target, m_options, m_environment);
     m_downloads[job.get()].retriesLeft = m_options.retries;
     if (const auto failed = job->error()) { // a bundle that can't be read
         reportFailed(job, *failed);

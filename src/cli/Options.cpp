@@ -25,6 +25,7 @@ constexpr std::int64_t kMostJobs = 256;
 struct Raw {
     std::vector<std::string> targets;
     std::string inputFile;
+    std::string address;
     std::string referer;
     std::string user;
     std::string checksum;
@@ -57,6 +58,9 @@ void describeFiles(CLI::App& app, Options& options, Raw& raw) {
         ->type_name("[DIR/]NAME");
     app.add_option("-i,--input-file", raw.inputFile, "Text with links, one a line; '-' is standard input")
         ->type_name("FILE");
+    app.add_option("--address", raw.address,
+                   "New address for a bundle, proven to have the same file before it goes on")
+        ->type_name("URL");
     app.add_option("--checksum", raw.checksum,
                    "Digest the file must have: ALGO=HEX, ALGO:HEX or HEX of md5, sha1, sha256 or sha512")
         ->type_name("DIGEST");
@@ -120,10 +124,10 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
     auto* attach =
         app.add_flag("--attach", options.attach, "Hand the links to the running application and end");
     // The running application downloads by its own settings: it is handed addresses and paths, nothing else.
-    for (const auto* own :
-         {"--directory", "--connections", "--jobs", "--output", "--referer", "--user", "--user-agent",
-          "--proxy", "--checksum", "--retries", "--verbose", "--max-filesize", "--again", "--limit-rate",
-          "--connect-timeout", "--ipv4", "--ipv6", "--header", "--cookie-file"})
+    for (const auto* own : {"--directory", "--connections",  "--jobs",   "--output",      "--referer",
+                            "--user",      "--user-agent",   "--proxy",  "--checksum",    "--retries",
+                            "--verbose",   "--max-filesize", "--again",  "--limit-rate",  "--connect-timeout",
+                            "--ipv4",      "--ipv6",         "--header", "--cookie-file", "--address"})
         attach->excludes(app.get_option(own));
 }
 
@@ -140,6 +144,18 @@ std::optional<EarlyExit> readTargets(const Raw& raw, Options& options) {
     }
     if (options.targets.empty() && options.badLines.empty())
         return badUsage("nothing to download.");
+    return std::nullopt;
+}
+
+std::optional<EarlyExit> readAddress(const Raw& raw, Options& options) {
+    if (raw.address.empty())
+        return std::nullopt;
+    const auto named = targetOf(raw.address);
+    if (!named)
+        return badUsage("--address: " + named.error().sentence());
+    if (options.targets.size() != 1 || options.targets.front().url || !named->url)
+        return badUsage("--address gives a new address to a single .trdownload bundle.");
+    options.address = named->url;
     return std::nullopt;
 }
 
@@ -202,8 +218,8 @@ std::optional<EarlyExit> readAmounts(const Raw& raw, Options& options) {
 }
 
 std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
-    for (const auto& read :
-         {readTargets(raw, options), readOutput(raw, options), readAmounts(raw, options)}) {
+    for (const auto& read : {readTargets(raw, options), readAddress(raw, options), readOutput(raw, options),
+                             readAmounts(raw, options)}) {
         if (read)
             return read;
     }

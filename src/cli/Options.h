@@ -22,6 +22,7 @@ struct Options {
     std::int64_t connections = 1; ///< for each file
     std::int64_t jobs = 1;        ///< files at once
     std::optional<std::string> outputName;
+    std::optional<Url> address; ///< from which the one bundle is to go on
     std::optional<Url> referer;
     std::optional<std::string> userName;
     std::optional<std::string> password;

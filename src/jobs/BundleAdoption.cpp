@@ -49,7 +49,7 @@ bool BundleAdoption::wasFinishedBefore() {
     if (!bundle || bundle->tempFileExists() || !bundle->progressFileExists())
         return false;
     const auto saved = ProgressFile(bundle->progressFile(), m_environment.disk).readData();
-    if (!saved || !saved->isOf(m_url) || saved->fileSize < 1 ||
+    if (!saved || !(saved->isOf(m_url) || isOfFormer(*saved)) || saved->fileSize < 1 ||
         Disk::lengthOfFile(bundle->finalFile()) != saved->fileSize)
         return false;
     Log::warning("The download \"{}\" was finished before; only its bundle was left", bundle->finalFile());
@@ -141,6 +141,18 @@ Result<void> BundleAdoption::adoptRecord(const ProgressBundle& bundle, const Pro
     return {};
 }
 
+bool BundleAdoption::isOfFormer(const ProgressState& saved) const {
+    const auto& former = m_found.facts.formerUrl;
+    return former && !saved.isOf(m_url) && saved.isOf(*former);
+}
+
+Result<void> BundleAdoption::checkRecord(const ProgressState& saved, const ProbeAnswers& probe) {
+    if (isOfFormer(saved))
+        return m_proof.run(saved, m_intake.snapshot(), probe, m_found.facts.referer);
+    const bool fits = saved.isOf(m_url) && saved.fileSize == probe.contentLength;
+    return fits ? Result<void>() : failure(mismatch());
+}
+
 /// The bundle's record, if the download can go on with it, else a fresh one.
 Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {
     AdoptedRecord adopted{.data = std::make_shared<ProgressData>(probe.contentLength),
@@ -150,16 +162,17 @@ Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, c
     const auto saved = ProgressFile(bundle.progressFile(), m_environment.disk).readData();
     if (!saved)
         return failure(damaged(bundle, saved.error()));
-    if (!saved->isOf(m_url) || saved->fileSize != probe.contentLength)
-        return failure(mismatch());
+    if (const auto fits = checkRecord(*saved, probe); !fits)
+        return failure(fits.error());
     DownloadFacts& facts = m_found.facts;
-    facts.referer = saved->referer ? saved->referer : facts.referer;
+    if (!isOfFormer(*saved) && saved->referer)
+        facts.referer = saved->referer;
     if (!facts.isChosen)
         facts.requestedPartitions = usableConnections(saved->requestedConnections);
     facts.checksum = facts.checksum ? facts.checksum : Checksum::parse(saved->checksum);
     facts.isRecovered = true;
     const bool isEmpty = saved->progressData->totalBytesDownloaded() == 0;
-    if (isEmpty)
+    if (isEmpty && !isOfFormer(*saved))
         adopted.timesChanged = saved->timesChanged;
     // A single stream can't be continued: it always starts over.
     if (isEmpty || !probe.supportsParts || saved->progressData->isIndeterminateSize())

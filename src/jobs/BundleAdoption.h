@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "jobs/AddressProof.h"
 #include "jobs/DataIntake.h"
 #include "jobs/DownloadFacts.h"
 #include "jobs/DownloadProbe.h"
@@ -20,8 +21,9 @@ struct BundlePlace {
 class BundleAdoption {
 public:
     /// All outlive it.
-    BundleAdoption(Findings& found, const Url& url, DataIntake& intake, const JobEnvironment& environment)
-        : m_found(found), m_url(url), m_intake(intake), m_environment(environment) {}
+    BundleAdoption(Findings& found, const Url& url, DataIntake& intake, AddressProof& proof,
+                   const JobEnvironment& environment)
+        : m_found(found), m_url(url), m_intake(intake), m_proof(proof), m_environment(environment) {}
 
     /// Whether a bundle that is known already may be looked at. Error: it is away with its disk, or is not
     /// the user's own.
@@ -36,7 +38,8 @@ public:
     Result<ProgressBundle> take(const BundlePlace& place, const ProbeAnswers& probe);
 
     /// Has the intake go on with the bundle's record if it is of the file that the probe has found, else with
-    /// a fresh one. Nothing of the bundle is read before it is taken.
+    /// a fresh one. Nothing of the bundle is read before it is taken. A record of the former address is gone
+    /// on with only after proof: without it nothing is changed.
     Result<void> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
 
 private:
@@ -44,12 +47,15 @@ private:
     Result<ProgressBundle> makeNew(const BundlePlace& place, const ProbeAnswers& probe);
     bool isFinishedHere(const std::string& file, const ProbeAnswers& probe) const;
     void forgetBundle();
+    bool isOfFormer(const ProgressState& saved) const;
+    Result<void> checkRecord(const ProgressState& saved, const ProbeAnswers& probe);
     Result<AdoptedRecord> readRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<void> startOver(const ProgressBundle& bundle, const ProgressState& saved);
 
     Findings& m_found;
     const Url& m_url;
     DataIntake& m_intake;
+    AddressProof& m_proof;
     const JobEnvironment& m_environment;
 };
 

@@ -3,7 +3,6 @@
 #include "base/Log.h"
 #include "base/Runloop.h"
 #include "jobs/BundleAtRest.h"
-#include "jobs/JobErrors.h"
 
 #include <cerrno>
 
@@ -55,21 +54,28 @@ void CURLRemoteFile::setReferer(const std::optional<Url>& referer) {
 }
 
 std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
+    if (m_url)
+        return make(originAt(*m_url, m_facts), environment());
     const auto& bookmark = m_facts.bundle.bookmark;
     const auto bundle = bookmark ? ProgressBundle::fromBundleDirectory(*bookmark) : std::nullopt;
-    if (!m_url && bundle)
-        return make(originOfBundleOrAway(*bundle, environment().disk, addedDate()), environment());
-    if (!Log::assertThat(m_url.has_value()))
-        return nullptr;
-    // A copy is made of what this job knows of itself, never of what its bundle says meanwhile: it must
-    // not turn into another download. Preparation compares the two.
-    return make({.url = m_url,
-                 .folder = m_basePath,
-                 .facts = m_facts,
-                 .name = overridenFileName(),
-                 .fileSize = awaitedBundle() ? fileSize() : 0, // which may go on being away
-                 .added = addedDate()},
-                environment());
+    return Log::assertThat(bundle.has_value())
+               ? make(originOfBundleOrAway(*bundle, environment().disk, addedDate()), environment())
+               : nullptr;
+}
+
+std::shared_ptr<RemoteFile> CURLRemoteFile::copyAt(const Url& address) const {
+    return m_url ? make(originAt(address, m_facts.movedFrom(*m_url, address)), environment()) : nullptr;
+}
+
+/// Of what this job knows of itself, never of what its bundle says meanwhile: a copy must not turn into
+/// another download. Preparation compares the two.
+JobOrigin CURLRemoteFile::originAt(const Url& url, const DownloadFacts& facts) const {
+    return {.url = url,
+            .folder = m_basePath,
+            .facts = facts,
+            .name = overridenFileName(),
+            .fileSize = awaitedBundle() ? fileSize() : 0, // which may go on being away
+            .added = addedDate()};
 }
 
 void CURLRemoteFile::encode(KeyedArchiver& archiver) const {
@@ -84,7 +90,9 @@ double CURLRemoteFile::percentComplete() const {
 }
 
 std::int64_t CURLRemoteFile::activeConnections() const {
-    return isActive() && m_transfer ? m_transfer->activeConnections() : partitionCount();
+    if (isActive() && m_transfer)
+        return m_transfer->activeConnections();
+    return supportsMultipartDownloads() ? m_facts.requestedPartitions : 1;
 }
 
 std::optional<SegmentsSnapshot> CURLRemoteFile::segments() const {
@@ -92,10 +100,6 @@ std::optional<SegmentsSnapshot> CURLRemoteFile::segments() const {
     if (isActive() && m_transfer)
         m_transfer->addTo(snapshot);
     return m_intake->tryAddTo(snapshot) ? std::optional(std::move(snapshot)) : std::nullopt;
-}
-
-bool CURLRemoteFile::isRetryable() const {
-    return !error() || canHeal(*error());
 }
 
 /// What a single stream has brought is worth more than a fresh start: the server may only be slow.
@@ -106,8 +110,12 @@ bool CURLRemoteFile::failsWhenStalled() const {
 std::optional<DownloadLink> CURLRemoteFile::link() const {
     if (!m_url)
         return std::nullopt;
-    return DownloadLink{*m_url,          m_basePath,          m_facts.requestedPartitions,
-                        m_facts.referer, overridenFileName(), addedDate(),
+    return DownloadLink{m_facts.recordedUrl(*m_url),
+                        m_basePath,
+                        m_facts.requestedPartitions,
+                        m_facts.referer,
+                        overridenFileName(),
+                        addedDate(),
                         m_facts.checksum};
 }
 
@@ -172,9 +180,7 @@ void CURLRemoteFile::takeOver(const Findings& found) {
     if (!found.finished)
         return;
     m_finalFileBookmark = found.finished->path;
-    const auto whole = std::make_shared<ProgressData>(found.finished->length);
-    whole->recordBytesDownloaded(0, found.finished->length);
-    m_intake->show(whole, found.finished->length);
+    m_intake->showWhole(found.finished->length);
     setFileSize(found.finished->length);
 }
 
@@ -238,7 +244,7 @@ std::optional<Error> CURLRemoteFile::removeFiles() {
     JobRemains remains;
     onMain([&] {
         remains = {m_finalFileBookmark, m_facts.bundle.isOwned ? m_facts.bundle.bookmark : std::nullopt,
-                   m_url, m_intake->isOpen()};
+                   m_facts.formerUrl ? m_facts.formerUrl : m_url, m_intake->isOpen()};
     });
     return removeRemains(remains, environment().disk);
 }
@@ -267,23 +273,18 @@ Result<void> CURLRemoteFile::moveTo(const ProgressBundle& target) {
 }
 
 void CURLRemoteFile::aboutToEnter(rf_state_t state) {
-    if (state == rf_state_failed) {
+    if (state == rf_state_failed)
         m_intake->fail(error().value_or(incomplete()));
-        stopWork();
-    } else if (state == rf_state_stopped) {
+    else if (state == rf_state_stopped)
         m_intake->stop();
-        stopWork();
-    } else if (m_transfer && state == rf_state_paused) {
+    else if (m_transfer && state == rf_state_paused)
         m_transfer->requestPause();
-    } else if (m_transfer && state == rf_state_running) {
+    else if (m_transfer && state == rf_state_running)
         m_transfer->requestResume();
-    }
-}
-
-void CURLRemoteFile::stopWork() {
-    if (m_preparation)
+    const bool isOver = state == rf_state_failed || state == rf_state_stopped;
+    if (isOver && m_preparation)
         m_preparation->requestStop();
-    if (m_transfer)
+    if (isOver && m_transfer)
         m_transfer->requestStop();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "jobs/DownloadPreparation.h"
+#include "jobs/JobErrors.h"
 #include "jobs/JobOrigin.h"
 #include "jobs/RemoteFileBase.h"
 #include "jobs/SegmentedTransfer.h"
@@ -49,11 +50,6 @@ public:
 
     void setUserRequestedPartitions(std::int64_t asked) override { m_facts.choosePartitions(asked); }
 
-    /// What is asked for when the server supports it, else 1.
-    std::int64_t partitionCount() const {
-        return supportsMultipartDownloads() ? m_facts.requestedPartitions : 1;
-    }
-
     std::int64_t activeConnections() const override;
 
     std::optional<SegmentsSnapshot> segments() const override;
@@ -65,7 +61,8 @@ public:
 
     bool recoveredSession() const override { return m_facts.isRecovered; }
 
-    bool isRetryable() const override;
+    bool isRetryable() const override { return !error() || canHeal(*error()); }
+
     std::optional<DownloadLink> link() const override;
     std::optional<std::string> awaitedBundle() const override;
     Result<void> saveProgress() override;
@@ -75,6 +72,7 @@ public:
 
     std::optional<Error> removeFiles() override;
     std::shared_ptr<RemoteFile> copy() const override;
+    std::shared_ptr<RemoteFile> copyAt(const Url& address) const override;
 
     std::string description() const override;
 
@@ -94,8 +92,8 @@ private:
     void takeOver(const FinishedFile& finished);
     bool failsWhenStalled() const override;
     void aboutToEnter(rf_state_t state) override;
-    void stopWork();
     Result<void> moveTo(const ProgressBundle& target);
+    JobOrigin originAt(const Url& url, const DownloadFacts& facts) const;
 
     std::string m_basePath;
     DownloadFacts m_facts;

@@ -96,6 +96,12 @@ void DataIntake::show(const std::shared_ptr<ProgressData>& record, std::int64_t 
     m_totalDone = record->totalBytesDownloaded();
 }
 
+void DataIntake::showWhole(std::int64_t length) {
+    const auto whole = std::make_shared<ProgressData>(length);
+    whole->recordBytesDownloaded(0, length);
+    show(whole, length);
+}
+
 Result<void> DataIntake::adopt(AdoptedRecord adopted, std::int64_t fileSize) {
     auto state = m_state.lock();
     if (!state->file) // given up meanwhile: the job was stopped

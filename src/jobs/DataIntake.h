@@ -82,6 +82,9 @@ public:
     /// Shows a record that is not gone on with yet, or that the download has ended with.
     void show(const std::shared_ptr<ProgressData>& record, std::int64_t fileSize);
 
+    /// The same of a file that is whole; `length` in bytes.
+    void showWhole(std::int64_t length);
+
     /// Goes on with `adopted`, of which no more is believed than the data file holds; the file is cut to what
     /// is.
     Result<void> adopt(AdoptedRecord adopted, std::int64_t fileSize);

@@ -28,11 +28,29 @@ struct DownloadFacts {
     BundleFacts bundle{};
     std::optional<Checksum> checksum{}; ///< that the file is to be compared with
     bool isRecovered = false;           ///< from an earlier run of the program
+    /// Of which the bundle's record still is, while it is not proven that the download's address has the same
+    /// file (AddressProof).
+    std::optional<Url> formerUrl{};
 
     /// The nearest number that is usable.
     void choosePartitions(std::int64_t asked) {
         requestedPartitions = std::clamp<std::int64_t>(asked, 1, kMostConnections);
         isChosen = true;
+    }
+
+    /// Of which what is on disk is; `url`: the download's.
+    const Url& recordedUrl(const Url& url) const { return formerUrl ? *formerUrl : url; }
+
+    /// These facts of the download at `former`, once it is to go on from `next`. A page that led to the one
+    /// is no business of another server.
+    DownloadFacts movedFrom(const Url& former, const Url& next) const {
+        DownloadFacts facts = *this;
+        facts.formerUrl = recordedUrl(former);
+        if (facts.formerUrl == next) // back to where the record is
+            facts.formerUrl.reset();
+        if (former.origin() != next.origin())
+            facts.referer.reset();
+        return facts;
     }
 
     /// These facts, with the connections of `other` if the user has chosen them there.

@@ -12,8 +12,8 @@ DownloadPreparation::DownloadPreparation(const Url& url, const DownloadFacts& kn
                                          std::shared_ptr<DataIntake> intake,
                                          const JobEnvironment& environment)
     : m_url(url), m_intake(std::move(intake)), m_environment(environment), m_found{.facts = known},
-      m_probe(environment.transfers, url, known.referer, tokens),
-      m_adoption(m_found, m_url, *m_intake, environment) {
+      m_probe(environment.transfers, url, known.referer, tokens), m_proof(environment.transfers),
+      m_adoption(m_found, m_url, *m_intake, m_proof, environment) {
 }
 
 Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
@@ -24,8 +24,7 @@ Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
         return failure(usable.error());
     if (m_adoption.wasFinishedBefore())
         return failure(alreadyComplete());
-    const auto probe = m_probe.run();
-    m_found.authenticationUrl = m_probe.authenticationUrl();
+    const auto probe = this->probe();
     if (!probe)
         return failure(probe.error());
     const auto place = show(*probe);
@@ -41,6 +40,15 @@ Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
     return makeReady(*bundle, *probe);
 }
 
+Result<ProbeAnswers> DownloadPreparation::probe() {
+    auto probe = m_probe.run();
+    m_found.authenticationUrl = m_probe.authenticationUrl();
+    const bool isPage = !probe && probe.error().is(ErrorDomain::RemoteFile, HTMLPageErrorCode);
+    if (isPage && m_found.facts.formerUrl) // a download from that page would be another one
+        return failure(addressRefused("tr.err.address-page"));
+    return probe;
+}
+
 Result<ReadyDownload> DownloadPreparation::makeReady(const ProgressBundle& bundle,
                                                      const ProbeAnswers& probe) {
     m_owner.assertIsHere();
@@ -54,6 +62,7 @@ Result<ReadyDownload> DownloadPreparation::makeReady(const ProgressBundle& bundl
     if (const auto written = writeFirstRecord(bundle, data); !written)
         return failure(written.error());
     m_found.facts.bundle.hasRecord = true;
+    m_found.facts.formerUrl.reset();
     return ready;
 }
 

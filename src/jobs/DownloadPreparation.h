@@ -38,10 +38,14 @@ public:
     /// What has been found out, also by a run that has failed. After the run.
     const Findings& found() const { return m_found; }
 
-    /// Ends the probe at once. Any thread.
-    void requestStop() { m_probe.requestStop(); }
+    /// Ends what is asked of servers at once. Any thread.
+    void requestStop() {
+        m_probe.requestStop();
+        m_proof.requestStop();
+    }
 
 private:
+    Result<ProbeAnswers> probe();
     Result<ReadyDownload> makeReady(const ProgressBundle& bundle, const ProbeAnswers& probe);
     Result<void> writeFirstRecord(const ProgressBundle& bundle, const DataSnapshot& data);
 
@@ -50,6 +54,7 @@ private:
     const JobEnvironment& m_environment;
     Findings m_found;
     DownloadProbe m_probe;
+    AddressProof m_proof;
     BundleAdoption m_adoption;
     ThreadOwner m_owner;
 };

@@ -65,6 +65,7 @@ Error folderAway(const std::string& folder) {
 bool canHeal(const Error& error) {
     return !isFinalRefusal(error) && !error.is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode) &&
            !error.is(ErrorDomain::RemoteFile, HTMLPageErrorCode) &&
+           !error.is(ErrorDomain::RemoteFile, kRemoteFileAddressRefused) &&
            !error.is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory);
 }
 

@@ -148,6 +148,10 @@ public:
     /// A fresh job for the same download, in the state rf_state_initializing.
     virtual std::shared_ptr<RemoteFile> copy() const = 0;
 
+    /// The same, but to go on from another address, which its preparation puts to the proof (AddressProof):
+    /// without that it fails, and what is on disk is as it was. Null where that can't be.
+    virtual std::shared_ptr<RemoteFile> copyAt(const Url& /*address*/) const { return nullptr; }
+
 Q_SIGNALS:
     /// Once for each real change.
     void currentStateChanged(tarvo::rf_state_t oldState, tarvo::rf_state_t newState);

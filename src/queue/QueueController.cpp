@@ -12,13 +12,6 @@
 
 namespace tarvo {
 
-namespace {
-
-constexpr int kOneSecondMs = 1'000;
-constexpr int kTenSecondsMs = 10'000;
-
-} // namespace
-
 QueueController::QueueController(const Environment& environment)
     : m_environment(environment), m_remoteFiles(environment.notifications), m_run(m_remoteFiles),
       m_scheduler(m_remoteFiles, 1, *this,
@@ -36,8 +29,8 @@ QueueController::QueueController(const Environment& environment)
         m_stateSaver->restoreUIState();
         m_stateSaver->beginSavingStateWhenNeeded();
     }
-    m_oneSecondTimer.start(kOneSecondMs);
-    m_tenSecondTimer.start(kTenSecondsMs);
+    m_oneSecondTimer.start(std::chrono::seconds(1));
+    m_tenSecondTimer.start(std::chrono::seconds(10));
 }
 
 void QueueController::connectSignals() {

@@ -13,6 +13,7 @@
 #include "base/WorkQueue.h"
 #include "jobs/JobEnvironment.h"
 #include "queue/Additions.h"
+#include "queue/AddressChanges.h"
 #include "queue/AlertPresenter.h"
 #include "queue/DesktopCompanions.h"
 #include "queue/JobReloads.h"
@@ -100,6 +101,9 @@ public:
     void setConnections(const std::vector<Job>& jobs, std::int64_t connections);
     Result<void> rename(const Job& job, const std::string& name); ///< see RemoteFile::rename()
 
+    /// Has an unfinished download go on from another address.
+    AddressChanges& addressChanges() { return m_addressChanges; }
+
     void clearCompleted() { m_scheduler.clearCompleted(); }
 
     /// Saves the progress of every running job, in the background.
@@ -152,6 +156,7 @@ private:
     JobFiles m_files;
 
     TRQueueScheduler m_scheduler;
+    AddressChanges m_addressChanges{m_remoteFiles, m_scheduler, m_files, m_environment.alerts};
     QueueEnding m_ending;
     std::unique_ptr<DesktopCompanions> m_companions;
     StatsBroadcaster m_statsBroadcaster;

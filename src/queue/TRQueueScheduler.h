@@ -59,6 +59,9 @@ public:
     /// Takes finished jobs out of the queue.
     void clearCompleted();
 
+    /// Whether the user holds the job back.
+    bool holdsBack(const Job& job) const { return m_pausedSet.contains(job); }
+
     /// From now on nothing is prepared or started; a prompt or page that is open ends without an answer.
     void stopScheduling();
 

@@ -36,6 +36,7 @@ void SelectionFacts::add(const SelectedRow& row, std::size_t place) {
     m_withAddress += one(row.hasAddress);
     m_withFile += one(row.hasFile);
     m_renamable += one(row.supportsRenaming);
+    m_movable += one(row.hasAddress && !isEnded);
 }
 
 std::set<RowCommand> SelectionFacts::enabled(std::size_t rows) const {
@@ -51,6 +52,7 @@ std::set<RowCommand> SelectionFacts::enabled(std::size_t rows) const {
         {moveDown, m_count > 0 && m_first + m_count < rows},
         {connections, m_unfinished > 0},
         {rename, m_count == 1 && m_renamable == 1},
+        {changeAddress, m_count == 1 && m_movable == 1},
         {checksums, m_count == 1 && m_withFile == 1},
         {information, m_count > 0},
         {remove, m_count > 0},

@@ -31,6 +31,7 @@ enum class RowCommand {
     moveDown,
     connections,
     rename,
+    changeAddress,
     checksums,
     information,
     remove, ///< and with data
@@ -59,6 +60,7 @@ private:
     std::size_t m_withAddress = 0;
     std::size_t m_withFile = 0;
     std::size_t m_renamable = 0;
+    std::size_t m_movable = 0; // to another address
 };
 
 } // namespace tarvo

@@ -29,7 +29,8 @@ Actions::Actions(QObject* parent)
       moveToBottom(
           make("tr.action.move-to-bottom", {QKeySequence(Qt::CTRL | Qt::Key_PageDown)}, "go-bottom")),
       connections(make("tr.action.connections")),
-      rename(make("tr.action.rename", {QKeySequence(Qt::Key_F2)})), checksums(make("tr.action.checksums")),
+      rename(make("tr.action.rename", {QKeySequence(Qt::Key_F2)})),
+      changeAddress(make("tr.action.change-address")), checksums(make("tr.action.checksums")),
       information(make("tr.action.information",
                        {QKeySequence(Qt::ALT | Qt::Key_Return), QKeySequence(Qt::ALT | Qt::Key_Enter)},
                        "document-properties")),

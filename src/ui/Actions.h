@@ -42,6 +42,7 @@ public:
     QAction* moveToBottom;
     QAction* connections;
     QAction* rename;
+    QAction* changeAddress;
     QAction* checksums;
     QAction* information;
     QAction* preview;

@@ -10,6 +10,7 @@
 
 #include "base/Runloop.h"
 #include "input/TRPasteboardExtractor.h"
+#include "ui/AddressDialog.h"
 #include "ui/FilterBar.h"
 #include "ui/Icons.h"
 #include "ui/JobPanels.h"
@@ -67,6 +68,7 @@ void QueueWindow::placeParts() {
 
 void QueueWindow::connectActions() {
     connect(m_actions->rename, &QAction::triggered, this, &QueueWindow::rename);
+    connect(m_actions->changeAddress, &QAction::triggered, this, &QueueWindow::changeAddress);
     connect(m_actions->help, &QAction::triggered, this, &QueueWindow::showManual);
     connect(m_actions->about, &QAction::triggered, this, &QueueWindow::showAbout);
     connect(&m_hints, &Hints::wantsFolder, this, [this] { m_selectionCommands->showDownloadFolder(); });
@@ -129,6 +131,17 @@ void QueueWindow::rename() {
     };
     auto* dialog = new RenameDialog(QString::fromStdString(jobs.front()->fileName()), give, this);
     dialog->open();
+}
+
+void QueueWindow::changeAddress() {
+    const auto jobs = selectedJobs();
+    if (jobs.size() != 1 || !jobs.front()->url())
+        return;
+    // A retry may put another job into the row meanwhile.
+    const auto change = [this, identity = jobs.front()->identity()](const Url& address) {
+        return m_queue.addressChanges().change(m_queue.remoteFiles().remoteFile(identity), address);
+    };
+    (new AddressDialog(*jobs.front()->url(), change, this))->open();
 }
 
 void QueueWindow::showManual() {

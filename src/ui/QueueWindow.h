@@ -58,6 +58,7 @@ private:
     void followAdded();
     void showAdded(const std::vector<QueueController::Job>& jobs);
     void rename();
+    void changeAddress();
     void showManual();
     void showAbout();
 

@@ -165,6 +165,7 @@ void SelectionCommands::refresh() {
     enable(moveDown, {m_actions.moveDown, m_actions.moveToBottom});
     enable(connections, {m_actions.connections});
     enable(rename, {m_actions.rename});
+    enable(changeAddress, {m_actions.changeAddress});
     enable(checksums, {m_actions.checksums});
     enable(information, {m_actions.information});
     enable(remove, {m_actions.remove, m_actions.removeWithData});

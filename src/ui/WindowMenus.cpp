@@ -20,7 +20,8 @@ void fillRowMenu(QMenu& menu, const Actions& actions) {
     addGroups(menu, {{actions.open, actions.showInFolder, actions.copyAddress},
                      {actions.pause, actions.resume, actions.reload},
                      {actions.moveToTop, actions.moveUp, actions.moveDown, actions.moveToBottom},
-                     {actions.connections, actions.rename, actions.checksums, actions.information},
+                     {actions.connections, actions.rename, actions.changeAddress, actions.checksums,
+                      actions.information},
                      {actions.remove, actions.removeWithData}});
 }
 

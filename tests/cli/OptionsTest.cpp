@@ -85,6 +85,8 @@ TEST_F(OptionsTest, SaysWhatIsWrongAndEndsWithTwo) {
         {{"--http-password=secret", "http://h/a"}, "Use --user"},
         {{"-d", "", "http://h/a"}, "--directory"},
         {{"-o", "a", "/x/b.trdownload"}, "--output"},
+        {{"--address", "http://h/b", "http://h/a"}, "single .trdownload bundle"},
+        {{"--address", "gopher://h", "/x/b.trdownload"}, "--address: \"gopher://h\" is no address"},
         {{"--referer", "here", "http://h/a"}, "--referer \"here\""},
         {{"--checksum", "sha1=1", "http://h/a"}, "--checksum"},
         {{"--proxy", "socks://h:1080", "http://h/a"}, "--proxy \"socks://h:1080\" is no proxy"},

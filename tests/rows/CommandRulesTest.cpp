@@ -26,12 +26,13 @@ Commands operator+(Commands a, const Commands& b) {
 TEST(CommandRules, EachStateHasItsCommands) {
     const Commands always{showInFolder, copyAddress, reload, moveDown, information, remove};
     const std::pair<SelectedRow, Commands> table[] = {
-        {{.state = rf_state_initializing, .supportsRenaming = true}, {pause, resume, connections, rename}},
-        {{.state = rf_state_preparing}, {pause, resume, connections}},
-        {{.state = rf_state_running}, {pause, connections}},
-        {{.state = rf_state_running, .supportsControl = false}, {connections}},
-        {{.state = rf_state_paused}, {resume, connections}},
-        {{.state = rf_state_failed}, {connections}},
+        {{.state = rf_state_initializing, .supportsRenaming = true},
+         {pause, resume, connections, changeAddress, rename}},
+        {{.state = rf_state_preparing}, {pause, resume, connections, changeAddress}},
+        {{.state = rf_state_running}, {pause, connections, changeAddress}},
+        {{.state = rf_state_running, .supportsControl = false}, {connections, changeAddress}},
+        {{.state = rf_state_paused}, {resume, connections, changeAddress}},
+        {{.state = rf_state_failed}, {connections, changeAddress}},
         {{.state = rf_state_stopped}, {}},
         {{.state = rf_state_succeeded, .hasFile = true}, {open, checksums}},
     };

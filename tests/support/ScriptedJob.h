@@ -108,6 +108,10 @@ public:
         return fresh;
     }
 
+    std::shared_ptr<RemoteFile> copyAt(const Url& address) const override {
+        return create(environment(), address.absoluteString());
+    }
+
     std::string archivedClassName() const override { return "ScriptedJob"; }
 
     void encode(KeyedArchiver&) const override {}

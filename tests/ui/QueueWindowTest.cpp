@@ -12,6 +12,7 @@
 #include "support/JobHarness.h"
 #include "support/ScriptedJob.h"
 #include "support/UnattendedQueue.h"
+#include "ui/AddressDialog.h"
 #include "ui/AlertDialogs.h"
 
 namespace tarvo {
@@ -154,6 +155,35 @@ TEST_F(QueueWindowTest, LinksArePastedAnywhereButInATextField) {
     EXPECT_EQ(field->text(), "http://127.0.0.1/c");
     QTest::keyClick(field, Qt::Key_Delete, Qt::ShiftModifier); // no command on rows there
     EXPECT_EQ(jobCount(), 2u);
+}
+
+TEST_F(QueueWindowTest, AnotherAddressComesFromTheClipboardOrIsTyped) {
+    const auto job = add("a");
+    QApplication::clipboard()->setText("<http://127.0.0.1/a> http://127.0.0.1/new");
+    actions().changeAddress->trigger();
+    auto* dialog = main.window().findChild<AddressDialog*>();
+    ASSERT_NE(dialog, nullptr);
+    auto* field = dialog->findChild<QLineEdit*>("address");
+    const auto* remark = dialog->findChild<QLabel*>("remark");
+    EXPECT_EQ(field->text(), "") << "two links are not one";
+    for (const char* unusable : {"gopher://127.0.0.1/a", "http://127.0.0.1/taken"}) {
+        queue.controller.remoteFiles().addRemoteFile(
+            test::ScriptedJob::create(harness.environment, "http://127.0.0.1/taken"));
+        field->setText(unusable);
+        QTest::keyClick(field, Qt::Key_Return);
+        EXPECT_FALSE(remark->text().isEmpty());
+        EXPECT_TRUE(dialog->isVisible());
+    }
+    dialog->reject();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QApplication::clipboard()->setText("http://127.0.0.1/new");
+    actions().changeAddress->trigger();
+    dialog = main.window().findChild<AddressDialog*>();
+    ASSERT_NE(dialog, nullptr);
+    QTest::keyClick(dialog->findChild<QLineEdit*>("address"), Qt::Key_Return);
+    EXPECT_FALSE(dialog->isVisible());
+    EXPECT_EQ(queue.controller.remoteFiles().rowOf(*job), std::nullopt);
+    EXPECT_NE(queue.controller.remoteFiles().remoteFile("http://127.0.0.1/new"), nullptr);
 }
 
 TEST_F(QueueWindowTest, CommandsFollowTheSelectionAndTheStates) {
