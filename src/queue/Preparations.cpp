@@ -23,6 +23,8 @@ void Preparations::stop() {
 void Preparations::noteState(const Job& job, rf_state_t state) {
     Runloop::assertMain();
     m_awaiting.erase(job);
+    if (m_stopped && state == rf_state_preparing) // it was about to begin when the queue was stopped
+        Runloop::runOnNextTurn([job] { job->stop(); });
     const auto number = m_numbers.find(job);
     if (number == m_numbers.end() || state == rf_state_preparing)
         return;

@@ -415,4 +415,20 @@ TEST_F(QueueControllerTest, QuittingSavesWhatRunsAndStartsNothingMore) {
     EXPECT_FALSE(controller.addDownloads({make("e")})) << "it could not be kept any more";
 }
 
+TEST_F(QueueControllerTest, WhatIsAboutToBePreparedHoldsUpNoEnd) {
+    std::atomic<bool> isStopped{false};
+    QObject::connect(
+        &controller.remoteFiles(), &RemoteFilesArrayController::jobStateChanged,
+        [&](const auto&, rf_state_t, rf_state_t state) { isStopped = state == rf_state_stopped; });
+    queue.passwords.answers = false;
+    const auto job = make("silent");
+    job->makeReady = [&](const auto&) { return waitFor(isStopped); };
+    ASSERT_TRUE(controller.addDownloads({job}));
+    ASSERT_TRUE(turnUntil([&] { return queue.passwords.lookedUp > 0; }));
+    controller.quit();
+    queue.passwords.answers = true;
+    EXPECT_TRUE(turnUntil([&] { return ended; }));
+    isStopped = true;
+}
+
 } // namespace tarvo::test

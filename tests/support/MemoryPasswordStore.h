@@ -3,7 +3,10 @@
 
 #include "jobs/PasswordStore.h"
 
+#include <atomic>
+#include <chrono>
 #include <map>
+#include <thread>
 #include <utility>
 
 namespace tarvo::test {
@@ -13,6 +16,8 @@ class MemoryPasswordStore final : public PasswordStore {
 public:
     std::vector<std::string> accounts(const std::string& service) override {
         ++lookedUp;
+        while (!answers)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         std::vector<std::string> names;
         for (const auto& [key, password] : entries)
             if (key.first == service)
@@ -30,7 +35,8 @@ public:
     }
 
     std::map<std::pair<std::string, std::string>, std::string> entries;
-    int lookedUp = 0;
+    std::atomic<int> lookedUp = 0;
+    std::atomic<bool> answers{true}; ///< else the caller waits, as for a locked keyring
 };
 
 } // namespace tarvo::test

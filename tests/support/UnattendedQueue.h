@@ -11,7 +11,7 @@ class UnattendedQueue : public AuthenticationPrompt, private PageOpener, private
 public:
     /// Everything referred to outlives it. `session` may be null.
     UnattendedQueue(const JobEnvironment& environment, UserDefaults* session, Seconds retryDelay)
-        : m_credentials(m_passwords, this, environment.defaults, environment.clock),
+        : m_credentials(passwords, this, environment.defaults, environment.clock),
           controller({.jobs = environment,
                       .notifications = notifications,
                       .authManager = m_credentials,
@@ -41,7 +41,10 @@ private:
         return buttons.size() - 1;
     }
 
-    MemoryPasswordStore m_passwords;
+public:
+    MemoryPasswordStore passwords;
+
+private:
     AuthenticationManager m_credentials;
 
 public:
