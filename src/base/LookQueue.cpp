@@ -53,7 +53,7 @@ void LookQueue::work(const std::shared_ptr<State>& state) {
     --state->running;
     if (state->isLeft)
         --leftBehind;
-    std::notify_all_at_thread_exit(state->changed, std::move(lock));
+    state->changed.notify_all(); // under the lock: without it the state may go at any moment
 }
 
 std::size_t LookQueue::left() {

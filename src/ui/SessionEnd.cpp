@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QDrag>
 #include <QEventLoop>
 #include <QPointer>
 #include <QTimer>
@@ -12,8 +13,10 @@ namespace tarvo {
 
 namespace {
 
-/// As if the user had cancelled each: a caller that waits for an answer goes on.
+/// As if the user had cancelled each: a caller that waits for an answer goes on. A drag waits in a loop of
+/// its own, above that of a question that came before or meanwhile.
 void cancelDialogs() {
+    QDrag::cancel();
     const auto windows = QApplication::topLevelWidgets();
     const QList<QPointer<QWidget>> present(windows.begin(), windows.end());
     for (const auto& window : present) {
