@@ -21,7 +21,9 @@ TEST(TextPreview, TakesTheEncodingFromTheBytes) {
         EXPECT_EQ(textOf(bytes).value_or(QString()).toStdString(), text.toStdString());
     for (const auto binary : {"\x7f"
                               "ELF\x02\x01\0\0"sv,
-                              "\x01\x02\x03\x04"sv, "\xFF\xFEa\0\0\0"sv})
+                              "\x01\x02\x03\x04"sv,
+                              "\xFF\xFE"
+                              "a\0\0\0"sv})
         EXPECT_FALSE(textOf(binary));
 }
 
