@@ -181,6 +181,8 @@
 <message id="tr.err.changed-on-server-recovery"><source></source><translation>Der nächste Versuch beginnt von vorn.</translation></message>
 <message id="tr.err.checksum"><source></source><translation>Die Prüfsumme von „%1“ ist %2, nicht %3.</translation></message>
 <message id="tr.err.checksum-recovery"><source></source><translation>Die Datei bleibt erhalten; vertrauen Sie ihr nicht.</translation></message>
+<message id="tr.err.checksum-unfinished-recovery"><source></source><translation>Was angekommen ist, bleibt als unfertiger Download erhalten; der nächste Versuch lädt alles neu.</translation></message>
+<message id="tr.err.checksum-written-recovery"><source></source><translation>Was auf die Standardausgabe geschrieben wurde, ist nicht das Verlangte.</translation></message>
 <message id="tr.err.could-not"><source></source><translation>Fehler bei „%2“ (%1): %3.</translation></message>
 <message id="tr.err.could-not-rename-file"><source></source><translation>Für die Datei wurde kein freier Name gefunden: Im Ordner liegen zu viele Dateien dieses Namens.</translation></message>
 <message id="tr.err.could-not.ask-the-running-program-at"><source></source><translation>Das laufende Programm unter „%1“ konnte nicht gefragt werden: %2.</translation></message>
@@ -211,6 +213,7 @@
 <message id="tr.err.folder-away-recovery"><source></source><translation>Schließen Sie die Festplatte an, auf der er liegt; der Download geht dann von selbst weiter.</translation></message>
 <message id="tr.err.ftp-directory"><source></source><translation>Die Adresse ist ein Ordner, keine Datei.</translation></message>
 <message id="tr.err.html-file"><source></source><translation>Die Adresse führt zu einer Webseite, nicht zu einer Datei.</translation></message>
+<message id="tr.err.html-file-recovery"><source></source><translation>Um die Seite dennoch zu laden, verwenden Sie --page.</translation></message>
 <message id="tr.err.http-status"><source></source><translation>HTTP-Status %1 (%2)</translation></message>
 <message id="tr.err.illegal-state"><source></source><translation>Der Download kann in seinem jetzigen Zustand nicht vorbereitet werden.</translation></message>
 <message id="tr.err.incomplete"><source></source><translation>Der Server hat die Übertragung beendet, bevor die ganze Datei angekommen war.</translation></message>
@@ -242,6 +245,7 @@
 <message id="tr.err.save-with-fault"><source></source><translation>Der Fortschritt eines fehlgeschlagenen Downloads wird nicht gespeichert.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>Seit einer Weile sind keine Daten angekommen.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>Die SSH-Verbindung ist fehlgeschlagen, oder der Server hat den Schlüssel oder das Passwort nicht angenommen.</translation></message>
+<message id="tr.err.stream-broken-recovery"><source></source><translation>Was auf die Standardausgabe geschrieben wurde (%1), kann nicht fortgesetzt werden: Der Server sagt nicht, dass er noch dieselbe Version hat, oder gibt keine Teile davon.</translation></message>
 <message id="tr.err.too-large"><source></source><translation>Die Datei hat %1; mehr als %2 sind nicht erwünscht.</translation></message>
 <message id="tr.err.too-many-at-once"><source></source><translation>In einer Minute wurde mehr übergeben, als Tarvo annimmt (%1 Downloads).</translation></message>
 <message id="tr.err.too-many-at-once-recovery"><source></source><translation>Was es schon hat, bleibt unberührt; versuchen Sie es mit dem Rest später erneut.</translation></message>
@@ -266,6 +270,8 @@
 <message id="tr.get.ask-save"><source></source><translation>Im Schlüsselbund speichern? [y/N] </translation></message>
 <message id="tr.get.asks-or-passphrase"><source></source><translation>%1 verlangt einen Benutzernamen und ein Passwort (oder die Passphrase eines Ihrer SSH-Schlüssel).</translation></message>
 <message id="tr.get.bad-line"><source></source><translation>Zeile %1 von „%2“: %3</translation></message>
+<message id="tr.get.checking"><source></source><translation>Prüfung</translation></message>
+<message id="tr.get.checking-line"><source></source><translation>Prüfung %1 %2</translation></message>
 <message id="tr.get.connecting"><source></source><translation>%1: Verbindung wird aufgebaut…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 Verb.</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>unlesbar</translation></message>
@@ -285,6 +291,7 @@
 <message id="tr.get.retry"><source></source><translation>%1: %2 Neuer Versuch in %3 s (noch %4).</translation></message>
 <message id="tr.get.started" numerus="yes"><source></source><translation><numerusform>begonnen %1 (%2, %n Verbindung)</numerusform><numerusform>begonnen %1 (%2, %n Verbindungen)</numerusform></translation></message>
 <message id="tr.get.summary"><source></source><translation>%1 von %2 fertig, laufend %3, wartend %4</translation></message>
+<message id="tr.get.summary-brief"><source></source><translation>%1, fehlgeschlagen %2</translation></message>
 <message id="tr.get.summary-failures"><source></source><translation>%1 von %2 fertig, fehlgeschlagen %3, laufend %4, wartend %5</translation></message>
 <message id="tr.get.taken"><source></source><translation>angenommen: %1</translation></message>
 <message id="tr.get.too-few-files"><source></source><translation>es dürfen nur wenige Dateien zugleich offen sein, zu wenige für einen Download. Erhöhen Sie die Grenze, etwa mit: ulimit -n 256</translation></message>

@@ -181,6 +181,8 @@
 <message id="tr.err.changed-on-server-recovery"><source></source><translation>The next attempt begins anew.</translation></message>
 <message id="tr.err.checksum"><source></source><translation>The checksum of &quot;%1&quot; is %2, not %3.</translation></message>
 <message id="tr.err.checksum-recovery"><source></source><translation>The file is kept; do not trust it.</translation></message>
+<message id="tr.err.checksum-unfinished-recovery"><source></source><translation>What has come is kept in the bundle; the next attempt fetches all of it anew.</translation></message>
+<message id="tr.err.checksum-written-recovery"><source></source><translation>What was written to standard output is not what was asked for.</translation></message>
 <message id="tr.err.could-not"><source></source><translation>Could not %1 &quot;%2&quot;: %3.</translation></message>
 <message id="tr.err.could-not-rename-file"><source></source><translation>No free name was found for the file: too many files of that name are in the folder.</translation></message>
 <message id="tr.err.could-not.ask-the-running-program-at"><source></source><translation>Could not ask the running program at &quot;%1&quot;: %2.</translation></message>
@@ -211,6 +213,7 @@
 <message id="tr.err.folder-away-recovery"><source></source><translation>Connect the disk that it is on; the download then goes on by itself.</translation></message>
 <message id="tr.err.ftp-directory"><source></source><translation>The address is a folder, not a file.</translation></message>
 <message id="tr.err.html-file"><source></source><translation>The address leads to a web page, not to a file.</translation></message>
+<message id="tr.err.html-file-recovery"><source></source><translation>To download the page all the same, use --page.</translation></message>
 <message id="tr.err.http-status"><source></source><translation>HTTP Status %1 (%2)</translation></message>
 <message id="tr.err.illegal-state"><source></source><translation>The download can't be prepared in its present state.</translation></message>
 <message id="tr.err.incomplete"><source></source><translation>The server ended the transfer before the whole file had arrived.</translation></message>
@@ -242,6 +245,7 @@
 <message id="tr.err.save-with-fault"><source></source><translation>The progress of a failed download is not saved.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>No data has arrived for a while.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>The SSH connection failed, or the server did not accept the key or password.</translation></message>
+<message id="tr.err.stream-broken-recovery"><source></source><translation>What was written to standard output (%1) can't be continued: the server does not tell that it still has the same version, or gives no parts of it.</translation></message>
 <message id="tr.err.too-large"><source></source><translation>The file has %1; no more than %2 are wanted.</translation></message>
 <message id="tr.err.too-many-at-once"><source></source><translation>More was handed over in a minute than Tarvo takes (%1 downloads).</translation></message>
 <message id="tr.err.too-many-at-once-recovery"><source></source><translation>What it has already is not touched; try the rest again later.</translation></message>
@@ -266,6 +270,8 @@
 <message id="tr.get.ask-save"><source></source><translation>Save it in the keyring? [y/N] </translation></message>
 <message id="tr.get.asks-or-passphrase"><source></source><translation>%1 asks for a user name and a password (or the passphrase of one of your SSH keys).</translation></message>
 <message id="tr.get.bad-line"><source></source><translation>line %1 of "%2": %3</translation></message>
+<message id="tr.get.checking"><source></source><translation>checking</translation></message>
+<message id="tr.get.checking-line"><source></source><translation>checking %1 %2</translation></message>
 <message id="tr.get.connecting"><source></source><translation>%1: connecting…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 conn</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>unreadable</translation></message>
@@ -285,6 +291,7 @@
 <message id="tr.get.retry"><source></source><translation>%1: %2 Trying again in %3 s (%4 left).</translation></message>
 <message id="tr.get.started" numerus="yes"><source></source><translation><numerusform>started %1 (%2, %n connection)</numerusform><numerusform>started %1 (%2, %n connections)</numerusform></translation></message>
 <message id="tr.get.summary"><source></source><translation>%1 of %2 finished, %3 running, %4 waiting</translation></message>
+<message id="tr.get.summary-brief"><source></source><translation>%1, %2 failed</translation></message>
 <message id="tr.get.summary-failures"><source></source><translation>%1 of %2 finished, %3 failed, %4 running, %5 waiting</translation></message>
 <message id="tr.get.taken"><source></source><translation>taken: %1</translation></message>
 <message id="tr.get.too-few-files"><source></source><translation>no more than a few files may be open at once, too few for a download. Raise the limit, as with: ulimit -n 256</translation></message>

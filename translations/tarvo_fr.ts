@@ -181,6 +181,8 @@
 <message id="tr.err.changed-on-server-recovery"><source></source><translation>La prochaine tentative recommencera du début.</translation></message>
 <message id="tr.err.checksum"><source></source><translation>La somme de contrôle de « %1 » est %2, et non %3.</translation></message>
 <message id="tr.err.checksum-recovery"><source></source><translation>Le fichier est conservé ; ne lui faites pas confiance.</translation></message>
+<message id="tr.err.checksum-unfinished-recovery"><source></source><translation>Ce qui est arrivé reste comme téléchargement inachevé ; la prochaine tentative récupère tout à nouveau.</translation></message>
+<message id="tr.err.checksum-written-recovery"><source></source><translation>Ce qui a été écrit sur la sortie standard n’est pas ce qui était demandé.</translation></message>
 <message id="tr.err.could-not"><source></source><translation>Erreur pour « %2 » (%1) : %3.</translation></message>
 <message id="tr.err.could-not-rename-file"><source></source><translation>Aucun nom libre n’a été trouvé pour le fichier : le dossier contient trop de fichiers de ce nom.</translation></message>
 <message id="tr.err.could-not.ask-the-running-program-at"><source></source><translation>Impossible d’interroger le programme en cours à « %1 » : %2.</translation></message>
@@ -211,6 +213,7 @@
 <message id="tr.err.folder-away-recovery"><source></source><translation>Connectez le disque où il se trouve ; le téléchargement reprend alors de lui-même.</translation></message>
 <message id="tr.err.ftp-directory"><source></source><translation>L’adresse est un dossier, pas un fichier.</translation></message>
 <message id="tr.err.html-file"><source></source><translation>L’adresse mène à une page web, pas à un fichier.</translation></message>
+<message id="tr.err.html-file-recovery"><source></source><translation>Pour télécharger tout de même la page, utilisez --page.</translation></message>
 <message id="tr.err.http-status"><source></source><translation>Statut HTTP %1 (%2)</translation></message>
 <message id="tr.err.illegal-state"><source></source><translation>Le téléchargement ne peut pas être préparé dans son état actuel.</translation></message>
 <message id="tr.err.incomplete"><source></source><translation>Le serveur a mis fin au transfert avant l’arrivée du fichier entier.</translation></message>
@@ -242,6 +245,7 @@
 <message id="tr.err.save-with-fault"><source></source><translation>La progression d’un téléchargement échoué n’est pas enregistrée.</translation></message>
 <message id="tr.err.scheduler-timeout"><source></source><translation>Aucune donnée n’est arrivée depuis un moment.</translation></message>
 <message id="tr.err.ssh-fail"><source></source><translation>La connexion SSH a échoué, ou le serveur n’a pas accepté la clé ou le mot de passe.</translation></message>
+<message id="tr.err.stream-broken-recovery"><source></source><translation>Ce qui a été écrit sur la sortie standard (%1) ne peut pas être continué : le serveur ne dit pas qu’il a encore la même version, ou n’en donne pas de parties.</translation></message>
 <message id="tr.err.too-large"><source></source><translation>Le fichier fait %1 ; pas plus de %2 sont souhaités.</translation></message>
 <message id="tr.err.too-many-at-once"><source></source><translation>Plus de téléchargements ont été transmis en une minute que Tarvo n’en accepte (%1).</translation></message>
 <message id="tr.err.too-many-at-once-recovery"><source></source><translation>Ce qu’il a déjà n’est pas touché ; réessayez plus tard pour le reste.</translation></message>
@@ -266,6 +270,8 @@
 <message id="tr.get.ask-save"><source></source><translation>L’enregistrer dans le trousseau ? [y/N] </translation></message>
 <message id="tr.get.asks-or-passphrase"><source></source><translation>%1 demande un nom d’utilisateur et un mot de passe (ou la phrase secrète de l’une de vos clés SSH).</translation></message>
 <message id="tr.get.bad-line"><source></source><translation>ligne %1 de « %2 » : %3</translation></message>
+<message id="tr.get.checking"><source></source><translation>vérification</translation></message>
+<message id="tr.get.checking-line"><source></source><translation>vérification %1 %2</translation></message>
 <message id="tr.get.connecting"><source></source><translation>%1 : connexion…</translation></message>
 <message id="tr.get.connections"><source></source><translation>%1 conn.</translation></message>
 <message id="tr.get.digest-unreadable"><source></source><translation>illisible</translation></message>
@@ -285,6 +291,7 @@
 <message id="tr.get.retry"><source></source><translation>%1 : %2 Nouvel essai dans %3 s (reste %4).</translation></message>
 <message id="tr.get.started" numerus="yes"><source></source><translation><numerusform>commencé %1 (%2, %n connexion)</numerusform><numerusform>commencé %1 (%2, %n connexions)</numerusform></translation></message>
 <message id="tr.get.summary"><source></source><translation>%1 sur %2 terminés, %3 en cours, %4 en attente</translation></message>
+<message id="tr.get.summary-brief"><source></source><translation>%1, %2 en échec</translation></message>
 <message id="tr.get.summary-failures"><source></source><translation>%1 sur %2 terminés, %3 en échec, %4 en cours, %5 en attente</translation></message>
 <message id="tr.get.taken"><source></source><translation>accepté : %1</translation></message>
 <message id="tr.get.too-few-files"><source></source><translation>trop peu de fichiers peuvent être ouverts à la fois pour un téléchargement. Relevez la limite, par exemple avec : ulimit -n 256</translation></message>

@@ -13,6 +13,7 @@ complete -c tarvo-get -l checksum -x -a 'md5= sha1= sha256= sha512=' -d 'Digest 
 complete -c tarvo-get -l retries -x -d 'Attempts after the first'
 complete -c tarvo-get -l address -x -d 'New address for a bundle'
 complete -c tarvo-get -l max-filesize -x -d 'Fetch nothing larger, as in 700M'
+complete -c tarvo-get -l page -d 'Fetch a web page also where a file is expected'
 complete -c tarvo-get -l again -d 'Fetch also what is there already'
 complete -c tarvo-get -s c -l continue -d 'Continue what was begun'
 complete -c tarvo-get -l limit-rate -x -d 'Bytes a second of all files together, as in 2M'

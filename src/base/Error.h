@@ -43,6 +43,7 @@ enum TarvoError : std::int64_t {
     kTarvoGeneral = 0,
     kTarvoUnexpectedSegmentSize = 10,
     kTarvoChangedOnServer = 11,
+    kTarvoWrongChecksum = 12,
     kTarvoSchedulerTimeout = 100,
     kTarvoBadApiCall = 1032,
     kTarvoDuplicateEntry = 9000,

@@ -2,12 +2,12 @@
 
 #include "base/Localized.h"
 #include "base/Runloop.h"
+#include "cli/GivenCredentials.h"
 #include "cli/TargetJobs.h"
 #include "jobs/TRFileHash.h"
 
 #include <atomic>
 
-#include <QUrl>
 #include <spdlog/fmt/fmt.h>
 
 namespace tarvo {
@@ -92,32 +92,14 @@ void DownloadRunner::addTarget(const Target& target) {
         reportFailed(job, *failed);
         return;
     }
-    if (const auto url = job->url())
-        rememberCredentials(*url);
+    if (const auto url = job->url();
+        url && m_knownServices.insert(AuthenticationManager::getServiceNameFromURL(*url)).second)
+        rememberGiven(m_options, *url, m_credentials);
     if (m_queue.remoteFiles().addRemoteFile(job))
         return;
     m_view.notice(localized("tr.get.named-twice", {snapshotOf(*job).url}));
     m_counts.total -= 1;
     m_downloads.erase(job.get());
-}
-
-void DownloadRunner::rememberCredentials(const Url& url) {
-    const std::string service = AuthenticationManager::getServiceNameFromURL(url);
-    if (!m_options.userName || !m_knownServices.insert(service).second)
-        return;
-    std::string password = m_options.password.value_or("");
-    if (!m_options.password) { // the keyring may know the one of this user
-        QUrl account(QString::fromStdString(url.absoluteString()));
-        account.setUserName(QString::fromStdString(*m_options.userName), QUrl::DecodedMode);
-        account.setPassword(QString());
-        const auto named = Url::parse(account.toEncoded().toStdString());
-        if (const auto known = named ? m_credentials.getCredentialsForURL(*named) : nullptr)
-            password = known->password();
-    }
-    if (m_options.password)
-        m_credentials.rememberGiven(url, *m_options.userName, password);
-    else
-        m_credentials.cacheResultForService(service, *m_options.userName, password);
 }
 
 void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_t newState) {
@@ -147,10 +129,11 @@ void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_
         Runloop::runOnNextTurn([this, job] {
             if (m_interrupted)
                 return;
-            if (m_options.checksum)
+            const bool hasChecksum = job->expectedChecksum().has_value();
+            if (hasChecksum && m_downloads.at(job.get()).wasThere)
                 verifyChecksum(job);
             else
-                reportFinished(job, false);
+                reportFinished(job, hasChecksum);
         });
     } else if (newState == rf_state_failed && oldState != rf_state_preparing) {
         Runloop::runOnNextTurn([this, job] { handleFailure(job); });
@@ -171,10 +154,11 @@ void DownloadRunner::handleFailure(const Job& job) {
     m_view.retrying(snapshotOf(*job), error, m_retryDelay, known->second.retriesLeft--);
 }
 
+/// Of a file that was there; what was fetched has been compared before it got its name.
 void DownloadRunner::verifyChecksum(const Job& job) {
     const std::string path = job->finalFilePath().value_or("");
     m_hashing = std::make_shared<HashingWatch>();
-    m_hashingQueue.async([this, job, path, wanted = *m_options.checksum, watch = m_hashing] {
+    m_hashingQueue.async([this, job, path, wanted = *job->expectedChecksum(), watch = m_hashing] {
         const auto digest = digestOf(path, wanted.algorithm, watch);
         Runloop::runOnMainLater([this, job, path, wanted, digest] {
             if (m_interrupted)

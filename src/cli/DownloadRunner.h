@@ -57,7 +57,6 @@ private:
     };
 
     void addTarget(const Target& target);
-    void rememberCredentials(const Url& url);
     void stateChanged(const Job& job, rf_state_t oldState, rf_state_t newState);
     void handleFailure(const Job& job);
     void verifyChecksum(const Job& job);
@@ -90,7 +89,7 @@ private:
     bool m_interrupted = false;
     std::size_t m_savedBundles = 0;
     std::string m_savedBundle;               // one of them
-    std::shared_ptr<HashingWatch> m_hashing; // while a finished file is compared with its checksum
+    std::shared_ptr<HashingWatch> m_hashing; // while a file that was there is compared with its checksum
     QTimer m_progressTimer;
     NotificationCenter m_notifications;
 

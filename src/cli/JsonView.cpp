@@ -45,11 +45,13 @@ void JsonView::progress(const std::vector<DownloadSnapshot>& running, const Queu
     Runloop::assertMain();
     for (const auto& download : m_pace.due(running, now)) {
         const bool isKnown = download.size > 0 && download.speed > 0;
-        write("progress", download,
-              {{"bytes", static_cast<qint64>(download.bytes)},
-               {"speed", static_cast<qint64>(download.speed)},
-               {"connections", static_cast<qint64>(download.connections)},
-               {"secondsLeft", isKnown ? QJsonValue(download.left.count()) : QJsonValue()}});
+        QJsonObject more{{"bytes", static_cast<qint64>(download.bytes)},
+                         {"speed", static_cast<qint64>(download.speed)},
+                         {"connections", static_cast<qint64>(download.connections)},
+                         {"secondsLeft", isKnown ? QJsonValue(download.left.count()) : QJsonValue()}};
+        if (download.verified)
+            more["verified"] = static_cast<qint64>(*download.verified);
+        write("progress", download, more);
     }
 }
 

@@ -54,7 +54,8 @@ void describeFiles(CLI::App& app, Options& options, Raw& raw) {
     app.add_option("-d,--directory", options.directory,
                    "Folder for the files (default: " + options.directory + ")")
         ->type_name("DIR");
-    app.add_option("-o,--output", options.outputName, "Name of the file, for a single address")
+    app.add_option("-o,--output", options.outputName,
+                   "Name of the file, for a single address; '-' is standard output")
         ->type_name("[DIR/]NAME");
     app.add_option("-i,--input-file", raw.inputFile, "Text with links, one a line; '-' is standard input")
         ->type_name("FILE");
@@ -65,6 +66,7 @@ void describeFiles(CLI::App& app, Options& options, Raw& raw) {
                    "Digest the file must have: ALGO=HEX, ALGO:HEX or HEX of md5, sha1, sha256 or sha512")
         ->type_name("DIGEST");
     app.add_option("--max-filesize", raw.largestFile, "Fetch nothing larger, as in 700M")->type_name("BYTES");
+    app.add_flag("--page", options.page, "Fetch a web page also where a file is expected");
     app.add_flag("--again", options.again, "Fetch also what is there already, under a free name");
     app.add_flag("-c,--continue", raw.isContinued, "Continue what was begun, which happens anyway");
 }
@@ -127,7 +129,8 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
     for (const auto* own : {"--directory", "--connections",  "--jobs",   "--output",      "--referer",
                             "--user",      "--user-agent",   "--proxy",  "--checksum",    "--retries",
                             "--verbose",   "--max-filesize", "--again",  "--limit-rate",  "--connect-timeout",
-                            "--ipv4",      "--ipv6",         "--header", "--cookie-file", "--address"})
+                            "--ipv4",      "--ipv6",         "--header", "--cookie-file", "--address",
+                            "--page"})
         attach->excludes(app.get_option(own));
 }
 
@@ -163,6 +166,10 @@ std::optional<EarlyExit> readAddress(const Raw& raw, Options& options) {
 std::optional<EarlyExit> readOutput(const Raw& raw, Options& options) {
     if (!options.outputName)
         return std::nullopt;
+    if (*options.outputName == "-") {
+        options.toStandardOutput = true;
+        return std::nullopt;
+    }
     const auto slash = options.outputName->rfind('/');
     if (slash != std::string::npos) {
         const std::string folder = options.outputName->substr(0, std::max<std::size_t>(slash, 1));
@@ -173,8 +180,6 @@ std::optional<EarlyExit> readOutput(const Raw& raw, Options& options) {
     }
     if (options.outputName->empty())
         return badUsage("--output needs a name; --directory names the folder.");
-    if (*options.outputName == "-")
-        return badUsage("--output can't be standard output: parts of a file arrive in any order.");
     return std::nullopt;
 }
 
@@ -223,6 +228,9 @@ std::optional<EarlyExit> interpret(const Raw& raw, Options& options) {
         if (read)
             return read;
     }
+    const bool isOne = options.targets.size() + options.badLines.size() == 1;
+    if (options.toStandardOutput && (!isOne || !options.badLines.empty()))
+        return badUsage("--output - needs a single address.");
     if (options.targets.size() > 1 && (options.outputName || !raw.checksum.empty()))
         return badUsage("--output and --checksum need a single address.");
     if (options.outputName && !options.targets.empty() && !options.targets.front().url)

@@ -22,7 +22,8 @@ struct Options {
     std::int64_t connections = 1; ///< for each file
     std::int64_t jobs = 1;        ///< files at once
     std::optional<std::string> outputName;
-    std::optional<Url> address; ///< from which the one bundle is to go on
+    std::optional<Url> address;    ///< from which the one bundle is to go on
+    bool toStandardOutput = false; ///< of the single address; no file
     std::optional<Url> referer;
     std::optional<std::string> userName;
     std::optional<std::string> password;
@@ -36,6 +37,7 @@ struct Options {
     std::int64_t largestFile = 0;     ///< bytes; 0: no limit
     std::optional<Checksum> checksum;
     std::int64_t retries = 5; ///< attempts after the first
+    bool page = false;        ///< also where a file was expected
     bool again = false;       ///< also what is there already
     bool attach = false;      ///< hand everything to the running application
     bool quiet = false;

@@ -107,8 +107,14 @@ std::vector<std::string> ofSeveralMeanings(const std::string& word, const std::s
     if (areFlagsOfCurl(word))
         return word.find('s') == std::string::npos ? std::vector<std::string>{}
                                                    : std::vector<std::string>{"--quiet"};
-    if (word == "-O") { // a name for wget; for curl, that the address has it
-        const bool isName = !next.empty() && next.front() != '-' && next.find("://") == std::string::npos;
+    if (word == "-O-" || word == "-qO-") // as people write it for wget
+        return word == "-O-" ? std::vector<std::string>{"--output=-"}
+                             : std::vector<std::string>{"--quiet", "--output=-"};
+    if (word == "-O" || word == "-qO") { // a name for wget; for curl, that the address has it
+        const bool isName =
+            !next.empty() && (next == "-" || next.front() != '-') && next.find("://") == std::string::npos;
+        if (word == "-qO" && isName)
+            return {"--quiet", "--output"};
         return isName ? std::vector<std::string>{"--output"} : std::vector<std::string>{};
     }
     if (word == "-s") // aria2's parts of a file, or curl's silence

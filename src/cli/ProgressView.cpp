@@ -68,8 +68,10 @@ public:
     void progress(const std::vector<DownloadSnapshot>& running, const QueueCounts&, TimePoint now) override {
         Runloop::assertMain();
         for (const auto& download : m_pace.due(running, now))
-            say(localized("tr.get.progress", {download.name, percentOf(download),
-                                              readableSpeed(download.speed, DecimalMark::point)}));
+            say(download.verified
+                    ? localized("tr.get.checking-line", {download.name, verifiedPercentOf(download)})
+                    : localized("tr.get.progress", {download.name, percentOf(download),
+                                                    readableSpeed(download.speed, DecimalMark::point)}));
     }
 
     void finished(const DownloadSnapshot&, const DownloadResult& result) override {

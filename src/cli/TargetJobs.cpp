@@ -4,28 +4,33 @@ namespace tarvo {
 
 namespace {
 
-std::shared_ptr<CURLRemoteFile> jobOfBundle(const std::string& bundle, const Options& options,
-                                            const JobEnvironment& environment) {
-    auto job = CURLRemoteFile::fromBundleFile(bundle, environment);
-    if (!options.address || job->error())
-        return job;
-    job = std::static_pointer_cast<CURLRemoteFile>(job->copyAt(*options.address));
-    if (options.referer)
-        job->setReferer(options.referer);
-    return job;
+JobOrigin originOf(const Target& target, const Options& options, const JobEnvironment& environment) {
+    const WallTime now = environment.clock.wallNow();
+    if (!target.url)
+        return originOfBundle(target.bundle, environment.disk, now);
+    return {
+        .url = target.url,
+        .folder = options.directory,
+        .facts = {.referer = options.referer, .requestedPartitions = usableConnections(options.connections)},
+        .name = options.outputName,
+        .added = now};
 }
 
 } // namespace
 
-std::shared_ptr<RemoteFile> jobFor(const Target& target, const Options& options,
-                                   const JobEnvironment& environment) {
-    if (!target.url)
-        return jobOfBundle(target.bundle, options, environment);
-    auto job = CURLRemoteFile::create(*target.url, options.connections, options.directory, environment);
-    job->setReferer(options.referer);
-    if (options.outputName)
-        job->setOverridenFileName(*options.outputName);
-    return job;
+std::shared_ptr<CURLRemoteFile> jobFor(const Target& target, const Options& options,
+                                       const JobEnvironment& environment) {
+    JobOrigin origin = originOf(target, options, environment);
+    if (options.address && origin.url && !origin.problem) {
+        origin.facts = origin.facts.movedFrom(*origin.url, *options.address);
+        origin.facts.referer = options.referer ? options.referer : origin.facts.referer;
+        origin.url = options.address;
+        origin.fileSize = 0; // until the record is proven to be of that address's file
+        origin.record.reset();
+    }
+    if (options.checksum) // goes before what a bundle has noted
+        origin.facts.checksum = options.checksum;
+    return CURLRemoteFile::make(origin, environment);
 }
 
 } // namespace tarvo

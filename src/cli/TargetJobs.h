@@ -9,7 +9,7 @@
 namespace tarvo {
 
 /// Always a job; that of a bundle which can't be read has failed. Main thread; `environment` outlives it.
-std::shared_ptr<RemoteFile> jobFor(const Target& target, const Options& options,
-                                   const JobEnvironment& environment);
+std::shared_ptr<CURLRemoteFile> jobFor(const Target& target, const Options& options,
+                                       const JobEnvironment& environment);
 
 } // namespace tarvo

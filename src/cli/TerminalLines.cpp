@@ -52,15 +52,33 @@ int columnsOf(const std::u32string& text) {
     return columns;
 }
 
-/// `text` in exactly `width` columns.
-std::string fitted(const std::string& text, int width) {
+/// The characters of `text`, without those that could steer the terminal.
+std::u32string printable(const std::string& text) {
     std::u32string shown = QString::fromStdString(text).toStdU32String();
     const auto steers = [](char32_t c) { return ::wcwidth(static_cast<wchar_t>(c)) < 0; };
     std::replace_if(shown.begin(), shown.end(), steers, kUnprintable);
+    return shown;
+}
+
+std::string textOf(const std::u32string& characters) {
+    return QString::fromUcs4(characters.data(), static_cast<qsizetype>(characters.size())).toStdString();
+}
+
+int columnsOf(const std::string& text) {
+    return columnsOf(printable(text));
+}
+
+std::string cutAtEnd(const std::string& text, int width) {
+    return textOf(front(printable(text), width - 1) + U'…');
+}
+
+/// `text` in exactly `width` columns.
+std::string fitted(const std::string& text, int width) {
+    std::u32string shown = printable(text);
     if (columnsOf(shown) > width)
         shown = front(shown, width - width / 3 - 1) + U'…' + back(shown, width / 3);
     shown.append(static_cast<std::size_t>(std::max(width - columnsOf(shown), 0)), U' ');
-    return QString::fromUcs4(shown.data(), static_cast<qsizetype>(shown.size())).toStdString();
+    return textOf(shown);
 }
 
 std::string bar(double fraction, int width, bool colour) {
@@ -76,9 +94,10 @@ double fractionOf(const DownloadSnapshot& download) {
     return static_cast<double>(download.bytes) / static_cast<double>(download.size);
 }
 
-/// Bytes and speed of all, and the time to the end where all that is left is running.
-std::string totalOf(const QueueCounts& counts, const std::vector<DownloadSnapshot>& running,
-                    std::size_t others) {
+/// Bytes and speed of all, and the time to the end where all that is left is running: each with a comma
+/// before it, the latter two together.
+std::pair<std::string, std::string>
+totalOf(const QueueCounts& counts, const std::vector<DownloadSnapshot>& running, std::size_t others) {
     std::int64_t bytes = counts.bytes;
     std::int64_t speed = 0;
     Seconds left{0};
@@ -89,21 +108,42 @@ std::string totalOf(const QueueCounts& counts, const std::vector<DownloadSnapsho
         left = std::max(left, download.left);
         isKnown = isKnown && download.size > 0 && download.speed > 0;
     }
-    return readableBytes(bytes, DecimalMark::point) + ", " + readableSpeed(speed, DecimalMark::point) +
-           (isKnown ? ", " + readableDuration(left) : "");
+    return {readableBytes(bytes, DecimalMark::point),
+            readableSpeed(speed, DecimalMark::point) + (isKnown ? ", " + readableDuration(left) : "")};
 }
 
+/// As much of it as `width` columns have room for: no number is cut.
 std::string summaryOf(const QueueCounts& counts, const std::vector<DownloadSnapshot>& running,
-                      std::size_t others) {
+                      std::size_t others, int width) {
     const std::string finished = std::to_string(counts.finished);
     const std::string total = std::to_string(counts.total);
+    const std::string failed = std::to_string(counts.failed);
     const std::string active = std::to_string(running.size());
     const std::string left = std::to_string(others);
-    const std::string words = counts.failed == 0
-                                  ? localized("tr.get.summary", {finished, total, active, left})
-                                  : localized("tr.get.summary-failures",
-                                              {finished, total, std::to_string(counts.failed), active, left});
-    return words + "; " + totalOf(counts, running, others);
+    const bool isAllWell = counts.failed == 0;
+    const std::string words =
+        isAllWell ? localized("tr.get.summary", {finished, total, active, left})
+                  : localized("tr.get.summary-failures", {finished, total, failed, active, left});
+    const std::string numbers = finished + "/" + total;
+    const std::string brief = isAllWell ? numbers : localized("tr.get.summary-brief", {numbers, failed});
+    const auto [bytes, speed] = totalOf(counts, running, others);
+    const std::string choices[] = {words + "; " + bytes + ", " + speed, brief + "; " + bytes + ", " + speed,
+                                   brief + "; " + speed, brief, numbers};
+    const auto fits = [width](const std::string& text) { return columnsOf(text) <= width; };
+    return *std::find_if(std::begin(choices), std::end(choices) - 1, fits);
+}
+
+/// The name gives way first, then the end of the cause.
+std::string waitingLine(const Waiting& waiting, int columns) {
+    const int width = std::max(columns - kSpareColumns, 1);
+    const auto line = [&](const std::string& name) {
+        return localized("tr.get.waiting", {name, readableDuration(waiting.left), waiting.cause});
+    };
+    std::string text = line(waiting.name);
+    const int nameWidth = std::max(width / 3, kLeastNameWidth);
+    if (columnsOf(text) > width && columnsOf(waiting.name) > nameWidth)
+        text = line(fitted(waiting.name, nameWidth));
+    return columnsOf(text) > width ? cutAtEnd(text, width) : terminalText(text, columns);
 }
 
 /// "12.3M/1.2G": done and of how many.
@@ -116,12 +156,36 @@ std::string shortAmount(std::int64_t bytes) {
     return fmt::format("{:.{}f}{}", number, number < 9.95 && unit > 0 ? 1 : 0, units[unit]);
 }
 
+/// "name.iso ━━━━━━ checking  45%"
+std::string checkingLine(const DownloadSnapshot& download, int width, bool colour) {
+    const std::string facts =
+        fmt::format(" {} {:>4}", localized("tr.get.checking"), verifiedPercentOf(download));
+    const int room = width - static_cast<int>(facts.size());
+    if (room < kLeastNameWidth)
+        return fitted(download.name, width);
+    const int nameWidth = std::clamp(room / 2, kLeastNameWidth, kMostNameWidth);
+    const int barWidth = room - nameWidth - (colour ? 1 : 3);
+    if (barWidth < kLeastBarWidth)
+        return fitted(download.name, room) + facts;
+    const double fraction = static_cast<double>(*download.verified) /
+                            static_cast<double>(std::max<std::int64_t>(download.bytes, 1));
+    return fitted(download.name, nameWidth) + " " + bar(fraction, barWidth, colour) + facts;
+}
+
 } // namespace
 
 TerminalSize terminalSize() {
-    winsize size{};
-    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
-    return known ? TerminalSize{size.ws_col, size.ws_row} : TerminalSize{};
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+        winsize size{};
+        if (::ioctl(output, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0)
+            return {size.ws_col, size.ws_row};
+    }
+    return {};
+}
+
+std::string verifiedPercentOf(const DownloadSnapshot& download) {
+    const auto all = static_cast<double>(std::max<std::int64_t>(download.bytes, 1));
+    return fmt::format("{:.0f}%", std::floor(static_cast<double>(download.verified.value_or(0)) * 100 / all));
 }
 
 std::string percentOf(const DownloadSnapshot& download) {
@@ -137,6 +201,8 @@ std::string terminalText(const std::string& text, int columns) {
 std::string terminalLine(const DownloadSnapshot& download, int columns, bool colour) {
     const bool known = download.size > 0;
     const int width = std::max(columns - kSpareColumns, 1);
+    if (download.verified)
+        return checkingLine(download, width, colour);
     const std::string percent = fmt::format(" {:>{}}", percentOf(download), known ? 4 : 10);
     const std::string speed = fmt::format(" {:>12}", readableSpeed(download.speed, DecimalMark::point));
     const std::string connections =
@@ -176,15 +242,13 @@ std::vector<std::string> terminalLines(const std::vector<DownloadSnapshot>& runn
     for (std::size_t i = 0; i < std::min(running.size(), room); ++i)
         lines.push_back(terminalLine(running[i], size.columns, colour));
     for (std::size_t i = 0; i < waiting.size() && lines.size() < room; ++i)
-        lines.push_back(
-            terminalText(localized("tr.get.waiting",
-                                   {waiting[i].name, readableDuration(waiting[i].left), waiting[i].cause}),
-                         size.columns));
+        lines.push_back(waitingLine(waiting[i], size.columns));
     if (!summarises)
         return lines;
     const std::size_t ended = counts.finished + counts.failed;
     const std::size_t others = counts.total - std::min(counts.total, ended + running.size());
-    lines.push_back(terminalText(summaryOf(counts, running, others), size.columns));
+    lines.push_back(terminalText(
+        summaryOf(counts, running, others, std::max(size.columns - kSpareColumns, 1)), size.columns));
     return lines;
 }
 

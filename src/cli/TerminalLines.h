@@ -13,11 +13,14 @@ struct TerminalSize {
     int rows = 24;
 };
 
-/// Of standard output; the usual one where that is no terminal.
+/// Of standard output, or else of standard error; the usual one where neither is a terminal.
 TerminalSize terminalSize();
 
 /// What a download's progress is shown as: a percentage, or its bytes where the size is not known.
 std::string percentOf(const DownloadSnapshot& download);
+
+/// How much of the file has been read to be compared with its checksum.
+std::string verifiedPercentOf(const DownloadSnapshot& download);
 
 /// Any text as a line of a terminal `columns` wide, the middle left out where it is too long. What could
 /// steer the terminal is not let through. Needs the locale's character types (setlocale), as QCoreApplication

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <iostream>
 
 #include <QCoreApplication>
@@ -22,6 +23,7 @@
 #include "cli/Attach.h"
 #include "cli/DownloadRunner.h"
 #include "cli/Options.h"
+#include "cli/OutputRunner.h"
 #include "cli/StandardOutput.h"
 #include "cli/TerminalPrompt.h"
 #include "platform/InstanceSocket.h"
@@ -65,15 +67,29 @@ RequestTraits traitsOf(const Options& options) {
             .ipVersion = options.ipVersion,
             .connectTimeout = std::chrono::seconds(options.connectTimeout),
             .takesWhatIsThere = !options.again,
+            .pages = options.page ? Pages::taken : Pages::takenIfAskedFor,
             .largestFile = options.largestFile};
 }
 
 std::unique_ptr<ProgressView> viewFor(const Options& options) {
     const char* kind = std::getenv("TERM");
-    const bool terminal = ::isatty(STDOUT_FILENO) != 0 && kind && std::string_view(kind) != "dumb";
+    const bool outputIsSeen = ::isatty(STDOUT_FILENO) != 0;
+    const bool isSeen = options.toStandardOutput ? ::isatty(STDERR_FILENO) != 0 : outputIsSeen;
+    const bool terminal = isSeen && kind && std::string_view(kind) != "dumb";
     const char* noColour = std::getenv("NO_COLOR"); // any value that is not empty (no-color.org)
-    return makeProgressView(options.json, options.quiet, std::cout, std::cerr, terminal,
-                            terminal && !(noColour && *noColour));
+    // No line is drawn into a file that is shown on the same terminal.
+    const bool quiet = options.quiet || (options.toStandardOutput && outputIsSeen);
+    return makeProgressView(options.json, quiet, options.toStandardOutput ? std::cerr : std::cout, std::cerr,
+                            terminal, terminal && !(noColour && *noColour));
+}
+
+/// Runs the main loop until `runner`, a DownloadRunner or an OutputRunner, has ended.
+template <class Runner>
+int runToTheEnd(Runner& runner, std::function<void()>& interrupted) {
+    interrupted = [&runner] { runner.interrupt(); };
+    QObject::connect(&runner, &Runner::ended, [](int status) { QCoreApplication::exit(status); });
+    Runloop::runOnNextTurn([&] { runner.start(); });
+    return QCoreApplication::exec();
 }
 
 int download(const Options& options, UserDefaults& defaults, Disk& disk) {
@@ -96,20 +112,26 @@ int download(const Options& options, UserDefaults& defaults, Disk& disk) {
         .defaults = defaults, .cookies = cookies, .clock = clock, .traits = traitsOf(options)};
     transfers.connectionPools->speedLimit().setRate(Settings(defaults).speedLimit());
     SerialQueue savingQueue("com.unregistered.tarvo2.remoteFileSavingQueue");
-    const JobEnvironment environment{defaults, disk, clock, transfers, savingQueue};
+    const JobEnvironment environment{.defaults = defaults,
+                                     .disk = disk,
+                                     .clock = clock,
+                                     .transfers = transfers,
+                                     .remoteFileSavingQueue = savingQueue,
+                                     .checksumDecides = true};
 
-    DownloadRunner* running = nullptr;
-    Interrupt interrupt([&] { running->interrupt(); });
+    std::function<void()> interrupted = [] {};
+    Interrupt interrupt([&] { interrupted(); });
     const auto view = viewFor(options);
     TerminalPrompt prompt("/dev/tty", *view);
     SecretServicePasswordStore passwords;
     AuthenticationManager credentials(passwords, &prompt, defaults, clock);
 
+    if (options.toStandardOutput) {
+        OutputRunner runner(options, environment, credentials, *view, kRetryDelay, STDOUT_FILENO);
+        return runToTheEnd(runner, interrupted);
+    }
     DownloadRunner runner(options, environment, credentials, *view, kRetryDelay);
-    running = &runner;
-    QObject::connect(&runner, &DownloadRunner::ended, [](int status) { QCoreApplication::exit(status); });
-    Runloop::runOnNextTurn([&] { runner.start(); });
-    return QCoreApplication::exec();
+    return runToTheEnd(runner, interrupted);
 }
 
 int run(int argc, char** argv, const std::string& home) {

@@ -174,8 +174,9 @@ Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, c
     const bool isEmpty = saved->progressData->totalBytesDownloaded() == 0;
     if (isEmpty && !isOfFormer(*saved))
         adopted.timesChanged = saved->timesChanged;
-    // A single stream can't be continued: it always starts over.
-    if (isEmpty || !probe.supportsParts || saved->progressData->isIndeterminateSize())
+    // A single stream can't be continued: it always starts over. So does what was whole, and wrong.
+    const bool isWrong = isKnownToDiffer(saved->wrongDigest, facts.checksum);
+    if (isEmpty || isWrong || !probe.supportsParts || saved->progressData->isIndeterminateSize())
         return adopted;
     const Sameness sameness = compare(saved->validator, probe.validator);
     if (sameness == Sameness::different) {

@@ -48,11 +48,6 @@ std::shared_ptr<CURLRemoteFile> CURLRemoteFile::fromBundleFile(const std::string
     return make(originOfBundle(bundleDirectory, environment.disk, environment.clock.wallNow()), environment);
 }
 
-void CURLRemoteFile::setReferer(const std::optional<Url>& referer) {
-    Runloop::assertMain();
-    m_facts.referer = referer;
-}
-
 std::shared_ptr<RemoteFile> CURLRemoteFile::copy() const {
     if (m_url)
         return make(originAt(*m_url, m_facts), environment());

@@ -28,13 +28,15 @@ public:
     static std::shared_ptr<CURLRemoteFile> fromBundleFile(const std::string& bundleDirectory,
                                                           const JobEnvironment& environment);
 
-    void setReferer(const std::optional<Url>& referer);
-
     std::optional<Url> authenticationUrl() const override {
         return m_authenticationUrl ? m_authenticationUrl : m_url;
     }
 
     std::optional<Checksum> expectedChecksum() const override { return m_facts.checksum; }
+
+    std::optional<std::int64_t> bytesVerified() const override {
+        return isActive() && m_transfer ? m_transfer->bytesVerified() : std::nullopt;
+    }
 
     std::int64_t totalBytesDownloaded() const override { return m_intake->totalDone(); }
 

@@ -90,12 +90,17 @@ std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm
     return hash.computeSHA256();
 }
 
-Error wrongChecksum(const std::string& path, const std::optional<std::string>& found,
-                    const Checksum& wanted) {
-    return Error::tarvo(
-        localized("tr.err.checksum",
-                  {path, found ? *found : localized("tr.get.digest-unreadable"), wanted.digest}),
-        localized("tr.err.checksum-recovery"));
+Error wrongChecksum(const std::string& path, const std::optional<std::string>& found, const Checksum& wanted,
+                    std::string_view recoveryKey) {
+    return {std::string(ErrorDomain::Tarvo), kTarvoWrongChecksum,
+            localized("tr.err.checksum",
+                      {path, found ? *found : localized("tr.get.digest-unreadable"), wanted.digest}),
+            localized(recoveryKey)};
+}
+
+bool isKnownToDiffer(const std::string& digest, const std::optional<Checksum>& wanted) {
+    const auto found = Checksum::parse(digest);
+    return found && wanted && found->algorithm == wanted->algorithm && *found != *wanted;
 }
 
 } // namespace tarvo

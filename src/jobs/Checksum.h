@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "base/Error.h"
 #include "jobs/TRFileHash.h"
@@ -39,7 +40,13 @@ struct Checksum {
 std::optional<std::string> digestOf(const std::string& path, Checksum::Algorithm algorithm,
                                     const std::weak_ptr<TRFileHashDelegate>& watch);
 
-/// The file at `path` has the digest `found`, none where it can't be read, and not the one that was wanted.
-Error wrongChecksum(const std::string& path, const std::optional<std::string>& found, const Checksum& wanted);
+/// kTarvoWrongChecksum: the file at `path` has the digest `found`, none where it can't be read, and not the
+/// one that was wanted. The text of `recoveryKey` says what becomes of it.
+Error wrongChecksum(const std::string& path, const std::optional<std::string>& found, const Checksum& wanted,
+                    std::string_view recoveryKey = "tr.err.checksum-recovery");
+
+/// Whether a file with this digest, as in "sha256=HEX", has another one than the wanted. Of two different
+/// algorithms that can't be told.
+bool isKnownToDiffer(const std::string& digest, const std::optional<Checksum>& wanted);
 
 } // namespace tarvo

@@ -3,6 +3,7 @@
 #include "base/Localized.h"
 #include "jobs/AuthenticationManager.h"
 #include "jobs/JobErrors.h"
+#include "jobs/PageRule.h"
 
 namespace tarvo {
 
@@ -31,19 +32,35 @@ Result<ProbeAnswers> DownloadProbe::run() {
     if (probed.problem)
         return failure(*probed.problem);
     const auto& scout = probed.scout;
-    if (scout->isHtmlPage())
-        return failure(remoteFileError(HTMLPageErrorCode, "tr.err.html-file"));
+    const bool isPage = scout->isHtmlPage();
+    if (const auto wanted = isPage ? checkPage(*scout) : Result<void>(); !wanted)
+        return failure(wanted.error());
     if (scout->isFtpDirectory())
         return failure(remoteFileError(kRemoteFileFtpDirectory, "tr.err.ftp-directory"));
     const std::int64_t largest = m_environment.traits.largestFile;
     if (largest > 0 && scout->contentLength() > largest)
         return failure(tooLarge(scout->contentLength(), largest));
-    return ProbeAnswers{scout->supportsMultipartDownloads(),
-                        scout->contentLength(),
-                        scout->suggestedFilename(),
+    // A page may be made anew for each request: it comes in one answer, of which none else tells the length.
+    const bool supportsParts = scout->supportsMultipartDownloads();
+    const Url last = scout->lastAsked().value_or(source.url);
+    const bool isIndex =
+        isPage && !scout->isAttachment() && (last.path().empty() || last.path().ends_with('/'));
+    return ProbeAnswers{supportsParts && !isPage,
+                        isPage && !supportsParts ? 0 : scout->contentLength(),
+                        isIndex ? "index.html" : scout->suggestedFilename(),
                         scout->validator(),
                         source.url,
                         source.auth};
+}
+
+/// Where a file was expected, a page is most often a server's way to say something else.
+Result<void> DownloadProbe::checkPage(const Scout& scout) const {
+    const Pages pages = m_environment.traits.pages;
+    const bool isAskedFor = looksLikePage(m_url) || scout.isAttachment();
+    if (pages == Pages::taken || (pages == Pages::takenIfAskedFor && isAskedFor))
+        return {};
+    return failure(remoteFileError(HTMLPageErrorCode, "tr.err.html-file",
+                                   pages == Pages::refused ? "" : "tr.err.html-file-recovery"));
 }
 
 void DownloadProbe::requestStop() {

@@ -66,6 +66,7 @@ private:
     Run probeWithKeys(Source& source);
     Run runScout(const Source& source, const std::optional<Url>& referer);
     Source sourceAt(const Url& url) const;
+    Result<void> checkPage(const Scout& scout) const;
     Error authenticationError(const Url& asking, const Error& problem);
 
     const TransferEnvironment& m_environment;

@@ -19,6 +19,8 @@ struct JobEnvironment {
     SerialQueue& remoteFileSavingQueue;
     /// A running job that receives nothing for longer than this fails, to be tried again.
     Seconds stallTimeout{15.0};
+    /// Whether a file that has another checksum than it must have is kept from its final name.
+    bool checksumDecides = false;
 };
 
 } // namespace tarvo

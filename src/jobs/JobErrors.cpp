@@ -66,7 +66,8 @@ bool canHeal(const Error& error) {
     return !isFinalRefusal(error) && !error.is(ErrorDomain::RemoteFile, kRemoteFileAuthenticationErrorCode) &&
            !error.is(ErrorDomain::RemoteFile, HTMLPageErrorCode) &&
            !error.is(ErrorDomain::RemoteFile, kRemoteFileAddressRefused) &&
-           !error.is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory);
+           !error.is(ErrorDomain::RemoteFile, kRemoteFileFtpDirectory) &&
+           !error.is(ErrorDomain::Tarvo, kTarvoWrongChecksum);
 }
 
 Error becauseOf(std::string_view key, const Error& cause) {

@@ -17,6 +17,7 @@ struct RecordedRequest {
     std::optional<Url> referer;
     std::int64_t connections = 1; ///< that were asked for
     std::string checksum{};       ///< that the file must have, as Checksum::text(); empty for none
+    std::string wrongDigest{};    ///< see ProgressState
 };
 
 RecordedRequest requestOf(const Url& url, const DownloadFacts& facts);

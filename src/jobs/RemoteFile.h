@@ -67,6 +67,9 @@ public:
     /// What the user wants the finished file to be compared with.
     virtual std::optional<Checksum> expectedChecksum() const { return std::nullopt; }
 
+    /// While all bytes are there and the file is compared with that: how many have been read for it.
+    virtual std::optional<std::int64_t> bytesVerified() const { return std::nullopt; }
+
     virtual const std::optional<Error>& error() const = 0;
     virtual std::optional<TimePoint> errorDate() const = 0;
 

@@ -6,7 +6,6 @@
 #include "base/Readable.h"
 #include "base/Settings.h"
 #include "engine/transfer/LiveCurlSegment.h"
-#include "jobs/FileFinalizer.h"
 #include "jobs/JobErrors.h"
 
 #include <cerrno>
@@ -18,7 +17,8 @@ std::shared_ptr<SegmentedTransfer> SegmentedTransfer::create(Parts parts, ReadyD
 }
 
 SegmentedTransfer::SegmentedTransfer(Parts parts, ReadyDownload ready)
-    : m_parts(std::move(parts)), m_source(std::move(ready.source)) {
+    : m_parts(std::move(parts)), m_source(std::move(ready.source)),
+      m_finishing(m_parts.request, m_parts.intake, m_parts.environment) {
     m_control.lock()->connections = std::move(ready.connections);
 }
 
@@ -28,7 +28,9 @@ Result<FinishedFile> SegmentedTransfer::run(const AskName& askName) {
     auto finished = fetchAndFinish(askName);
     if (!finished) {
         const std::string dataFile = m_parts.intake->snapshot().path;
-        ProgressSaver(*m_parts.intake, m_parts.environment, m_parts.request, folderOf(dataFile))
+        RecordedRequest request = m_parts.request;
+        request.wrongDigest = m_finishing.wrongDigest();
+        ProgressSaver(*m_parts.intake, m_parts.environment, request, folderOf(dataFile))
             .saveBeforeFailing(finished.error());
     }
     m_parts.intake->endTransfer();
@@ -47,7 +49,7 @@ Result<FinishedFile> SegmentedTransfer::fetchAndFinish(const AskName& askName) {
     if (!fetched)
         return failure(fetched.error());
     const auto name = askName();
-    return name ? finish(*name) : failure(Error::alreadyStopped());
+    return name ? m_finishing.run(*name) : failure(Error::alreadyStopped());
 }
 
 Result<void> SegmentedTransfer::checkSpace() {
@@ -179,59 +181,6 @@ void SegmentedTransfer::downloaderHasParsedHeader(CurlDownloader& downloader, co
     requestStop();
 }
 
-Result<FinishedFile> SegmentedTransfer::finish(const std::string& name) {
-    const DataSnapshot data = m_parts.intake->snapshot();
-    Disk& disk = m_parts.environment.disk;
-    if (!data.file)
-        return failure(Error::alreadyStopped());
-    const std::int64_t length = data.record->data->totalBytesDownloaded();
-    if (Disk::lengthOf(data.file->descriptor()) != length)
-        return failure(dataFileShrank(data.path));
-    // Before the name says that the file is whole, the disk must hold it.
-    if (const auto flushed = disk.flush(data.file->descriptor(), data.path); !flushed)
-        return failure(writeFailure(flushed.error()));
-    const auto moved = m_parts.environment.remoteFileSavingQueue.sync([&]() -> Result<std::string> {
-        if (const auto refusal = m_parts.intake->refusal())
-            return failure(*refusal);
-        return moveToFinalName(data, name);
-    });
-    if (!moved)
-        return failure(moved.error());
-    // Outside the queue, for it takes the disk a while and there is no record to save any more. The bundle
-    // goes only after that: with the name lost in a crash, it would still be complete.
-    if (const auto flushed = disk.flushFolder(folderOf(*moved)); !flushed)
-        return failure(flushed.error());
-    const auto bundle = ProgressBundle::fromBundleDirectory(folderOf(data.path));
-    if (const auto removed = bundle ? bundle->removeFrom(disk) : Result<void>(); !removed)
-        Log::error("Could not remove bundle. Ignoring because it isnt essential: {}",
-                   removed.error().description);
-    const FileFinalizer finalizer(*moved);
-    finalizer.setWhereFrom(m_parts.request.url.absoluteString());
-    finalizer.setVersion(data.record->validator);
-    return FinishedFile{*moved, length};
-}
-
-Result<std::string> SegmentedTransfer::moveToFinalName(const DataSnapshot& data, const std::string& name) {
-    Disk& disk = m_parts.environment.disk;
-    const auto bundle = ProgressBundle::fromBundleDirectory(folderOf(data.path));
-    if (!bundle || !bundle->bundleExists()) {
-        Log::error("Progress bundle could not be opened");
-        return failure(Error::localized(ErrorDomain::Posix, ENOENT, "tr.err.no-open-progress-file"));
-    }
-    disk.setUsualPermissions(data.file->descriptor());
-    // A foreign file that has taken the name meanwhile stays; the download gets the next free one.
-    auto moved = takeFreeName(name, 0, [&](const std::string& candidate) -> Result<std::string> {
-        const std::string target = ProgressBundle(bundle->baseFolder(), candidate).finalFile();
-        const auto renamed = disk.renameNoReplace(data.path, target);
-        return renamed ? Result<std::string>(target) : failure(renamed.error());
-    });
-    if (moved)
-        m_parts.intake->markFinal();
-    else
-        Log::error("Could not move item: {}", moved.error().description);
-    return moved;
-}
-
 ByteRanges SegmentedTransfer::missing() {
     const DataSnapshot data = m_parts.intake->snapshot();
     return data.record ? data.record->data->readoutHoles() : ByteRanges();
@@ -288,6 +237,7 @@ void SegmentedTransfer::requestResume() {
 }
 
 void SegmentedTransfer::requestStop() {
+    m_finishing.requestStop();
     auto control = m_control.lock();
     control->isStopped = true;
     if (control->loop)

@@ -14,6 +14,7 @@
 #include "jobs/ConnectionPlan.h"
 #include "jobs/DownloadFacts.h"
 #include "jobs/DownloadPreparation.h"
+#include "jobs/Finishing.h"
 #include "jobs/ProgressSaver.h"
 #include "jobs/Speedometer.h"
 
@@ -52,6 +53,9 @@ public:
         return static_cast<std::int64_t>(m_control.lock()->connections.size());
     }
 
+    /// See Finishing. Any thread.
+    std::optional<std::int64_t> bytesVerified() const { return m_finishing.bytesVerified(); }
+
     /// Adds the connections that have not ended. Any thread.
     void addTo(SegmentsSnapshot& snapshot);
 
@@ -84,11 +88,10 @@ private:
     std::shared_ptr<ConnectionMediator> makeMediator();
     std::shared_ptr<CurlMulti> startLoop(const std::shared_ptr<ConnectionMediator>& mediator);
     Result<void> confirmVersion(const CurlDownloader& part);
-    Result<FinishedFile> finish(const std::string& name);
-    Result<std::string> moveToFinalName(const DataSnapshot& data, const std::string& name);
 
     const Parts m_parts;
     const DownloadSource m_source;
+    Finishing m_finishing;
     std::shared_ptr<CurlDownloader> m_lastPart; // see ConnectionMediator
     Locked<Control> m_control;
     ThreadOwner m_owner;

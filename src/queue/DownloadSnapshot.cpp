@@ -10,7 +10,8 @@ DownloadSnapshot snapshotOf(const RemoteFile& job) {
             job.fileSize(),
             job.bytesPerSecond(),
             job.activeConnections(),
-            Seconds(job.secondsRemaining())};
+            Seconds(job.secondsRemaining()),
+            job.bytesVerified()};
 }
 
 } // namespace tarvo

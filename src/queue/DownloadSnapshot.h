@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "base/Clock.h"
@@ -17,6 +18,8 @@ struct DownloadSnapshot {
     std::int64_t speed = 0;       ///< bytes per second
     std::int64_t connections = 0; ///< at work
     Seconds left{0};              ///< to the end at this speed
+    std::optional<std::int64_t>
+        verified{}; ///< of all bytes, which are there, those that were read for the checksum
 };
 
 /// Main thread.

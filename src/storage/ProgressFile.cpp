@@ -76,6 +76,8 @@ Result<void> ProgressFile::writeData(const ProgressState& state) const {
     archiver.encodeInteger("timesChanged", state.timesChanged);
     if (!state.checksum.empty())
         archiver.encodeString("checksum", state.checksum);
+    if (!state.wrongDigest.empty())
+        archiver.encodeString("wrongDigest", state.wrongDigest);
     Log::info("Begin file save");
     // A record that claims nothing is worth no flush: losing it loses nothing.
     auto written = m_disk.replaceFile(m_filepath, archiver.finish(), done > 0);
@@ -106,6 +108,7 @@ Result<ProgressState> ProgressFile::readData() const {
     auto validator = decodeValidator(unarchiver);
     const auto timesChanged = unarchiver.decodeInteger("timesChanged");
     auto checksum = unarchiver.decodeString("checksum").value_or("");
+    auto wrongDigest = unarchiver.decodeString("wrongDigest").value_or("");
     if (unarchiver.firstError() || !url)
         return failure(corrupt());
     if (legacy) {
@@ -117,8 +120,15 @@ Result<ProgressState> ProgressFile::readData() const {
     }
     if (!record || !record->isSound() || record->sizeInBytes != fileSize)
         return failure(corrupt());
-    return ProgressState{*url,         fileSize,           record, referer, connections, std::move(validator),
-                         timesChanged, std::move(checksum)};
+    return ProgressState{*url,
+                         fileSize,
+                         record,
+                         referer,
+                         connections,
+                         std::move(validator),
+                         timesChanged,
+                         std::move(checksum),
+                         std::move(wrongDigest)};
 }
 
 } // namespace tarvo

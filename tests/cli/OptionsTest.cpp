@@ -75,7 +75,7 @@ TEST_F(OptionsTest, SaysWhatIsWrongAndEndsWithTwo) {
         {{"--colour=red", "http://h/a"}, "unknown option --colour."},
         {{"-o", "a", "http://h/a", "http://h/b"}, "single address"},
         {{"-o", "", "http://h/a"}, "--directory"},
-        {{"-o", "-", "http://h/a"}, "standard output"},
+        {{"-o", "-", "http://h/a", "http://h/b"}, "single address"},
         {{"-o", "a/", "http://h/a"}, "--directory"},
         {{"-4", "-6", "http://h/a"}, "excludes"},
         {{"-H", "Range: bytes=1-", "http://h/a"}, "range"},

@@ -65,8 +65,12 @@ TEST(TerminalLine, FitsEveryTerminalWhateverTheName) {
     for (const auto& name : names) {
         for (const int columns : {1, 5, 12, 20, 40, 60, 80, 200}) {
             for (const std::int64_t size : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1} << 62}) {
-                const std::string line = terminalLine(halfOf(size, name), columns, false);
+                auto download = halfOf(size, name);
+                const std::string line = terminalLine(download, columns, false);
                 EXPECT_EQ(columnsOf(line), std::max(columns - 3, 1)) << columns << ": " << line;
+                download.verified = size / 4;
+                const std::string checking = terminalLine(download, columns, false);
+                EXPECT_EQ(columnsOf(checking), std::max(columns - 3, 1)) << columns << ": " << checking;
             }
         }
     }
@@ -82,6 +86,23 @@ TEST(TerminalLine, ShowsTheFactsAndDropsTheLeastImportantFirst) {
     auto unknown = halfOf(-1);
     unknown.bytes = 1536;
     EXPECT_EQ(terminalLine(unknown, 60, false), "sample.bin          1.5 KiB    1.4 MiB/s 10 conn    --:--");
+}
+
+TEST(TerminalLines, NoNumberIsCutWhereTheTerminalIsNarrow) {
+    ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
+    const std::vector<Waiting> waiting{{"quite-a-long-name.iso", Seconds(9), "HTTP Status 503 (busy)"}};
+    const auto lines = [&](int columns, std::size_t failed) {
+        const QueueCounts counts{12, 3, failed, 50'000'000};
+        auto drawn = terminalLines({halfOf(200'000'000)}, waiting, counts, {columns, 24}, false);
+        for (auto& line : drawn)
+            line.erase(line.find_last_not_of(' ') + 1);
+        return drawn;
+    };
+    EXPECT_EQ(lines(80, 1).back(), "3 of 12 finished, 1 failed, 1 running, 7 waiting; 143.1 MiB, 1.4 MiB/s");
+    EXPECT_EQ(lines(40, 1).back(), "3/12, 1 failed; 143.1 MiB, 1.4 MiB/s");
+    EXPECT_EQ(lines(30, 0).back(), "3/12; 143.1 MiB, 1.4 MiB/s");
+    EXPECT_EQ(lines(12, 1).back(), "3/12");
+    EXPECT_EQ(lines(40, 0)[1], "quite-a….iso: again in 0:09. HTTP St…");
 }
 
 TEST(JsonView, WritesOneObjectALineAndNothingElse) {

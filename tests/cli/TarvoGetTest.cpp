@@ -44,17 +44,59 @@ TEST_F(TarvoGetTest, OneFailureAmongSeveralIsToldAndTheOthersFinish) {
     EXPECT_EQ(wrong.output(), "");
 }
 
-TEST_F(TarvoGetTest, AChecksumDecidesAndTheFileIsKept) {
+TEST_F(TarvoGetTest, AFileWithTheWrongChecksumStaysInItsBundle) {
     const std::string url = server.url(kSize);
     Program right(home, arguments({"--checksum", "sha256=" + sampleSha256(kSize), "-o", "right", url}));
     EXPECT_EQ(right.status(), 0);
     EXPECT_TRUE(has(right.output(), "checksum matches"));
     EXPECT_EQ(fileIsSample(file("right"), kSize), "");
-    Program wrong(home, arguments({"--checksum", "sha256=" + sampleSha256(kSize - 1), "-o", "wrong", url}));
-    EXPECT_EQ(wrong.status(), 1);
-    EXPECT_FALSE(has(wrong.output(), "finished"));
-    EXPECT_TRUE(has(wrong.problems(), "checksum of \"" + file("wrong") + "\" is " + sampleSha256(kSize)));
-    EXPECT_TRUE(Disk::exists(file("wrong")));
+    const auto run = [&](const std::string& digest) {
+        Program program(home, arguments({"--checksum", "sha256=" + digest, "-o", "wrong", url}));
+        return std::pair(program.status(), program.problems());
+    };
+    const auto [status, problems] = run(sampleSha256(kSize - 1));
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(has(problems, "checksum of \"" + file("wrong") + "\" is " + sampleSha256(kSize))) << problems;
+    EXPECT_TRUE(has(problems, "not " + sampleSha256(kSize - 1)));
+    EXPECT_FALSE(Disk::exists(file("wrong")));
+    EXPECT_EQ(savedBytes(bundle("wrong")), kSize);
+    const auto fetched = [&](const std::string& digest, int wanted) {
+        const auto before = server.bytesSent();
+        EXPECT_EQ(run(digest).first, wanted);
+        return server.bytesSent() - before >= kSize;
+    };
+    EXPECT_TRUE(fetched(sampleSha256(kSize - 1), 1)) << "the same bytes would be as wrong again";
+    EXPECT_FALSE(fetched(sampleSha256(kSize), 0)) << "the bytes were right";
+    EXPECT_EQ(fileIsSample(file("wrong"), kSize), "");
+}
+
+TEST_F(TarvoGetTest, APageIsFetchedWhereOneIsAskedFor) {
+    const auto fetch = [&](const std::string& name, const std::string& knobs = "",
+                           const char* option = "-q") {
+        Program program(home, arguments({option, server.url(kSize, "type=text/html" + knobs, name)}));
+        return program.status() == 0 ? "" : program.problems();
+    };
+    EXPECT_EQ(fetch("about"), "");
+    EXPECT_EQ(fileIsSample(file("about.html"), kSize), "");
+    EXPECT_EQ(server.requests().back().header("range"), "") << "over one connection";
+    EXPECT_EQ(fetch("list/", "&nolength"), "");
+    EXPECT_EQ(fileIsSample(file("index.html"), kSize), "");
+    EXPECT_EQ(fetch("a.iso", "&disposition=" + knobValue("attachment; filename=b.html")), "");
+    EXPECT_EQ(fileIsSample(file("b.html"), kSize), "");
+    const std::string refusal = fetch("image.iso");
+    EXPECT_TRUE(has(refusal, "leads to a web page") && has(refusal, "use --page")) << refusal;
+    EXPECT_EQ(fetch("image.iso", "", "--page"), "");
+    EXPECT_EQ(fileIsSample(file("image.iso"), kSize), "");
+}
+
+TEST_F(TarvoGetTest, StandardOutputIsTheFileAndNothingElse) {
+    for (const auto* option : {"--json", "--verbose"}) {
+        Program program(home, arguments({option, "-o", "-", server.url(kSize, "nolength")}));
+        EXPECT_EQ(program.status(), 0) << program.problems();
+        EXPECT_TRUE(program.output() == sample(0, kSize)) << option;
+        EXPECT_TRUE(has(program.problems(), "finished"));
+    }
+    EXPECT_FALSE(Disk::exists(files));
 }
 
 TEST_F(TarvoGetTest, AReaderThatGoesAwayDoesNotEndIt) {

@@ -59,8 +59,10 @@ protected:
 };
 
 TEST_F(AddressProofTest, TheSameFileElsewhereIsGoneOnWithAndItsVersionCountsFromThen) {
-    const auto old = harness.job(leaveUnfinished());
-    old->setReferer(Url::parse("http://127.0.0.1/page"));
+    const auto old = CURLRemoteFile::make({.url = Url::parse(leaveUnfinished()),
+                                           .folder = harness.folder.path(),
+                                           .facts = {.referer = Url::parse("http://127.0.0.1/page")}},
+                                          harness.environment);
     ASSERT_FALSE(harness.prepare(old, std::make_shared<TRAuthToken>(server.address(""), "bob", "secret")));
     old->stop();
     server.change(path, "status=410");

@@ -108,9 +108,12 @@ TEST_F(CURLRemoteFileTest, ARestoredBundleKeepsItsNameItsAddressAndItsProgress) 
                               "&referer=" + knobValue("http://page.example/");
     const std::string url = server.url(kSize, "rate=400000&" + knobs);
     EXPECT_TRUE(harness.run(harness.job(url))->is(ErrorDomain::CurlHttp, 403));
-    auto first = harness.job(url, 3);
-    first->setOverridenFileName("mine.bin");
-    first->setReferer(Url::parse("http://page.example/"));
+    const auto first = CURLRemoteFile::make(
+        {.url = Url::parse(url),
+         .folder = harness.folder.path(),
+         .facts = {.referer = Url::parse("http://page.example/"), .requestedPartitions = 3},
+         .name = "mine.bin"},
+        harness.environment);
     ASSERT_FALSE(harness.prepare(first));
     first->stop();
     const auto job = harness.jobFromBundle("mine.bin");

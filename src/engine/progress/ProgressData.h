@@ -85,6 +85,7 @@ struct ProgressState {
     Validator validator{};         ///< of the version that the done ranges are of
     std::int64_t timesChanged = 0; ///< how often in a row the download began anew for a new version
     std::string checksum{};        ///< that the user wants the file to have, as in "sha256=HEX"; or empty
+    std::string wrongDigest{};     ///< that the whole file turned out to have instead; or empty
 
     /// Whether the record is of the download of this address.
     bool isOf(const Url& address) const { return isSameButForPassword(url, address); }

@@ -191,6 +191,12 @@ bool Scout::isHtmlPage() const {
     return type.toLower().startsWith(QStringLiteral("text/html"));
 }
 
+bool Scout::isAttachment() const {
+    const QString disposition =
+        QString::fromStdString(fileAnswer().header("content-disposition").value_or(""));
+    return disposition.section(u';', 0, 0).trimmed().toLower() == u"attachment";
+}
+
 bool Scout::isFtpDirectory() const {
     // Without the slash it is taken for a file, and a folder fails as one; no length is an empty file then.
     const bool isFolder = body().segment().request().url.path().ends_with('/');

@@ -38,6 +38,10 @@ public:
     std::optional<Url> lastAsked() const;
 
     bool isHtmlPage() const;
+
+    /// Whether the server offers the file to be saved (RFC 6266, section 4.2).
+    bool isAttachment() const;
+
     bool isFtpDirectory() const;
 
     /// The name to save the file under, cleaned for the file system; never with a folder in it.
