@@ -142,6 +142,8 @@
 <message id="tr.closing.question-hint"><source></source><translation>Es gibt unfertige Downloads. Nach dem Beenden gehen sie beim nächsten Start weiter. Diese Frage erscheint nur einmal; in den Einstellungen lässt sich die Antwort ändern.</translation></message>
 <message id="tr.closing.quit"><source></source><translation>&amp;Beenden</translation></message>
 <message id="tr.closing.show"><source></source><translation>Anzeigen</translation></message>
+<message id="tr.connections.by-server"><source></source><translation>%1 von %2 Verbindungen: mehr erlaubt der Server nicht</translation></message>
+<message id="tr.connections.by-user"><source></source><translation>%1 von %2 Verbindungen: mehr erlauben die Einstellungen für einen Server nicht</translation></message>
 <message id="tr.crash-report.message"><source></source><translation>Ein Bericht über den Fehler liegt in %1. Die unfertigen Downloads sind erhalten geblieben.</translation></message>
 <message id="tr.crash-report.title"><source></source><translation>Tarvo wurde unerwartet beendet</translation></message>
 <message id="tr.credentials.introduction"><source></source><translation>Der Server verlangt einen Benutzernamen und ein Passwort.</translation></message>
@@ -399,6 +401,7 @@
 <message id="tr.preferences.folder"><source></source><translation>&amp;Ordner für Downloads</translation></message>
 <message id="tr.preferences.general"><source></source><translation>Allgemein</translation></message>
 <message id="tr.preferences.hints"><source></source><translation>&amp;Hinweise wieder anzeigen</translation></message>
+<message id="tr.preferences.host-connections"><source></source><translation>Verbindungen zu ei&amp;nem Server, aller Downloads</translation></message>
 <message id="tr.preferences.mode"><source></source><translation>Tarvo an&amp;zeigen</translation></message>
 <message id="tr.preferences.mode-both"><source></source><translation>Als Fenster und im Infobereich</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>Nur im Infobereich</translation></message>
@@ -467,6 +470,7 @@
 <message id="tr.rf.first-fail"><source></source><translation>Fehlgeschlagen. %1 %2</translation></message>
 <message id="tr.rf.help-text"><source></source><translation>Neu laden versucht es noch einmal.</translation></message>
 <message id="tr.rf.last-attempt-info"><source></source><translation>Versuch %1 folgt gleich. %3</translation></message>
+<message id="tr.rf.limited"><source></source><translation>%1 – %2</translation></message>
 <message id="tr.rf.making-ready"><source></source><translation>Der Server wird gefragt…</translation></message>
 <message id="tr.rf.next-attempt-info"><source></source><translation>Versuch %1 in %2 s. %4</translation></message>
 <message id="tr.rf.nth-fail"><source></source><translation>Fehlgeschlagen nach %1 Versuchen. %2 %3</translation></message>

@@ -142,6 +142,8 @@
 <message id="tr.closing.question-hint"><source></source><translation>Downloads are not finished. After quitting, they go on with the next start. This is asked once; the preferences can change it.</translation></message>
 <message id="tr.closing.quit"><source></source><translation>&amp;Quit</translation></message>
 <message id="tr.closing.show"><source></source><translation>Show</translation></message>
+<message id="tr.connections.by-server"><source></source><translation>%1 of %2 connections: all that the server allows</translation></message>
+<message id="tr.connections.by-user"><source></source><translation>%1 of %2 connections: as many as the settings allow for one server</translation></message>
 <message id="tr.crash-report.message"><source></source><translation>A report of what went wrong has been left in %1. Your unfinished downloads have been kept.</translation></message>
 <message id="tr.crash-report.title"><source></source><translation>Tarvo Quit Unexpectedly</translation></message>
 <message id="tr.credentials.introduction"><source></source><translation>The server asks for a user name and a password.</translation></message>
@@ -399,6 +401,7 @@
 <message id="tr.preferences.folder"><source></source><translation>&amp;Folder for downloads</translation></message>
 <message id="tr.preferences.general"><source></source><translation>General</translation></message>
 <message id="tr.preferences.hints"><source></source><translation>Show &amp;hints again</translation></message>
+<message id="tr.preferences.host-connections"><source></source><translation>Connections to one ser&amp;ver, of all downloads</translation></message>
 <message id="tr.preferences.mode"><source></source><translation>&amp;Show Tarvo</translation></message>
 <message id="tr.preferences.mode-both"><source></source><translation>As a window and in the tray</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>In the tray only</translation></message>
@@ -467,6 +470,7 @@
 <message id="tr.rf.first-fail"><source></source><translation>Failed. %1 %2</translation></message>
 <message id="tr.rf.help-text"><source></source><translation>Reload it to try again.</translation></message>
 <message id="tr.rf.last-attempt-info"><source></source><translation>Attempt %1 comes soon. %3</translation></message>
+<message id="tr.rf.limited"><source></source><translation>%1 – %2</translation></message>
 <message id="tr.rf.making-ready"><source></source><translation>Asking the server…</translation></message>
 <message id="tr.rf.next-attempt-info"><source></source><translation>Attempt %1 in %2 s. %4</translation></message>
 <message id="tr.rf.nth-fail"><source></source><translation>Failed after %1 attempts. %2 %3</translation></message>

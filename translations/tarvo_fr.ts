@@ -142,6 +142,8 @@
 <message id="tr.closing.question-hint"><source></source><translation>Des téléchargements ne sont pas terminés. Si vous quittez, ils reprendront au prochain démarrage. Cette question n’est posée qu’une fois ; les préférences permettent de changer la réponse.</translation></message>
 <message id="tr.closing.quit"><source></source><translation>&amp;Quitter</translation></message>
 <message id="tr.closing.show"><source></source><translation>Afficher</translation></message>
+<message id="tr.connections.by-server"><source></source><translation>%1 connexions sur %2 : le serveur n’en permet pas plus</translation></message>
+<message id="tr.connections.by-user"><source></source><translation>%1 connexions sur %2 : les réglages n’en permettent pas plus par serveur</translation></message>
 <message id="tr.crash-report.message"><source></source><translation>Un rapport sur le problème se trouve dans %1. Les téléchargements inachevés ont été conservés.</translation></message>
 <message id="tr.crash-report.title"><source></source><translation>Tarvo s’est arrêté inopinément</translation></message>
 <message id="tr.credentials.introduction"><source></source><translation>Le serveur demande un nom d’utilisateur et un mot de passe.</translation></message>
@@ -399,6 +401,7 @@
 <message id="tr.preferences.folder"><source></source><translation>D&amp;ossier des téléchargements</translation></message>
 <message id="tr.preferences.general"><source></source><translation>Général</translation></message>
 <message id="tr.preferences.hints"><source></source><translation>Afficher à nouveau les &amp;conseils</translation></message>
+<message id="tr.preferences.host-connections"><source></source><translation>Connexions vers un même ser&amp;veur, tous téléchargements confondus</translation></message>
 <message id="tr.preferences.mode"><source></source><translation>&amp;Afficher Tarvo</translation></message>
 <message id="tr.preferences.mode-both"><source></source><translation>Dans une fenêtre et la zone de notification</translation></message>
 <message id="tr.preferences.mode-tray"><source></source><translation>Dans la zone de notification seulement</translation></message>
@@ -467,6 +470,7 @@
 <message id="tr.rf.first-fail"><source></source><translation>Échec. %1 %2</translation></message>
 <message id="tr.rf.help-text"><source></source><translation>Rechargez-le pour réessayer.</translation></message>
 <message id="tr.rf.last-attempt-info"><source></source><translation>La tentative %1 suit bientôt. %3</translation></message>
+<message id="tr.rf.limited"><source></source><translation>%1 – %2</translation></message>
 <message id="tr.rf.making-ready"><source></source><translation>Interrogation du serveur…</translation></message>
 <message id="tr.rf.next-attempt-info"><source></source><translation>Tentative %1 dans %2 s. %4</translation></message>
 <message id="tr.rf.nth-fail"><source></source><translation>Échec après %1 tentatives. %2 %3</translation></message>

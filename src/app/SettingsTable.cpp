@@ -42,6 +42,8 @@ std::vector<Setting> makeTable() {
         {kHasToldOfTray, boolean, {}, "the user knows that a closed window goes into the tray"},
         {kHintsSwitchedOff, text, ofText(""),
          "hints that are not shown, with blanks between them: BrowserLinks, DiskFull, NoTray"},
+        {kMaxConnectionsPerHost, integer, ofNumber(16),
+         "connections to one server, of all downloads together, 1 to 256"},
         {kMetrics, counters, QVariantMap(), "usage counters by name"},
         {kMinimumChunkSize, integer, ofNumber(1024), "bytes of the smallest segment; below 1 counts as 1"},
         {kNeverRemindMeToRateThisAwesomeApp, boolean, true, "don't ask for a rating"},

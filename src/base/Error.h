@@ -55,6 +55,7 @@ struct Error {
     std::int64_t code = 0;
     std::string description;        ///< one sentence: what was tried, on what, and why it failed
     std::string recoverySuggestion; ///< what the user can do; may be empty
+    std::int64_t retryAfter = 0; ///< seconds in which a server does not want to be asked again; 0: not said
 
     bool is(std::string_view someDomain, std::int64_t someCode) const {
         return domain == someDomain && code == someCode;

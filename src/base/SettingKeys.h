@@ -21,6 +21,7 @@ inline constexpr std::string_view kDefaultThreading = "DefaultThreading";
 inline constexpr std::string_view kHasStartupCrash = "HasStartupCrash";
 inline constexpr std::string_view kHasToldOfTray = "HasToldOfTray";
 inline constexpr std::string_view kHintsSwitchedOff = "HintsSwitchedOff";
+inline constexpr std::string_view kMaxConnectionsPerHost = "MaxConnectionsPerHost";
 inline constexpr std::string_view kMetrics = "Metrics";
 inline constexpr std::string_view kMinimumChunkSize = "MinimumChunkSize";
 inline constexpr std::string_view kNeverRemindMeToRateThisAwesomeApp = "NeverRemindMeToRateThisAwesomeApp";

@@ -26,6 +26,10 @@ std::int64_t Settings::defaultThreading() const {
     return integerWithin(SettingKey::kDefaultThreading, 1, kMostConnections);
 }
 
+std::int64_t Settings::maxConnectionsPerHost() const {
+    return integerWithin(SettingKey::kMaxConnectionsPerHost, 1, kMostConnectionsPerHost);
+}
+
 std::int64_t Settings::minimumChunkSize() const {
     return integerWithin(SettingKey::kMinimumChunkSize, 1, kNoLimit);
 }

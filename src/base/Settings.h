@@ -15,6 +15,9 @@ inline constexpr std::int64_t kMostConnections = 64;
 /// Downloads that are asked for at once, before they are started.
 inline constexpr std::int64_t kMostPreparations = 32;
 
+/// To one server for all downloads together.
+inline constexpr std::int64_t kMostConnectionsPerHost = 256;
+
 /// Where new downloads go unless the user has chosen a folder; "~" stands for the home folder.
 inline constexpr const char* kUsualDownloadFolder = "~/Downloads";
 
@@ -37,7 +40,9 @@ public:
     std::int64_t minimumChunkSize() const;       ///< bytes, from 1
     std::int64_t preparationConcurrency() const; ///< preparations at once, 1 to kMostPreparations
     std::int64_t speedLimit() const;             ///< bytes a second of all downloads together; 0: none
-    ApplicationMode applicationMode() const;     ///< both for a text that names none
+    /// Of all downloads together, 1 to kMostConnectionsPerHost.
+    std::int64_t maxConnectionsPerHost() const;
+    ApplicationMode applicationMode() const; ///< both for a text that names none
 
     ClosingMeans closingMeans() const; ///< to be asked for a text that names none
 

@@ -3,6 +3,7 @@
 #include "base/Localized.h"
 #include "base/Runloop.h"
 #include "cli/GivenCredentials.h"
+#include "cli/RetryRule.h"
 #include "cli/TargetJobs.h"
 #include "jobs/TRFileHash.h"
 
@@ -146,12 +147,16 @@ void DownloadRunner::handleFailure(const Job& job) {
     if (known == m_downloads.end() || m_interrupted)
         return;
     const Error error = job->error().value_or(Error{});
-    if (known->second.retriesLeft <= 0 || !job->isRetryable()) {
+    const bool usesUp = usesUpRetry(*job, known->second.most, *m_environment.transfers.hostConnections);
+    known->second.most = std::max(known->second.most, job->totalBytesDownloaded());
+    if ((usesUp && known->second.retriesLeft <= 0) || !job->isRetryable()) {
         reportFailed(job, error);
         return;
     }
     known->second.lastFailure = error;
-    m_view.retrying(snapshotOf(*job), error, m_retryDelay, known->second.retriesLeft--);
+    m_view.retrying(snapshotOf(*job), error, retryDelayOf(*job, m_retryDelay), known->second.retriesLeft);
+    if (usesUp)
+        --known->second.retriesLeft;
 }
 
 /// Of a file that was there; what was fetched has been compared before it got its name.
@@ -254,20 +259,9 @@ void DownloadRunner::tellEnd() {
     m_view.ended(m_summary);
 }
 
-/// A page stays a failure: there is no browser to follow it with.
-BrowserEndReason DownloadRunner::openBrowserFor(const Job&, Job&) {
-    return BrowserEndReason::cancelled;
-}
-
 void DownloadRunner::presentError(const Error& error) {
     Runloop::assertMain();
     m_view.notice(error.sentence());
-}
-
-/// Never asked here; the last button is the one that changes nothing.
-std::size_t DownloadRunner::runAlert(const std::string&, const std::string&,
-                                     const std::vector<std::string>& buttons) {
-    return buttons.size() - 1;
 }
 
 } // namespace tarvo

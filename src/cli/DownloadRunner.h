@@ -48,6 +48,7 @@ private:
     /// What has to be known of a download from its first attempt to its end.
     struct Download {
         std::int64_t retriesLeft = 0;
+        std::int64_t most = 0;              ///< bytes that there have ever been
         TimePoint startedAt{};              ///< the preparation, then the transfer: not what lies between
         Seconds preparation{0};             ///< how long it took
         std::optional<Error> lastFailure{}; ///< while it waits for the next attempt
@@ -67,13 +68,18 @@ private:
     std::vector<Waiting> waiting();
     void tellEnd();
 
-    BrowserEndReason openBrowserFor(const Job& job, Job& replacement) override;
+    /// A page stays a failure: there is no browser to follow it with.
+    BrowserEndReason openBrowserFor(const Job&, Job&) override { return BrowserEndReason::cancelled; }
 
     void closePages() override {}
 
     void presentError(const Error& error) override;
-    std::size_t runAlert(const std::string& message, const std::string& informativeText,
-                         const std::vector<std::string>& buttons) override;
+
+    /// Never asked here; the last button is the one that changes nothing.
+    std::size_t runAlert(const std::string&, const std::string&,
+                         const std::vector<std::string>& buttons) override {
+        return buttons.size() - 1;
+    }
 
     const Options& m_options;
     const JobEnvironment& m_environment;

@@ -33,6 +33,12 @@ QJsonObject membersOf(const Error& error) {
             {"code", static_cast<qint64>(error.code)}};
 }
 
+/// By the server or by the user, over all downloads from it.
+QJsonValue allowed(const DownloadSnapshot& download) {
+    const auto& limit = download.connectionLimit;
+    return limit ? QJsonValue(static_cast<qint64>(limit->most)) : QJsonValue();
+}
+
 } // namespace
 
 void JsonView::started(const DownloadSnapshot& download) {
@@ -48,6 +54,8 @@ void JsonView::progress(const std::vector<DownloadSnapshot>& running, const Queu
         QJsonObject more{{"bytes", static_cast<qint64>(download.bytes)},
                          {"speed", static_cast<qint64>(download.speed)},
                          {"connections", static_cast<qint64>(download.connections)},
+                         {"connectionsWanted", static_cast<qint64>(download.wantedConnections)},
+                         {"connectionsAllowed", allowed(download)},
                          {"secondsLeft", isKnown ? QJsonValue(download.left.count()) : QJsonValue()}};
         if (download.verified)
             more["verified"] = static_cast<qint64>(*download.verified);

@@ -30,6 +30,7 @@
 #include "platform/Interrupt.h"
 #include "platform/RunningInstance.h"
 #include "platform/SecretServicePasswordStore.h"
+#include "storage/LearnedLimitsKeeper.h"
 
 namespace {
 
@@ -111,6 +112,7 @@ int download(const Options& options, UserDefaults& defaults, Disk& disk) {
     const TransferEnvironment transfers{
         .defaults = defaults, .cookies = cookies, .clock = clock, .traits = traitsOf(options)};
     transfers.connectionPools->speedLimit().setRate(Settings(defaults).speedLimit());
+    const LearnedLimitsKeeper limits(transfers.hostConnections, LearnedLimitsKeeper::standardFile(), disk);
     SerialQueue savingQueue("com.unregistered.tarvo2.remoteFileSavingQueue");
     const JobEnvironment environment{.defaults = defaults,
                                      .disk = disk,

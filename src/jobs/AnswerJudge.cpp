@@ -55,10 +55,15 @@ bool announcesWrongLength(const CurlDownloader& downloader, const std::string& k
     return actual != expected;
 }
 
+Refusal refusalOf(const CurlDownloader& ended) {
+    const CurlSegment& segment = ended.segment();
+    return judgeRefusal(ended.isAnsweredByWeb(), segment.httpCode(), segment.errorCode());
+}
+
 std::optional<Error> errorOf(const CurlDownloader& ended, std::int64_t fileSize) {
     // The server's own refusal says more than the write error by which its text was turned away.
     if (ended.isAnsweredByWeb() && ended.segment().httpCode() >= 400)
-        return httpStatusError(ended.segment().httpCode());
+        return httpStatusError(ended.segment().httpCode(), ended.segment().retryAfter());
     if (auto problem = ended.segment().error())
         return problem;
     if (ended.isAnsweredByWeb() && !asksForRange(ended) &&

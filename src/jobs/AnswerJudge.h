@@ -28,6 +28,9 @@ RangeVerdict judgeBlock(const CurlDownloader& downloader, std::size_t count, std
 /// Whether the header announces a body of another length than that of the part that was asked for.
 bool announcesWrongLength(const CurlDownloader& downloader, const std::string& key, const std::string& value);
 
+/// Whether a connection that has brought next to nothing has failed for too many of them. Once it has ended.
+Refusal refusalOf(const CurlDownloader& ended);
+
 /// What a connection has failed with. Once it has ended.
 std::optional<Error> errorOf(const CurlDownloader& ended, std::int64_t fileSize);
 

@@ -99,19 +99,12 @@ std::optional<SegmentsSnapshot> CURLRemoteFile::segments() const {
 
 /// What a single stream has brought is worth more than a fresh start: the server may only be slow.
 bool CURLRemoteFile::failsWhenStalled() const {
-    return isRetryable() && (supportsMultipartDownloads() || totalBytesDownloaded() == 0);
+    const bool isWaiting = m_transfer && m_transfer->isWaiting(); // not for bytes
+    return isRetryable() && !isWaiting && (supportsMultipartDownloads() || totalBytesDownloaded() == 0);
 }
 
 std::optional<DownloadLink> CURLRemoteFile::link() const {
-    if (!m_url)
-        return std::nullopt;
-    return DownloadLink{m_facts.recordedUrl(*m_url),
-                        m_basePath,
-                        m_facts.requestedPartitions,
-                        m_facts.referer,
-                        overridenFileName(),
-                        addedDate(),
-                        m_facts.checksum};
+    return m_url ? std::optional(linkOfOrigin(originAt(m_facts.recordedUrl(*m_url), m_facts))) : std::nullopt;
 }
 
 std::optional<std::string> CURLRemoteFile::awaitedBundle() const {

@@ -54,6 +54,10 @@ public:
 
     std::int64_t activeConnections() const override;
 
+    std::optional<ConnectionLimit> connectionLimit() const override {
+        return isActive() && m_transfer ? m_transfer->connectionLimit() : std::nullopt;
+    }
+
     std::optional<SegmentsSnapshot> segments() const override;
 
     /// Whether fromBundleFile() finds what it needs: not before the bundle has its first record.

@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{100};
 
+/// A server may count a connection that was broken off for so long; another one in its place would be turned
+/// away, and that would be taken for a limit.
+constexpr std::chrono::milliseconds kLeaving{200};
+
 /// Where its next byte for the file belongs; before that come those that are compared.
 std::int64_t nextOf(const CurlDownloader& connection) {
     return std::max(connection.currentOffset(), connection.segment().request().compareBelow);
@@ -35,10 +39,10 @@ bool ConnectionMediator::Worker::hasBegun() const {
     return bytesOf(*connection) > 0;
 }
 
-ConnectionMediator::ConnectionMediator(ConnectionKeeper& keeper, const Clock& clock, Limits limits,
-                                       std::int64_t fileSize)
-    : m_keeper(keeper), m_clock(clock), m_limits(limits), m_fileSize(fileSize),
-      m_allowance(limits.connections) {
+ConnectionMediator::ConnectionMediator(ConnectionKeeper& keeper, const Clock& clock,
+                                       std::shared_ptr<HostShare> share, Limits limits, std::int64_t fileSize)
+    : m_keeper(keeper), m_clock(clock), m_limits(std::move(limits)), m_fileSize(fileSize),
+      m_share(std::move(share)) {
 }
 
 void ConnectionMediator::watch(std::shared_ptr<CurlDownloader> connection) {
@@ -71,9 +75,14 @@ void ConnectionMediator::noteEnd(const Worker& worker) {
         m_failure = problem;
     if (problem && isFinalRefusal(*problem) && !m_refusal)
         m_refusal = problem;
+    const TimePoint now = m_clock.now();
+    if (isWhole && connection.end() < connection.segment().request().upperBound)
+        m_leaving.push_back(now + kLeaving);
     m_lastWasInVain = !isWhole && bytesOf(connection) < kWorthwhile;
-    if (m_lastWasInVain)
-        m_allowance.noteRefusal(speaking(m_clock.now()), m_clock.now());
+    const Refusal refusal = m_lastWasInVain ? refusalOf(connection) : Refusal::none;
+    m_wasCrowdedOut = refusal != Refusal::none && m_share->othersAtWork() > 0;
+    if (refusal != Refusal::none)
+        m_share->noteRefusal(refusal, speaking(now), connection.segment().retryAfter());
 }
 
 /// Where one has brought all, there is nothing left for the others; who is left alone shares no more.
@@ -98,13 +107,74 @@ void ConnectionMediator::loopHasTurned(CurlMulti&) {
     m_nextLook = now + kBetweenLooks;
     if (std::exchange(m_someHaveEnded, false))
         m_keeper.dropEnded();
-    if (!measure(now) || !maySend())
-        return;
+    if (!measure(now))
+        makeRoom(now);
+    else if (maySend())
+        share(now);
+}
+
+/// What is paused keeps one connection, so that it can go on, and no place: the user may want another
+/// transfer to go first.
+void ConnectionMediator::makeRoom(TimePoint now) {
+    if (std::ssize(m_workers) > 1)
+        giveBack(m_share->claim(taken(now), 1).surplus - std::ssize(m_leaving));
+    else
+        m_share->leave();
+}
+
+/// Takes and gives back connections as the rules say.
+void ConnectionMediator::share(TimePoint now) {
+    WorkSituation all = situation(now);
+    const PlaceChange change = m_share->claim(taken(now), m_limits.connections);
+    const std::int64_t room = m_limits.connections - std::ssize(m_workers);
+    all.idle = std::min(change.entitled, room);
+    if (all.idle > 0)
+        all.holes = splitAt(holesBeside(all.working, m_keeper.missing()), m_limits.starts,
+                            m_share->isLimited() ? largestPart(m_usualSpeed, m_roundTrip) : m_fileSize);
+    auto steps = nextSteps(all);
+    const std::int64_t wished = std::count_if(
+        steps.begin(), steps.end(), [](const WorkStep& step) { return step.kind != WorkStep::Kind::end; });
+    if (wished > change.free) {
+        all.idle = std::min(change.free, room);
+        steps = nextSteps(all);
+    }
     std::vector<Worker*> workers;
     for (Worker& worker : m_workers)
         workers.push_back(&worker);
-    for (const WorkStep& step : nextSteps(situation(now)))
+    const std::int64_t before = std::ssize(m_workers);
+    for (const WorkStep& step : steps)
         carryOut(step, workers, now);
+    giveBack(change.surplus - std::ssize(m_leaving)); // which are on their way back
+    const auto begun = std::count_if(m_workers.begin(), m_workers.end(),
+                                     [](const Worker& worker) { return worker.hasBegun(); });
+    const std::int64_t mine = taken(now);
+    m_share->settle(mine, begun, mine + std::max<std::int64_t>(wished - (std::ssize(m_workers) - before), 0));
+}
+
+/// The slowest ones: what they lack becomes holes. One stays, so that the transfer goes on.
+void ConnectionMediator::giveBack(std::int64_t surplus) {
+    std::vector<Worker*> workers;
+    for (Worker& worker : m_workers) {
+        const CurlDownloader& each = *worker.connection;
+        if (!each.isAtItsEnd() && (isHeldUp(each) || !endsSoon(each.end() - worker.offset, worker.speed)))
+            workers.push_back(&worker);
+    }
+    std::stable_sort(workers.begin(), workers.end(),
+                     [](const Worker* a, const Worker* b) { return a->speed < b->speed; });
+    workers.resize(static_cast<std::size_t>(
+        std::clamp<std::int64_t>(std::min(surplus, std::ssize(m_workers) - 1), 0, std::ssize(workers))));
+    for (Worker* worker : workers) {
+        leaveGroup(*worker, false);
+        worker->group = 0;
+        endHere(*worker);
+    }
+}
+
+/// How many connections the server may be serving. A silent one may be what it does not allow, so that
+/// another one may take its place, but not where that many have been turned away already.
+std::int64_t ConnectionMediator::taken(TimePoint now) {
+    std::erase_if(m_leaving, [&](TimePoint end) { return now >= end; });
+    return m_share->isLimited() ? std::ssize(m_workers) + std::ssize(m_leaving) : speaking(now);
 }
 
 /// Whether the transfer is such that its connections can help each other. Where the last one was in vain and
@@ -118,7 +188,6 @@ bool ConnectionMediator::measure(TimePoint now) {
     const bool isHeld = std::any_of(m_workers.begin(), m_workers.end(),
                                     [](const Worker& worker) { return isHeldUp(*worker.connection); });
     double lineSpeed = 0;
-    std::int64_t begun = 0;
     for (Worker& worker : m_workers) {
         CurlDownloader& connection = *worker.connection;
         if (isHeld || connection.currentOffset() > worker.offset)
@@ -128,12 +197,10 @@ bool ConnectionMediator::measure(TimePoint now) {
             continue;
         worker.speed = connection.speed(now);
         lineSpeed += worker.speed;
-        ++begun;
         if (const Seconds trip = connection.segment().roundTrip(); trip > Seconds(0))
             m_roundTrip = m_roundTrip > Seconds(0) ? 0.9 * m_roundTrip + 0.1 * trip : trip;
     }
     m_lineSpeed = std::max(m_lineSpeed, lineSpeed);
-    m_allowance.noteAtWork(begun, now);
     return !isHeld;
 }
 
@@ -159,11 +226,6 @@ WorkSituation ConnectionMediator::situation(TimePoint now) {
     speeds.insert(speeds.end(), m_recentSpeeds.begin(), m_recentSpeeds.end());
     if (!speeds.empty())
         m_usualSpeed = usualSpeedOf(std::move(speeds));
-    // A silent one may be what the server does not allow: another one may take its place, but it stays.
-    situation.idle =
-        std::min(m_allowance.most(now) - speaking(now), m_limits.connections - std::ssize(m_workers));
-    if (situation.idle > 0)
-        situation.holes = holesBeside(situation.working, m_keeper.missing());
     situation.roundTrip = m_roundTrip;
     situation.usualSpeed = m_usualSpeed;
     situation.lineSpeed = m_lineSpeed;
@@ -185,7 +247,7 @@ void ConnectionMediator::carryOut(const WorkStep& step, const std::vector<Worker
         return;
     case WorkStep::Kind::end:
         if (!workers[step.range]->hasBegun())
-            m_allowance.noteRefusal(speaking(now), now);
+            m_share->noteRefusal(Refusal::hinted, speaking(now), {});
         leaveGroup(*workers[step.range], false);
         workers[step.range]->group = 0;
         endHere(*workers[step.range]);

@@ -21,6 +21,7 @@ struct DownloadSource {
     std::optional<Url> referer;
     std::int64_t connections = 1; ///< at most
     bool supportsParts = false;
+    std::string host; ///< whose answer it was (Url::origin()), where redirects have led
 };
 
 /// Whether several connections are to fetch parts of the file. Where every answer is of another version, of

@@ -56,8 +56,9 @@ Result<ReadyDownload> DownloadPreparation::makeReady(const ProgressBundle& bundl
         return failure(adopted.error());
     const DownloadFacts& facts = m_found.facts;
     const DataSnapshot data = m_intake->snapshot();
-    ReadyDownload ready{
-        .source = {probe.url, probe.auth, facts.referer, facts.requestedPartitions, probe.supportsParts}};
+    const std::string& answered = probe.validator.origin;
+    ReadyDownload ready{.source = {probe.url, probe.auth, facts.referer, facts.requestedPartitions,
+                                   probe.supportsParts, answered.empty() ? probe.url.origin() : answered}};
     ready.connections = connectionsFor(ready.source, *data.record, m_environment);
     if (const auto written = writeFirstRecord(bundle, data); !written)
         return failure(written.error());

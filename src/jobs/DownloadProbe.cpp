@@ -95,7 +95,32 @@ DownloadProbe::Run DownloadProbe::probeWithKeys(Source& source) {
     return probed;
 }
 
+/// What a server does not allow beside the transfers that are at work is asked for again when one of them has
+/// made room.
 DownloadProbe::Run DownloadProbe::runScout(const Source& source, const std::optional<Url>& referer) {
+    const auto share = m_environment.hostConnections->join(source.url.origin());
+    std::int64_t places = awaitPlaces(*share); // or perhaps be refused
+    while (true) {
+        Run run = runScoutOnce(source, referer, places);
+        const Refusal refusal = run.problem ? run.scout->refusal() : Refusal::none;
+        if (refusal != Refusal::said || share->othersAtWork() == 0)
+            return run;
+        share->noteRefusal(refusal, 0, Seconds(static_cast<double>(run.problem->retryAfter)));
+        places = awaitPlaces(*share);
+        if (places == 0)
+            return run;
+    }
+}
+
+/// 0 when there was none in time.
+std::int64_t DownloadProbe::awaitPlaces(HostShare& share) {
+    return share.awaitPlaces(ProbeRequests::kMostConnections, [this] {
+        return !m_running.lock()->isStopped && m_environment.clock.now() < m_waitsUntil;
+    });
+}
+
+DownloadProbe::Run DownloadProbe::runScoutOnce(const Source& source, const std::optional<Url>& referer,
+                                               std::int64_t places) {
     const auto scout = ScoutFactory(m_environment).createScout(source.url, source.auth, referer);
     {
         auto running = m_running.lock();
@@ -103,7 +128,7 @@ DownloadProbe::Run DownloadProbe::runScout(const Source& source, const std::opti
         if (running->isStopped)
             scout->requestStop();
     }
-    auto problem = scout->runAndGetError();
+    auto problem = scout->runAndGetError(places);
     m_running.lock()->scout.reset();
     return {scout, std::move(problem)};
 }

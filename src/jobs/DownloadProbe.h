@@ -33,7 +33,9 @@ public:
     DownloadProbe(const TransferEnvironment& environment, Url url, std::optional<Url> referer,
                   AuthTokens tokens)
         : m_environment(environment), m_url(std::move(url)), m_referer(std::move(referer)),
-          m_tokens(std::move(tokens)) {}
+          m_tokens(std::move(tokens)),
+          m_waitsUntil(environment.clock.now() +
+                       std::chrono::duration_cast<TimePoint::duration>(environment.probeTimeLimit)) {}
 
     /// Error: ErrorDomain::RemoteFile for a server that wants credentials (5), a page (6), an FTP directory
     /// (7); else what the request has failed with.
@@ -65,6 +67,8 @@ private:
     Run probe(Source& source);
     Run probeWithKeys(Source& source);
     Run runScout(const Source& source, const std::optional<Url>& referer);
+    Run runScoutOnce(const Source& source, const std::optional<Url>& referer, std::int64_t places);
+    std::int64_t awaitPlaces(HostShare& share);
     Source sourceAt(const Url& url) const;
     Result<void> checkPage(const Scout& scout) const;
     Error authenticationError(const Url& asking, const Error& problem);
@@ -74,6 +78,7 @@ private:
     const std::optional<Url> m_referer;
     const AuthTokens m_tokens;
     std::optional<Url> m_authenticationUrl;
+    const TimePoint m_waitsUntil; // for a place at a host
     Locked<Running> m_running;
 };
 

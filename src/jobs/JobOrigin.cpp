@@ -48,6 +48,12 @@ JobOrigin originOfLink(const DownloadLink& link) {
             .added = link.added};
 }
 
+DownloadLink linkOfOrigin(const JobOrigin& origin) {
+    return {*origin.url,          origin.folder, origin.facts.requestedPartitions,
+            origin.facts.referer, origin.name,   origin.added,
+            origin.facts.checksum};
+}
+
 JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk,
                          const std::optional<WallTime>& added) {
     const auto named = ProgressBundle::fromBundleDirectory(bundleDirectory);

@@ -30,6 +30,9 @@ struct JobOrigin {
 /// address, the job succeeds as soon as it is prepared.
 JobOrigin originOfLink(const DownloadLink& link);
 
+/// The row that originOfLink() makes the same job of, without what the disk keeps. `origin` has an address.
+DownloadLink linkOfOrigin(const JobOrigin& origin);
+
 /// A bundle on the disk, as its record tells it. One that can't be restored is a job that has failed.
 JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk,
                          const std::optional<WallTime>& added = std::nullopt);

@@ -47,6 +47,11 @@ Result<std::string> RangeFetch::run(const RangeSource& source, const ExpectedFil
         CurlDownloader::create(std::make_unique<LiveCurlSegment>(std::move(request), m_environment));
     const auto collector = std::make_shared<Collector>(file);
     download->setDelegate(collector);
+    const auto share = m_environment.hostConnections->join(source.url.origin());
+    const TimePoint waitsUntil = m_environment.clock.now() + limit;
+    // What has waited in vain may be refused.
+    share->awaitPlaces(
+        1, [&] { return !m_running.lock()->isStopped && m_environment.clock.now() < waitsUntil; });
     if (!runLoop(download))
         return failure(Error::alreadyStopped());
     if (collector->verdict() == RangeVerdict::changed)

@@ -29,8 +29,9 @@ public:
     RangeFetch& operator=(const RangeFetch&) = delete;
 
     /// All bytes of `range`, which has some, of the version of `file`: an answer is judged as those of a
-    /// transfer are. It may take as long as one request of a probe. Error: what the request has failed with;
-    /// kTarvoChangedOnServer, kTarvoUnexpectedSegmentSize; that it was stopped.
+    /// transfer are. It may take as long as one request of a probe, and wait as long for a place at the host.
+    /// Error: what the request has failed with; kTarvoChangedOnServer, kTarvoUnexpectedSegmentSize; that it
+    /// was stopped.
     Result<std::string> run(const RangeSource& source, const ExpectedFile& file, const ByteRange& range);
 
     /// Ends the present run at once, and each later one. Any thread.

@@ -14,6 +14,7 @@
 #include "base/KeyedArchiver.h"
 #include "base/Url.h"
 #include "base/WorkQueue.h"
+#include "engine/transfer/HostConnections.h"
 #include "engine/transfer/TRAuthToken.h"
 #include "jobs/DownloadLink.h"
 #include "jobs/SegmentsSnapshot.h"
@@ -99,6 +100,10 @@ public:
     virtual void setUserRequestedPartitions(std::int64_t connections) = 0;
 
     virtual std::int64_t activeConnections() const = 0;
+
+    /// While it runs, what keeps it from having as many connections as were asked for.
+    virtual std::optional<ConnectionLimit> connectionLimit() const { return std::nullopt; }
+
     virtual bool supportsControl() const = 0;
     virtual bool supportsMultipartDownloads() const = 0;
     virtual bool supportsRecovery() const = 0;

@@ -8,6 +8,7 @@
 #include "engine/transfer/LiveCurlSegment.h"
 #include "jobs/JobErrors.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace tarvo {
@@ -18,7 +19,8 @@ std::shared_ptr<SegmentedTransfer> SegmentedTransfer::create(Parts parts, ReadyD
 
 SegmentedTransfer::SegmentedTransfer(Parts parts, ReadyDownload ready)
     : m_parts(std::move(parts)), m_source(std::move(ready.source)),
-      m_finishing(m_parts.request, m_parts.intake, m_parts.environment) {
+      m_finishing(m_parts.request, m_parts.intake, m_parts.environment),
+      m_share(m_parts.environment.transfers.hostConnections->join(m_source.host)) {
     m_control.lock()->connections = std::move(ready.connections);
 }
 
@@ -43,6 +45,7 @@ Result<FinishedFile> SegmentedTransfer::fetchAndFinish(const AskName& askName) {
     if (fetched)
         fetched = runLoops();
     setConnections({});
+    m_share->leave();
     m_parts.intake->endBlocks();
     if (const auto part = std::exchange(m_lastPart, nullptr); fetched && part)
         fetched = confirmVersion(*part);
@@ -68,17 +71,44 @@ Result<void> SegmentedTransfer::checkSpace() {
 Result<void> SegmentedTransfer::runLoops() {
     while (true) {
         const std::int64_t before = m_parts.intake->totalDone();
-        if (auto ran = runLoop(); !ran)
+        if (!awaitPlaces())
+            return failure(m_parts.intake->refusal().value_or(Error::alreadyStopped()));
+        const auto ran = runLoop();
+        // The server serves other transfers instead: this one has its turn when one of theirs ends.
+        const bool isCrowdedOut = !ran && m_wasCrowdedOut;
+        if (!ran && !isCrowdedOut)
             return ran;
         const DataSnapshot data = m_parts.intake->snapshot();
         if (data.record->data->isIndeterminateSize() || data.record->data->isComplete())
-            return {};
+            return ran;
         // Every connection has ended and something is still missing: fetch that, as long as it helps.
-        if (m_parts.intake->totalDone() == before || !fetchesParts(m_source, *data.record))
-            return failure(incomplete());
+        const bool helped = m_parts.intake->totalDone() != before || isCrowdedOut;
+        if (!helped || !fetchesParts(m_source, *data.record))
+            return ran ? failure(incomplete()) : ran;
         setConnections(connectionsFor(m_source, *data.record, m_parts.environment));
         m_parts.announce();
     }
+}
+
+/// Takes as many places at the host as there are connections to begin with, and lets go of the connections
+/// for which there is none: what they were to bring is a hole then. Waits for the first one; false when it
+/// was stopped meanwhile.
+bool SegmentedTransfer::awaitPlaces() {
+    auto connections = m_control.lock()->connections;
+    const std::int64_t planned = std::ssize(connections);
+    m_starts.clear();
+    for (const auto& connection : connections)
+        m_starts.push_back(connection->currentOffset());
+    std::sort(m_starts.begin(), m_starts.end());
+    m_isWaiting = true;
+    const std::int64_t free =
+        m_share->awaitPlaces(planned, [&] { return planned > 0 && !m_control.lock()->isStopped; });
+    m_isWaiting = false;
+    if (free < planned) {
+        connections.resize(static_cast<std::size_t>(free));
+        setConnections(std::move(connections));
+    }
+    return free > 0 || planned == 0;
 }
 
 Result<void> SegmentedTransfer::runLoop() {
@@ -86,6 +116,7 @@ Result<void> SegmentedTransfer::runLoop() {
     const auto loop = startLoop(mediator);
     loop->downloadAndBlock();
     m_control.lock()->loop.reset();
+    m_wasCrowdedOut = mediator->wasCrowdedOut();
     if (auto part = mediator->lastPart())
         m_lastPart = std::move(part);
     const DataSnapshot data = m_parts.intake->snapshot();
@@ -103,9 +134,9 @@ std::shared_ptr<ConnectionMediator> SegmentedTransfer::makeMediator() {
     const DataSnapshot data = m_parts.intake->snapshot();
     const bool adapts =
         data.record && !data.record->data->isIndeterminateSize() && fetchesParts(m_source, *data.record);
-    const ConnectionMediator::Limits limits{m_source.connections,
-                                            Settings(environment.defaults).minimumChunkSize(), adapts};
-    return std::make_shared<ConnectionMediator>(*this, environment.clock, limits, data.fileSize);
+    const ConnectionMediator::Limits limits{
+        m_source.connections, Settings(environment.defaults).minimumChunkSize(), adapts, m_starts};
+    return std::make_shared<ConnectionMediator>(*this, environment.clock, m_share, limits, data.fileSize);
 }
 
 /// The earlier ones, with their buffers, go on this thread, and not under the lock.
@@ -198,6 +229,10 @@ std::shared_ptr<CurlDownloader> SegmentedTransfer::addConnection(const ByteRange
         return nullptr;
     control->connections.push_back(connection);
     return connection;
+}
+
+std::optional<ConnectionLimit> SegmentedTransfer::connectionLimit() const {
+    return m_source.supportsParts ? m_share->limit(m_source.connections) : std::nullopt;
 }
 
 void SegmentedTransfer::addTo(SegmentsSnapshot& snapshot) {

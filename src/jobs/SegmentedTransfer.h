@@ -1,6 +1,7 @@
 // Fetches one file over its connections, and gives it its final name.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -56,6 +57,12 @@ public:
     /// See Finishing. Any thread.
     std::optional<std::int64_t> bytesVerified() const { return m_finishing.bytesVerified(); }
 
+    /// Whether it waits for a connection that the server, or the user, allows. Any thread.
+    bool isWaiting() const { return m_isWaiting; }
+
+    /// What keeps it from having as many connections as it wants. Any thread.
+    std::optional<ConnectionLimit> connectionLimit() const;
+
     /// Adds the connections that have not ended. Any thread.
     void addTo(SegmentsSnapshot& snapshot);
 
@@ -84,6 +91,7 @@ private:
     Result<void> checkSpace();
     Result<void> runLoops();
     Result<void> runLoop();
+    bool awaitPlaces();
     void setConnections(HandleCreator::Handles connections);
     std::shared_ptr<ConnectionMediator> makeMediator();
     std::shared_ptr<CurlMulti> startLoop(const std::shared_ptr<ConnectionMediator>& mediator);
@@ -93,6 +101,10 @@ private:
     const DownloadSource m_source;
     Finishing m_finishing;
     std::shared_ptr<CurlDownloader> m_lastPart; // see ConnectionMediator
+    const std::shared_ptr<HostShare> m_share;
+    std::vector<std::int64_t> m_starts; // of the parts that were planned
+    bool m_wasCrowdedOut = false;       // of its last connection
+    std::atomic<bool> m_isWaiting{false};
     Locked<Control> m_control;
     ThreadOwner m_owner;
 };

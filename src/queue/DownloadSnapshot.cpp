@@ -11,7 +11,9 @@ DownloadSnapshot snapshotOf(const RemoteFile& job) {
             job.bytesPerSecond(),
             job.activeConnections(),
             Seconds(job.secondsRemaining()),
-            job.bytesVerified()};
+            job.bytesVerified(),
+            job.userRequestedPartitions(),
+            job.connectionLimit()};
 }
 
 } // namespace tarvo

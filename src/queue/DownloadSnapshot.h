@@ -20,6 +20,8 @@ struct DownloadSnapshot {
     Seconds left{0};              ///< to the end at this speed
     std::optional<std::int64_t>
         verified{}; ///< of all bytes, which are there, those that were read for the checksum
+    std::int64_t wantedConnections = 0;
+    std::optional<ConnectionLimit> connectionLimit{}; ///< why they are fewer than wanted
 };
 
 /// Main thread.

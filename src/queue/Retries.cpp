@@ -17,6 +17,12 @@ Seconds retryDelayAfter(std::uint64_t fruitless, Seconds delay) {
     return delay;
 }
 
+Seconds retryDelayOf(const RemoteFile& job, Seconds delay) {
+    const auto& error = job.error();
+    const Seconds asked(static_cast<double>(error ? error->retryAfter : 0));
+    return std::max(retryDelayAfter(job.fruitlessAttempts, delay), std::min(asked, kMostRetryDelay));
+}
+
 Retries::Retries(RemoteFilesArrayController& remoteFiles, const Clock& clock, Seconds delay, Reload reload)
     : m_remoteFiles(remoteFiles), m_clock(clock), m_delay(delay), m_reload(std::move(reload)) {
     connect(&m_remoteFiles, &RemoteFilesArrayController::jobStateChanged, this,
@@ -66,7 +72,7 @@ void Retries::stop() {
 }
 
 void Retries::schedule(RemoteFile& job) const {
-    const Seconds delay = retryDelayAfter(job.fruitlessAttempts, m_delay);
+    const Seconds delay = retryDelayOf(job, m_delay);
     job.nextScheduledRun = *job.errorDate() + std::chrono::duration_cast<TimePoint::duration>(delay);
 }
 

@@ -23,6 +23,10 @@ inline constexpr Seconds kMostRetryDelay{3600.0};
 /// The wait after the last of `fruitless` failures in a row that have brought no new byte: first `delay`.
 Seconds retryDelayAfter(std::uint64_t fruitless, Seconds delay);
 
+/// The wait after the job's last failure: not shorter than its server has asked for (RFC 9110, section
+/// 10.2.3), up to an hour.
+Seconds retryDelayOf(const RemoteFile& job, Seconds delay);
+
 /// Gives each failed job its time, and replaces it by a fresh copy when that has come. A job whose bundle is
 /// away with its disk waits until the bundle is back. Main thread.
 class Retries : public QObject {

@@ -34,6 +34,10 @@ std::string connectionsText(const RemoteFile& job, const std::optional<SegmentsS
     const std::string wanted = std::to_string(job.userRequestedPartitions());
     if (!isTransferring(job) || !segments)
         return wanted;
+    const std::string limited = connectionsText(std::ssize(segments->connections),
+                                                job.userRequestedPartitions(), job.connectionLimit());
+    if (!limited.empty())
+        return limited;
     return localized("tr.info.connections-of", {std::to_string(segments->connections.size()), wanted});
 }
 

@@ -35,6 +35,7 @@ std::vector<Preference> makeTable() {
     constexpr int kLargestChunk = 1 << 30;
     constexpr std::pair kConnections{1, static_cast<int>(kMostConnections)};
     constexpr std::pair kPreparations{1, static_cast<int>(kMostPreparations)};
+    constexpr std::pair kHostConnections{1, static_cast<int>(kMostConnectionsPerHost)};
     constexpr std::pair kSpeeds{0, std::numeric_limits<int>::max()};
     return {
         {general, folder, kDefaultDirectory, "tr.preferences.folder"},
@@ -45,6 +46,7 @@ std::vector<Preference> makeTable() {
         {general, toggle, kAutoClearCompleted, "tr.preferences.auto-clear"},
         {advanced, number, kDefaultThreading, "tr.preferences.connections", {}, kConnections},
         {advanced, number, kPreparationConcurrency, "tr.preferences.preparations", {}, kPreparations},
+        {advanced, number, kMaxConnectionsPerHost, "tr.preferences.host-connections", {}, kHostConnections},
         {advanced, number, kMinimumChunkSize, "tr.preferences.chunk", {}, {1, kLargestChunk}},
         {advanced, number, kSpeedLimit, "tr.preferences.speed-limit", "tr.preferences.speed-limit-hint",
          kSpeeds},

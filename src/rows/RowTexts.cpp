@@ -48,7 +48,10 @@ std::string runningText(const RowFacts& facts) {
         return localized("tr.rf.streaming-file");
     const std::string remaining = remainingTimeText(facts.secondsRemaining);
     const std::string text = localized("tr.status.overall", {speedText(facts.bytesPerSecond), remaining});
-    return QString::fromStdString(text).trimmed().toStdString();
+    const std::string speed = QString::fromStdString(text).trimmed().toStdString();
+    const std::string limited =
+        connectionsText(facts.connections, facts.wantedConnections, facts.connectionLimit);
+    return limited.empty() ? speed : localized("tr.rf.limited", {speed, limited});
 }
 
 std::string readyText(const RowFacts& facts, const RowMoment& moment) {
@@ -69,11 +72,21 @@ std::string withoutColons(const std::string& text) {
 } // namespace
 
 RowFacts factsOf(const RemoteFile& job) {
-    return {job.currentState(),     job.percentComplete(),
-            job.bytesPerSecond(),   job.secondsRemaining(),
-            job.recoveredSession(), job.supportsMultipartDownloads(),
-            job.isRetryable(),      job.attemptNumber,
-            job.nextScheduledRun,   job.error()};
+    return {job.currentState(),      job.percentComplete(),
+            job.bytesPerSecond(),    job.secondsRemaining(),
+            job.recoveredSession(),  job.supportsMultipartDownloads(),
+            job.isRetryable(),       job.attemptNumber,
+            job.nextScheduledRun,    job.error(),
+            job.activeConnections(), job.userRequestedPartitions(),
+            job.connectionLimit()};
+}
+
+std::string connectionsText(std::int64_t atWork, std::int64_t wanted,
+                            const std::optional<ConnectionLimit>& limit) {
+    if (!limit || atWork >= wanted)
+        return {};
+    return localized(limit->isByServer ? "tr.connections.by-server" : "tr.connections.by-user",
+                     {std::to_string(atWork), std::to_string(wanted)});
 }
 
 std::string statusText(const RowFacts& facts, const RowMoment& moment) {

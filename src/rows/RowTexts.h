@@ -24,6 +24,9 @@ struct RowFacts {
     std::uint64_t attemptNumber = 0;
     std::optional<TimePoint> nextScheduledRun = std::nullopt;
     std::optional<Error> error = std::nullopt;
+    std::int64_t connections = 0; ///< at work
+    std::int64_t wantedConnections = 0;
+    std::optional<ConnectionLimit> connectionLimit = std::nullopt;
 };
 
 /// When a row is looked at, and whether the queue then runs.
@@ -41,6 +44,10 @@ std::string statusText(const RowFacts& facts, const RowMoment& moment);
 /// The same for a screen reader, which speaks colons: without them, and with the percentage that the bar
 /// shows.
 std::string spokenStatus(const RowFacts& facts, const RowMoment& moment);
+
+/// "3 of 10 connections: all that the server allows"; empty where nothing keeps them from being as many.
+std::string connectionsText(std::int64_t atWork, std::int64_t wanted,
+                            const std::optional<ConnectionLimit>& limit);
 
 /// Whether the bar has no length that would mean anything.
 bool isIndeterminate(const RowFacts& facts);

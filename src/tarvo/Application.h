@@ -21,6 +21,7 @@
 #include "queue/ChecksumWatch.h"
 #include "queue/QueueController.h"
 #include "remote/QueueService.h"
+#include "storage/LearnedLimitsKeeper.h"
 #include "tarvo/CommandLine.h"
 
 namespace tarvo {
@@ -67,6 +68,8 @@ private:
     CloudLoggerProvider m_remoteLog;
     const CookieStore m_cookies;
     const TransferEnvironment m_transfers{m_defaults, m_cookies, m_clock};
+    const LearnedLimitsKeeper m_limits{m_transfers.hostConnections, LearnedLimitsKeeper::standardFile(),
+                                       m_disk};
     SerialQueue m_savingQueue{"com.unregistered.tarvo2.remoteFileSavingQueue"};
     const JobEnvironment m_jobs{m_defaults, m_disk, m_clock, m_transfers, m_savingQueue};
     DesktopBus m_sessionBus{DesktopBus::sessionAddress()};

@@ -106,6 +106,14 @@ TEST_F(DownloadRunnerTest, TriesAgainUntilTheServerHasRecovered) {
     EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
 }
 
+TEST_F(DownloadRunnerTest, AnAttemptThatHasBroughtBytesIsNoneOfThoseThatAreCounted) {
+    options.connections = 1;
+    options.retries = 1;
+    EXPECT_EQ(run({server.url(kSize, "cut=50000&spareprobe")}), 0) << view.lastError.sentence();
+    EXPECT_EQ(fileIsSample(harness.folder.path("sample.bin"), kSize), "");
+    EXPECT_EQ(run({server.url(kSize, "norange&cut=50000", "whole")}), 1) << "the same bytes again";
+}
+
 TEST_F(DownloadRunnerTest, GivesUpAfterTheAttemptsAndHoldsNobodyElseUp) {
     const std::string twice = server.url(kSize);
     EXPECT_EQ(run({server.url(kSize, "status=503", "bad"), twice, twice}), 1);

@@ -215,7 +215,8 @@ TEST_F(TarvoGetTest, TwoAtOnceOnOneDownloadDoNotMix) {
         EXPECT_EQ(fileIsSample(path, kSize), "") << path;
         named += path.find("/crowd") != std::string::npos ? 1 : 0;
     }
-    EXPECT_EQ(named, finished);
+    EXPECT_GE(named, 1);
+    EXPECT_LE(named, finished) << "one that comes late finds the file there";
 }
 
 } // namespace tarvo::test

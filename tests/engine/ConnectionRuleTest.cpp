@@ -1,6 +1,5 @@
 // How connections share the work: single cases, and whole downloads in virtual time.
 #include "engine/progress/ConnectionRule.h"
-#include "engine/progress/ConnectionAllowance.h"
 #include "engine/progress/SegmentPlacer.h"
 #include "engine/transfer/SpeedWindow.h"
 
@@ -266,6 +265,11 @@ TEST(ConnectionRule, WhatIsMissingBesideTheWorkingOnesAreHoles) {
     const auto missing = test::rangesOf({{10, 20}, {30, 60}, {70, 80}});
     const auto holes = holesBeside({range(40, 50, 1), range(12, 20, 1), range(70, 80, 1)}, missing);
     EXPECT_EQ(holes, (std::vector<ByteRange>{{10, 12}, {30, 40}, {50, 60}}));
+    EXPECT_EQ(splitAt(holes, {10, 36, 40, 55}, 4),
+              (std::vector<ByteRange>{
+                  {10, 12}, {30, 33}, {33, 36}, {36, 40}, {50, 52}, {52, 55}, {55, 57}, {57, 60}}));
+    EXPECT_EQ(splitAt(holes, {}, largestPart(0, {})), holes) << "no speed is known";
+    EXPECT_EQ(largestPart(kMega, Seconds(0.1)), 5 * kMega);
 }
 
 TEST(ConnectionRule, HolesComeFirstTheLargestOfAll) {
@@ -328,25 +332,6 @@ TEST(ConnectionRule, WhoIsSilentForTooLongIsEndedWhereOthersBringBytes) {
     now.working.pop_back();
     now.working[0].silence = Seconds(100);
     EXPECT_EQ(nextSteps(now), Steps()) << "the line may be away";
-}
-
-TEST(ConnectionAllowance, WhatIsRefusedIsTriedAgainEverLessOften) {
-    const TimePoint begin{};
-    const auto at = [&](int seconds) { return begin + std::chrono::seconds(seconds); };
-    ConnectionAllowance allowance(10);
-    EXPECT_EQ(allowance.most(at(0)), 10);
-    for (int others = 9; others >= 3; --others)
-        allowance.noteRefusal(others, at(0));
-    EXPECT_EQ(allowance.most(at(9)), 3);
-    EXPECT_EQ(allowance.most(at(10)), 4);
-    allowance.noteRefusal(3, at(10));
-    EXPECT_EQ(allowance.most(at(29)), 3);
-    EXPECT_EQ(allowance.most(at(30)), 4);
-    allowance.noteAtWork(4, at(31));
-    EXPECT_EQ(allowance.most(at(32)), 4);
-    EXPECT_EQ(allowance.most(at(41)), 5);
-    allowance.noteRefusal(0, at(42));
-    EXPECT_EQ(allowance.most(at(43)), 1) << "one can always be tried";
 }
 
 /// 300 servers: round trips from 1 to 200 ms and 2 to 16 places of 0.2 to 20 MB/s (each even), in which the

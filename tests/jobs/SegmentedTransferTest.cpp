@@ -4,6 +4,9 @@
 
 #include <filesystem>
 
+#include <QDateTime>
+#include <QLocale>
+
 #include <gtest/gtest.h>
 
 namespace tarvo::test {
@@ -65,6 +68,35 @@ TEST_F(OneOfSomeFails, WhatItIsTooSlowForIsSharedAndNoByteCountsTwice) {
     EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(15)) << "alone it needs 30";
     EXPECT_EQ(job->totalBytesDownloaded(), kSize);
     EXPECT_EQ(fileIsSample(harness.folder.path("slow=10000"), kSize), "");
+}
+
+TEST_F(OneOfSomeFails, WhereAllAreRefusedTheJobFailsAndSaysWhenTheServerWantsToBeAskedAgain) {
+    const auto inTwoMinutes = QDateTime::currentDateTimeUtc().addSecs(120);
+    const QString date =
+        QLocale::c().toString(inTwoMinutes, QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    for (const std::string& wait : {std::string("120"), date.toStdString()}) {
+        job = harness.job(
+            server.url(kSize, "status=429&from=3&retryafter=" + knobValue(wait), wait.substr(0, 3)));
+        const auto problem = harness.run(job);
+        ASSERT_TRUE(problem && problem->is(ErrorDomain::CurlHttp, 429));
+        EXPECT_NEAR(static_cast<double>(problem->retryAfter), 110, 10) << wait;
+    }
+    EXPECT_EQ(harness.transfers.hostConnections->learned(), std::vector<LearnedLimit>());
+}
+
+TEST_F(OneOfSomeFails, WhatIsPausedLeavesTheHostsPlacesToOthers) {
+    for (const int places : {1, 4}) {
+        harness.defaults.setForThisRun(SettingKey::kMaxConnectionsPerHost, places);
+        const std::string name = std::to_string(places);
+        job = harness.job(server.url(kSize, "rate=50000", "held" + name), 4);
+        harness.start(job);
+        EXPECT_TRUE(turnUntil([&] { return job->totalBytesDownloaded() > 0; }));
+        job->pause();
+        EXPECT_FALSE(harness.run(harness.job(server.url(kSize, {}, "other" + name), 4)));
+        EXPECT_EQ(fileIsSample(harness.folder.path("other" + name), kSize), "");
+        job->stop();
+        EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }));
+    }
 }
 
 TEST_F(OneOfSomeFails, ARefusalForGoodFailsTheJobOnceTheOthersHaveEnded) {

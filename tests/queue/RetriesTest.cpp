@@ -50,6 +50,16 @@ TEST_F(RetriesTest, AFailedJobIsReplacedInItsRowAfterAWaitThatGrowsWithoutNewByt
     EXPECT_EQ(queue.jobAt(0)->attemptNumber, 4u);
 }
 
+TEST_F(RetriesTest, NoSoonerThanTheServerWantsIt) {
+    const auto job = add("busy", rf_state_ready);
+    fail(job);
+    job->shownError->retryAfter = 900;
+    EXPECT_EQ(firstAfter(899), job);
+    EXPECT_NE(firstAfter(2), job);
+    job->shownError->retryAfter = 1'000'000;
+    EXPECT_EQ(retryDelayOf(*job, kRetryDelay), kMostRetryDelay);
+}
+
 TEST_F(RetriesTest, ABundleThatIsAwayIsLookedForWithoutAnAttemptUntilItIsBack) {
     const auto away = add("away", rf_state_ready);
     away->awaited = harness.folder.path("away");

@@ -37,6 +37,11 @@ TEST(RowTexts, ARunningOneSaysSpeedAndTimeIfTheSizeIsKnown) {
     EXPECT_EQ(spokenStatus(facts, kRunning), "12 percent, 1.5 KiB/s – 1 h 2 min 5 s left");
     facts.secondsRemaining = 604'800;
     EXPECT_EQ(statusText(facts, kRunning), "1.5 KiB/s");
+    facts.connections = 3;
+    facts.wantedConnections = 10;
+    facts.connectionLimit = ConnectionLimit{3, true};
+    EXPECT_EQ(statusText(facts, kRunning), "1.5 KiB/s – 3 of 10 connections: all that the server allows");
+    facts.connectionLimit.reset();
     facts.percent = -1;
     EXPECT_EQ(statusText(facts, kRunning), "Downloading in one piece");
     EXPECT_EQ(spokenStatus(facts, kRunning), "Downloading in one piece");

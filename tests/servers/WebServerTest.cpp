@@ -33,4 +33,32 @@ TEST(WebServer, TenPartsMakeTheFileOverHttp2WithAForeignCertificate) {
     EXPECT_EQ(connections.size(), 10u) << "no two parts share one";
 }
 
+TEST(WebServer, JobsThatWantMoreConnectionsThanItAllowsShareThoseAndLearnTheirNumber) {
+    constexpr std::int64_t size = 2'000'003;
+    const NginxServer server;
+    JobHarness harness;
+    std::vector<std::shared_ptr<CURLRemoteFile>> jobs;
+    for (const std::string name : {"a", "b", "c", "d"}) {
+        server.addFile(name, size);
+        jobs.push_back(harness.job(server.url("/three/" + name), 10));
+        harness.workers.async([job = jobs.back()] { // each is prepared while the others are sent
+            if (job->makeReadyAndBlock(nullptr))
+                job->downloadAndBlock();
+        });
+    }
+    EXPECT_TRUE(turnUntil([&] { return harness.workers.isIdle(); }, std::chrono::seconds(60)));
+    for (const auto& job : jobs) {
+        ASSERT_FALSE(job->error()) << job->error()->sentence();
+        EXPECT_EQ(fileIsSample(*job->finalFilePath(), size), "");
+    }
+    const auto limits = harness.transfers.hostConnections->learned();
+    ASSERT_EQ(limits.size(), 1u);
+    EXPECT_LE(limits[0].connections, 3);
+    const auto requests = server.requests();
+    EXPECT_LE(
+        std::count_if(requests.begin(), requests.end(), [](const auto& each) { return each.status == 503; }),
+        40)
+        << "it is not asked again and again";
+}
+
 } // namespace tarvo::test

@@ -29,6 +29,8 @@ namespace tarvo::test {
 ///     version=N            other bytes of the same number (SampleData.h); 0, the usual ones, without
 ///     etag=TEXT            ETag, obeyed in If-Range (RFC 9110, 13.1.5), instead of one that names the
 ///                          version; "each": another one for each answer
+///     retryafter=TEXT      Retry-After, with the fault status
+///     places=N             503 while N bodies of this path are being sent
 ///     untagged             no ETag
 ///     modified=TEXT        Last-Modified, obeyed too; a Date of 2026 goes with it
 ///
@@ -53,6 +55,8 @@ namespace tarvo::test {
 ///     slow=N               bytes per second, whatever the rate
 ///     random=N             one request in three is answered with reset, status=503, cut or silent; which and
 ///                          how depends on N and the request's number alone, so that a run can be repeated
+///     wild=N               one request in eight likewise, with any of the faults that a client must survive;
+///                          lies are not told to probes
 class FaultKnobs {
 public:
     /// Reads a query (values percent-encoded). Answers what is wrong with it, empty when all is well; what is
@@ -63,6 +67,9 @@ public:
 
     std::optional<std::string> text(std::string_view name) const;
     std::optional<std::int64_t> number(std::string_view name) const;
+
+    /// Whether a body holds the bytes that were asked for, up to its end.
+    bool isHonest() const;
 
     /// The knobs for one request: without the faults if they don't show at it.
     FaultKnobs at(std::int64_t requestNumber, bool isProbe) const;

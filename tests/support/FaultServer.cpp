@@ -83,6 +83,11 @@ bool sendPiece(int socket, std::string_view bytes, bool isChunked) {
            sendAll(socket, bytes, MSG_MORE) && sendAll(socket, "\r\n");
 }
 
+HttpAnswer refusal(int status, const FaultKnobs& knobs) {
+    const auto wait = knobs.text("retryafter");
+    return textAnswer(status, "As you asked for", wait ? "Retry-After: " + *wait + "\r\n" : "");
+}
+
 bool sendText(int socket, const HttpRequest& request, const HttpAnswer& answer) {
     return sendAll(socket, answer.head() + (request.method == "HEAD" ? "" : answer.text));
 }
@@ -218,15 +223,38 @@ bool FaultServer::answerFile(int socket, const HttpRequest& request, const Fault
         return false;
     }
     if (const auto status = knobs.number("status"))
-        return sendText(socket, request, textAnswer(static_cast<int>(*status), "As you asked for"));
+        return sendText(socket, request, refusal(static_cast<int>(*status), urlKnobs));
     const HttpAnswer answer = fileAnswer(request, knobs, size);
     if (!answer.isFile || request.method == "HEAD")
         return sendText(socket, request, answer) && !answer.endsConnection;
-    return sendAll(socket, answer.head()) && sendBody(socket, answer, knobs);
+    return sendBodyInItsPlace(socket, request, answer, knobs);
+}
+
+bool FaultServer::sendBodyInItsPlace(int socket, const HttpRequest& request, const HttpAnswer& answer,
+                                     const FaultKnobs& knobs) {
+    const auto most = knobs.number("places");
+    const bool isLetIn = [&] {
+        auto books = m_books.lock();
+        std::int64_t& atWork = books->paths[request.path].atWork;
+        const bool isFree = !most || request.isProbe() || atWork < *most;
+        atWork += isFree ? 1 : 0;
+        return isFree;
+    }();
+    if (!isLetIn)
+        return sendText(socket, request, refusal(503, knobs));
+    Body body{answer.offset, 0, Clock::now()};
+    const bool goesOn = sendAll(socket, answer.head()) && sendBody(socket, answer, knobs, body.length);
+    body.ended = Clock::now();
+    auto books = m_books.lock();
+    --books->paths[request.path].atWork;
+    if (knobs.isHonest() && !request.isProbe())
+        books->bodies.push_back(body);
+    return goesOn;
 }
 
 /// Sends the body with the faults that show while it flows; false when the connection must end.
-bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnobs& knobs) {
+bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnobs& knobs,
+                           std::int64_t& sent) {
     const std::int64_t overrun = knobs.number("overrun").value_or(0);
     const std::int64_t length = answer.length + overrun;
     const std::int64_t stall = knobs.number("stall").value_or(length);
@@ -234,7 +262,7 @@ bool FaultServer::sendBody(int socket, const HttpAnswer& answer, const FaultKnob
     const auto rate = knobs.number(knobs.has("slow") ? "slow" : "rate");
     const Clock::time_point begin = Clock::now();
     std::vector<char> buffer(std::clamp<std::int64_t>(rate.value_or(kBlock * 100) / 100, 1, kBlock));
-    for (std::int64_t sent = 0; sent < end;) {
+    while (sent < end) {
         const std::span bytes(buffer.data(), std::min<std::size_t>(buffer.size(), end - sent));
         fillSample(answer.offset + sent, bytes, answer.version);
         sent += std::ssize(bytes);
@@ -264,6 +292,10 @@ void FaultServer::change(std::string_view path, std::string_view knobs) {
 
 std::vector<HttpRequest> FaultServer::requests() const {
     return m_books.lock()->requests;
+}
+
+std::vector<FaultServer::Body> FaultServer::bodies() const {
+    return m_books.lock()->bodies;
 }
 
 std::vector<std::string> FaultServer::problems() const {

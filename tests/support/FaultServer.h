@@ -5,6 +5,7 @@
 #include "support/HttpAnswer.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -57,18 +58,31 @@ public:
     /// broken off, up to some megabytes more, which lay in the kernel's buffers.
     std::int64_t bytesSent() const { return m_sent; }
 
+    /// A body of a file, as far as it was sent.
+    struct Body {
+        std::int64_t offset = 0;
+        std::int64_t length = 0;
+        std::chrono::steady_clock::time_point begun{};
+        std::chrono::steady_clock::time_point ended{};
+    };
+
+    /// Of all that were honest, but for those of a single byte, in the order in which they have ended.
+    std::vector<Body> bodies() const;
+
     /// What a test did wrong: unknown knobs, requests that can't be read. Should be empty at its end.
     std::vector<std::string> problems() const;
 
 private:
     struct Path {
-        std::int64_t asked = 0; // requests that came as far as the file
+        std::int64_t asked = 0;  // requests that came as far as the file
+        std::int64_t atWork = 0; // bodies that are being sent
         std::optional<std::string> changedKnobs;
     };
 
     struct Books {
         std::vector<HttpRequest> requests;
         std::vector<std::string> problems;
+        std::vector<Body> bodies;
         std::map<std::string, Path, std::less<>> paths;
     };
 
@@ -83,7 +97,9 @@ private:
     void serve(int socket, int number);
     bool answer(int socket, const HttpRequest& request);
     bool answerFile(int socket, const HttpRequest& request, const FaultKnobs& urlKnobs, std::int64_t size);
-    bool sendBody(int socket, const HttpAnswer& answer, const FaultKnobs& knobs);
+    bool sendBodyInItsPlace(int socket, const HttpRequest& request, const HttpAnswer& answer,
+                            const FaultKnobs& knobs);
+    bool sendBody(int socket, const HttpAnswer& answer, const FaultKnobs& knobs, std::int64_t& sent);
 
     void noteProblem(const std::string& problem) { m_books.lock()->problems.push_back(problem); }
 

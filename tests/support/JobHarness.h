@@ -21,7 +21,8 @@ namespace tarvo::test {
 class JobHarness {
 public:
     JobHarness() {
-        defaults.registerDefaults({{std::string(SettingKey::kMinimumChunkSize), 1024},
+        defaults.registerDefaults({{std::string(SettingKey::kMaxConnectionsPerHost), 64},
+                                   {std::string(SettingKey::kMinimumChunkSize), 1024},
                                    {std::string(SettingKey::kPreparationConcurrency), 8},
                                    {std::string(SettingKey::kCustomUserAgent), "tarvo-test"}});
     }

@@ -19,7 +19,8 @@ events { worker_connections 1024; }
 http {
     client_body_temp_path FOLDER/body; proxy_temp_path FOLDER/proxy;
     fastcgi_temp_path FOLDER/fastcgi; uwsgi_temp_path FOLDER/uwsgi; scgi_temp_path FOLDER/scgi;
-    log_format parts "$server_protocol $body_bytes_sent $connection";
+    log_format parts "$server_protocol $body_bytes_sent $connection $status";
+    limit_conn_zone $server_port zone=places:1m;
     access_log FOLDER/access.log parts;
     default_type application/octet-stream;
     sendfile on;
@@ -31,6 +32,8 @@ http {
         ssl_certificate FOLDER/certificate.pem;
         ssl_certificate_key FOLDER/key.pem;
         root FOLDER/files;
+        location /three/ { alias FOLDER/files/; limit_conn places 3; limit_rate 1m;
+                           sendfile_max_chunk 64k; }
         location /untagged/ { alias FOLDER/files/; etag off; }
     }
 }
@@ -65,7 +68,8 @@ std::string NginxServer::address(const std::string& scheme, int port, const std:
 std::vector<NginxServer::Request> NginxServer::requests() const {
     std::vector<Request> all;
     std::istringstream log(contentOf(m_folder.path("access.log")));
-    for (Request request; log >> request.protocol >> request.bodyBytes >> request.connection;)
+    for (Request request;
+         log >> request.protocol >> request.bodyBytes >> request.connection >> request.status;)
         all.push_back(request);
     return all;
 }

@@ -12,7 +12,8 @@ namespace tarvo::test {
 /// Serves sample files from a folder of its own.
 class NginxServer : public FileServer {
 public:
-    /// Files below /untagged/ have no entity tag.
+    /// Files below /untagged/ have no entity tag. Of those below /three/, three at a time are sent, at 1
+    /// MiB/s each; one more is answered with 503.
     NginxServer();
 
     void addPage(const std::string& name, const std::string& html) { m_folder.write("files/" + name, html); }
@@ -28,6 +29,7 @@ public:
         std::string protocol; ///< "HTTP/1.1", "HTTP/2.0"
         std::int64_t bodyBytes = 0;
         std::int64_t connection = 0; ///< its number
+        int status = 0;
     };
 
     /// The requests that have ended so far. nginx writes its log just after the last byte was sent, so a

@@ -155,7 +155,8 @@ TEST_F(HeadlessTest, WhatWasTakenIsThereAfterAnyEnd) {
 }
 
 TEST_F(HeadlessTest, FollowsAPersonWhoEditsTheSettings) {
-    writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=1\n");
+    const std::string common = "AutoStartAfterAdd=true\nMaxConnectionsPerHost=64\n";
+    writeSettings(home, common + "DefaultConcurrency=1\n");
     std::vector<std::string> arguments{"--headless"};
     for (const auto* name : {"a", "b", "c"})
         arguments.push_back(server.url(kSize, "rate=30000", name));
@@ -171,7 +172,7 @@ TEST_F(HeadlessTest, FollowsAPersonWhoEditsTheSettings) {
     }));
     EXPECT_FALSE(isRunning("b") || isRunning("c")) << "one at a time";
     // In place, with neither the queue nor anything else that the program has written since.
-    writeSettings(home, "AutoStartAfterAdd=true\nDefaultConcurrency=3\n");
+    writeSettings(home, common + "DefaultConcurrency=3\n");
     EXPECT_TRUE(program->runsUntil([&] { return isRunning("b") && isRunning("c"); }, 5s));
     program->signal(SIGKILL);
     EXPECT_EQ(program->status(), 128 + SIGKILL);

@@ -212,6 +212,11 @@ bool isSilent(Seconds silence, Seconds roundTrip) {
     return silence >= std::max(kSilent, 2 * roundTrip);
 }
 
+bool endsSoon(std::int64_t left, double speed) {
+    constexpr double unmeasured = 1024.0 * 1024;
+    return static_cast<double>(left) <= (speed > 0 ? speed : unmeasured); // within a second
+}
+
 std::vector<ByteRange> holesBeside(const std::vector<WorkingRange>& working, const ByteRanges& missing) {
     std::vector<std::pair<std::int64_t, std::int64_t>> brought;
     brought.reserve(working.size());
@@ -232,6 +237,33 @@ std::vector<ByteRange> holesBeside(const std::vector<WorkingRange>& working, con
         addHoleUpTo(each->upperBound);
     }
     return holes;
+}
+
+std::vector<ByteRange> splitAt(const std::vector<ByteRange>& holes, const std::vector<std::int64_t>& starts,
+                               std::int64_t largest) {
+    std::vector<ByteRange> parts;
+    for (const ByteRange& hole : holes) {
+        std::int64_t from = hole.lowerBound;
+        for (auto start = std::upper_bound(starts.begin(), starts.end(), from); from < hole.upperBound;
+             ++start) {
+            const bool isLast = start == starts.end() || *start >= hole.upperBound;
+            const std::int64_t end = isLast ? hole.upperBound : *start;
+            for (std::int64_t left = (end - from - 1) / largest + 1; left > 0; --left) {
+                const std::int64_t next = from + (end - from) / left;
+                parts.emplace_back(from, next);
+                from = next;
+            }
+        }
+    }
+    return parts;
+}
+
+std::int64_t largestPart(double speed, Seconds roundTrip) {
+    constexpr Seconds shortest{1.5};
+    constexpr double roundTrips = 50; // two percent of the time
+    const double part = speed * std::max(shortest, roundTrip * roundTrips).count();
+    return part < 1 || part > 1e15 ? std::numeric_limits<std::int64_t>::max()
+                                   : static_cast<std::int64_t>(part);
 }
 
 double usualSpeedOf(std::vector<double> speeds) {

@@ -52,11 +52,24 @@ struct WorkStep {
 /// silent. None begins what is not worth the time that it takes to begin.
 std::vector<WorkStep> nextSteps(const WorkSituation& situation);
 
+/// Whether a connection that is to be given back may as well bring the `left` bytes before.
+bool endsSoon(std::int64_t left, double speed);
+
 /// Whether so long a silence says that nothing more may come.
 bool isSilent(Seconds silence, Seconds roundTrip);
 
 /// What of `missing`, which is ascending, none of the working ones brings.
 std::vector<ByteRange> holesBeside(const std::vector<WorkingRange>& working, const ByteRanges& missing);
+
+/// The same holes, in parts where one of `starts`, which are ascending, is within, and in equal ones where
+/// one would be larger than `largest`, in bytes. A part that is fetched to its end leaves a connection for
+/// the next one; one that is cut does not.
+std::vector<ByteRange> splitAt(const std::vector<ByteRange>& holes, const std::vector<std::int64_t>& starts,
+                               std::int64_t largest);
+
+/// The largest part of what a connection of that speed (bytes per second, 0: not known) is to bring at once
+/// where each counts: so that asking for the next one costs little, and passing it on is soon possible.
+std::int64_t largestPart(double speed, Seconds roundTrip);
 
 /// The middle one of some speeds, in bytes per second; 0 of none.
 double usualSpeedOf(std::vector<double> speeds);

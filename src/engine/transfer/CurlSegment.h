@@ -115,6 +115,10 @@ public:
     /// From its first byte to its last one, in seconds; 0 while unknown.
     virtual Seconds bodyTime() const { return {}; }
 
+    /// When the server wants to be asked again at the earliest, from its answer on (RFC 9110, section
+    /// 10.2.3); 0 when it has not said so.
+    virtual Seconds retryAfter() const { return {}; }
+
     /// The last response code (HTTP, FTP); 0 when there was none (SFTP has none at all).
     virtual std::int64_t httpCode() const = 0;
 

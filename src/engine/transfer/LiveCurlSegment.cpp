@@ -3,6 +3,7 @@
 #include "base/Localized.h"
 #include "base/Log.h"
 #include "base/Text.h"
+#include "engine/progress/ConnectionAllowance.h"
 #include "engine/transfer/ConnectionPool.h"
 #include "engine/transfer/CookieHelper.h"
 #include "engine/transfer/EasyHandle.h"
@@ -243,6 +244,12 @@ Seconds LiveCurlSegment::bodyTime() const {
     const auto begun = info<curl_off_t>(CURLINFO_STARTTRANSFER_TIME_T, 0);
     const auto ended = info<curl_off_t>(CURLINFO_TOTAL_TIME_T, 0);
     return std::chrono::microseconds(std::max<curl_off_t>(ended - begun, 0));
+}
+
+Seconds LiveCurlSegment::retryAfter() const {
+    // A date that has passed is told as a negative time.
+    const auto wait = info<curl_off_t>(CURLINFO_RETRY_AFTER, 0);
+    return std::clamp(Seconds(static_cast<double>(wait)), Seconds(0), ConnectionAllowance::kLongestAskedFor);
 }
 
 std::int64_t LiveCurlSegment::httpCode() const {

@@ -35,6 +35,7 @@ public:
     std::int64_t httpCode() const override;
     Seconds roundTrip() const override;
     Seconds bodyTime() const override;
+    Seconds retryAfter() const override;
 
 private:
     /// What libcurl calls, with the segment as the user pointer.

@@ -70,9 +70,9 @@ std::shared_ptr<CurlDownloader> ProbeRequests::makeBody() {
     return download(request);
 }
 
-void ProbeRequests::run() {
+void ProbeRequests::run(std::int64_t connections) {
     if (m_request.url.scheme().starts_with("http"))
-        return runTogether();
+        return connections < kMostConnections ? runBodyFirst() : runTogether();
     runLoop({m_head});
     if (!isLoginDenied(*m_head)) // a second refusal would teach nothing
         runLoop({m_body});
@@ -92,6 +92,12 @@ void ProbeRequests::runTogether() {
         m_head = makeHead();
         runLoop({m_head});
     }
+}
+
+void ProbeRequests::runBodyFirst() {
+    runLoop({m_body});
+    if (outcomeOf(*m_body) == Outcome::good && headIsNeeded())
+        runLoop({m_head});
 }
 
 void ProbeRequests::runLoop(const CurlMulti::Children& downloads) {

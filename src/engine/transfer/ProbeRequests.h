@@ -13,8 +13,9 @@ namespace tarvo {
 
 /// One asks for the headers of a file, the other for its byte at offset 1. Made for one run on a worker, and
 /// read there when that is over. A web server is asked for both at once, for a round trip is what they cost.
-/// What only one of the two was denied is asked for again, alone: the server may not like two connections. A
-/// file server is asked for one after the other: there it is the login that costs, and a refused one counts.
+/// What only one of the two was denied is asked for again, alone: the server may not like two connections.
+/// Where there is room for one only, the headers are asked for if the byte has left something open. A file
+/// server is asked for one after the other: there it is the login that costs, and a refused one counts.
 class ProbeRequests final : public CurlDownloaderDelegate,
                             public CurlMultiDelegate,
                             public std::enable_shared_from_this<ProbeRequests> {
@@ -23,7 +24,10 @@ public:
     static std::shared_ptr<ProbeRequests> create(const CurlRequest& request,
                                                  const TransferEnvironment& environment);
 
-    void run();
+    static constexpr std::int64_t kMostConnections = 2;
+
+    /// Over so many connections at the most.
+    void run(std::int64_t connections = kMostConnections);
 
     /// Ends a run at once, the present one or the next. Any thread.
     void requestStop();
@@ -54,6 +58,7 @@ private:
     std::shared_ptr<CurlDownloader> makeHead();
     std::shared_ptr<CurlDownloader> makeBody();
     void runTogether();
+    void runBodyFirst();
     void runLoop(const CurlMulti::Children& downloads);
     bool oneByteIsAll() const;
     bool headIsNeeded() const;

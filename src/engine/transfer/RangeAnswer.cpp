@@ -78,6 +78,13 @@ std::string standardPhrase(std::int64_t status) {
     return status < 500 ? "Client Error" : "Server Error";
 }
 
+/// Whether it means the same tomorrow.
+bool isFinalStatus(std::int64_t status) {
+    constexpr std::array<std::int64_t, 9> statuses{400, 401, 403, 404, 405, kProxyAsksForPassword,
+                                                   410, 451, 501};
+    return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
+}
+
 } // namespace
 
 std::optional<ContentRange> ContentRange::parse(std::string_view value) {
@@ -119,21 +126,41 @@ RangeVerdict judgeWholeAnswer(const ResponseHead& head, std::int64_t fileSize) {
 }
 
 bool isFinalRefusal(const Error& error) {
-    constexpr std::array<std::int64_t, 9> statuses{400, 401, 403, 404, 405, kProxyAsksForPassword,
-                                                   410, 451, 501};
     if (error.domain == ErrorDomain::CurlHttp)
-        return std::find(statuses.begin(), statuses.end(), error.code) != statuses.end();
+        return isFinalStatus(error.code);
     return error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_FILE_NOT_FOUND) ||
            error.is(ErrorDomain::CurlSegment, CURLE_FILESIZE_EXCEEDED) ||
            error.is(ErrorDomain::CurlSegment, CURLE_REMOTE_ACCESS_DENIED);
 }
 
-Error httpStatusError(std::int64_t status) {
+Refusal judgeRefusal(bool isWeb, std::int64_t status, int curlCode) {
+    if (isWeb && status >= 400) {
+        if (status == 503 || status == 429)
+            return Refusal::said;
+        return isFinalStatus(status) ? Refusal::none : Refusal::hinted;
+    }
+    switch (curlCode) {
+    case CURLE_COULDNT_CONNECT:
+        return Refusal::said;
+    case CURLE_LOGIN_DENIED: // 530 once more of the user's sessions are open than the server allows
+        return isWeb ? Refusal::none : Refusal::said;
+    case CURLE_WRITE_ERROR: // the bytes were turned away here
+    case CURLE_ABORTED_BY_CALLBACK:
+    case CURLE_REMOTE_FILE_NOT_FOUND:
+    case CURLE_REMOTE_ACCESS_DENIED:
+        return Refusal::none;
+    default:
+        return !isWeb && status == 421 ? Refusal::said : Refusal::hinted;
+    }
+}
+
+Error httpStatusError(std::int64_t status, Seconds retryAfter) {
     if (status == kProxyAsksForPassword)
         return {std::string(ErrorDomain::CurlHttp), status, localized("tr.err.proxy-authentication"),
                 localized("tr.err.proxy-authentication-recovery")};
     return {std::string(ErrorDomain::CurlHttp), status,
-            localized("tr.err.http-status", {std::to_string(status), standardPhrase(status)}), ""};
+            localized("tr.err.http-status", {std::to_string(status), standardPhrase(status)}), "",
+            static_cast<std::int64_t>(retryAfter.count())};
 }
 
 } // namespace tarvo

@@ -7,6 +7,7 @@
 
 #include "base/Error.h"
 #include "engine/progress/ByteRange.h"
+#include "engine/progress/ConnectionAllowance.h"
 
 namespace tarvo {
 
@@ -49,11 +50,16 @@ RangeVerdict judgeWholeAnswer(const ResponseHead& head, std::int64_t fileSize);
 /// RFC 9110, section 15.5.8.
 inline constexpr std::int64_t kProxyAsksForPassword = 407;
 
-/// The error of a status of 400 or more, with the status's standard phrase.
-Error httpStatusError(std::int64_t status);
+/// The error of a status of 400 or more, with the status's standard phrase. `retryAfter` as of Error.
+Error httpStatusError(std::int64_t status, Seconds retryAfter = {});
 
 /// Whether a transfer's error is a refusal that means the same tomorrow: a status of RFC 9110, section 15.5
 /// and 15.6, or RFC 7725, that time does not heal, and "not found" and "no permission" of file servers.
 bool isFinalRefusal(const Error& error);
+
+/// What the end of a connection that has brought nothing says of how many its server allows: by the status of
+/// the answer (RFC 9110, section 15.6.4; RFC 6585, section 4; of a file server RFC 959, section 4.2), 0 for
+/// none, and libcurl's result code.
+Refusal judgeRefusal(bool isWeb, std::int64_t status, int curlCode);
 
 } // namespace tarvo

@@ -64,9 +64,9 @@ std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr
     return std::make_shared<Scout>(ProbeRequests::create(request, m_environment));
 }
 
-std::optional<Error> Scout::runAndGetError() {
+std::optional<Error> Scout::runAndGetError(std::int64_t connections) {
     m_owner.take();
-    m_requests->run();
+    m_requests->run(connections);
     if (isLoginDenied(head()))
         return head().segment().error();
     const int code = body().segment().errorCode();
@@ -89,7 +89,12 @@ std::optional<Error> Scout::extractBodyHttpError() const {
         Log::warning("Got possibly benign HTTP error: {}", status);
         return std::nullopt;
     }
-    return httpStatusError(status);
+    return httpStatusError(status, body().segment().retryAfter());
+}
+
+Refusal Scout::refusal() const {
+    const CurlSegment& last = (isLoginDenied(head()) ? head() : body()).segment();
+    return judgeRefusal(family() == Family::web, last.httpCode(), last.errorCode());
 }
 
 /// An empty file and one of a single byte have no byte at offset 1: that is no failure of the file.
@@ -129,7 +134,9 @@ bool Scout::asksForFtp() const {
 
 bool Scout::hasRun() const {
     m_owner.assertIsHere();
-    return Log::assertThat(head().currentState() != CurlDownloadState::Init, "the scout has not run");
+    return Log::assertThat(head().currentState() != CurlDownloadState::Init ||
+                               body().currentState() != CurlDownloadState::Init,
+                           "the scout has not run");
 }
 
 std::int64_t Scout::contentLength() const {

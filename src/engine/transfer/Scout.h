@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/Error.h"
+#include "engine/progress/ConnectionAllowance.h"
 #include "engine/transfer/ProbeRequests.h"
 
 namespace tarvo {
@@ -17,8 +18,8 @@ class Scout {
 public:
     explicit Scout(std::shared_ptr<ProbeRequests> requests) : m_requests(std::move(requests)) {}
 
-    /// Runs both requests. The error to report, if there is one.
-    std::optional<Error> runAndGetError();
+    /// Runs the requests, over so many connections at the most. The error to report, if there is one.
+    std::optional<Error> runAndGetError(std::int64_t connections = ProbeRequests::kMostConnections);
 
     /// Ends a run, the present one or the next.
     void requestStop() { m_requests->requestStop(); }
@@ -36,6 +37,9 @@ public:
 
     /// The address, without credentials, that the last answer came from: where the redirects led.
     std::optional<Url> lastAsked() const;
+
+    /// Of a run that has failed: whether that was for too many connections.
+    Refusal refusal() const;
 
     bool isHtmlPage() const;
 

@@ -8,6 +8,7 @@
 #include "base/UserDefaults.h"
 #include "engine/transfer/ConnectionPools.h"
 #include "engine/transfer/CookieStore.h"
+#include "engine/transfer/HostConnections.h"
 #include "engine/transfer/LinePaces.h"
 #include "engine/transfer/RequestTraits.h"
 
@@ -24,6 +25,8 @@ struct TransferEnvironment {
     /// Shared by all probes and transfers. The program calls tick() about once a second.
     std::shared_ptr<ConnectionPools> connectionPools = std::make_shared<ConnectionPools>(clock);
     std::shared_ptr<LinePaces> paces = std::make_shared<LinePaces>();
+    /// How many connections each host is to have, over all transfers.
+    std::shared_ptr<HostConnections> hostConnections = std::make_shared<HostConnections>(defaults, clock);
 
     /// Closes connections that have waited for too long, and has the setting of the speed limit hold.
     void tick() const {
