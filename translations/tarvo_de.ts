@@ -27,6 +27,7 @@
 <message id="tr.action.about"><source></source><translation>Ü&amp;ber Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>Hinzufü&amp;gen…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Aus &amp;Zwischenablage hinzufügen</translation></message>
+<message id="tr.action.browser"><source></source><translation>&amp;Browser</translation></message>
 <message id="tr.action.change-address"><source></source><translation>Ad&amp;resse ändern…</translation></message>
 <message id="tr.action.checksums"><source></source><translation>&amp;Prüfsummen…</translation></message>
 <message id="tr.action.clear-completed"><source></source><translation>Alle &amp;fertigen entfernen</translation></message>
@@ -123,6 +124,30 @@
 <message id="tr.archive.too-many-values"><source></source><translation>das Archiv enthält zu viele Werte</translation></message>
 <message id="tr.archive.value-malformed"><source></source><translation>ein Wert ist fehlerhaft</translation></message>
 <message id="tr.archive.value-missing"><source></source><translation>ein Wert fehlt</translation></message>
+<message id="tr.browser.address"><source></source><translation>Adresse</translation></message>
+<message id="tr.browser.back"><source></source><translation>Zurück</translation></message>
+<message id="tr.browser.certificate"><source></source><translation>Das Zertifikat von %1 ist nicht gültig (%2). Ein anderer Server könnte sich für ihn ausgeben. Geben Sie dort kein Passwort ein, solange Sie nicht wissen, warum das Zertifikat nicht gültig ist.</translation></message>
+<message id="tr.browser.certificate-accept"><source></source><translation>Trotzdem fortfahren</translation></message>
+<message id="tr.browser.close"><source></source><translation>Schließen</translation></message>
+<message id="tr.browser.find"><source></source><translation>Auf der Seite suchen</translation></message>
+<message id="tr.browser.find-next"><source></source><translation>Weitersuchen</translation></message>
+<message id="tr.browser.find-previous"><source></source><translation>Rückwärts suchen</translation></message>
+<message id="tr.browser.forward"><source></source><translation>Vor</translation></message>
+<message id="tr.browser.loading"><source></source><translation>Wird geladen</translation></message>
+<message id="tr.browser.move-out"><source></source><translation>In ein eigenes Fenster</translation></message>
+<message id="tr.browser.new-window"><source></source><translation>Neues Fenster</translation></message>
+<message id="tr.browser.no-address"><source></source><translation>Das ist keine Adresse einer Webseite.</translation></message>
+<message id="tr.browser.open"><source></source><translation>Öffnen</translation></message>
+<message id="tr.browser.other-program"><source></source><translation>Eine Seite von %1 möchte dies mit einem anderen Programm öffnen: %2</translation></message>
+<message id="tr.browser.page-ended"><source></source><translation>Die Seite ist unerwartet beendet worden. Laden Sie sie neu, um weiterzumachen.</translation></message>
+<message id="tr.browser.reload"><source></source><translation>Neu laden</translation></message>
+<message id="tr.browser.stop"><source></source><translation>Anhalten</translation></message>
+<message id="tr.browser.title"><source></source><translation>Browser</translation></message>
+<message id="tr.browser.title-of-page"><source></source><translation>%1 – Tarvo</translation></message>
+<message id="tr.browser.visit"><source></source><translation>Ein Download wartet auf diese Seite: Der erste Download, den Sie hier starten, tritt an seine Stelle.</translation></message>
+<message id="tr.browser.zoom-in"><source></source><translation>Größer</translation></message>
+<message id="tr.browser.zoom-out"><source></source><translation>Kleiner</translation></message>
+<message id="tr.browser.zoom-usual"><source></source><translation>Normale Größe</translation></message>
 <message id="tr.checksums.cancelled"><source></source><translation>Abgebrochen.</translation></message>
 <message id="tr.checksums.compute"><source></source><translation>&amp;Berechnen</translation></message>
 <message id="tr.checksums.computing"><source></source><translation>Die Datei wird gelesen…</translation></message>
@@ -174,6 +199,15 @@
 <message id="tr.err.api-format"><source></source><translation>Ein anderes Programm hat Tarvo um etwas in einer Form gebeten, die Tarvo nicht versteht.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>Die gespeicherten Daten können nicht gelesen werden: %1.</translation></message>
 <message id="tr.err.authentication"><source></source><translation>%1 verlangt einen Benutzernamen und ein Passwort.</translation></message>
+<message id="tr.err.browser-broken"><source></source><translation>Der eingebaute Browser hat eine andere Version als Tarvo.</translation></message>
+<message id="tr.err.browser-broken-recovery"><source></source><translation>Installieren Sie das Paket tarvo-browser in derselben Version.</translation></message>
+<message id="tr.err.browser-download"><source></source><translation>Der Browser konnte den Download nicht beenden: %1</translation></message>
+<message id="tr.err.browser-ended"><source></source><translation>Der eingebaute Browser ist unerwartet beendet worden.</translation></message>
+<message id="tr.err.browser-ended-recovery"><source></source><translation>Öffnen Sie ihn erneut, um weiterzumachen.</translation></message>
+<message id="tr.err.browser-missing"><source></source><translation>Der eingebaute Browser ist nicht installiert.</translation></message>
+<message id="tr.err.browser-missing-recovery"><source></source><translation>Installieren Sie das Paket tarvo-browser.</translation></message>
+<message id="tr.err.browser-root"><source></source><translation>Der eingebaute Browser läuft nicht als root, den seine Sandbox nicht einschließen kann.</translation></message>
+<message id="tr.err.browser-root-recovery"><source></source><translation>Starten Sie Tarvo als gewöhnlicher Benutzer.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Ein anderer Download arbeitet an „%1“.</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Erneut versuchen, sobald er zu Ende ist oder gestoppt wurde.</translation></message>
 <message id="tr.err.bundle-is-link"><source></source><translation>„%1“ ist eine Verknüpfung: Einem unfertigen Download wird durch sie nicht gefolgt.</translation></message>
@@ -527,5 +561,6 @@
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>&amp;Tarvo anzeigen</translation></message>
 <message id="tr.tray.tip"><source></source><translation>%1, %2 %</translation></message>
+<message id="tr.url-download.default-name"><source></source><translation>Download von %1</translation></message>
 </context>
 </TS>

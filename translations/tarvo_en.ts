@@ -27,6 +27,7 @@
 <message id="tr.action.about"><source></source><translation>&amp;About Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>&amp;Add…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Add from &amp;Clipboard</translation></message>
+<message id="tr.action.browser"><source></source><translation>&amp;Browser</translation></message>
 <message id="tr.action.change-address"><source></source><translation>Change &amp;Address…</translation></message>
 <message id="tr.action.checksums"><source></source><translation>Chec&amp;ksums…</translation></message>
 <message id="tr.action.clear-completed"><source></source><translation>Remove A&amp;ll Completed</translation></message>
@@ -123,6 +124,30 @@
 <message id="tr.archive.too-many-values"><source></source><translation>it holds too many values</translation></message>
 <message id="tr.archive.value-malformed"><source></source><translation>a value is malformed</translation></message>
 <message id="tr.archive.value-missing"><source></source><translation>a value is missing</translation></message>
+<message id="tr.browser.address"><source></source><translation>Address</translation></message>
+<message id="tr.browser.back"><source></source><translation>Back</translation></message>
+<message id="tr.browser.certificate"><source></source><translation>The certificate of %1 is not valid (%2). Another server may pretend to be it. Do not enter a password there unless you know why the certificate is not valid.</translation></message>
+<message id="tr.browser.certificate-accept"><source></source><translation>Go On Anyway</translation></message>
+<message id="tr.browser.close"><source></source><translation>Close</translation></message>
+<message id="tr.browser.find"><source></source><translation>Find in Page</translation></message>
+<message id="tr.browser.find-next"><source></source><translation>Find Next</translation></message>
+<message id="tr.browser.find-previous"><source></source><translation>Find Previous</translation></message>
+<message id="tr.browser.forward"><source></source><translation>Forward</translation></message>
+<message id="tr.browser.loading"><source></source><translation>Loading</translation></message>
+<message id="tr.browser.move-out"><source></source><translation>To a Window of Its Own</translation></message>
+<message id="tr.browser.new-window"><source></source><translation>New Window</translation></message>
+<message id="tr.browser.no-address"><source></source><translation>This is no address of a web page.</translation></message>
+<message id="tr.browser.open"><source></source><translation>Open</translation></message>
+<message id="tr.browser.other-program"><source></source><translation>A page of %1 wants to open this with another program: %2</translation></message>
+<message id="tr.browser.page-ended"><source></source><translation>The page has ended unexpectedly. Reload it to go on.</translation></message>
+<message id="tr.browser.reload"><source></source><translation>Reload</translation></message>
+<message id="tr.browser.stop"><source></source><translation>Stop</translation></message>
+<message id="tr.browser.title"><source></source><translation>Browser</translation></message>
+<message id="tr.browser.title-of-page"><source></source><translation>%1 – Tarvo</translation></message>
+<message id="tr.browser.visit"><source></source><translation>A download waits for this page: the first download that you start here takes its place.</translation></message>
+<message id="tr.browser.zoom-in"><source></source><translation>Larger</translation></message>
+<message id="tr.browser.zoom-out"><source></source><translation>Smaller</translation></message>
+<message id="tr.browser.zoom-usual"><source></source><translation>Usual Size</translation></message>
 <message id="tr.checksums.cancelled"><source></source><translation>Cancelled.</translation></message>
 <message id="tr.checksums.compute"><source></source><translation>Co&amp;mpute</translation></message>
 <message id="tr.checksums.computing"><source></source><translation>Reading the file…</translation></message>
@@ -174,6 +199,15 @@
 <message id="tr.err.api-format"><source></source><translation>Another program has asked Tarvo for something in a form that Tarvo does not understand.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>The saved data can't be read: %1.</translation></message>
 <message id="tr.err.authentication"><source></source><translation>%1 asks for a user name and a password.</translation></message>
+<message id="tr.err.browser-broken"><source></source><translation>The built-in browser is of another version than Tarvo.</translation></message>
+<message id="tr.err.browser-broken-recovery"><source></source><translation>Install the package tarvo-browser of the same version.</translation></message>
+<message id="tr.err.browser-download"><source></source><translation>The browser could not finish the download: %1</translation></message>
+<message id="tr.err.browser-ended"><source></source><translation>The built-in browser has ended unexpectedly.</translation></message>
+<message id="tr.err.browser-ended-recovery"><source></source><translation>Open it again to go on.</translation></message>
+<message id="tr.err.browser-missing"><source></source><translation>The built-in browser is not installed.</translation></message>
+<message id="tr.err.browser-missing-recovery"><source></source><translation>Install the package tarvo-browser.</translation></message>
+<message id="tr.err.browser-root"><source></source><translation>The built-in browser does not run as root, whom its sandbox can’t hold.</translation></message>
+<message id="tr.err.browser-root-recovery"><source></source><translation>Start Tarvo as an ordinary user.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Another download is working on &quot;%1&quot;.</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Wait for it to end, or stop it, and try again.</translation></message>
 <message id="tr.err.bundle-is-link"><source></source><translation>&quot;%1&quot; is a link: an unfinished download is not followed through it.</translation></message>
@@ -527,5 +561,6 @@
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>Sho&amp;w Tarvo</translation></message>
 <message id="tr.tray.tip"><source></source><translation>%1, %2 %</translation></message>
+<message id="tr.url-download.default-name"><source></source><translation>Download from %1</translation></message>
 </context>
 </TS>

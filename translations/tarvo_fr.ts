@@ -27,6 +27,7 @@
 <message id="tr.action.about"><source></source><translation>À &amp;propos de Tarvo</translation></message>
 <message id="tr.action.add"><source></source><translation>Aj&amp;outer…</translation></message>
 <message id="tr.action.add-from-clipboard"><source></source><translation>Ajouter depuis le &amp;presse-papiers</translation></message>
+<message id="tr.action.browser"><source></source><translation>Na&amp;vigateur</translation></message>
 <message id="tr.action.change-address"><source></source><translation>Modi&amp;fier l’adresse…</translation></message>
 <message id="tr.action.checksums"><source></source><translation>Sommes de contrô&amp;le…</translation></message>
 <message id="tr.action.clear-completed"><source></source><translation>Retirer &amp;tous les terminés</translation></message>
@@ -123,6 +124,30 @@
 <message id="tr.archive.too-many-values"><source></source><translation>l’archive contient trop de valeurs</translation></message>
 <message id="tr.archive.value-malformed"><source></source><translation>une valeur est mal formée</translation></message>
 <message id="tr.archive.value-missing"><source></source><translation>une valeur manque</translation></message>
+<message id="tr.browser.address"><source></source><translation>Adresse</translation></message>
+<message id="tr.browser.back"><source></source><translation>Précédent</translation></message>
+<message id="tr.browser.certificate"><source></source><translation>Le certificat de %1 n’est pas valide (%2). Un autre serveur pourrait se faire passer pour lui. N’y saisissez aucun mot de passe sans savoir pourquoi le certificat n’est pas valide.</translation></message>
+<message id="tr.browser.certificate-accept"><source></source><translation>Continuer quand même</translation></message>
+<message id="tr.browser.close"><source></source><translation>Fermer</translation></message>
+<message id="tr.browser.find"><source></source><translation>Rechercher dans la page</translation></message>
+<message id="tr.browser.find-next"><source></source><translation>Rechercher le suivant</translation></message>
+<message id="tr.browser.find-previous"><source></source><translation>Rechercher le précédent</translation></message>
+<message id="tr.browser.forward"><source></source><translation>Suivant</translation></message>
+<message id="tr.browser.loading"><source></source><translation>Chargement</translation></message>
+<message id="tr.browser.move-out"><source></source><translation>Dans sa propre fenêtre</translation></message>
+<message id="tr.browser.new-window"><source></source><translation>Nouvelle fenêtre</translation></message>
+<message id="tr.browser.no-address"><source></source><translation>Ce n’est pas l’adresse d’une page web.</translation></message>
+<message id="tr.browser.open"><source></source><translation>Ouvrir</translation></message>
+<message id="tr.browser.other-program"><source></source><translation>Une page de %1 veut ouvrir ceci avec un autre programme : %2</translation></message>
+<message id="tr.browser.page-ended"><source></source><translation>La page s’est terminée de façon inattendue. Rechargez-la pour continuer.</translation></message>
+<message id="tr.browser.reload"><source></source><translation>Recharger</translation></message>
+<message id="tr.browser.stop"><source></source><translation>Arrêter</translation></message>
+<message id="tr.browser.title"><source></source><translation>Navigateur</translation></message>
+<message id="tr.browser.title-of-page"><source></source><translation>%1 – Tarvo</translation></message>
+<message id="tr.browser.visit"><source></source><translation>Un téléchargement attend cette page : le premier téléchargement que vous lancez ici prend sa place.</translation></message>
+<message id="tr.browser.zoom-in"><source></source><translation>Agrandir</translation></message>
+<message id="tr.browser.zoom-out"><source></source><translation>Réduire</translation></message>
+<message id="tr.browser.zoom-usual"><source></source><translation>Taille normale</translation></message>
 <message id="tr.checksums.cancelled"><source></source><translation>Annulé.</translation></message>
 <message id="tr.checksums.compute"><source></source><translation>&amp;Calculer</translation></message>
 <message id="tr.checksums.computing"><source></source><translation>Lecture du fichier…</translation></message>
@@ -174,6 +199,15 @@
 <message id="tr.err.api-format"><source></source><translation>Un autre programme a adressé à Tarvo une demande dont Tarvo ne comprend pas la forme.</translation></message>
 <message id="tr.err.archive-damaged"><source></source><translation>Les données enregistrées sont illisibles : %1.</translation></message>
 <message id="tr.err.authentication"><source></source><translation>%1 demande un nom d’utilisateur et un mot de passe.</translation></message>
+<message id="tr.err.browser-broken"><source></source><translation>Le navigateur intégré n’est pas de la même version que Tarvo.</translation></message>
+<message id="tr.err.browser-broken-recovery"><source></source><translation>Installez le paquet tarvo-browser de la même version.</translation></message>
+<message id="tr.err.browser-download"><source></source><translation>Le navigateur n’a pas pu terminer le téléchargement : %1</translation></message>
+<message id="tr.err.browser-ended"><source></source><translation>Le navigateur intégré s’est terminé de façon inattendue.</translation></message>
+<message id="tr.err.browser-ended-recovery"><source></source><translation>Ouvrez-le de nouveau pour continuer.</translation></message>
+<message id="tr.err.browser-missing"><source></source><translation>Le navigateur intégré n’est pas installé.</translation></message>
+<message id="tr.err.browser-missing-recovery"><source></source><translation>Installez le paquet tarvo-browser.</translation></message>
+<message id="tr.err.browser-root"><source></source><translation>Le navigateur intégré ne fonctionne pas en tant que root, que son bac à sable ne peut pas confiner.</translation></message>
+<message id="tr.err.browser-root-recovery"><source></source><translation>Lancez Tarvo en tant qu’utilisateur ordinaire.</translation></message>
 <message id="tr.err.bundle-in-use"><source></source><translation>Un autre téléchargement utilise « %1 ».</translation></message>
 <message id="tr.err.bundle-in-use-recovery"><source></source><translation>Attendez qu’il se termine ou arrêtez-le, puis réessayez.</translation></message>
 <message id="tr.err.bundle-is-link"><source></source><translation>« %1 » est un lien : un téléchargement inachevé n’est pas suivi à travers lui.</translation></message>
@@ -527,5 +561,6 @@
 <message id="tr.tray.download"><source></source><translation>%1  %2 %</translation></message>
 <message id="tr.tray.show"><source></source><translation>Afficher &amp;Tarvo</translation></message>
 <message id="tr.tray.tip"><source></source><translation>%1, %2 %</translation></message>
+<message id="tr.url-download.default-name"><source></source><translation>Téléchargement de %1</translation></message>
 </context>
 </TS>

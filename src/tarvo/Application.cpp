@@ -16,7 +16,7 @@ namespace tarvo {
 Application::Application(UserDefaults& defaults, Disk& disk, const MakeUserInterface& makeUserInterface,
                          CommandLine line, std::string homeFolder)
     : m_defaults(defaults), m_disk(disk), m_line(std::move(line)), m_homeFolder(std::move(homeFolder)),
-      m_interface(makeUserInterface(m_notices, m_sessionBus)) {
+      m_interface(makeUserInterface(m_notices, m_sessionBus, m_cookies)) {
 }
 
 void Application::start() {
@@ -74,6 +74,7 @@ void Application::setUpLogging() {
 }
 
 std::unique_ptr<MainWindow> Application::makeMainWindow() {
+    m_cookies.load(); // before the queue's transfers
     m_queue = std::make_unique<QueueController>(QueueController::Environment{.jobs = m_jobs,
                                                                              .notifications = m_notifications,
                                                                              .authManager = m_credentials,

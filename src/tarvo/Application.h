@@ -9,6 +9,7 @@
 #include <QJsonObject>
 
 #include "app/CloudLoggerProvider.h"
+#include "app/CookieKeeper.h"
 #include "app/TRLoggingManager.h"
 #include "app/Tarvo2AppDelegate.h"
 #include "app/UserInterface.h"
@@ -33,8 +34,8 @@ public:
     static constexpr const char* kCrashReporter = "tarvo-crash-reporter";
 
     /// Makes what the user sees and answers. What it is given outlives it.
-    using MakeUserInterface =
-        std::function<std::unique_ptr<UserInterface>(UserNotices& notices, DesktopBus& sessionBus)>;
+    using MakeUserInterface = std::function<std::unique_ptr<UserInterface>(
+        UserNotices& notices, DesktopBus& sessionBus, CookieKeeper& cookies)>;
 
     /// `defaults` and `disk` outlive the object; `homeFolder` is absolute.
     Application(UserDefaults& defaults, Disk& disk, const MakeUserInterface& makeUserInterface,
@@ -66,8 +67,8 @@ private:
     TRLoggingManager m_logging{m_defaults, m_disk, TRLoggingManager::standardLogFolder(),
                                [this](const auto& logFiles) { m_interface->showLog(logFiles); }};
     CloudLoggerProvider m_remoteLog;
-    const CookieStore m_cookies;
-    const TransferEnvironment m_transfers{m_defaults, m_cookies, m_clock};
+    CookieKeeper m_cookies{m_disk, m_clock, CookieKeeper::standardFile()};
+    const TransferEnvironment m_transfers{m_defaults, m_cookies.store(), m_clock};
     const LearnedLimitsKeeper m_limits{m_transfers.hostConnections, LearnedLimitsKeeper::standardFile(),
                                        m_disk};
     SerialQueue m_savingQueue{"com.unregistered.tarvo2.remoteFileSavingQueue"};

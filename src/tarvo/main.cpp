@@ -154,11 +154,11 @@ int run(const CommandLine& line, const std::string& homeFolder) {
     UserDefaults defaults(settings, disk);
     defaults.keepToItself(settingsOfTheProgram());
     const UserDefaultsWatcher watcher(defaults, settings);
-    const auto makeUserInterface = [&](UserNotices& notices,
-                                       DesktopBus& sessionBus) -> std::unique_ptr<UserInterface> {
+    const auto makeUserInterface = [&](UserNotices& notices, DesktopBus& sessionBus,
+                                       CookieKeeper& cookies) -> std::unique_ptr<UserInterface> {
         if (line.isHeadless)
             return std::make_unique<Headless>(notices, homeFolder);
-        return std::make_unique<WindowInterface>(notices, sessionBus, defaults, homeFolder);
+        return std::make_unique<WindowInterface>(notices, sessionBus, defaults, cookies, homeFolder);
     };
     int status = 0;
     {

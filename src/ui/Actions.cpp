@@ -12,6 +12,7 @@ namespace tarvo {
 Actions::Actions(QObject* parent)
     : QObject(parent), add(make("tr.action.add", {QKeySequence::New}, "list-add")),
       addFromClipboard(make("tr.action.add-from-clipboard", {QKeySequence::Paste}, "edit-paste")),
+      browser(make("tr.action.browser", {QKeySequence(Qt::CTRL | Qt::Key_B)}, "applications-internet")),
       quit(make("tr.action.quit", {QKeySequence(Qt::CTRL | Qt::Key_Q)}, "application-exit")),
       startPause(make("Start", {QKeySequence(Qt::CTRL | Qt::Key_R)})),
       clearCompleted(make("tr.action.clear-completed")),

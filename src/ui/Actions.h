@@ -22,6 +22,7 @@ public:
     // File
     QAction* add;
     QAction* addFromClipboard; ///< adds the links in the clipboard
+    QAction* browser;
     QAction* quit;
 
     // Queue

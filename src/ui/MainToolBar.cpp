@@ -15,6 +15,7 @@ MainToolBar::MainToolBar(const Actions& actions, QWidget* parent)
     setMovable(false);
     setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     addAction(actions.add);
+    addAction(actions.browser);
     addSeparator();
     addAction(actions.startPause);
     addSeparator();

@@ -20,9 +20,9 @@ constexpr std::size_t kLongestToken = 1024;
 } // namespace
 
 WindowInterface::WindowInterface(UserNotices& notices, DesktopBus& sessionBus, UserDefaults& defaults,
-                                 std::string homeFolder)
+                                 CookieKeeper& cookies, std::string homeFolder)
     : m_notices(notices), m_desk(notices), m_defaults(defaults), m_homeFolder(std::move(homeFolder)),
-      m_presence(sessionBus), m_colours(sessionBus) {
+      m_browser(cookies, defaults, m_alerts, m_homeFolder), m_presence(sessionBus), m_colours(sessionBus) {
 }
 
 std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& queue,
@@ -46,6 +46,9 @@ std::unique_ptr<MainWindow> WindowInterface::makeMainWindow(QueueController& que
     QObject::connect(closing, &WindowClosing::windowWanted, m_window, bringBack);
     QObject::connect(&m_desk, &HeadlessDesk::nobodyNeedsTheProgram, &queue, &QueueController::quit);
     connectLog(*m_window);
+    m_browser.attach(queue, jobs);
+    QObject::connect(m_window->actions().browser, &QAction::triggered, &m_browser,
+                     [this] { m_browser.openWindow(); });
     return main;
 }
 

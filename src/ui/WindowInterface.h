@@ -5,6 +5,7 @@
 
 #include "app/HeadlessDesk.h"
 #include "app/UserInterface.h"
+#include "pages/BuiltInBrowser.h"
 #include "ui/AlertDialogs.h"
 #include "ui/ColourScheme.h"
 #include "ui/CredentialsDialog.h"
@@ -20,13 +21,13 @@ class WindowInterface final : public UserInterface {
 public:
     /// What is referred to outlives the object; `homeFolder` is absolute.
     WindowInterface(UserNotices& notices, DesktopBus& sessionBus, UserDefaults& defaults,
-                    std::string homeFolder);
+                    CookieKeeper& cookies, std::string homeFolder);
 
     AlertPresenter& alerts() override { return m_alerts; }
 
     ApplicationPresence& presence() override { return m_presence; }
 
-    PageOpener& pages() override { return m_desk; }
+    PageOpener& pages() override { return m_browser; }
 
     AutomaticTermination& automaticTermination() override { return m_desk; }
 
@@ -56,6 +57,7 @@ private:
     FileOpener m_opener{m_alerts}; // for notices, which outlast the window
     UserDefaults& m_defaults;
     const std::string m_homeFolder;
+    BuiltInBrowser m_browser;
     QPointer<QueueWindow> m_window;
     Presence m_presence;
     std::unique_ptr<LogWindow> m_log; // in debug mode

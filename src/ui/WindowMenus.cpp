@@ -26,8 +26,9 @@ void fillRowMenu(QMenu& menu, const Actions& actions) {
 }
 
 void fillMenuBar(QMenuBar& bar, const Actions& actions) {
-    addGroups(*bar.addMenu(text("tr.menu.file")),
-              {{actions.add, actions.addFromClipboard}, {actions.preferences}, {actions.quit}});
+    addGroups(
+        *bar.addMenu(text("tr.menu.file")),
+        {{actions.add, actions.addFromClipboard, actions.browser}, {actions.preferences}, {actions.quit}});
     auto* download = bar.addMenu(text("tr.menu.download"));
     fillRowMenu(*download, actions);
     download->insertAction(actions.pause, actions.pauseOrResume);

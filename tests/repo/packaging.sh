@@ -87,15 +87,17 @@ rule_services() {
 # Each package brings what belongs to its program, and nothing belongs to both.
 rule_packages() {
     local component
-    for component in desktop get; do
+    for component in desktop browser get; do
+        mkdir -p "$tree/$component"
         cmake -DCMAKE_INSTALL_PREFIX="$tree/$component" -DCMAKE_INSTALL_COMPONENT="$component" \
             -P "$build/cmake_install.cmake" >"$tree/log" 2>&1 || fail "$(<"$tree/log")"
         (cd "$tree/$component" && find . -type f | sort) >"$tree/$component.files"
     done
     (cd "$prefix" && find . -type f | sort) >"$tree/all.files"
-    silent diff "$tree/all.files" <(sort "$tree/desktop.files" "$tree/get.files")
+    silent diff "$tree/all.files" <(sort "$tree"/{desktop,browser,get}.files)
     ! grep -v tarvo-get "$tree/get.files" || fail "is in the package of tarvo-get"
-    ! grep tarvo-get "$tree/desktop.files" || fail "is in the package of the desktop"
+    ! grep -v tarvo-browser "$tree/browser.files" || fail "is in the package of the browser"
+    ! grep -E 'tarvo-(get|browser)' "$tree/desktop.files" || fail "is in the package of the desktop"
 }
 
 # --- options: who knows which, one a line

@@ -35,6 +35,23 @@ http {
         location /three/ { alias FOLDER/files/; limit_conn places 3; limit_rate 1m;
                            sendfile_max_chunk 64k; }
         location /untagged/ { alias FOLDER/files/; etag off; }
+        location = /session {
+            add_header Set-Cookie "sid=42; Path=/; HttpOnly";
+            return 303 /members/;
+        }
+        location /members/ {
+            index index.html;
+            if ($cookie_sid != "42") { return 403 "log in first"; }
+        }
+        location /private/ {
+            auth_basic "private";
+            auth_basic_user_file FOLDER/users;
+        }
+        location = /posted {
+            if ($request_method != POST) { return 405; }
+            add_header Content-Disposition 'attachment; filename="posted.bin"';
+            return 200 "what was posted for";
+        }
     }
 }
 )";
@@ -43,6 +60,7 @@ http {
 
 NginxServer::NginxServer() {
     m_folder.write("nginx.conf", configuration());
+    m_folder.write("users", "user:{PLAIN}password\n");
     runProgram({programPath("openssl", "openssl"), "req", "-x509", "-newkey", "ec", "-pkeyopt",
                 "ec_paramgen_curve:P-256", "-nodes", "-days", "30", "-subj", "/CN=elsewhere.example",
                 "-keyout", m_folder.path("key.pem"), "-out", m_folder.path("certificate.pem")});

@@ -9,7 +9,8 @@
 
 namespace tarvo::test {
 
-/// Serves sample files from a folder of its own.
+/// Serves sample files from a folder of its own. Who posts to /session is a member and comes to /members/,
+/// which is closed to others; who posts to /posted gets a file. /private/ asks for "user" and "password".
 class NginxServer : public FileServer {
 public:
     /// Files below /untagged/ have no entity tag. Of those below /three/, three at a time are sent, at 1

@@ -53,9 +53,10 @@ public:
     /// One thread at a time for one path.
     Result<void> save(Disk& disk, const std::string& path, WallTime now) const;
 
-private:
+    /// All of them, in the order of their creation.
     std::vector<Cookie> snapshot() const;
 
+private:
     mutable Locked<std::vector<Cookie>> m_cookies; // in the order of their creation
 };
 
