@@ -129,6 +129,8 @@
 <message id="tr.browser.certificate"><source></source><translation>Das Zertifikat von %1 ist nicht gültig (%2). Ein anderer Server könnte sich für ihn ausgeben. Geben Sie dort kein Passwort ein, solange Sie nicht wissen, warum das Zertifikat nicht gültig ist.</translation></message>
 <message id="tr.browser.certificate-accept"><source></source><translation>Trotzdem fortfahren</translation></message>
 <message id="tr.browser.close"><source></source><translation>Schließen</translation></message>
+<message id="tr.browser.downloads"><source></source><translation>%1 möchte weitere Dateien herunterladen. Soll das in diesem Fenster erlaubt sein?</translation></message>
+<message id="tr.browser.downloads-accept"><source></source><translation>Erlauben</translation></message>
 <message id="tr.browser.find"><source></source><translation>Auf der Seite suchen</translation></message>
 <message id="tr.browser.find-next"><source></source><translation>Weitersuchen</translation></message>
 <message id="tr.browser.find-previous"><source></source><translation>Rückwärts suchen</translation></message>

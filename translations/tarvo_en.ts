@@ -129,6 +129,8 @@
 <message id="tr.browser.certificate"><source></source><translation>The certificate of %1 is not valid (%2). Another server may pretend to be it. Do not enter a password there unless you know why the certificate is not valid.</translation></message>
 <message id="tr.browser.certificate-accept"><source></source><translation>Go On Anyway</translation></message>
 <message id="tr.browser.close"><source></source><translation>Close</translation></message>
+<message id="tr.browser.downloads"><source></source><translation>%1 wants to download more files. Allow it for this window?</translation></message>
+<message id="tr.browser.downloads-accept"><source></source><translation>Allow</translation></message>
 <message id="tr.browser.find"><source></source><translation>Find in Page</translation></message>
 <message id="tr.browser.find-next"><source></source><translation>Find Next</translation></message>
 <message id="tr.browser.find-previous"><source></source><translation>Find Previous</translation></message>

@@ -129,6 +129,8 @@
 <message id="tr.browser.certificate"><source></source><translation>Le certificat de %1 n’est pas valide (%2). Un autre serveur pourrait se faire passer pour lui. N’y saisissez aucun mot de passe sans savoir pourquoi le certificat n’est pas valide.</translation></message>
 <message id="tr.browser.certificate-accept"><source></source><translation>Continuer quand même</translation></message>
 <message id="tr.browser.close"><source></source><translation>Fermer</translation></message>
+<message id="tr.browser.downloads"><source></source><translation>%1 veut télécharger d’autres fichiers. L’autoriser dans cette fenêtre ?</translation></message>
+<message id="tr.browser.downloads-accept"><source></source><translation>Autoriser</translation></message>
 <message id="tr.browser.find"><source></source><translation>Rechercher dans la page</translation></message>
 <message id="tr.browser.find-next"><source></source><translation>Rechercher le suivant</translation></message>
 <message id="tr.browser.find-previous"><source></source><translation>Rechercher le précédent</translation></message>

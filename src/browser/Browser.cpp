@@ -105,7 +105,8 @@ void Browser::open(const OpenPage& wanted) {
 
 BrowserWindow& Browser::makeWindow(std::int64_t visit, const std::string& folder) {
     auto* window = new BrowserWindow(
-        *m_profile, [this](BrowserPage& opener) { return makePopUp(opener); }, visit, folder);
+        *m_profile, [this](BrowserPage& opener) { return makePopUp(opener); }, ++m_windowCount, visit,
+        folder);
     m_windows.push_back(window);
     connect(window, &BrowserWindow::moveOutWanted, this, [this, window] { moveOut(window->visit()); });
     connect(window, &BrowserWindow::newWindowWanted, this,
@@ -123,7 +124,10 @@ BrowserWindow& Browser::makeWindow(std::int64_t visit, const std::string& folder
         if (isThere)
             m_lastAsked.clear();
     });
+    connect(window, &BrowserWindow::downloadsAnswered, this,
+            [this, window](bool areWanted) { m_downloads.release(window->number(), areWanted); });
     connect(window, &BrowserWindow::closed, this, [this, window] {
+        m_downloads.release(window->number(), false); // without an answer
         std::erase(m_windows, window);
         windowClosed(window->visit());
         quitIfIdle();
@@ -136,7 +140,7 @@ BrowserPage* Browser::makePopUp(BrowserPage& opener) {
     if (!from || m_isEnding)
         return nullptr;
     BrowserWindow& window = makeWindow(from->visit(), from->folder());
-    window.page().setOpener(&opener);
+    window.page().setOpenedFrom(opener.origin());
     window.bringToFront();
     return &window.page();
 }
@@ -178,12 +182,16 @@ void Browser::beginDownload(QWebEngineDownloadRequest& request) {
     auto* window = windowOf(qobject_cast<BrowserPage*>(request.page()));
     if (!window && !m_windows.empty())
         window = m_windows.front();
-    if (!window || request.isSavePageDownload())
+    if (!window || request.isSavePageDownload() || m_downloads.isFull())
         return; // which refuses it
+    const auto leave = window->leaveForDownload();
+    if (leave == BrowserWindow::Leave::refused)
+        return;
     m_downloads.begin(request, {.visit = window->visit(),
                                 .page = window->page().origin(),
                                 .method = m_requests.methodOf(request.url()),
-                                .folder = window->folder()});
+                                .folder = window->folder(),
+                                .held = leave == BrowserWindow::Leave::asked ? window->number() : 0});
     if (window->page().isEmpty() && windowsOf(window->visit()).size() > 1)
         window->close();
 }

@@ -57,6 +57,7 @@ private:
     std::vector<BrowserWindow*> m_windows; // each deletes itself
     std::map<std::int64_t, Question> m_questions;
     std::int64_t m_questionCount = 0;
+    std::int64_t m_windowCount = 0;
     std::string m_lastAsked; // the server whose page has asked for the user's name last
     QTimer m_idle;           // there is nothing to do: soon the program ends
     bool m_isEnding = false;

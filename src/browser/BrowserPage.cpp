@@ -24,7 +24,7 @@ BrowserPage::BrowserPage(QWebEngineProfile& profile, MakeWindow makeWindow, QObj
 }
 
 QUrl BrowserPage::origin() const {
-    return isEmpty() && m_opener ? m_opener->origin() : url();
+    return isEmpty() ? m_openedFrom : url();
 }
 
 QWebEnginePage* BrowserPage::createWindow(WebWindowType) {

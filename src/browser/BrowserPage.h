@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include <QPointer>
+#include <QUrl>
 #include <QWebEngineCertificateError>
 #include <QWebEnginePage>
 
@@ -19,8 +19,8 @@ public:
 
     BrowserPage(QWebEngineProfile& profile, MakeWindow makeWindow, QObject* parent);
 
-    /// The page that has opened this one; null where there is none any more.
-    void setOpener(BrowserPage* opener) { m_opener = opener; }
+    /// The address of the page that has opened this one.
+    void setOpenedFrom(const QUrl& page) { m_openedFrom = page; }
 
     /// The address of the page, or of its opener while it has shown nothing.
     QUrl origin() const;
@@ -43,7 +43,7 @@ protected:
 
 private:
     const MakeWindow m_makeWindow;
-    QPointer<BrowserPage> m_opener;
+    QUrl m_openedFrom;
 };
 
 } // namespace tarvo

@@ -23,6 +23,7 @@ constexpr QSize kUsualSize{1000, 750};
 constexpr qreal kZoomStep = 0.1;
 constexpr qreal kLeastZoom = 0.25; // QWebEnginePage::zoomFactor
 constexpr qreal kMostZoom = 5.0;
+constexpr qint64 kAtOnceMs = 5000;       // a person needs longer from link to link
 constexpr qsizetype kLongestShown = 200; // of an address in a question
 
 QString words(std::string_view key, std::initializer_list<std::string> arguments = {}) {
@@ -47,8 +48,8 @@ bool isYes(const QMessageBox& box) {
 } // namespace
 
 BrowserWindow::BrowserWindow(QWebEngineProfile& profile, BrowserPage::MakeWindow makeWindow,
-                             std::int64_t visit, std::string folder)
-    : m_visit(visit), m_folder(std::move(folder)), m_view(new QWebEngineView(this)),
+                             std::int64_t number, std::int64_t visit, std::string folder)
+    : m_number(number), m_visit(visit), m_folder(std::move(folder)), m_view(new QWebEngineView(this)),
       m_page(new BrowserPage(profile, std::move(makeWindow), m_view)), m_address(new QLineEdit(this)),
       m_find(new QLineEdit(this)), m_progress(new QProgressBar(this)), m_note(new QLabel(this)) {
     setAttribute(Qt::WA_DeleteOnClose);
@@ -219,6 +220,33 @@ void BrowserWindow::bringToFront() {
     show();
     raise();
     activateWindow();
+}
+
+BrowserWindow::Leave BrowserWindow::leaveForDownload() {
+    const QString site = m_page->origin().host();
+    if (std::exchange(m_downloadSite, site) != site && m_leave != Leave::asked) {
+        m_leave.reset();
+        m_lastDownload.invalidate();
+    }
+    const bool isAtOnce = m_lastDownload.isValid() && m_lastDownload.elapsed() < kAtOnceMs;
+    m_lastDownload.start();
+    if (m_leave)
+        return *m_leave;
+    if (!isAtOnce)
+        return Leave::given;
+    askAboutDownloads();
+    return Leave::asked;
+}
+
+void BrowserWindow::askAboutDownloads() {
+    m_leave = Leave::asked;
+    const std::string site = m_downloadSite.toStdString();
+    auto* box = questionOf(this, words("tr.browser.downloads", {site}), words("tr.browser.downloads-accept"));
+    connect(box, &QDialog::finished, this, [this, box] {
+        m_leave = isYes(*box) ? Leave::given : Leave::refused;
+        Q_EMIT downloadsAnswered(m_leave == Leave::given);
+    });
+    box->open();
 }
 
 void BrowserWindow::askAboutCertificate(QWebEngineCertificateError error) {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include <QElapsedTimer>
 #include <QObject>
-#include <QPointer>
 #include <QWebEngineDownloadRequest>
 
 #include "browserlink/BrowserMessages.h"
@@ -28,10 +28,17 @@ public:
         QUrl page;
         QByteArray method;
         std::string folder;
+        std::int64_t held = 0; ///< not told before release() with this number; 0: told at once
     };
 
     void begin(QWebEngineDownloadRequest& request, const Circumstances& from);
     void cancel(std::int64_t download);
+
+    /// The user has said whether the downloads that are held under this number are wanted.
+    void release(std::int64_t held, bool areWanted);
+
+    /// Whether there are as many as a person could want at a time: a page might not stop by itself.
+    bool isFull() const { return m_running.size() >= kMostRunning; }
 
     bool isAnyRunning() const { return !m_running.empty(); }
 
@@ -40,11 +47,18 @@ Q_SIGNALS:
     void lastEnded();
 
 private:
+    static constexpr std::size_t kMostRunning = 200;
+
     struct Running {
-        QPointer<QWebEngineDownloadRequest> request;
-        QElapsedTimer told; // when progress was last told
+        QWebEngineDownloadRequest* request = nullptr; // null once it is gone
+        QElapsedTimer told;                           // when progress was last told
+        DownloadBegan began;
+        std::int64_t held = 0;
+        std::optional<DownloadEnded> end; // of one that is held
     };
 
+    void drop(std::int64_t download);
+    void finish(std::int64_t download, const DownloadEnded& end);
     void tellProgress(std::int64_t download);
     void tellEnd(std::int64_t download);
 

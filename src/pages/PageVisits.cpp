@@ -17,7 +17,7 @@ PageVisits::End PageVisits::wait(const Job& job) {
 }
 
 void PageVisits::begin(const std::shared_ptr<Visit>& visit) {
-    if (m_isOver) {
+    if (m_isOver || visit->job->currentState() == rf_state_stopped) { // on the way here
         const std::lock_guard lock(visit->mutex);
         visit->end = End();
         return;

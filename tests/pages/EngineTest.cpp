@@ -115,4 +115,16 @@ TEST_F(Engine, WhatOnlyThePageCanFetchStaysOneStream) {
     EXPECT_TRUE(errors.empty()) << errors[0].sentence();
 }
 
+TEST_F(Engine, APageThatBeginsManyDownloadsAtOnceHasOneUntilTheUserIsAsked) {
+    server.addPage("many.html", "<a href='data:text/plain,hello' download=data.txt>file</a><script>"
+                                "for (let i = 0; i < 5; ++i) document.querySelector('a').click()</script>");
+    server.addPage("other.html", clicking("<a href='data:text/plain,other' download=other.txt>file</a>"));
+    browser->openWindow(server.url("/many.html"));
+    ASSERT_TRUE(onlyJob(rf_state_succeeded));
+    browser->openWindow(server.url("/other.html")); // what was to come before it has come
+    ASSERT_TRUE(turnUntil([&] { return jobs().size() == 2 && jobs()[1]->fileName() == "other.txt"; }));
+    EXPECT_EQ(contentOf(folder() + "/data (2).txt"), "");
+    EXPECT_TRUE(errors.empty()) << errors[0].sentence();
+}
+
 } // namespace tarvo::test
