@@ -33,7 +33,7 @@ bool areSame(const ProgressState& one, const ProgressState& other) {
     const auto others = other.progressData->readout();
     return one.url == other.url && one.fileSize == other.fileSize && one.referer == other.referer &&
            one.requestedConnections == other.requestedConnections && one.validator == other.validator &&
-           one.timesChanged == other.timesChanged &&
+           one.timesChanged == other.timesChanged && one.headers == other.headers &&
            std::equal(ranges.begin(), ranges.end(), others.begin(), others.end(),
                       [](const auto& a, const auto& b) {
                           return a->lowerBound == b->lowerBound && a->upperBound == b->upperBound;
@@ -56,6 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             "complete means all bytes");
     require(state->validator.ifRange().find_first_of("\r\n") == std::string::npos,
             "no header grows out of it");
+    for (const auto& header : state->headers)
+        require(isRequestHeader(header) && !isReservedHeader(header), "each header is one, and may be set");
     require(file.writeData(*state).has_value(), "a record can be written");
     const auto again = file.readData();
     require(again && areSame(*state, *again), "a record stays what it is");

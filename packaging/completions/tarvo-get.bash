@@ -33,7 +33,7 @@ _tarvo_get() {
         if [[ $cur == -* ]]; then
             mapfile -t COMPREPLY < <(compgen -W '-d --directory -x --connections -j --jobs -i --input-file
                 -o --output --referer --user --user-agent --proxy --checksum --retries --attach -q --quiet --json
-                --verbose --version -h --help --max-filesize --page --again -c --continue --limit-rate --connect-timeout
+                --verbose --version -h --help --max-filesize --page -N --timestamping --again -c --continue --limit-rate --connect-timeout
                 -4 --ipv4 -6 --ipv6 -H --header --cookie-file --address' -- "$cur")
         else
             compopt -o filenames # a bundle is a folder, and may be in one

@@ -64,6 +64,12 @@ std::int64_t Disk::lengthOfFile(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
 }
 
+std::int64_t Disk::modificationTimeOf(const std::string& path) {
+    struct stat status {};
+
+    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_mtim.tv_sec : -1;
+}
+
 Result<std::string> Disk::readAt(int descriptor, std::int64_t offset, std::size_t count,
                                  const std::string& path) {
     std::string bytes(count, '\0');

@@ -119,6 +119,9 @@ public:
     /// The length in bytes of the plain file at `path`, -1 when there is none.
     static std::int64_t lengthOfFile(const std::string& path);
 
+    /// When the plain file at `path` was changed last, in seconds since 1970; -1 when there is none.
+    static std::int64_t modificationTimeOf(const std::string& path);
+
     /// The user to whom a file belongs that this process makes in a folder; none when it can't make one.
     static std::optional<std::uint32_t> ownerOfNewFilesIn(const std::string& folder);
 

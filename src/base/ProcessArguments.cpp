@@ -47,25 +47,27 @@ void hidePasswordWithoutScheme(char* text, char* end) {
 } // namespace
 
 void hidePasswords(int argc, char** argv) {
-    const auto valueOf = [&](int i, std::string_view option) -> char* {
+    const auto valueOf = [&](int i, std::initializer_list<std::string_view> options) -> char* {
         const std::string_view text = argv[i];
-        if (text.starts_with(option) && text.substr(option.size()).starts_with('='))
-            return argv[i] + option.size() + 1;
-        return argv[i - 1] == option ? argv[i] : nullptr;
+        for (const auto option : options) {
+            const bool isLetter = option.size() == 2; // its value may follow at once
+            if (text.starts_with(option) && isLetter && text.size() > option.size())
+                return argv[i] + option.size();
+            if (text.starts_with(option) && text.substr(option.size()).starts_with('='))
+                return argv[i] + option.size() + 1;
+            if (argv[i - 1] == option)
+                return argv[i];
+        }
+        return nullptr;
     };
     for (int i = 1; i < argc; ++i) {
         char* const end = argv[i] + std::strlen(argv[i]);
-        char* const proxy = valueOf(i, "--proxy");
-        char* header = valueOf(i, "--header");
-        if (!header)
-            header = valueOf(i, "-H");
-        if (!header && std::string_view(argv[i]).starts_with("-H"))
-            header = argv[i];
-        if (header) {
+        char* const proxy = valueOf(i, {"--proxy", "--all-proxy", "-x"});
+        if (char* const header = valueOf(i, {"--header", "-H"})) {
             hide(std::find(header, end, ':'), end); // a key, a token, a cookie
             continue;
         }
-        if (char* const user = valueOf(i, "--user")) {
+        if (char* const user = valueOf(i, {"--user", "-u"})) {
             if (char* const colon = std::find(user, end, ':'); colon != end)
                 hide(colon + 1, end);
         } else if (char* const data = dataOfCall(argv[i])) {

@@ -131,7 +131,8 @@ void DownloadRunner::stateChanged(const Job& job, rf_state_t oldState, rf_state_
             if (m_interrupted)
                 return;
             const bool hasChecksum = job->expectedChecksum().has_value();
-            if (hasChecksum && m_downloads.at(job.get()).wasThere)
+            const bool isCompared = m_environment.checksumDecides && !m_downloads.at(job.get()).wasThere;
+            if (hasChecksum && !isCompared)
                 verifyChecksum(job);
             else
                 reportFinished(job, hasChecksum);
@@ -159,7 +160,7 @@ void DownloadRunner::handleFailure(const Job& job) {
         --known->second.retriesLeft;
 }
 
-/// Of a file that was there; what was fetched has been compared before it got its name.
+/// Of a file that was there; what is fetched is compared before it gets its name.
 void DownloadRunner::verifyChecksum(const Job& job) {
     const std::string path = job->finalFilePath().value_or("");
     m_hashing = std::make_shared<HashingWatch>();

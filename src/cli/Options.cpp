@@ -8,7 +8,6 @@
 #include "jobs/CURLRemoteFile.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 
@@ -67,7 +66,11 @@ void describeFiles(CLI::App& app, Options& options, Raw& raw) {
         ->type_name("DIGEST");
     app.add_option("--max-filesize", raw.largestFile, "Fetch nothing larger, as in 700M")->type_name("BYTES");
     app.add_flag("--page", options.page, "Fetch a web page also where a file is expected");
-    app.add_flag("--again", options.again, "Fetch also what is there already, under a free name");
+    auto* again =
+        app.add_flag("--again", options.again, "Fetch also what is there already, under a free name");
+    app.add_flag("-N,--timestamping", options.timestamping,
+                 "Take a file that is there, of that size and no older, for the same")
+        ->excludes(again);
     app.add_flag("-c,--continue", raw.isContinued, "Continue what was begun, which happens anyway");
 }
 
@@ -130,7 +133,7 @@ void describe(CLI::App& app, Options& options, Raw& raw) {
                             "--user",      "--user-agent",   "--proxy",  "--checksum",    "--retries",
                             "--verbose",   "--max-filesize", "--again",  "--limit-rate",  "--connect-timeout",
                             "--ipv4",      "--ipv6",         "--header", "--cookie-file", "--address",
-                            "--page"})
+                            "--page",      "--timestamping"})
         attach->excludes(app.get_option(own));
 }
 
@@ -183,24 +186,13 @@ std::optional<EarlyExit> readOutput(const Raw& raw, Options& options) {
     return std::nullopt;
 }
 
-bool isHeader(const std::string& text) {
-    const auto colon = text.find(':');
-    constexpr std::string_view kToken = "!#$%&'*+-.^_`|~"; // RFC 9110, section 5.6.2
-    const auto isToken = [&](unsigned char c) {
-        return std::isalnum(c) != 0 || kToken.find(static_cast<char>(c)) != std::string_view::npos;
-    };
-    return colon != std::string::npos && colon > 0 &&
-           std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), isToken) &&
-           std::none_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
-}
-
-std::optional<EarlyExit> checkHeaders(const std::vector<std::string>& headers) {
+std::optional<EarlyExit> checkHeaders(const RequestHeaders& headers) {
     for (const auto& header : headers) {
-        const std::string name = lowered(header.substr(0, header.find(':')));
-        if (!isHeader(header))
+        if (!isRequestHeader(header))
             return badUsage("--header wants \"NAME: VALUE\" in one line.");
-        if (name == "range" || name == "if-range" || name == "content-length" || name == "transfer-encoding")
-            return badUsage("--header can't set " + name + ": it says which part of a file is asked for.");
+        if (isReservedHeader(header))
+            return badUsage("--header can't set " + headerName(header) +
+                            ": it says which part of a file is asked for.");
     }
     return std::nullopt;
 }

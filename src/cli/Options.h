@@ -29,17 +29,18 @@ struct Options {
     std::optional<std::string> password;
     std::optional<std::string> userAgent;
     std::optional<std::string> proxy;
-    std::vector<std::string> headers;      ///< "Name: value"
+    RequestHeaders headers;
     std::string cookieFile;                ///< in the Netscape form; empty for none
     std::optional<std::int64_t> limitRate; ///< bytes a second of all files together
     IpVersion ipVersion = IpVersion::any;
     std::int64_t connectTimeout = 30; ///< seconds
     std::int64_t largestFile = 0;     ///< bytes; 0: no limit
     std::optional<Checksum> checksum;
-    std::int64_t retries = 5; ///< attempts after the first
-    bool page = false;        ///< also where a file was expected
-    bool again = false;       ///< also what is there already
-    bool attach = false;      ///< hand everything to the running application
+    std::int64_t retries = 5;  ///< attempts after the first
+    bool page = false;         ///< also where a file was expected
+    bool timestamping = false; ///< a file that others have fetched is compared by size and time
+    bool again = false;        ///< also what is there already
+    bool attach = false;       ///< hand everything to the running application
     bool quiet = false;
     bool json = false;
     bool verbose = false;

@@ -215,8 +215,11 @@ private:
 
 void ProgressView::retrying(const DownloadSnapshot& download, const Error& cause, Seconds delay,
                             std::int64_t left) {
-    notice(localized("tr.get.retry", {download.name, cause.sentence(), fmt::format("{:.0f}", delay.count()),
-                                      std::to_string(left)}));
+    std::string reason = cause.sentence();
+    if (!reason.empty() && std::string_view(".!?").find(reason.back()) == std::string_view::npos)
+        reason += '.'; // for another sentence follows
+    notice(localized("tr.get.retry",
+                     {download.name, reason, fmt::format("{:.0f}", delay.count()), std::to_string(left)}));
 }
 
 void ProgressView::interrupted(std::size_t saved, const std::string& bundle) {

@@ -28,6 +28,7 @@ std::shared_ptr<CURLRemoteFile> jobFor(const Target& target, const Options& opti
         origin.fileSize = 0; // until the record is proven to be of that address's file
         origin.record.reset();
     }
+    origin.facts.headers = withOthers(headersToKeep(options.headers), origin.facts.headers);
     if (options.checksum) // goes before what a bundle has noted
         origin.facts.checksum = options.checksum;
     return CURLRemoteFile::make(origin, environment);

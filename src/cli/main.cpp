@@ -68,6 +68,7 @@ RequestTraits traitsOf(const Options& options) {
             .ipVersion = options.ipVersion,
             .connectTimeout = std::chrono::seconds(options.connectTimeout),
             .takesWhatIsThere = !options.again,
+            .comparesTimes = options.timestamping,
             .pages = options.page ? Pages::taken : Pages::takenIfAskedFor,
             .largestFile = options.largestFile};
 }

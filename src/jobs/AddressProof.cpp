@@ -70,7 +70,7 @@ std::vector<ByteRange> placesToCompare(const ProgressData& held, std::mt19937_64
 }
 
 Result<void> AddressProof::run(const ProgressState& saved, const DataSnapshot& data,
-                               const ProbeAnswers& found, const std::optional<Url>& referer) {
+                               const ProbeAnswers& found, const DownloadFacts& facts) {
     if (auto difference = differenceOf(saved, found))
         return failure(std::move(*difference));
     if (!data.file)
@@ -80,8 +80,8 @@ Result<void> AddressProof::run(const ProgressState& saved, const DataSnapshot& d
     held->forgetFrom(std::max<std::int64_t>(Disk::lengthOf(descriptor), 0));
     std::mt19937_64 random(std::random_device{}());
     for (const auto& place : placesToCompare(*held, random)) {
-        const auto there =
-            m_fetch.run({found.url, found.auth, referer}, {found.contentLength, found.validator}, place);
+        const auto there = m_fetch.run({found.url, found.auth, facts.referer, facts.headers},
+                                       {found.contentLength, found.validator}, place);
         if (!there)
             return failure(asRefusal(there.error()));
         const auto here =

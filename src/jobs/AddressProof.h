@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "jobs/DataIntake.h"
+#include "jobs/DownloadFacts.h"
 #include "jobs/DownloadProbe.h"
 #include "jobs/RangeFetch.h"
 
@@ -39,7 +40,7 @@ public:
     /// Changes nothing. Error: kRemoteFileAddressRefused, with what has differed; what a request or the disk
     /// has failed with.
     Result<void> run(const ProgressState& saved, const DataSnapshot& data, const ProbeAnswers& found,
-                     const std::optional<Url>& referer);
+                     const DownloadFacts& facts);
 
     /// Ends the run at once. Any thread.
     void requestStop() { m_fetch.requestStop(); }

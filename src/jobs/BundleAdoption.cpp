@@ -22,6 +22,12 @@ Error damaged(const ProgressBundle& bundle, const Error& cause) {
             localized("tr.err.progress-file-recovery")};
 }
 
+/// Whether the file has not been changed last before that of the server was.
+bool isNoOlder(const std::string& file, const Validator& version) {
+    const std::int64_t changed = version.modificationTime();
+    return changed >= 0 && Disk::modificationTimeOf(file) >= changed;
+}
+
 Error mismatch() {
     return remoteFileError(kRemoteFileProgressMismatch, "tr.err.progress-file-mismatch",
                            "tr.err.progress-file-recovery");
@@ -67,27 +73,30 @@ void BundleAdoption::forgetBundle() {
 }
 
 Result<ProgressBundle> BundleAdoption::take(const BundlePlace& place, const ProbeAnswers& probe) {
-    auto bundle = find(place, probe);
-    if (!bundle)
-        return bundle;
-    if (const auto own = bundle->checkIsOwn(); !own)
-        return failure(own.error());
-    if (const auto opened = m_intake.open(*bundle); !opened)
-        return failure(opened.error());
-    m_found.facts.bundle.device = bundle->device();
-    return bundle;
-}
-
-Result<ProgressBundle> BundleAdoption::find(const BundlePlace& place, const ProbeAnswers& probe) {
     // The user may have removed the bundle; then the download starts over under its name.
     const auto& bookmark = m_found.facts.bundle.bookmark;
     if (bookmark && !Disk::exists(*bookmark))
         forgetBundle();
     if (!bookmark)
         return makeNew(place, probe);
-    if (const auto bundle = ProgressBundle::fromBundleBookmark(*bookmark))
-        return *bundle;
-    return failure(Error::posix(ENOENT, "open the bundle", *bookmark));
+    const auto bundle = ProgressBundle::fromBundleBookmark(*bookmark);
+    return bundle ? open(*bundle) : failure(Error::posix(ENOENT, "open the bundle", *bookmark));
+}
+
+Result<ProgressBundle> BundleAdoption::open(const ProgressBundle& bundle) {
+    if (const auto own = bundle.checkIsOwn(); !own)
+        return failure(own.error());
+    if (const auto opened = m_intake.open(bundle); !opened)
+        return failure(opened.error());
+    m_found.facts.bundle.device = bundle.device();
+    return bundle;
+}
+
+/// Of a bundle that is in use: whether by the download of another address, as far as can be seen. One that
+/// has just begun has no record yet.
+bool BundleAdoption::isOfAnother(const ProgressBundle& bundle) const {
+    const auto saved = ProgressFile(bundle.progressFile(), m_environment.disk).readData();
+    return !saved || !saved->isOf(m_url);
 }
 
 Result<ProgressBundle> BundleAdoption::makeNew(const BundlePlace& place, const ProbeAnswers& probe) {
@@ -108,7 +117,13 @@ Result<ProgressBundle> BundleAdoption::makeNew(const BundlePlace& place, const P
         m_found.facts.bundle.isOwned = isNew;
         m_found.facts.bundle.bookmark = bundle.bundleDirectory();
         m_found.chosenName = name;
-        return bundle;
+        auto opened = open(bundle);
+        const bool isInUse = !opened && opened.error().is(ErrorDomain::Posix, EWOULDBLOCK);
+        if (!isInUse || !isOfAnother(bundle))
+            return opened;
+        m_found.facts.bundle = {};
+        m_found.chosenName.reset();
+        return taken;
     };
     return takeFreeName(place.name.empty() ? "UnknownName" : place.name, kBundleSuffixBytes, take);
 }
@@ -119,16 +134,18 @@ bool BundleAdoption::isFinishedHere(const std::string& file, const ProbeAnswers&
     const DownloadFacts& facts = m_found.facts;
     const std::int64_t length = Disk::lengthOfFile(file);
     const bool isSizeKnown = probe.contentLength > 0;
-    if (length < 0 || (isSizeKnown && length != probe.contentLength) ||
-        !FileFinalizer(file).isFrom(m_url.absoluteString()))
+    if (length < 0 || (isSizeKnown && length != probe.contentLength))
         return false;
+    const RequestTraits& traits = m_environment.transfers.traits;
+    if (!FileFinalizer(file).isFrom(m_url.absoluteString()))
+        return traits.comparesTimes && isSizeKnown && isNoOlder(file, probe.validator);
     if (facts.isRecovered && isSizeKnown)
         return true;
     const Validator noted = FileFinalizer(file).version();
     const bool tellsNothing = noted == Validator{.origin = noted.origin} &&
                               probe.validator == Validator{.origin = probe.validator.origin};
     const bool isSame = compare(noted, probe.validator) == Sameness::same || (tellsNothing && isSizeKnown);
-    return m_environment.transfers.traits.takesWhatIsThere && isSame;
+    return traits.takesWhatIsThere && isSame;
 }
 
 Result<void> BundleAdoption::adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe) {
@@ -148,7 +165,7 @@ bool BundleAdoption::isOfFormer(const ProgressState& saved) const {
 
 Result<void> BundleAdoption::checkRecord(const ProgressState& saved, const ProbeAnswers& probe) {
     if (isOfFormer(saved))
-        return m_proof.run(saved, m_intake.snapshot(), probe, m_found.facts.referer);
+        return m_proof.run(saved, m_intake.snapshot(), probe, m_found.facts);
     const bool fits = saved.isOf(m_url) && saved.fileSize == probe.contentLength;
     return fits ? Result<void>() : failure(mismatch());
 }
@@ -167,6 +184,8 @@ Result<AdoptedRecord> BundleAdoption::readRecord(const ProgressBundle& bundle, c
     DownloadFacts& facts = m_found.facts;
     if (!isOfFormer(*saved) && saved->referer)
         facts.referer = saved->referer;
+    if (!isOfFormer(*saved))
+        facts.headers = withOthers(facts.headers, saved->headers);
     if (!facts.isChosen)
         facts.requestedPartitions = usableConnections(saved->requestedConnections);
     facts.checksum = facts.checksum ? facts.checksum : Checksum::parse(saved->checksum);

@@ -33,8 +33,9 @@ public:
     /// the final name and before the bundle was removed. That is made good.
     bool wasFinishedBefore();
 
-    /// Finds the bundle, or makes one, and takes its data file. Error: kRemoteFileAlreadyComplete, with the
-    /// file among the findings; what keeps the bundle from being used.
+    /// Finds the bundle, or makes one, and takes its data file. A new one gets another name where that of the
+    /// file is taken, also by a download of another address that is at work. Error:
+    /// kRemoteFileAlreadyComplete, with the file among the findings; what keeps the bundle from being used.
     Result<ProgressBundle> take(const BundlePlace& place, const ProbeAnswers& probe);
 
     /// Has the intake go on with the bundle's record if it is of the file that the probe has found, else with
@@ -43,7 +44,8 @@ public:
     Result<void> adoptRecord(const ProgressBundle& bundle, const ProbeAnswers& probe);
 
 private:
-    Result<ProgressBundle> find(const BundlePlace& place, const ProbeAnswers& probe);
+    Result<ProgressBundle> open(const ProgressBundle& bundle);
+    bool isOfAnother(const ProgressBundle& bundle) const;
     Result<ProgressBundle> makeNew(const BundlePlace& place, const ProbeAnswers& probe);
     bool isFinishedHere(const std::string& file, const ProbeAnswers& probe) const;
     void forgetBundle();

@@ -22,7 +22,9 @@ std::int64_t startOfProof(const ProgressData& record, std::int64_t hole) {
 
 HandleCreator creatorFor(const DownloadSource& source, const AdoptedRecord& record,
                          const JobEnvironment& environment) {
-    return {record.data, source.url, source.auth, source.referer, {}, environment.transfers};
+    const CurlRequest request{
+        .url = source.url, .authToken = source.auth, .referer = source.referer, .headers = source.headers};
+    return {record.data, request, {}, environment.transfers};
 }
 
 /// Of those that are wanted; the others join in where that pays.

@@ -19,6 +19,7 @@ struct DownloadSource {
     Url url;
     std::shared_ptr<const TRAuthToken> auth;
     std::optional<Url> referer;
+    RequestHeaders headers;
     std::int64_t connections = 1; ///< at most
     bool supportsParts = false;
     std::string host; ///< whose answer it was (Url::origin()), where redirects have led

@@ -10,6 +10,7 @@
 
 #include "base/Settings.h"
 #include "base/Url.h"
+#include "engine/transfer/RequestHeaders.h"
 #include "jobs/Checksum.h"
 
 namespace tarvo {
@@ -23,6 +24,7 @@ struct BundleFacts {
 
 struct DownloadFacts {
     std::optional<Url> referer{};
+    RequestHeaders headers{};             ///< of its requests over HTTP, kept with it
     std::int64_t requestedPartitions = 1; ///< connections that are asked for
     bool isChosen = false;                ///< these, by the user, whatever a record says
     BundleFacts bundle{};
@@ -48,8 +50,10 @@ struct DownloadFacts {
         facts.formerUrl = recordedUrl(former);
         if (facts.formerUrl == next) // back to where the record is
             facts.formerUrl.reset();
-        if (former.origin() != next.origin())
+        if (former.origin() != next.origin()) {
             facts.referer.reset();
+            facts.headers.clear();
+        }
         return facts;
     }
 

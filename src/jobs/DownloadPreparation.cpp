@@ -12,8 +12,8 @@ DownloadPreparation::DownloadPreparation(const Url& url, const DownloadFacts& kn
                                          std::shared_ptr<DataIntake> intake,
                                          const JobEnvironment& environment)
     : m_url(url), m_intake(std::move(intake)), m_environment(environment), m_found{.facts = known},
-      m_probe(environment.transfers, url, known.referer, tokens), m_proof(environment.transfers),
-      m_adoption(m_found, m_url, *m_intake, m_proof, environment) {
+      m_probe(environment.transfers, url, known.referer, tokens, known.headers),
+      m_proof(environment.transfers), m_adoption(m_found, m_url, *m_intake, m_proof, environment) {
 }
 
 Result<ReadyDownload> DownloadPreparation::run(const ShowProbe& show) {
@@ -57,8 +57,9 @@ Result<ReadyDownload> DownloadPreparation::makeReady(const ProgressBundle& bundl
     const DownloadFacts& facts = m_found.facts;
     const DataSnapshot data = m_intake->snapshot();
     const std::string& answered = probe.validator.origin;
-    ReadyDownload ready{.source = {probe.url, probe.auth, facts.referer, facts.requestedPartitions,
-                                   probe.supportsParts, answered.empty() ? probe.url.origin() : answered}};
+    ReadyDownload ready{.source = {probe.url, probe.auth, facts.referer, facts.headers,
+                                   facts.requestedPartitions, probe.supportsParts,
+                                   answered.empty() ? probe.url.origin() : answered}};
     ready.connections = connectionsFor(ready.source, *data.record, m_environment);
     if (const auto written = writeFirstRecord(bundle, data); !written)
         return failure(written.error());

@@ -121,7 +121,7 @@ std::int64_t DownloadProbe::awaitPlaces(HostShare& share) {
 
 DownloadProbe::Run DownloadProbe::runScoutOnce(const Source& source, const std::optional<Url>& referer,
                                                std::int64_t places) {
-    const auto scout = ScoutFactory(m_environment).createScout(source.url, source.auth, referer);
+    const auto scout = ScoutFactory(m_environment).createScout(source.url, source.auth, referer, m_headers);
     {
         auto running = m_running.lock();
         running->scout = scout;

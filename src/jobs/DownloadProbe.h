@@ -31,9 +31,9 @@ class DownloadProbe {
 public:
     /// `environment` outlives it.
     DownloadProbe(const TransferEnvironment& environment, Url url, std::optional<Url> referer,
-                  AuthTokens tokens)
+                  AuthTokens tokens, RequestHeaders headers = {})
         : m_environment(environment), m_url(std::move(url)), m_referer(std::move(referer)),
-          m_tokens(std::move(tokens)),
+          m_tokens(std::move(tokens)), m_headers(std::move(headers)),
           m_waitsUntil(environment.clock.now() +
                        std::chrono::duration_cast<TimePoint::duration>(environment.probeTimeLimit)) {}
 
@@ -77,6 +77,7 @@ private:
     const Url m_url;
     const std::optional<Url> m_referer;
     const AuthTokens m_tokens;
+    const RequestHeaders m_headers;
     std::optional<Url> m_authenticationUrl;
     const TimePoint m_waitsUntil; // for a place at a host
     Locked<Running> m_running;

@@ -77,6 +77,7 @@ JobOrigin originOfBundle(const std::string& bundleDirectory, Disk& disk,
         return failedOrigin(origin, saved.error());
     origin.url = saved->url;
     origin.facts.referer = saved->referer;
+    origin.facts.headers = saved->headers;
     origin.facts.requestedPartitions = usableConnections(saved->requestedConnections);
     origin.facts.checksum = Checksum::parse(saved->checksum);
     origin.fileSize = saved->fileSize;

@@ -10,7 +10,11 @@
 namespace tarvo {
 
 RecordedRequest requestOf(const Url& url, const DownloadFacts& facts) {
-    return {url, facts.referer, facts.requestedPartitions, facts.checksum ? facts.checksum->text() : "", ""};
+    return {.url = url,
+            .referer = facts.referer,
+            .headers = facts.headers,
+            .connections = facts.requestedPartitions,
+            .checksum = facts.checksum ? facts.checksum->text() : ""};
 }
 
 Result<void> ProgressSaver::save() const {
@@ -40,7 +44,7 @@ Result<void> ProgressSaver::writeRecord(const DataSnapshot& data) const {
     const ProgressState state{
         m_request.url,         data.fileSize,          data.record->data,         m_request.referer,
         m_request.connections, data.record->validator, data.record->timesChanged, m_request.checksum,
-        m_request.wrongDigest};
+        m_request.wrongDigest, m_request.headers};
     return m_environment.remoteFileSavingQueue.sync([&]() -> Result<void> {
         if (m_intake.isFinal()) // while the flush took its time
             return {};

@@ -14,7 +14,8 @@ namespace tarvo {
 /// What the record says of the request.
 struct RecordedRequest {
     Url url;
-    std::optional<Url> referer;
+    std::optional<Url> referer{};
+    RequestHeaders headers{};
     std::int64_t connections = 1; ///< that were asked for
     std::string checksum{};       ///< that the file must have, as Checksum::text(); empty for none
     std::string wrongDigest{};    ///< see ProgressState

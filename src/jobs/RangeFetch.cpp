@@ -41,6 +41,7 @@ Result<std::string> RangeFetch::run(const RangeSource& source, const ExpectedFil
                         .upperBound = range.upperBound,
                         .authToken = source.auth,
                         .referer = source.referer,
+                        .headers = source.headers,
                         .ifRange = file.validator.ifRange(),
                         .timeoutMs = limit.count()};
     const auto download =

@@ -17,6 +17,7 @@ struct RangeSource {
     Url url;
     std::shared_ptr<const TRAuthToken> auth{};
     std::optional<Url> referer{};
+    RequestHeaders headers{};
 };
 
 /// Any number of runs, one after the other, on one worker.

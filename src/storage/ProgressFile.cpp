@@ -78,6 +78,8 @@ Result<void> ProgressFile::writeData(const ProgressState& state) const {
         archiver.encodeString("checksum", state.checksum);
     if (!state.wrongDigest.empty())
         archiver.encodeString("wrongDigest", state.wrongDigest);
+    if (const auto kept = headersToKeep(state.headers); !kept.empty())
+        archiver.encodeString("requestHeaders", textOf(kept));
     Log::info("Begin file save");
     // A record that claims nothing is worth no flush: losing it loses nothing.
     auto written = m_disk.replaceFile(m_filepath, archiver.finish(), done > 0);
@@ -109,6 +111,7 @@ Result<ProgressState> ProgressFile::readData() const {
     const auto timesChanged = unarchiver.decodeInteger("timesChanged");
     auto checksum = unarchiver.decodeString("checksum").value_or("");
     auto wrongDigest = unarchiver.decodeString("wrongDigest").value_or("");
+    auto headers = headersIn(unarchiver.decodeString("requestHeaders").value_or(""));
     if (unarchiver.firstError() || !url)
         return failure(corrupt());
     if (legacy) {
@@ -128,7 +131,8 @@ Result<ProgressState> ProgressFile::readData() const {
                          std::move(validator),
                          timesChanged,
                          std::move(checksum),
-                         std::move(wrongDigest)};
+                         std::move(wrongDigest),
+                         std::move(headers)};
 }
 
 } // namespace tarvo

@@ -10,9 +10,10 @@ namespace tarvo {
 
 /// A keyed archive as an XML property list. Top-level keys: "URL", "fileSize", "progressData",
 /// "HTTPReferer", "requestedConnections" and, for inspection only, "totalBytesDownloaded"; the validator's
-/// ("entityTag", "lastModified", "isModificationStrong", "validatorOrigin"), "timesChanged", "checksum" and
-/// "wrongDigest", which are optional; no address has a password; files of earlier versions have "easyHandles"
-/// in place of "progressData". Calls for one file come one at a time.
+/// ("entityTag", "lastModified", "isModificationStrong", "validatorOrigin"), "timesChanged", "checksum",
+/// "wrongDigest" and "requestHeaders", which are optional; no address has a password, and no header that may
+/// hold a secret is written; files of earlier versions have "easyHandles" in place of "progressData". Calls
+/// for one file come one at a time.
 class ProgressFile {
 public:
     ProgressFile(std::string filepath, Disk& disk) : m_filepath(std::move(filepath)), m_disk(disk) {}

@@ -48,6 +48,26 @@ public:
     Error lastError;
 };
 
+/// That an event, without its name, has the members that the manual lists, and each of its kind.
+void expectAsDocumented(const QJsonObject& event, const QString& kind, const QStringList& documented) {
+    const QStringList texts{"url", "name", "error", "domain", "path", "checksum", "list"};
+    const QStringList unknowns{"size", "secondsLeft", "connectionsAllowed"}; // null then
+    QStringList wanted = documented;
+    if (kind != "interrupted" && kind != "summary")
+        wanted += {"url", "name", "size"};
+    for (const auto* optional : {"checksum", "list", "line", "verified"}) {
+        if (wanted.removeAll(optional) > 0 && event.contains(optional))
+            wanted += optional;
+    }
+    wanted.sort();
+    EXPECT_EQ(event.keys(), wanted) << kind.toStdString();
+    for (const auto& key : wanted) {
+        const bool mayBeNull = unknowns.contains(key) && event[key].isNull();
+        EXPECT_TRUE(texts.contains(key) ? event[key].isString() : event[key].isDouble() || mayBeNull)
+            << key.toStdString() << " of " << kind.toStdString();
+    }
+}
+
 } // namespace
 
 class DownloadRunnerTest : public ::testing::Test {
@@ -124,6 +144,14 @@ TEST_F(DownloadRunnerTest, GivesUpAfterTheAttemptsAndHoldsNobodyElseUp) {
     EXPECT_FALSE(harness.exists("sample (2).bin"));
 }
 
+TEST_F(DownloadRunnerTest, TwoAddressesOfOneNameAreTwoFiles) {
+    options.jobs = 2;
+    const std::string knobs = "rate=400000&disposition=" + knobValue("attachment; filename=same.bin");
+    EXPECT_EQ(run({server.url(kSize, knobs, "a"), server.url(kSize, knobs + "&version=2", "b")}), 0);
+    EXPECT_EQ(countOf(view.events, "notice"), 0) << view.lastNotice;
+    EXPECT_TRUE(harness.exists("same.bin") && harness.exists("same (2).bin"));
+}
+
 TEST_F(DownloadRunnerTest, WhatWillNotPassIsNotTriedAgain) {
     for (const auto* knobs : {"type=text/html", "auth=basic"}) {
         view.events.clear();
@@ -189,8 +217,13 @@ TEST_F(DownloadRunnerTest, EveryEventIsAsTheManualSays) {
     const std::string slow = server.url(3'000'000, "slow=300000&until=8", "slow");
     EXPECT_EQ(runJson(slow, true), DownloadRunner::kInterrupted);
     EXPECT_EQ(runJson(slow, false), DownloadRunner::kAllFinished); // goes on
+    options.checksum = Checksum::read(sampleSha256(1000));
     EXPECT_EQ(runJson(server.url(1000, "", "small"), false), DownloadRunner::kAllFinished);
+    harness.transfers.traits.takesWhatIsThere = true;
+    EXPECT_EQ(runJson(server.url(1000, "", "small"), false), DownloadRunner::kAllFinished); // there already
+    options.checksum.reset();
     EXPECT_EQ(runJson(server.url(1000, "status=503&until=2", "late"), false), DownloadRunner::kAllFinished);
+    options.badLines = {{3, "links.txt", "no link", Error::tarvo("No address.")}};
     EXPECT_EQ(runJson(server.url(1000, "status=404", "gone"), false), DownloadRunner::kSomeFailed);
 
     const auto schema = documented();
@@ -201,17 +234,15 @@ TEST_F(DownloadRunnerTest, EveryEventIsAsTheManualSays) {
         const QString kind = event.take("event").toString();
         ASSERT_TRUE(schema.contains(kind)) << line;
         ++seen[kind];
-        QStringList wanted = schema.at(kind);
-        if (kind != "interrupted" && kind != "summary")
-            wanted += {"url", "name", "size"};
-        for (const auto* optional : {"checksum", "list", "line", "verified"})
-            wanted.removeAll(optional);
-        wanted.sort();
-        EXPECT_EQ(event.keys(), wanted) << line;
+        expectAsDocumented(event, kind, schema.at(kind));
+        seen["with a checksum"] += event.contains("checksum") ? 1 : 0;
+        seen["of a list"] += event.contains("line") ? 1 : 0;
     }
-    for (const auto* kind : {"started", "progress", "retry", "finished", "failed", "interrupted"})
+    for (const auto* kind : {"started", "progress", "retry", "finished", "failed", "interrupted", "present"})
         EXPECT_GT(seen[kind], 0) << kind;
-    EXPECT_EQ(seen["summary"], 5);
+    EXPECT_EQ(seen["with a checksum"], 2);
+    EXPECT_EQ(seen["of a list"], 1);
+    EXPECT_EQ(seen["summary"], 6);
     EXPECT_FALSE(has(output.str(), "\"fetched\":3000000")) << "the second run has fetched only the rest";
 }
 

@@ -82,6 +82,7 @@ TEST_F(OptionsTest, SaysWhatIsWrongAndEndsWithTwo) {
         {{"-H", "X: a\nY: b", "http://h/a"}, "NAME: VALUE"},
         {{"--limit-rate", "2X", "http://h/a"}, "2M"},
         {{"--mirror", "http://h/a"}, "no --mirror here. Use a list"},
+        {{"-t3", "http://h/a"}, "no -t here. Use --retries, or"},
         {{"--http-password=secret", "http://h/a"}, "Use --user"},
         {{"-d", "", "http://h/a"}, "--directory"},
         {{"-o", "a", "/x/b.trdownload"}, "--output"},
@@ -103,13 +104,20 @@ TEST_F(OptionsTest, UnderstandsWhatOtherProgramsCallTheSame) {
     EXPECT_EQ(ofCurl.headers, std::vector<std::string>{"A: b"});
     EXPECT_EQ(ofCurl.limitRate, 1536 * 1024);
     EXPECT_EQ(ofCurl.targets.size(), 1u);
+    const Options more =
+        accepted({"-k", "-ubob:s", "-A", "a", "-e", "http://r/", "-x", "p:1", "-OJ", "http://h/a"});
+    EXPECT_EQ(*more.userName + *more.password + *more.userAgent + *more.proxy, "bobsap:1");
+    EXPECT_EQ(more.referer, Url::parse("http://r/"));
     const Options ofWget = accepted({"-q", "-c", "-N", "-P", "/x", "-O", "b", "http://h/a"});
     EXPECT_EQ(ofWget.directory + "/" + *ofWget.outputName, "/x/b");
     const Options ofAria =
         accepted({"-x4", "-s", "8", "--dir=/x", "--out=y/b", "--all-proxy=p:3128", "http://h/a"});
     EXPECT_EQ(ofAria.directory + "/" + *ofAria.outputName, "/x/y/b");
     EXPECT_EQ(ofAria.connections, 8);
-    EXPECT_EQ(accepted({"-n", "3", "--", "http://h/a"}).connections, 3);
+    EXPECT_EQ(accepted({"-n", "3", "-a", "--", "http://h/a"}).connections, 3);
+    EXPECT_EQ(
+        accepted({"-s4", "-k1M", "-k", "1M", "--file-allocation=none", "--tries=3", "http://h/a"}).retries,
+        2);
     const std::string digest(128, 'A');
     for (const std::string form : {"SHA-512=", "sha512:", ""})
         EXPECT_EQ(accepted({"--checksum", (form + digest).c_str(), "http://h/a"}).checksum->text(),
@@ -158,6 +166,10 @@ TEST(HidePasswords, LeavesOnlyWhatIsNoSecret) {
         {"-H", "-H"},
         {"Cookie: secret", "Cookie********"},
         {"--header=X-Key: secret", "--header=X-Key********"},
+        {"-HX-Key: secret", "-HX-Key********"},
+        {"-ubob:secret", "-ubob:******"},
+        {"-x", "-x"},
+        {"bob:secret@host:3128", "bob:******@host:3128"},
     };
     std::vector<std::string> texts;
     for (const auto& [word, hidden] : words)

@@ -2,7 +2,11 @@
 #include "ProgramTest.h"
 #include "support/Text.h"
 
+#include <array>
 #include <filesystem>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
 
 namespace tarvo::test {
 
@@ -160,6 +164,62 @@ TEST_F(TarvoGetTest, WhatIsThereIsFetchedAgainOnlyIfTheServerHasAnother) {
     EXPECT_TRUE(has(run({url}), file("sample (3).bin")));
 }
 
+TEST_F(TarvoGetTest, AFileThatAnotherProgramHasFetchedIsComparedByItsTimeWhereThatIsWanted) {
+    std::filesystem::create_directories(files);
+    const std::string mine = home.write("files/sample.bin", sample(0, kSize));
+    const auto run = [&](const char* modified) {
+        Program program(home, arguments({"-N", server.url(kSize, "modified=" + knobValue(modified))}));
+        EXPECT_EQ(program.status(), 0) << program.problems();
+        return program.output();
+    };
+    EXPECT_EQ(run("Mon, 05 Jan 2015 00:00:00 GMT"), "already there: " + mine + "\n");
+    EXPECT_TRUE(has(run("Mon, 05 Jan 2037 00:00:00 GMT"), file("sample (2).bin")));
+}
+
+TEST_F(TarvoGetTest, ABundleSendsItsHeadersAgainButKeepsNoSecret) {
+    const std::string url = server.url(kSize, "rate=1000000");
+    Program first(home,
+                  arguments({"-H", "X-Mine: one", "-H", "X-Api-Key: hidden", "-H", "X-Other: first", url}));
+    ASSERT_TRUE(first.runsUntil([&] { return server.bytesSent() > 100'000; })) << first.problems();
+    EXPECT_EQ(server.requests().back().header("x-api-key"), "hidden");
+    first.signal(SIGINT);
+    EXPECT_EQ(first.status(), 130);
+    EXPECT_FALSE(has(contentOf(bundle() + "/progress"), "hidden"));
+    Program rest(home, {"-H", "X-Other: second", bundle()});
+    EXPECT_EQ(rest.status(), 0) << rest.problems();
+    const auto last = server.requests().back();
+    EXPECT_EQ(last.header("x-mine") + " " + last.header("x-other") + last.header("x-api-key"), "one second");
+}
+
+TEST_F(TarvoGetTest, HowAndHowLongItConnectsIsTheUsersChoice) {
+    std::string url = server.url(kSize);
+    url.replace(url.find("127.0.0.1"), 9, "localhost"); // where the server answers over IPv4 alone
+    const auto run = [&](const std::vector<std::string>& own) {
+        auto all = arguments({"--retries", "0"});
+        all.insert(all.end(), own.begin(), own.end());
+        Program program(home, all);
+        return program.status() == 0 ? "" : program.problems();
+    };
+    EXPECT_EQ(run({"-4", url}), "");
+    EXPECT_NE(run({"-6", "--again", url}), "");
+
+    const FileHandle deaf(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)); // takes one, and hears no other
+    sockaddr_in place{
+        .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+    socklen_t length = sizeof place;
+    auto* const address = reinterpret_cast<sockaddr*>(&place); // NOLINT(*-reinterpret-cast): as bind(2) wants
+    ASSERT_EQ(::bind(deaf.descriptor(), address, length), 0);
+    ASSERT_EQ(::listen(deaf.descriptor(), 0), 0);
+    ASSERT_EQ(::getsockname(deaf.descriptor(), address, &length), 0);
+    std::array<FileHandle, 3> crowd;
+    for (auto& each : crowd) {
+        each = FileHandle(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        static_cast<void>(::connect(each.descriptor(), address, length));
+    }
+    const std::string port = std::to_string(ntohs(place.sin_port));
+    EXPECT_TRUE(has(run({"--connect-timeout", "1", "http://127.0.0.1:" + port + "/a"}), "imeout"));
+}
+
 TEST_F(TarvoGetTest, ALimitHoldsForAllFilesTogether) {
     constexpr std::int64_t kRate = 2'000'000;
     const auto begin = std::chrono::steady_clock::now();
@@ -202,6 +262,7 @@ TEST_F(TarvoGetTest, TwoAtOnceOnOneDownloadDoNotMix) {
     EXPECT_EQ(fileIsSample(file(), kSize), "");
 
     std::vector<std::unique_ptr<Program>> crowd; // whichever comes first, no file is wrong
+    crowd.reserve(4);
     for (int i = 0; i < 4; ++i)
         crowd.push_back(
             std::make_unique<Program>(home, arguments({"--again", server.url(kSize, "", "crowd")})));

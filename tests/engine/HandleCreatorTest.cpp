@@ -18,9 +18,10 @@ protected:
 
     /// The ranges that the connections of a record ask for, in their order.
     std::string planned(std::int64_t size, const test::Bounds& done, std::int64_t count) {
-        const HandleCreator creator(std::make_shared<ProgressData>(size, test::rangesOf(done)),
-                                    *Url::parse("http://h/f"), m_token, Url::parse("http://page/"), {},
-                                    m_environment);
+        const HandleCreator creator(
+            std::make_shared<ProgressData>(size, test::rangesOf(done)),
+            {.url = *Url::parse("http://h/f"), .authToken = m_token, .referer = Url::parse("http://page/")},
+            {}, m_environment);
         std::string ranges;
         for (const auto& handle : creator.createHandles(count)) {
             const CurlRequest& request = handle->segment().request();

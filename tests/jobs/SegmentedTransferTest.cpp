@@ -28,7 +28,7 @@ protected:
         auto ready = preparation.run([](const ProbeAnswers&) { return BundlePlace(); });
         if (!ready)
             return nullptr;
-        return SegmentedTransfer::create({{url, {}, 1}, intake, harness.environment, speedometer, [] {}},
+        return SegmentedTransfer::create({{.url = url}, intake, harness.environment, speedometer, [] {}},
                                          std::move(*ready));
     }
 

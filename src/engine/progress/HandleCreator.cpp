@@ -41,12 +41,11 @@ ByteRanges planHoles(ByteRanges holes, std::int64_t count) {
     return holes;
 }
 
-HandleCreator::HandleCreator(std::shared_ptr<const ProgressData> progressData, Url url,
-                             std::shared_ptr<const TRAuthToken> authToken, std::optional<Url> referer,
+HandleCreator::HandleCreator(std::shared_ptr<const ProgressData> progressData, CurlRequest request,
                              std::weak_ptr<CurlDownloaderDelegate> handleDelegate,
                              const TransferEnvironment& environment)
-    : m_progressData(std::move(progressData)), m_url(std::move(url)), m_authToken(std::move(authToken)),
-      m_referer(std::move(referer)), m_delegate(std::move(handleDelegate)), m_environment(environment) {
+    : m_progressData(std::move(progressData)), m_request(std::move(request)),
+      m_delegate(std::move(handleDelegate)), m_environment(environment) {
 }
 
 HandleCreator::Handles HandleCreator::createHandles(std::int64_t count) const {
@@ -83,11 +82,9 @@ HandleCreator::Handles HandleCreator::createWholeHandle() const {
 }
 
 std::shared_ptr<CurlDownloader> HandleCreator::createHandle(const ByteRange& range) const {
-    CurlRequest request{.url = m_url,
-                        .lowerBound = range.lowerBound,
-                        .upperBound = range.upperBound,
-                        .authToken = m_authToken,
-                        .referer = m_referer};
+    CurlRequest request = m_request;
+    request.lowerBound = range.lowerBound;
+    request.upperBound = range.upperBound;
     auto handle =
         CurlDownloader::create(std::make_unique<LiveCurlSegment>(std::move(request), m_environment));
     handle->setDelegate(m_delegate);

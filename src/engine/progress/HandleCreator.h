@@ -16,8 +16,8 @@ class HandleCreator {
 public:
     using Handles = std::vector<std::shared_ptr<CurlDownloader>>;
 
-    HandleCreator(std::shared_ptr<const ProgressData> progressData, Url url,
-                  std::shared_ptr<const TRAuthToken> authToken, std::optional<Url> referer,
+    /// `request`: what each connection asks for, but for the range.
+    HandleCreator(std::shared_ptr<const ProgressData> progressData, CurlRequest request,
                   std::weak_ptr<CurlDownloaderDelegate> handleDelegate,
                   const TransferEnvironment& environment);
 
@@ -36,9 +36,7 @@ private:
     Handles handlesFor(const ByteRanges& ranges) const;
 
     const std::shared_ptr<const ProgressData> m_progressData;
-    const Url m_url;
-    const std::shared_ptr<const TRAuthToken> m_authToken;
-    const std::optional<Url> m_referer;
+    const CurlRequest m_request;
     const std::weak_ptr<CurlDownloaderDelegate> m_delegate;
     const TransferEnvironment& m_environment;
 };

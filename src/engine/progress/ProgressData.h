@@ -11,6 +11,7 @@
 #include "base/Url.h"
 #include "engine/progress/ByteRange.h"
 #include "engine/progress/Validator.h"
+#include "engine/transfer/RequestHeaders.h"
 
 namespace tarvo {
 
@@ -86,6 +87,7 @@ struct ProgressState {
     std::int64_t timesChanged = 0; ///< how often in a row the download began anew for a new version
     std::string checksum{};        ///< that the user wants the file to have, as in "sha256=HEX"; or empty
     std::string wrongDigest{};     ///< that the whole file turned out to have instead; or empty
+    RequestHeaders headers{};      ///< of its requests over HTTP; no secrets
 
     /// Whether the record is of the download of this address.
     bool isOf(const Url& address) const { return isSameButForPassword(url, address); }

@@ -1,6 +1,7 @@
 #include "engine/progress/Validator.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include <curl/curl.h>
 
@@ -39,6 +40,14 @@ std::string Validator::ifRange() const {
     const bool isOneLine =
         std::none_of(value.begin(), value.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
     return origin.starts_with("http") && isOneLine ? value : std::string();
+}
+
+std::int64_t Validator::modificationTime() const {
+    if (origin.starts_with("http"))
+        return parsed(lastModified);
+    std::int64_t seconds = -1;
+    std::from_chars(lastModified.data(), lastModified.data() + lastModified.size(), seconds);
+    return seconds;
 }
 
 Sameness compare(const Validator& kept, const Validator& answer) {

@@ -26,6 +26,9 @@ struct Validator {
     /// The value of If-Range (RFC 9110, section 13.1.5), for a web server; empty when nothing may be sent.
     std::string ifRange() const;
 
+    /// When the file was changed last, in seconds since 1970; below 0 where that is not told.
+    std::int64_t modificationTime() const;
+
     bool operator==(const Validator& other) const = default;
 };
 

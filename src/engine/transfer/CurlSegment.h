@@ -11,6 +11,7 @@
 #include "base/Clock.h"
 #include "base/Error.h"
 #include "base/Url.h"
+#include "engine/transfer/RequestHeaders.h"
 #include "engine/transfer/TRAuthToken.h"
 
 namespace tarvo {
@@ -46,6 +47,7 @@ struct CurlRequest {
     std::int64_t upperBound = 0; ///< one past its last byte; 0: the whole resource
     std::shared_ptr<const TRAuthToken> authToken{};
     std::optional<Url> referer{};
+    RequestHeaders headers{}; ///< over HTTP, beside those of all requests, which go before them
     std::string ifRange{}; ///< for a range of the web: of which version only (RFC 9110, 13.1.5); may be empty
     /// The bytes below this offset are on the disk already; what comes is compared with them.
     std::int64_t compareBelow = 0;

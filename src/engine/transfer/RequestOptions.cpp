@@ -33,7 +33,7 @@ void setAddress(EasyHandle& handle, const CurlRequest& request) {
         handle.set(CURLOPT_REFERER, request.referer->withoutCredentials().absoluteString());
 }
 
-void setHeaders(EasyHandle& handle, const std::vector<std::string>& headers) {
+void setHeaders(EasyHandle& handle, const RequestHeaders& headers) {
     constexpr std::string_view kCoding = "accept-encoding:";
     const bool isCodingSet = std::any_of(
         headers.begin(), headers.end(), [&](const auto& each) { return lowered(each).starts_with(kCoding); });
@@ -123,7 +123,7 @@ void setCredentials(EasyHandle& handle, const CurlRequest& request) {
 std::optional<Error> setRequestOptions(EasyHandle& handle, const CurlRequest& request,
                                        const UserDefaults& defaults, const RequestTraits& traits) {
     setAddress(handle, request);
-    setHeaders(handle, traits.headers);
+    setHeaders(handle, withOthers(traits.headers, request.headers));
     setConnection(handle, request, traits);
     setRange(handle, request, Settings(defaults).speedLimit());
     setCredentials(handle, request);

@@ -3,8 +3,8 @@
 
 #include <chrono>
 #include <cstdint>
-#include <string>
-#include <vector>
+
+#include "engine/transfer/RequestHeaders.h"
 
 namespace tarvo {
 
@@ -18,11 +18,12 @@ enum class Pages {
 };
 
 struct RequestTraits {
-    std::vector<std::string> headers{}; ///< of requests over HTTP, "Name: value"; they follow redirects, but
-                                        ///< for Authorization and Cookie, which go to the first host alone
+    RequestHeaders headers{}; ///< of all requests over HTTP; they follow redirects, but for Authorization and
+                              ///< Cookie, which go to the first host alone
     IpVersion ipVersion = IpVersion::any;
     std::chrono::milliseconds connectTimeout{30'000};
     bool takesWhatIsThere = false; ///< a file of the same address and version is not fetched again
+    bool comparesTimes = false;    ///< nor one of unknown origin that has the size and is not older
     Pages pages = Pages::refused;
     std::int64_t largestFile = 0; ///< bytes; what is said to be larger is not fetched; 0: no limit
 };

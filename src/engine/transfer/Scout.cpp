@@ -57,10 +57,14 @@ std::string withExtensionOfType(const std::string& name, const std::string& exte
 } // namespace
 
 std::shared_ptr<Scout> ScoutFactory::createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
-                                                 const std::optional<Url>& referer) const {
+                                                 const std::optional<Url>& referer,
+                                                 const RequestHeaders& headers) const {
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(m_environment.probeTimeLimit);
-    const CurlRequest request{
-        .url = url, .authToken = std::move(auth), .referer = referer, .timeoutMs = limit.count()};
+    const CurlRequest request{.url = url,
+                              .authToken = std::move(auth),
+                              .referer = referer,
+                              .headers = headers,
+                              .timeoutMs = limit.count()};
     return std::make_shared<Scout>(ProbeRequests::create(request, m_environment));
 }
 

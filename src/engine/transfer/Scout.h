@@ -79,7 +79,8 @@ public:
     explicit ScoutFactory(const TransferEnvironment& environment) : m_environment(environment) {}
 
     std::shared_ptr<Scout> createScout(const Url& url, std::shared_ptr<const TRAuthToken> auth,
-                                       const std::optional<Url>& referer) const;
+                                       const std::optional<Url>& referer,
+                                       const RequestHeaders& headers = {}) const;
 
 private:
     const TransferEnvironment& m_environment;
